@@ -1,0 +1,21 @@
+# Compile options of every target of the project's own.
+add_library(tervalon_options INTERFACE)
+target_compile_features(tervalon_options INTERFACE cxx_std_20)
+target_compile_options(tervalon_options INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow -Werror
+  -ffp-contract=off)  # both builds give the same bits
+target_include_directories(tervalon_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(WIN32)
+  target_compile_options(tervalon_options INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+  target_compile_definitions(tervalon_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX
+                             _WIN32_WINNT=0x0501)
+  # Nothing but the system's own libraries at run time; export names without "@n".
+  target_link_options(tervalon_options INTERFACE -static)
+endif()
+
+if(TERVALON_SANITIZE)
+  set(sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_options(${sanitize})
+  add_link_options(${sanitize})
+endif()

@@ -1,0 +1,102 @@
+// Raw data directories: one directory per sample, holding a fixed family of member files.
+//
+// A raw handle (0..19) names an open directory. Reader: RawReadOpen, per function RawReadFuncInit ..
+// RawReadFuncEnd (raw_functions.h), RawReadClose. Writer: RawCreateOpen, header, functions and
+// scans, RawCreateClose. Every Raw export that returns an error code returns one of these.
+
+#ifndef TERVALON_RAW_DIRECTORY_H_
+#define TERVALON_RAW_DIRECTORY_H_
+
+#include "tervalon/types.h"
+
+TERVALON_BEGIN_DECLS
+
+// Limits.
+#define RAW_MAX_HANDLES 20
+#define RAW_MAX_FUNCTIONS 32
+#define RAW_MAX_PROCESSES 255
+
+// Error codes.
+enum {
+  RAW_OK = 0,
+  RAW_BAD_ARGUMENT = 1,             // unsupported data type, a bad count or a missing array
+  RAW_DIRECTORY_NOT_CREATED = 1001,
+  RAW_DIRECTORY_ABSENT = 2001,
+  RAW_SCAN_ABSENT = 2002,           // no index record for that scan
+  RAW_NO_FREE_HANDLE = 4001,
+  RAW_HANDLE_OUT_OF_RANGE = 4002,
+  RAW_HANDLE_NOT_OPEN = 4003,
+  RAW_SLOT_OUT_OF_RANGE = 4004,     // a function or process number outside its range
+  RAW_MEMBER_ALREADY_OPEN = 4005,
+  RAW_MEMBER_NOT_OPEN = 4006,
+  RAW_NO_MEMORY_FOR_MEMBER = 4007,
+  RAW_PATH_NOT_BUILT = 4008,        // also: analog data are asked of a provider and there is none
+  RAW_LOCK_FAILED = 4009,
+  RAW_MEMBER_NOT_OPENED = 4010,
+  RAW_MEMBER_NOT_CLOSED = 4011,
+  RAW_SHORT_WRITE = 4012,
+  RAW_SEEK_FAILED = 4014,
+  RAW_FILE_NOT_DELETED = 4015,
+  RAW_TIME_STAMP_FAILED = 4017,
+  RAW_DIRECTORY_VANISHED = 4018,
+  RAW_DIRECTORY_NOT_REMOVED = 4019,
+  RAW_SCAN_BUFFER_EXISTS = 4021,
+  RAW_SCAN_BUFFER_ABSENT = 4022,    // the function was not opened for reading or writing
+  RAW_NO_MEMORY_FOR_SCAN_BUFFER = 4023,
+  RAW_SCAN_BUFFER_NOT_FREED = 4024,
+  RAW_BAD_OPEN_MODE = 4025
+};
+
+// Receives a percentage 0..100 and the value given to RawUpdateInit. Its result is ignored.
+typedef int32_t(TERVALON_CALL* RawProgressCallback)(int32_t percent, void* user);
+
+// Releases all 20 handles of the process without ending anything: a fresh start.
+TERVALON_API void TERVALON_CALL RawHandlesInit(void);
+
+// Opens an existing raw directory for reading and stores its handle.
+// Returns RAW_OK; RAW_DIRECTORY_ABSENT when `directory` is not an existing directory (or is longer
+// than 259 characters); RAW_NO_FREE_HANDLE when all 20 handles are in use.
+TERVALON_API int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* handle);
+
+// Creates a raw directory for writing and stores its handle. An existing directory is first erased
+// with RawFileErase, whose error is returned.
+// Returns RAW_OK; RAW_NO_FREE_HANDLE, before anything is erased; RAW_DIRECTORY_NOT_CREATED, in which
+// case the handle stays allocated and the caller closes it.
+TERVALON_API int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle);
+
+// Ends reading of functions 1..31 (acquired data), ignoring their results, then releases the
+// handle. Function 32 and processed data sets are the caller's to end; what is still open is closed
+// and dropped.
+// Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
+TERVALON_API int32_t TERVALON_CALL RawReadClose(int32_t handle);
+
+// Releases the handle, then gives every plain file of the directory the current time as access and
+// modification time.
+// Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN, RAW_DIRECTORY_VANISHED or
+// RAW_TIME_STAMP_FAILED.
+TERVALON_API int32_t TERVALON_CALL RawCreateClose(int32_t handle);
+
+// Returns 16 when the path exists and is a directory, 0 otherwise.
+TERVALON_API int32_t TERVALON_CALL RawFileExists(const char* directory);
+
+// Deletes every plain file directly inside the directory, then the directory. Sub-directories are
+// left and make the removal fail.
+// Returns RAW_OK; RAW_DIRECTORY_VANISHED when it is not an existing directory; RAW_FILE_NOT_DELETED
+// (stops there); RAW_DIRECTORY_NOT_REMOVED.
+TERVALON_API int32_t TERVALON_CALL RawFileErase(const char* directory);
+
+// Copies the directory path of a handle to `directory` (at least TV_PATH_SIZE bytes).
+// Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
+TERVALON_API int32_t TERVALON_CALL RawHandleGetClusterName(int32_t handle, char* directory);
+
+// Sets the process-wide progress callback of long reads and its user value (both optional).
+// Returns the callback.
+TERVALON_API RawProgressCallback TERVALON_CALL RawUpdateInit(RawProgressCallback callback,
+                                                             void* user);
+
+// Clears the progress callback and its user value.
+TERVALON_API void TERVALON_CALL RawUpdateEnd(void);
+
+TERVALON_END_DECLS
+
+#endif  // TERVALON_RAW_DIRECTORY_H_

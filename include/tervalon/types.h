@@ -1,0 +1,61 @@
+// Types, calling convention and platform handles shared by every exported header.
+//
+// All exported headers are plain C (C11) and C++ alike. Conventions that hold for every export:
+//
+//  - Text is 8-bit and zero-terminated. Paths use "\" between their parts on every platform; "/" is
+//    accepted too where the platform is not Windows.
+//  - 16-bit and 32-bit integers are signed unless a declaration says otherwise; a flag or boolean
+//    is an int32_t that is zero or not.
+//  - Scan, point, function and process numbers count from 1; process 0 means acquired data.
+//  - A pointer described as optional may be NULL. NULL for any other pointer gives the export's
+//    failure value and changes nothing.
+//  - The library has no locks and no threads: call it from one thread at a time.
+//  - No C++ exception leaves an export; memory that runs out gives the export's failure value.
+
+#ifndef TERVALON_TYPES_H_
+#define TERVALON_TYPES_H_
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+// Callee-clean, exported under the plain name (the DLL's table has no "@n").
+#define TERVALON_CALL __stdcall
+// The variable-argument exports, where the caller removes the arguments.
+#define TERVALON_VARARGS_CALL __cdecl
+#if defined(TERVALON_BUILD)
+#define TERVALON_API __declspec(dllexport)
+#elif defined(TERVALON_STATIC)
+#define TERVALON_API
+#else
+#define TERVALON_API __declspec(dllimport)
+#endif
+#else
+#define TERVALON_CALL
+#define TERVALON_VARARGS_CALL
+#define TERVALON_API __attribute__((visibility("default")))
+#endif
+
+#if defined(__cplusplus)
+#define TERVALON_BEGIN_DECLS extern "C" {
+#define TERVALON_END_DECLS }
+#else
+#define TERVALON_BEGIN_DECLS
+#define TERVALON_END_DECLS
+#endif
+
+// Room for a path in records and output buffers, terminating zero included.
+#define TV_PATH_SIZE 260
+
+// Platform handles. On Windows they are the platform's own (HWND, HINSTANCE, HGLOBAL); elsewhere
+// they are opaque pointers that only this library understands.
+#if defined(_WIN32)
+typedef struct HWND__* TvWindow;
+typedef struct HINSTANCE__* TvInstance;
+typedef void* TvMemory;
+#else
+typedef struct TvWindowRecord* TvWindow;
+typedef struct TvInstanceRecord* TvInstance;
+typedef struct TvMemoryBlock* TvMemory;
+#endif
+
+#endif  // TERVALON_TYPES_H_

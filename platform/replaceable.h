@@ -1,0 +1,51 @@
+// A process-wide service that a test can replace by a failing or recording one.
+
+#ifndef PLATFORM_REPLACEABLE_H_
+#define PLATFORM_REPLACEABLE_H_
+
+namespace tervalon::platform {
+
+// Returns the service in use. Each platform folder specialises it with its real implementation as
+// the default.
+template <typename Service>
+Service& Current();
+
+// Puts `service` in place (nullptr: the platform's own again). Returns the one that was in place,
+// nullptr for the platform's own.
+template <typename Service>
+Service* Replace(Service* service);
+
+// Replaces a service for a scope.
+template <typename Service>
+class ScopedReplacement {
+ public:
+  explicit ScopedReplacement(Service* service) : previous_(Replace<Service>(service)) {}
+  ~ScopedReplacement() { Replace<Service>(previous_); }
+  ScopedReplacement(const ScopedReplacement&) = delete;
+  ScopedReplacement& operator=(const ScopedReplacement&) = delete;
+
+ private:
+  Service* previous_;
+};
+
+}  // namespace tervalon::platform
+
+// Defines Current and Replace for `Service`, whose platform implementation is the default-constructed
+// `Default`.
+#define TERVALON_DEFINE_SERVICE(Service, Default)        \
+  namespace {                                            \
+  Service* replaced_##Default = nullptr;                 \
+  }                                                      \
+  template <>                                            \
+  Service& Current<Service>() {                          \
+    static Default platform_own;                         \
+    return replaced_##Default ? *replaced_##Default : platform_own; \
+  }                                                      \
+  template <>                                            \
+  Service* Replace<Service>(Service * service) {         \
+    Service* previous = replaced_##Default;              \
+    replaced_##Default = service;                        \
+    return previous;                                     \
+  }
+
+#endif  // PLATFORM_REPLACEABLE_H_

@@ -1,0 +1,130 @@
+// The raw handle table and the member files of a raw directory: every other file of this folder
+// reaches the disk through what is declared here.
+
+#ifndef RAW_MEMBER_FILES_H_
+#define RAW_MEMBER_FILES_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/file_system.h"
+#include "tervalon/raw_directory.h"
+
+namespace tervalon::raw {
+
+// File codes. Codes of per-function and per-process files are the base to which the number is added
+// to give the member's slot; for all others the code is the slot.
+enum FileCode : int32_t {
+  kHeaderText = 0,
+  kHeaderInverted = 1,  // every byte stored inverted
+  kExperiment = 2,
+  kInlet = 3,
+  kAutosampler = 4,
+  kExternal = 5,
+  kAnalogInfo = 6,
+  kFunctionTable = 7,
+  kHistory = 8,
+  kAnalogData = 9,
+  kFunctionData = 10,
+  kFunctionIndex = 42,
+  kFunctionStatistics = 74,
+  kFunctionEe = 106,
+  kProcessData = 138,
+  kProcessIndex = 394,
+  kProcessStatistics = 650,
+  kProcessEe = 906,
+};
+
+// The numbers of RawFileOpen's modes.
+enum MemberMode : int32_t { kCreateMember = 1, kReadMember = 2, kReadWriteMember = 3 };
+
+// What RawFileRead and RawFileWrite do to the bytes of one member. All functions below return an
+// error code of raw_directory.h.
+int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode);
+
+// Reads at the member's position and advances it. A short read is no error: see `read` (optional).
+int32_t RawFileRead(int32_t handle, int32_t code, int32_t number, void* buffer, uint32_t count,
+                    uint32_t* read);
+
+// Writes at the member's position and advances it. For kHeaderInverted the caller's buffer is
+// inverted in place and left so. A write that would pass 4 GiB is a short write. `position` (the new
+// one) is optional.
+int32_t RawFileWrite(int32_t handle, int32_t code, int32_t number, void* buffer, uint32_t count,
+                     uint32_t* position);
+
+// Sets a member's position; takes the slot itself.
+int32_t RawFileSeek(int32_t handle, int32_t slot, uint32_t position);
+
+int32_t RawFileSize(int32_t handle, int32_t code, int32_t number, uint32_t* size);
+
+int32_t RawFileClose(int32_t handle, int32_t code, int32_t number);
+
+// Closes a member on leaving a scope, unless Close was called.
+class MemberCloser {
+ public:
+  MemberCloser(int32_t handle, int32_t code, int32_t number)
+      : handle_(handle), code_(code), number_(number) {}
+  ~MemberCloser() {
+    if (open_) Close();
+  }
+  MemberCloser(const MemberCloser&) = delete;
+  MemberCloser& operator=(const MemberCloser&) = delete;
+  int32_t Close() {
+    open_ = false;
+    return RawFileClose(handle_, code_, number_);
+  }
+
+ private:
+  int32_t handle_;
+  int32_t code_;
+  int32_t number_;
+  bool open_ = true;
+};
+
+// The slot of a member, or -1 when the number does not fit the code.
+int32_t MemberSlot(int32_t code, int32_t number);
+
+// Builds the path of a member in `directory`; empty when the code has no name.
+std::string MemberPath(const std::string& directory, int32_t code, int32_t number);
+
+// Checks a handle: RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
+int32_t CheckHandle(int32_t handle);
+
+// The directory of a handle that CheckHandle accepts.
+const std::string& HandleDirectory(int32_t handle);
+
+// The platform file behind an open member, for block readers; nullptr when it is not open.
+platform::File* OpenMember(int32_t handle, int32_t code, int32_t number);
+
+// What a reader or writer keeps between calls, one per function and process number.
+class ScanBuffer {
+ public:
+  virtual ~ScanBuffer() = default;
+};
+
+// RAW_SCAN_BUFFER_EXISTS, RAW_NO_MEMORY_FOR_SCAN_BUFFER (for nullptr), RAW_SLOT_OUT_OF_RANGE.
+int32_t PutScanBuffer(int32_t handle, int32_t function, int32_t process,
+                      std::unique_ptr<ScanBuffer> buffer);
+
+// RAW_SCAN_BUFFER_ABSENT when there is none.
+int32_t GetScanBuffer(int32_t handle, int32_t function, int32_t process, ScanBuffer** buffer);
+
+int32_t FreeScanBuffer(int32_t handle, int32_t function, int32_t process);
+
+// The buffer as a reader's or writer's; RAW_SCAN_BUFFER_ABSENT when the slot holds the other kind.
+template <typename Kind>
+int32_t GetScanBufferAs(int32_t handle, int32_t function, int32_t process, Kind** buffer) {
+  ScanBuffer* any = nullptr;
+  const int32_t error = GetScanBuffer(handle, function, process, &any);
+  if (error != RAW_OK) return error;
+  *buffer = dynamic_cast<Kind*>(any);
+  return *buffer != nullptr ? RAW_OK : RAW_SCAN_BUFFER_ABSENT;
+}
+
+// Reports item `index` of `count` to the progress callback when it reaches a new percentage.
+void ReportProgress(int32_t index, int32_t count);
+
+}  // namespace tervalon::raw
+
+#endif  // RAW_MEMBER_FILES_H_

@@ -1,0 +1,91 @@
+#include "tervalon/number_format.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+constexpr ptrdiff_t kMaxFixedLength = 31;
+constexpr int32_t kDefaultDecimals = 6;
+
+// No double has more decimals, more digits before the point or more significant digits than these:
+// with them every printout is exact.
+constexpr int32_t kAllDecimals = 1074;
+constexpr int32_t kMaxWholeDigits = 309;
+constexpr int32_t kAllDigits = 767;
+
+// |value| = mantissa * 10^exponent, with the mantissa in [1, 10); all 0 for 0.
+struct Decimal {
+  double mantissa = 0.0;
+  int32_t exponent = 0;
+  bool is_power_of_ten = false;
+};
+
+// Works on the value's exact decimal digits: a logarithm can be off by one next to a power of ten,
+// and differs between C libraries.
+Decimal ToDecimal(double value) {
+  Decimal decimal;
+  if (value == 0.0) return decimal;
+
+  char digits[kAllDigits + 16];
+  char* const end = std::to_chars(digits, std::end(digits), std::fabs(value),
+                                  std::chars_format::scientific, kAllDigits - 1)
+                        .ptr;
+  char* const exponent = digits + kAllDigits + 1;  // behind the digits and the point
+  std::from_chars(exponent[1] == '+' ? exponent + 2 : exponent + 1, end, decimal.exponent);
+  std::from_chars(digits, exponent, decimal.mantissa, std::chars_format::fixed);
+  // 9.9999999999999999 is nearest to 10, which would be the next exponent's.
+  decimal.mantissa = std::min(decimal.mantissa, std::nextafter(10.0, 0.0));
+  decimal.is_power_of_ten = digits[0] == '1' && std::all_of(digits + 2, exponent, [](char digit) {
+                              return digit == '0';
+                            });
+  return decimal;
+}
+
+void FormatExponential(double value, const Decimal& decimal, char* text, int32_t decimals) {
+  ftoa(std::copysign(decimal.mantissa, value), text, decimals);
+  char* out = text + std::strlen(text);
+  *out++ = 'e';
+  *std::to_chars(out, out + 5, decimal.exponent).ptr = '\0';
+}
+
+}  // namespace
+
+extern "C" char* TERVALON_CALL ftoa(double value, char* text, int32_t decimals) {
+  if (text == nullptr) return nullptr;
+  if (std::isnan(value)) return std::strcpy(text, "nan");
+
+  // More decimals than a double can have would only add zeros behind the cut.
+  const int32_t precision = decimals < 0 ? kDefaultDecimals : std::min(decimals, kAllDecimals);
+  char printout[kMaxWholeDigits + kAllDecimals + 3];
+  const char* const end =
+      std::to_chars(printout, std::end(printout), value, std::chars_format::fixed, precision).ptr;
+  const ptrdiff_t length = std::min(end - printout, kMaxFixedLength);
+  std::memcpy(text, printout, static_cast<size_t>(length));
+  text[length] = '\0';
+  return text;
+}
+
+extern "C" char* TERVALON_CALL etoa(double value, char* text, int32_t decimals) {
+  if (text == nullptr || !std::isfinite(value)) return ftoa(value, text, decimals);
+  FormatExponential(value, ToDecimal(value), text, decimals);
+  return text;
+}
+
+extern "C" char* TERVALON_CALL gtoa(double value, int32_t digits, char* text) {
+  if (text == nullptr || !std::isfinite(value)) return ftoa(value, text, digits);
+  const Decimal decimal = ToDecimal(value);
+  // The digits are compared with the logarithm itself, which exceeds the exponent except for powers
+  // of ten (and 0, whose logarithm counts as 0).
+  const bool above = decimal.exponent > digits ||
+                     (decimal.exponent == digits && value != 0.0 && !decimal.is_power_of_ten);
+  if (decimal.exponent < -4 || above) {
+    FormatExponential(value, decimal, text, digits > 0 ? digits - 1 : 0);
+    return text;
+  }
+  if (std::floor(value) == value) return ftoa(value, text, 0);
+  return ftoa(value, text, std::max(std::min(digits, kAllDecimals) - (decimal.exponent + 1), 0));
+}

@@ -1,0 +1,109 @@
+#include "appsvc/text_number.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <system_error>
+
+namespace tervalon::appsvc {
+namespace {
+
+bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Passes white space and a sign; true when the sign is a minus.
+bool SkipToDigits(const char** text) {
+  while (IsSpace(**text)) ++*text;
+  const bool negative = **text == '-';
+  if (negative || **text == '+') ++*text;
+  return negative;
+}
+
+// A decimal number of any length: 0.d1d2d3.. * 10^point, without zeros in front.
+class DecimalText {
+ public:
+  // Reads as much of `text` as belongs to a number; it starts with one.
+  explicit DecimalText(const char* text) {
+    for (; IsDigit(*text); ++text) {
+      if (Add(*text)) ++point_;
+    }
+    if (*text == '.') {
+      for (++text; IsDigit(*text); ++text) {
+        if (!Add(*text)) --point_;
+      }
+    }
+    if (*text == 'e' || *text == 'E') AddExponent(text + 1);
+  }
+
+  double Value() {
+    if (count_ == 0) return 0.0;
+    // At least 20 digits keep from_chars from multiplying by a power of ten in floating point,
+    // which the x87 of a 32-bit build rounds twice.
+    while (count_ < 20) digits_[count_++] = '0';
+    char* const exponent = digits_ + count_;
+    *exponent = 'e';
+    const int64_t power = std::clamp<int64_t>(point_ - count_, -kMaxPower, kMaxPower);
+    const char* const end = std::to_chars(exponent + 1, std::end(digits_), power).ptr;
+    double value = 0.0;
+    const std::errc error = std::from_chars(digits_, end, value).ec;
+    if (error == std::errc{} && std::isfinite(value)) return value;
+    return point_ > 0 ? std::numeric_limits<double>::max() : 0.0;
+  }
+
+ private:
+  // No more significant digits than these decide how a double is rounded, but for whether anything
+  // follows them.
+  static constexpr int kMaxDigits = 768;
+  static constexpr int64_t kMaxPower = 9999;
+
+  // Appends a digit; false for a zero in front of all others.
+  bool Add(char digit) {
+    if (count_ == 0 && digit == '0') return false;
+    if (count_ < kMaxDigits) {
+      digits_[count_++] = digit;
+    } else if (digit != '0') {
+      digits_[kMaxDigits] = '1';
+      count_ = kMaxDigits + 1;
+    }
+    return true;
+  }
+
+  void AddExponent(const char* text) {
+    const bool negative = *text == '-';
+    if (negative || *text == '+') ++text;
+    int64_t exponent = 0;
+    for (; IsDigit(*text); ++text) {
+      if (exponent < std::numeric_limits<int32_t>::max()) exponent = exponent * 10 + (*text - '0');
+    }
+    point_ += negative ? -exponent : exponent;
+  }
+
+  char digits_[kMaxDigits + 16];
+  int count_ = 0;
+  int64_t point_ = 0;
+};
+
+}  // namespace
+
+int32_t ParseInt(const char* text) {
+  if (text == nullptr) return 0;
+  const bool negative = SkipToDigits(&text);
+  constexpr int64_t kLimit = std::numeric_limits<int32_t>::max();
+  int64_t value = 0;
+  for (; IsDigit(*text) && value <= kLimit; ++text) value = value * 10 + (*text - '0');
+  if (negative) return static_cast<int32_t>(value > kLimit ? -kLimit - 1 : -value);
+  return static_cast<int32_t>(value > kLimit ? kLimit : value);
+}
+
+double ParseDouble(const char* text) {
+  if (text == nullptr) return 0.0;
+  const bool negative = SkipToDigits(&text);
+  if (!IsDigit(text[*text == '.' ? 1 : 0])) return 0.0;
+  const double value = DecimalText(text).Value();
+  return negative ? -value : value;
+}
+
+}  // namespace tervalon::appsvc

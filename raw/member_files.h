@@ -36,20 +36,21 @@ enum FileCode : int32_t {
   kProcessEe = 906,
 };
 
-// The numbers of RawFileOpen's modes.
+// The modes of RawFileOpen: new or truncated, existing for reading, existing for both.
 enum MemberMode : int32_t { kCreateMember = 1, kReadMember = 2, kReadWriteMember = 3 };
 
-// What RawFileRead and RawFileWrite do to the bytes of one member. All functions below return an
-// error code of raw_directory.h.
+// The primitives below return an error code of raw_directory.h. An open member has a position that
+// starts at 0.
 int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode);
 
 // Reads at the member's position and advances it. A short read is no error: see `read` (optional).
+// The bytes of kHeaderInverted are inverted.
 int32_t RawFileRead(int32_t handle, int32_t code, int32_t number, void* buffer, uint32_t count,
                     uint32_t* read);
 
 // Writes at the member's position and advances it. For kHeaderInverted the caller's buffer is
-// inverted in place and left so. A write that would pass 4 GiB is a short write. `position` (the new
-// one) is optional.
+// inverted in place and left so. A write that would pass 4 GiB is a short write. `position` (the
+// new one) is optional.
 int32_t RawFileWrite(int32_t handle, int32_t code, int32_t number, void* buffer, uint32_t count,
                      uint32_t* position);
 
@@ -60,27 +61,14 @@ int32_t RawFileSize(int32_t handle, int32_t code, int32_t number, uint32_t* size
 
 int32_t RawFileClose(int32_t handle, int32_t code, int32_t number);
 
-// Closes a member on leaving a scope, unless Close was called.
-class MemberCloser {
- public:
-  MemberCloser(int32_t handle, int32_t code, int32_t number)
-      : handle_(handle), code_(code), number_(number) {}
-  ~MemberCloser() {
-    if (open_) Close();
-  }
-  MemberCloser(const MemberCloser&) = delete;
-  MemberCloser& operator=(const MemberCloser&) = delete;
-  int32_t Close() {
-    open_ = false;
-    return RawFileClose(handle_, code_, number_);
-  }
+// Writes a member that is not open, whole: beside the old one first, then in its place. A failure
+// leaves what was there.
+int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* bytes,
+                      uint32_t count);
 
- private:
-  int32_t handle_;
-  int32_t code_;
-  int32_t number_;
-  bool open_ = true;
-};
+// Opens a member for reading past the slots, so that it works while the member is open.
+int32_t OpenForReading(int32_t handle, int32_t code, int32_t number,
+                       std::unique_ptr<platform::File>* file);
 
 // The slot of a member, or -1 when the number does not fit the code.
 int32_t MemberSlot(int32_t code, int32_t number);
@@ -90,6 +78,9 @@ std::string MemberPath(const std::string& directory, int32_t code, int32_t numbe
 
 // Checks a handle: RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
 int32_t CheckHandle(int32_t handle);
+
+// Frees a handle that CheckHandle accepts, and drops what is still open of it.
+void ReleaseHandle(int32_t handle);
 
 // The directory of a handle that CheckHandle accepts.
 const std::string& HandleDirectory(int32_t handle);

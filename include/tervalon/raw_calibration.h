@@ -13,12 +13,12 @@ TERVALON_BEGIN_DECLS
 
 struct RawFunctionRecord;
 
-// A polynomial y = c0 + c1 x + .. + cn x^n. With type 1 (root mass) x is the square root of the mass
-// and the result is squared. The default is the identity: order 1, c0 = 0, c1 = 1, type 0.
+// A polynomial y = c0 + c1 x + .. + cn x^n. With type 1 (root mass) x is the square root of the
+// mass and the result is squared. The default is the identity: order 1, c0 = 0, c1 = 1, type 0.
 typedef struct RawCaliCoeffs {
   int32_t order;  // number of coefficients - 1
   double coefficients[6];
-  int32_t type;   // 1: root-mass calibration
+  int32_t type;  // 1: root-mass calibration
   double standard_deviation;
 } RawCaliCoeffs;
 
@@ -82,15 +82,13 @@ RawSetFuncCalib(RawCalibration* calibration, int32_t function,
 // Copies the coefficients of a segment (0-based, negative taken as 0). The output is reset to the
 // default first.
 // Returns 1 when the segment exists, else 0.
-TERVALON_API int32_t TERVALON_CALL
-RawGetFuncSegCoeffs(const RawFunctionCalibration* function_calibration, int32_t segment,
-                    RawCaliCoeffs* set);
+TERVALON_API int32_t TERVALON_CALL RawGetFuncSegCoeffs(
+    const RawFunctionCalibration* function_calibration, int32_t segment, RawCaliCoeffs* set);
 
 // Stores the coefficients of segment 0..11 (negative taken as 0) and raises the segment count to
 // hold it. Returns 1, or 0 for a segment above 11.
-TERVALON_API int32_t TERVALON_CALL
-RawSetFuncSegCoeffs(RawFunctionCalibration* function_calibration, int32_t segment,
-                    const RawCaliCoeffs* set);
+TERVALON_API int32_t TERVALON_CALL RawSetFuncSegCoeffs(RawFunctionCalibration* function_calibration,
+                                                       int32_t segment, const RawCaliCoeffs* set);
 
 // Returns which analyser's calibration applies to a function type: 2 for daughter, neutral loss,
 // neutral gain, MRM, MS2 and auto daughter functions, 1 for all others.
@@ -104,8 +102,7 @@ RawFuncDefaultCalib(const RawCalibration* calibration, const struct RawFunctionR
 
 // Returns 1 when functions of the record's type are calibrated in root mass: the time-of-flight
 // types, and for RAW_TYPE_MALDI_TOF when the word at bytes 24..25 is 0. Otherwise 0.
-TERVALON_API int32_t TERVALON_CALL
-RawIsRootMassCalibration(const struct RawFunctionRecord* record);
+TERVALON_API int32_t TERVALON_CALL RawIsRootMassCalibration(const struct RawFunctionRecord* record);
 
 // Sets the process-wide preference for root-mass calibration, which applications consult when they
 // fit one, and returns it.

@@ -45,12 +45,12 @@ TERVALON_API int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function
                                                 int32_t first, int32_t count, float* values,
                                                 float* times, int16_t kind);
 
-// Sums the intensities of selected points of every scan. For each of `trace_count` traces, values[t]
-// and times[t] (each array, and each of its entries, is optional) receive `count` elements. A
-// point-range window covers the points whose number lies from the integer part of `low` to that of
-// `high`; a mass window the points whose calibrated mass lies from low to high. In selected-ion
-// functions (data types 2 and 11) the mass of a point is that of its channel. Flagged points count.
-// Returns as RawReadChrom.
+// Sums the intensities of selected points of every scan. For each of `trace_count` traces,
+// values[t] and times[t] (each array, and each of its entries, is optional) receive `count`
+// elements. A point-range window covers the points whose number lies from the integer part of `low`
+// to that of `high`; a mass window the points whose calibrated mass lies from low to high. In
+// selected-ion functions (data types 2 and 11) the mass of a point is that of its channel. Flagged
+// points count. Returns as RawReadChrom.
 TERVALON_API int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t function,
                                                       int16_t process, int32_t first, int32_t count,
                                                       int16_t trace_count, const RawTrace* traces,

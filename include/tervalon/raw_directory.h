@@ -1,7 +1,7 @@
 // Raw data directories: one directory per sample, holding a fixed family of member files.
 //
-// A raw handle (0..19) names an open directory. Reader: RawReadOpen, per function RawReadFuncInit ..
-// RawReadFuncEnd (raw_functions.h), RawReadClose. Writer: RawCreateOpen, header, functions and
+// A raw handle (0..19) names an open directory. Reader: RawReadOpen, per function RawReadFuncInit
+// .. RawReadFuncEnd (raw_functions.h), RawReadClose. Writer: RawCreateOpen, header, functions and
 // scans, RawCreateClose. Every Raw export that returns an error code returns one of these.
 
 #ifndef TERVALON_RAW_DIRECTORY_H_
@@ -19,18 +19,18 @@ TERVALON_BEGIN_DECLS
 // Error codes.
 enum {
   RAW_OK = 0,
-  RAW_BAD_ARGUMENT = 1,             // unsupported data type, a bad count or a missing array
+  RAW_BAD_ARGUMENT = 1,  // unsupported data type, a bad count or a missing array
   RAW_DIRECTORY_NOT_CREATED = 1001,
   RAW_DIRECTORY_ABSENT = 2001,
-  RAW_SCAN_ABSENT = 2002,           // no index record for that scan
+  RAW_SCAN_ABSENT = 2002,  // no index record for that scan
   RAW_NO_FREE_HANDLE = 4001,
   RAW_HANDLE_OUT_OF_RANGE = 4002,
   RAW_HANDLE_NOT_OPEN = 4003,
-  RAW_SLOT_OUT_OF_RANGE = 4004,     // a function or process number outside its range
+  RAW_SLOT_OUT_OF_RANGE = 4004,  // a function or process number outside its range
   RAW_MEMBER_ALREADY_OPEN = 4005,
   RAW_MEMBER_NOT_OPEN = 4006,
   RAW_NO_MEMORY_FOR_MEMBER = 4007,
-  RAW_PATH_NOT_BUILT = 4008,        // also: analog data are asked of a provider and there is none
+  RAW_PATH_NOT_BUILT = 4008,  // also: analog data are asked of a provider and there is none
   RAW_LOCK_FAILED = 4009,
   RAW_MEMBER_NOT_OPENED = 4010,
   RAW_MEMBER_NOT_CLOSED = 4011,
@@ -41,7 +41,7 @@ enum {
   RAW_DIRECTORY_VANISHED = 4018,
   RAW_DIRECTORY_NOT_REMOVED = 4019,
   RAW_SCAN_BUFFER_EXISTS = 4021,
-  RAW_SCAN_BUFFER_ABSENT = 4022,    // the function was not opened for reading or writing
+  RAW_SCAN_BUFFER_ABSENT = 4022,  // the function was not opened for reading or writing
   RAW_NO_MEMORY_FOR_SCAN_BUFFER = 4023,
   RAW_SCAN_BUFFER_NOT_FREED = 4024,
   RAW_BAD_OPEN_MODE = 4025
@@ -60,8 +60,8 @@ TERVALON_API int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* h
 
 // Creates a raw directory for writing and stores its handle. An existing directory is first erased
 // with RawFileErase, whose error is returned.
-// Returns RAW_OK; RAW_NO_FREE_HANDLE, before anything is erased; RAW_DIRECTORY_NOT_CREATED, in which
-// case the handle stays allocated and the caller closes it.
+// Returns RAW_OK; RAW_NO_FREE_HANDLE, before anything is erased; RAW_DIRECTORY_NOT_CREATED, in
+// which case the handle stays allocated and the caller closes it.
 TERVALON_API int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle);
 
 // Ends reading of functions 1..31 (acquired data), ignoring their results, then releases the

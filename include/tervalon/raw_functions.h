@@ -98,10 +98,10 @@ TERVALON_API int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t funct
 
 // Opens a function's ".DAT" and ".IDX" (or with process 1..255 those of that processed data set)
 // for reading. `record` gives data type, mass range and channels; for a processed data set pass its
-// function's record with the set's data type. `calibration` (optional) is what RawReadHeader filled;
-// without one, masses are delivered as stored. A failed call leaves nothing open.
-// Returns RAW_OK; RAW_BAD_ARGUMENT for a data type that is not stored; RAW_SCAN_BUFFER_EXISTS when
-// the function is already open; RAW_NO_MEMORY_FOR_SCAN_BUFFER; a member-file error.
+// function's record with the set's data type. `calibration` (optional) is what RawReadHeader
+// filled; without one, masses are delivered as stored. A failed call leaves nothing open. Returns
+// RAW_OK; RAW_BAD_ARGUMENT for a data type that is not stored; RAW_SCAN_BUFFER_EXISTS when the
+// function is already open; RAW_NO_MEMORY_FOR_SCAN_BUFFER; a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawReadFuncInit(int32_t handle, int16_t function,
                                                    int16_t process, const RawFunctionRecord* record,
                                                    const RawCalibration* calibration);
@@ -132,9 +132,8 @@ TERVALON_API int32_t TERVALON_CALL RawReadTimeScan(int32_t handle, int16_t funct
 // Returns nonzero for data types 3 and above, which come from continuum acquisition; 0 below.
 TERVALON_API int32_t TERVALON_CALL RawGetDataTypeDesc(const RawFunctionRecord* record, char* text);
 
-// Copies the name of an ionisation mode ("EI+" .. "LD-") to `text` (at least 8 bytes); empty outside
-// 0..13.
-// Returns 1 when the mode has a name, else 0.
+// Copies the name of an ionisation mode ("EI+" .. "LD-") to `text` (at least 8 bytes); empty
+// outside 0..13. Returns 1 when the mode has a name, else 0.
 TERVALON_API int32_t TERVALON_CALL RawGetIonModeDesc(int16_t mode, char* text);
 
 TERVALON_END_DECLS

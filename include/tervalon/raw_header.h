@@ -30,8 +30,8 @@ typedef struct RawHeader {
   double solvent_delay;  // minutes
   int32_t resolved;
   char associated_datafile[260];
-  char processed[84];    // by what the data were processed; written when 2 characters or longer
-  int32_t encrypted;     // set on reading: the header came from "_HEADER.INF"
+  char processed[84];  // by what the data were processed; written when 2 characters or longer
+  int32_t encrypted;   // set on reading: the header came from "_HEADER.INF"
   uint8_t reserved[54];
   char plate_description[122];
   float analog_offsets[4];

@@ -12,22 +12,22 @@ TERVALON_BEGIN_DECLS
 
 #define RAW_SCAN_FLAG_D 0x80000000u  // in RawScanHeader.points
 #define RAW_SCAN_POINTS_MASK 0x003FFFFFu
-#define RAW_SCAN_FLAG_B 1u           // in RawScanHeader.flags
+#define RAW_SCAN_FLAG_B 1u  // in RawScanHeader.flags
 #define RAW_SCAN_FLAG_E 2u
 #define RAW_SCAN_FLAG_A 4u
 
 // What the scan index says of a scan. The base peak is the index's: not calibrated.
 typedef struct RawScanHeader {
-  uint32_t points;            // bits 0..21 number of points, bit 31 flag D
-  uint32_t flags;             // bit 0 flag B or "the function has a calibration", 1 flag E, 2 flag A
-  float total_ion_current;    // sum of the stored intensities
-  float retention_time;       // minutes
+  uint32_t points;          // bits 0..21 number of points, bit 31 flag D
+  uint32_t flags;           // bit 0 flag B or "the function has a calibration", 1 flag E, 2 flag A
+  float total_ion_current;  // sum of the stored intensities
+  float retention_time;     // minutes
   float base_peak_mass;
   float base_peak_intensity;
-  float low_mass;             // the function's mass range
+  float low_mass;  // the function's mass range
   float high_mass;
   uint32_t flag_c;
-  uint32_t segment;           // 0..15
+  uint32_t segment;  // 0..15
 } RawScanHeader;
 
 // What a writer says of a scan.
@@ -41,8 +41,8 @@ typedef struct RawScanDescription {
 } RawScanDescription;
 
 // Reads a run of points of scan `scan` (1..), starting at point `first` (1..). On entry *count is
-// how many points are wanted, on return how many were delivered: fewer at the scan's end or when the
-// data are cut off. `count` is optional when only the header is wanted. Each output array is
+// how many points are wanted, on return how many were delivered: fewer at the scan's end or when
+// the data are cut off. `count` is optional when only the header is wanted. Each output array is
 // optional and holds *count elements. `flags` gets the flag nibble of data types 11 and 12, 0
 // otherwise. With `skip_flagged`, points of those types whose flag bit 0 is set are passed over and
 // not counted. Masses are calibrated as RawReadFuncInit was told, unless the scan has flag B, the
@@ -66,18 +66,19 @@ TERVALON_API int32_t TERVALON_CALL RawCreateScanFile(int32_t handle, int16_t fun
 // (optional) is one byte per point, of which types 11 and 12 store the low four bits. A value that
 // the type cannot hold is stored as the nearest that it can, a NaN as 0. Total ion current and base
 // peak are those of the intensities as stored.
-// Scans reach the files when 50 are waiting, or with RawCreateScansFlush: data before index, so that
-// a reader never sees a scan that is not whole.
-// Returns RAW_OK; RAW_BAD_ARGUMENT for a type that is not stored, a bad count or a missing array;
-// RAW_SCAN_BUFFER_ABSENT without RawCreateScanFile; RAW_SHORT_WRITE when the disk is full or a file
-// would pass 4 GiB (scans written before stay whole; the failed one is not stored).
+// Scans reach the files when 50 are waiting, or with RawCreateScansFlush: data before index, so
+// that a reader never sees a scan that is not whole. Returns RAW_OK; RAW_BAD_ARGUMENT for a type
+// that is not stored, a bad count or a missing array; RAW_SCAN_BUFFER_ABSENT without
+// RawCreateScanFile; RAW_SHORT_WRITE when the disk is full or a file would pass 4 GiB (scans
+// written before stay whole; the failed one is not stored).
 TERVALON_API int32_t TERVALON_CALL RawCreateScansEx(int32_t handle, int16_t function,
                                                     int16_t process, int16_t selector,
                                                     const RawScanDescription* description,
                                                     const float* masses, const float* intensities,
                                                     const uint8_t* flags, int32_t count);
 
-// RawCreateScansEx with the description's first four words as arguments, segment and flag A being 0.
+// RawCreateScansEx with the description's first four words as arguments, segment and flag A being
+// 0.
 TERVALON_API int32_t TERVALON_CALL RawCreateScans(int32_t handle, int16_t function, int16_t process,
                                                   int16_t selector, uint32_t flag_d,
                                                   uint32_t flag_b, uint32_t flag_c, float time,

@@ -1,0 +1,392 @@
+#include "raw/data_types.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstring>
+
+#include "raw/little_endian.h"
+#include "tervalon/raw_functions.h"
+
+namespace tervalon::raw {
+namespace {
+
+// The decoding loops are written without branches over plain loads, so that the compiler can turn
+// them into vector code. All values below are exact in a float except the masses of types 8 and 12,
+// which are rounded once, when the integer is converted.
+
+// 2^exponent, exponent in -126..127.
+inline float PowerOf2(int32_t exponent) {
+  return std::bit_cast<float>(static_cast<uint32_t>(127 + exponent) << 23);
+}
+
+inline float ToFloat(uint32_t value) { return static_cast<float>(static_cast<int32_t>(value)); }
+
+// Intensity word of types 1, 2 and 3: mantissa in bits 3..15, base-4 exponent in bits 0..2.
+inline float DecodeWord(uint32_t word) {
+  return ToFloat(word >> 3) * PowerOf2(static_cast<int32_t>(2 * (word & 7)));
+}
+
+inline float DecodeSigned(int16_t mantissa, uint32_t exponent) {
+  return static_cast<float>(mantissa) * PowerOf2(static_cast<int32_t>(2 * exponent));
+}
+
+// Intensity word of types 11 and 12: signed 22-bit fraction, base-2 exponent, flag nibble.
+inline float DecodeEnhanced(uint32_t word) {
+  const int32_t fraction = static_cast<int32_t>(word << 10) >> 10;
+  return static_cast<float>(fraction) * PowerOf2(static_cast<int32_t>(word >> 22 & 63) - 21);
+}
+
+// Fraction of `bits` bits below a base-2 exponent, as types 9 and 12 hold masses.
+inline float DecodeFraction(uint32_t fraction, uint32_t exponent, int32_t bits) {
+  return ToFloat(fraction) * PowerOf2(static_cast<int32_t>(exponent) - bits);
+}
+
+// One value rounded half up to a mantissa within [lowest, highest] and the smallest exponent that
+// holds it; the step of the exponent is a factor of `base`.
+struct Packed {
+  int32_t mantissa;
+  uint32_t exponent;
+};
+
+Packed Pack(double value, double base, uint32_t largest_exponent, int32_t lowest, int32_t highest) {
+  if (std::isnan(value)) return {0, 0};
+  const double below = lowest;
+  const double above = highest + 1.0;
+  const double step = 1.0 / base;
+  uint32_t exponent = 0;
+  while ((value + 0.5 >= above || value + 0.5 < below) && exponent < largest_exponent) {
+    value *= step;
+    ++exponent;
+  }
+  const double rounded = std::clamp(std::floor(value + 0.5), below, above - 1.0);
+  return {static_cast<int32_t>(rounded), exponent};
+}
+
+// A mass in fixed point with `highest` as its largest code.
+uint32_t PackFixed(float mass, double scale, uint32_t highest) {
+  return static_cast<uint32_t>(
+      Pack(static_cast<double>(mass) * scale, 2, 0, 0, static_cast<int32_t>(highest)).mantissa);
+}
+
+Packed PackSigned(float intensity) { return Pack(intensity, 4, 15, -32768, 32767); }
+
+uint16_t PackWord(float intensity) {
+  const Packed packed = Pack(intensity, 4, 7, 0, 8191);
+  return static_cast<uint16_t>(static_cast<uint32_t>(packed.mantissa) << 3 | packed.exponent);
+}
+
+uint32_t PackEnhanced(float intensity, uint8_t flags) {
+  constexpr int32_t kLimit = 1 << 21;
+  const Packed packed = Pack(static_cast<double>(intensity) * kLimit, 2, 63, -kLimit, kLimit - 1);
+  return (static_cast<uint32_t>(packed.mantissa) & 0x3FFFFF) | packed.exponent << 22 |
+         static_cast<uint32_t>(flags & 15) << 28;
+}
+
+// Fraction and exponent of a mass: exponent in the bits above the fraction's.
+Packed PackFraction(float mass, int32_t bits) {
+  const int32_t limit = 1 << bits;
+  return Pack(static_cast<double>(mass) * limit, 2, 31, 0, limit - 1);
+}
+
+// --- type 0: 4 bytes, mass in bits 11..31, intensity mantissa in 3..10, exponent in 0..2
+
+void DecodeCompressedIntensities(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) {
+    intensities[i] = DecodeWord(Load<uint32_t>(bytes + 4 * i) & 0x7FF);
+  }
+}
+
+void DecodeCompressedMasses(const uint8_t* bytes, size_t units, float* masses) {
+  for (size_t i = 0; i < units; ++i) {
+    masses[i] = ToFloat(Load<uint32_t>(bytes + 4 * i) >> 11) * (1.0f / 128);
+  }
+}
+
+void PackCompressed(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    const Packed intensity = Pack(in.intensities[i], 4, 7, 0, 255);
+    const uint32_t mass = PackFixed(in.masses[i], 128, (1u << 21) - 1);
+    Store(bytes + 4 * i,
+          mass << 11 | static_cast<uint32_t>(intensity.mantissa) << 3 | intensity.exponent);
+  }
+}
+
+// --- type 1: pairs of 10 bytes, two intensity words, then two 24-bit masses
+
+void DecodeCentroidIntensities(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) {
+    const auto words = Load<uint32_t>(bytes + 10 * i);
+    intensities[2 * i] = DecodeWord(words & 0xFFFF);
+    intensities[2 * i + 1] = DecodeWord(words >> 16);
+  }
+}
+
+void DecodeCentroidMasses(const uint8_t* bytes, size_t units, float* masses) {
+  for (size_t i = 0; i < units; ++i) {
+    const uint8_t* unit = bytes + 10 * i;
+    masses[2 * i] = ToFloat(Load<uint32_t>(unit + 4) & 0xFFFFFF) * (1.0f / 1024);
+    masses[2 * i + 1] = ToFloat(Load<uint32_t>(unit + 6) >> 8) * (1.0f / 1024);
+  }
+}
+
+void StoreMass24(uint8_t* bytes, uint32_t mass) {
+  Store(bytes, static_cast<uint16_t>(mass));
+  bytes[2] = static_cast<uint8_t>(mass >> 16);
+}
+
+void PackCentroid(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    uint8_t* unit = bytes + 10 * (i / 2);
+    if (i % 2 == 0) std::memset(unit, 0, 10);
+    Store(unit + 2 * (i % 2), PackWord(in.intensities[i]));
+    StoreMass24(unit + 4 + 3 * (i % 2), PackFixed(in.masses[i], 1024, (1u << 24) - 1));
+  }
+}
+
+// --- types 2 and 3: 2 bytes, an intensity word
+
+void DecodeWords(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) intensities[i] = DecodeWord(Load<uint16_t>(bytes + 2 * i));
+}
+
+void PackWords(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) Store(bytes + 2 * i, PackWord(in.intensities[i]));
+}
+
+// --- types 4 and 6: groups of 10 bytes, four signed mantissas, then four 4-bit exponents
+
+void DecodeGroups(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) {
+    const uint8_t* unit = bytes + 10 * i;
+    const uint32_t exponents = Load<uint16_t>(unit + 8);
+    for (uint32_t k = 0; k < 4; ++k) {
+      intensities[4 * i + k] = DecodeSigned(Load<int16_t>(unit + 2 * k), exponents >> (4 * k) & 15);
+    }
+  }
+}
+
+void PackGroups(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    uint8_t* unit = bytes + 10 * (i / 4);
+    if (i % 4 == 0) std::memset(unit, 0, 10);
+    const Packed packed = PackSigned(in.intensities[i]);
+    Store(unit + 2 * (i % 4), static_cast<int16_t>(packed.mantissa));
+    const uint32_t exponents = Load<uint16_t>(unit + 8) | packed.exponent << (4 * (i % 4));
+    Store(unit + 8, static_cast<uint16_t>(exponents));
+  }
+}
+
+// --- types 8 and 9: 6 bytes, a signed mantissa, then a word with the exponent in bits 0..3
+
+void DecodeWideIntensities(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) {
+    const uint8_t* unit = bytes + 6 * i;
+    intensities[i] = DecodeSigned(Load<int16_t>(unit), Load<uint32_t>(unit + 2) & 15);
+  }
+}
+
+void DecodeWeightMasses(const uint8_t* bytes, size_t units, float* masses) {
+  for (size_t i = 0; i < units; ++i) {
+    masses[i] = ToFloat(Load<uint32_t>(bytes + 6 * i + 2) >> 4) * (1.0f / 128);
+  }
+}
+
+void PackWeight(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    const Packed intensity = PackSigned(in.intensities[i]);
+    const uint32_t mass = PackFixed(in.masses[i], 128, (1u << 28) - 1);
+    Store(bytes + 6 * i, static_cast<int16_t>(intensity.mantissa));
+    Store(bytes + 6 * i + 2, mass << 4 | intensity.exponent);
+  }
+}
+
+void DecodeAccurateMasses(const uint8_t* bytes, size_t units, float* masses) {
+  for (size_t i = 0; i < units; ++i) {
+    const auto word = Load<uint32_t>(bytes + 6 * i + 2);
+    masses[i] = DecodeFraction(word >> 9, word >> 4 & 31, 23);
+  }
+}
+
+void PackAccurate(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    const Packed intensity = PackSigned(in.intensities[i]);
+    const Packed mass = PackFraction(in.masses[i], 23);
+    Store(bytes + 6 * i, static_cast<int16_t>(intensity.mantissa));
+    Store(bytes + 6 * i + 2,
+          static_cast<uint32_t>(mass.mantissa) << 9 | mass.exponent << 4 | intensity.exponent);
+  }
+}
+
+// --- type 10: 8 bytes, two floats
+
+void DecodeFloatIntensities(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) intensities[i] = Load<float>(bytes + 8 * i);
+}
+
+void DecodeFloatMasses(const uint8_t* bytes, size_t units, float* masses) {
+  for (size_t i = 0; i < units; ++i) masses[i] = Load<float>(bytes + 8 * i + 4);
+}
+
+void PackFloats(const PointArrays& in, size_t points, uint8_t* bytes) {
+  const auto numeric = [](float value) { return std::isnan(value) ? 0.0f : value; };
+  for (size_t i = 0; i < points; ++i) {
+    Store(bytes + 8 * i, numeric(in.intensities[i]));
+    Store(bytes + 8 * i + 4, numeric(in.masses[i]));
+  }
+}
+
+// --- types 11 and 12: a word with intensity and flags; type 12 adds a word with the mass
+
+template <size_t kStride>
+void DecodeEnhancedIntensities(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) {
+    intensities[i] = DecodeEnhanced(Load<uint32_t>(bytes + kStride * i));
+  }
+}
+
+template <size_t kStride>
+void DecodeEnhancedFlags(const uint8_t* bytes, size_t units, uint8_t* flags) {
+  for (size_t i = 0; i < units; ++i) {
+    flags[i] = static_cast<uint8_t>(Load<uint32_t>(bytes + kStride * i) >> 28);
+  }
+}
+
+void DecodeEnhancedMasses(const uint8_t* bytes, size_t units, float* masses) {
+  for (size_t i = 0; i < units; ++i) {
+    const auto word = Load<uint32_t>(bytes + 8 * i + 4);
+    masses[i] = DecodeFraction(word & 0x7FFFFFF, word >> 27, 27);
+  }
+}
+
+uint8_t FlagsOf(const PointArrays& in, size_t point) {
+  return in.flags != nullptr ? in.flags[point] : uint8_t{0};
+}
+
+void PackEnhancedSir(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    Store(bytes + 4 * i, PackEnhanced(in.intensities[i], FlagsOf(in, i)));
+  }
+}
+
+void PackEnhancedMass(const PointArrays& in, size_t points, uint8_t* bytes) {
+  for (size_t i = 0; i < points; ++i) {
+    const Packed mass = PackFraction(in.masses[i], 27);
+    Store(bytes + 8 * i, PackEnhanced(in.intensities[i], FlagsOf(in, i)));
+    Store(bytes + 8 * i + 4, static_cast<uint32_t>(mass.mantissa) | mass.exponent << 27);
+  }
+}
+
+constexpr DataType kSelectedIon = {2, 1, DecodeWords, nullptr, nullptr, PackWords};
+constexpr DataType kGroups = {10, 4, DecodeGroups, nullptr, nullptr, PackGroups};
+constexpr DataType kNotStored = {};
+
+struct NamedType {
+  const char* name;
+  DataType type;
+};
+
+// By data type code.
+constexpr NamedType kDataTypes[] = {
+    {"Compressed centroid",
+     {4, 1, DecodeCompressedIntensities, DecodeCompressedMasses, nullptr, PackCompressed}},
+    {"Standard centroid",
+     {10, 2, DecodeCentroidIntensities, DecodeCentroidMasses, nullptr, PackCentroid}},
+    {"SIR or MRM data", kSelectedIon},
+    {"Continuum", kSelectedIon},
+    {"MCA", kGroups},
+    {"MCA with SD", kNotStored},
+    {"MCB", kGroups},
+    {"MCB with SD", kNotStored},
+    {"Molecular weight", {6, 1, DecodeWideIntensities, DecodeWeightMasses, nullptr, PackWeight}},
+    {"Accurate Mass", {6, 1, DecodeWideIntensities, DecodeAccurateMasses, nullptr, PackAccurate}},
+    {"", {8, 1, DecodeFloatIntensities, DecodeFloatMasses, nullptr, PackFloats}},
+    {"Enhanced SIR or MRM",
+     {4, 1, DecodeEnhancedIntensities<4>, nullptr, DecodeEnhancedFlags<4>, PackEnhancedSir}},
+    {"Enhanced Mass",
+     {8, 1, DecodeEnhancedIntensities<8>, DecodeEnhancedMasses, DecodeEnhancedFlags<8>,
+      PackEnhancedMass}},
+};
+
+constexpr int32_t kCodes = static_cast<int32_t>(std::size(kDataTypes));
+
+}  // namespace
+
+const DataType* FindDataType(int32_t code) {
+  if (code < 0 || code >= kCodes || kDataTypes[code].type.unit_bytes == 0) return nullptr;
+  return &kDataTypes[code].type;
+}
+
+const char* DataTypeName(int32_t code) {
+  return code >= 0 && code < kCodes ? kDataTypes[code].name : "";
+}
+
+BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes) {
+  BasePeak peak;
+  const uint32_t word = Load<uint32_t>(bytes + 2);
+  switch (code) {
+    case RAW_DATA_SIR:
+    case RAW_DATA_CONTINUUM:
+      peak.intensity = DecodeWord(Load<uint16_t>(bytes));
+      peak.index = word & 0xFFFFFFF;
+      return peak;
+    case RAW_DATA_MCA:
+    case RAW_DATA_MCB:
+      peak.intensity = DecodeSigned(Load<int16_t>(bytes), word & 15);
+      peak.index = word >> 4;
+      return peak;
+    case RAW_DATA_STANDARD_CENTROID:
+      peak.intensity = DecodeWord(Load<uint16_t>(bytes));
+      peak.mass = ToFloat(word & 0xFFFFFF) * (1.0f / 1024);
+      return peak;
+    default:
+      break;
+  }
+  // The field is a point of the type, cut to 6 bytes; types 10 and 12 lose the mass's lower half.
+  const DataType* type = FindDataType(code);
+  if (type == nullptr) return peak;
+  std::array<uint8_t, 8> point = {};
+  if (type->unit_bytes == point.size()) {
+    std::copy_n(bytes, 4, point.begin());
+    std::copy_n(bytes + 4, 2, point.begin() + 6);
+  } else {
+    std::copy_n(bytes, type->unit_bytes, point.begin());
+  }
+  type->decode_intensities(point.data(), 1, &peak.intensity);
+  if (type->stores_masses()) type->decode_masses(point.data(), 1, &peak.mass);
+  return peak;
+}
+
+void EncodeBasePeak(int32_t code, const uint8_t* unit, uint32_t point, uint32_t index,
+                    uint8_t* bytes) {
+  std::memset(bytes, 0, BasePeak::kSize);
+  const DataType* type = FindDataType(code);
+  if (type == nullptr) return;
+  switch (code) {
+    case RAW_DATA_SIR:
+    case RAW_DATA_CONTINUUM:
+      std::copy_n(unit, 2, bytes);
+      Store(bytes + 2, index & 0xFFFFFFF);
+      return;
+    case RAW_DATA_MCA:
+    case RAW_DATA_MCB:
+      std::copy_n(unit + 2 * point, 2, bytes);
+      Store(bytes + 2, index << 4 | (Load<uint16_t>(unit + 8) >> (4 * point) & 15));
+      return;
+    case RAW_DATA_STANDARD_CENTROID:
+      std::copy_n(unit + 2 * point, 2, bytes);
+      std::copy_n(unit + 4 + 3 * point, 3, bytes + 2);
+      return;
+    default:
+      break;
+  }
+  if (type->unit_bytes == 8) {
+    std::copy_n(unit, 4, bytes);
+    std::copy_n(unit + 6, 2, bytes + 4);
+  } else {
+    std::copy_n(unit, type->unit_bytes, bytes);
+  }
+}
+
+}  // namespace tervalon::raw

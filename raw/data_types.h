@@ -1,0 +1,74 @@
+// The data types: how the points of a scan are packed into bytes.
+//
+// Points are stored in units: one point, a pair (type 1) or a group of four (types 4 and 6). A scan
+// starts on a unit; the missing points of its last unit are zero.
+
+#ifndef RAW_DATA_TYPES_H_
+#define RAW_DATA_TYPES_H_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tervalon::raw {
+
+// The points of one run, in parallel arrays. Inputs that a type does not store may be nullptr.
+struct PointArrays {
+  const float* masses;
+  const float* intensities;
+  const uint8_t* flags;
+};
+
+// Decoding and packing work on whole units. Every decoder writes units x unit_points elements.
+struct DataType {
+  uint32_t unit_bytes;
+  uint32_t unit_points;
+  void (*decode_intensities)(const uint8_t* bytes, size_t units, float* intensities);
+  void (*decode_masses)(const uint8_t* bytes, size_t units, float* masses);  // nullptr: none stored
+  void (*decode_flags)(const uint8_t* bytes, size_t units, uint8_t* flags);  // nullptr: none stored
+
+  // Packs `points` points into ceil(points / unit_points) units. A value that the type cannot hold
+  // becomes the nearest that it can, a NaN 0.
+  void (*pack)(const PointArrays& arrays, size_t points, uint8_t* bytes);
+
+  bool stores_masses() const { return decode_masses != nullptr; }
+  bool stores_flags() const { return decode_flags != nullptr; }
+
+  // Units that hold `points` points.
+  uint32_t Units(uint32_t points) const { return (points + unit_points - 1) / unit_points; }
+
+  // The bytes by which a scan counts as complete: less than its units take when the last one is not
+  // full.
+  uint64_t CompleteBytes(uint32_t points) const {
+    return uint64_t{points} * unit_bytes / unit_points;
+  }
+};
+
+// nullptr for codes that are not stored (5, 7 and all outside 0..12).
+const DataType* FindDataType(int32_t code);
+
+// Empty for codes without a name.
+const char* DataTypeName(int32_t code);
+
+// Bytes of packed points that a writer gathers: the capacity of every data type in whole units.
+inline constexpr size_t kSpectrumBufferBytes = 9600;
+
+// The base peak of a scan as an index record holds it, in the layout of the data type's points as
+// far as 6 bytes go: types 10 and 12 keep only the upper half of the mass.
+struct BasePeak {
+  static constexpr size_t kSize = 6;
+
+  float intensity = 0;
+  float mass = 0;      // of types that store masses
+  uint32_t index = 0;  // 0-based, of types 2, 3, 4 and 6
+};
+
+BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes);
+
+// Makes the field from the point's packed unit. `point` is the point's place within the unit,
+// `index` its 0-based place within the scan.
+void EncodeBasePeak(int32_t code, const uint8_t* unit, uint32_t point, uint32_t index,
+                    uint8_t* bytes);
+
+}  // namespace tervalon::raw
+
+#endif  // RAW_DATA_TYPES_H_

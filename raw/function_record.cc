@@ -1,0 +1,123 @@
+#include "raw/function_record.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <iterator>
+
+#include "raw/data_types.h"
+#include "raw/little_endian.h"
+
+namespace tervalon::raw {
+namespace {
+
+static_assert(sizeof(RawFunctionRecord) == RAW_FUNCTION_RECORD_SIZE);
+
+constexpr const char* kIonModes[] = {"EI+", "EI-", "CI+", "CI-", "FB+", "FB-", "TS+",
+                                     "TS-", "ES+", "ES-", "AP+", "AP-", "LD+", "LD-"};
+
+uint16_t WordAt(const RawFunctionRecord& record, uint32_t offset) {
+  return Load<uint16_t>(record.bytes + offset);
+}
+
+float ElementAt(const RawFunctionRecord& record, uint32_t base, int32_t index) {
+  return FloatAt(record, base + 4 * static_cast<uint32_t>(index));
+}
+
+struct Extent {
+  MassRange range;
+  float duration = 0;
+};
+
+// Segment -1 is the whole function. False for channel functions and segments that do not exist.
+bool FindExtent(const RawFunctionRecord& record, int32_t segment, Extent* extent) {
+  const int32_t segments = StoredSegments(record);
+  if (IsChannelFunction(record) || segment < -1 || segment >= std::max(segments, 1)) return false;
+  extent->duration = FloatAt(record, kCycleTime) - FloatAt(record, kInterScanDelay);
+  if (FunctionType(record) == RAW_TYPE_MALDI_TOF) {
+    extent->range = {FloatAt(record, kMaldiLowMass), FloatAt(record, kMaldiHighMass)};
+  } else if (segments == 0) {
+    extent->range = {FloatAt(record, kLowMass), FloatAt(record, kHighMass)};
+  } else if (segment < 0) {
+    extent->range = {FloatAt(record, kSegmentStarts),
+                     ElementAt(record, kSegmentEnds, segments - 1)};
+  } else {
+    extent->range = {ElementAt(record, kSegmentStarts, segment),
+                     ElementAt(record, kSegmentEnds, segment)};
+    extent->duration = ElementAt(record, kSegmentDurations, segment);
+  }
+  return true;
+}
+
+}  // namespace
+
+int32_t FunctionType(const RawFunctionRecord& record) { return WordAt(record, kTypeWord) & 31; }
+
+int32_t IonMode(const RawFunctionRecord& record) { return WordAt(record, kTypeWord) >> 5 & 31; }
+
+int32_t DataTypeCode(const RawFunctionRecord& record) {
+  return WordAt(record, kTypeWord) >> 10 & 15;
+}
+
+bool IsChannelFunction(const RawFunctionRecord& record) {
+  constexpr int32_t kChannelTypes[] = {RAW_TYPE_SIR, RAW_TYPE_MRM, RAW_TYPE_VOLTAGE_SIR,
+                                       RAW_TYPE_MAGNETIC_SIR};
+  return std::find(std::begin(kChannelTypes), std::end(kChannelTypes), FunctionType(record)) !=
+         std::end(kChannelTypes);
+}
+
+int32_t StoredSegments(const RawFunctionRecord& record) {
+  return std::min(WordAt(record, kSegmentWord) >> 8, RAW_MAX_SEGMENTS);
+}
+
+float FloatAt(const RawFunctionRecord& record, uint32_t offset) {
+  return Load<float>(record.bytes + offset);
+}
+
+float ChannelMass(const RawFunctionRecord& record, int32_t channel) {
+  return ElementAt(record, kChannelMasses, channel);
+}
+
+void SetScanCount(RawFunctionRecord* record, uint32_t scans) {
+  Store(record->bytes + kScanCount, scans);
+}
+
+MassRange ReaderRange(const RawFunctionRecord& record) {
+  Extent extent;
+  if (FindExtent(record, -1, &extent)) return extent.range;
+  MassRange range = {ChannelMass(record, 0), ChannelMass(record, 0)};
+  for (int32_t channel = 1; channel < StoredSegments(record); ++channel) {
+    range.low = std::min(range.low, ChannelMass(record, channel));
+    range.high = std::max(range.high, ChannelMass(record, channel));
+  }
+  return {std::floor(range.low), std::ceil(range.high)};
+}
+
+}  // namespace tervalon::raw
+
+using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
+
+extern "C" int32_t TERVALON_CALL RawReadGetFuncMassRange(const RawFunctionRecord* record,
+                                                         int32_t segment, float* low, float* high,
+                                                         float* duration) {
+  Extent extent;
+  const bool found = record != nullptr && FindExtent(*record, segment, &extent);
+  if (low != nullptr) *low = extent.range.low;
+  if (high != nullptr) *high = extent.range.high;
+  if (duration != nullptr) *duration = extent.duration;
+  return found ? 1 : 0;
+}
+
+extern "C" int32_t TERVALON_CALL RawGetDataTypeDesc(const RawFunctionRecord* record, char* text) {
+  if (record == nullptr || text == nullptr) return 0;
+  const int32_t code = DataTypeCode(*record);
+  std::strcpy(text, DataTypeName(code));
+  return code >= RAW_DATA_CONTINUUM ? 1 : 0;
+}
+
+extern "C" int32_t TERVALON_CALL RawGetIonModeDesc(int16_t mode, char* text) {
+  if (text == nullptr) return 0;
+  const bool named = mode >= 0 && mode < static_cast<int16_t>(std::size(kIonModes));
+  std::strcpy(text, named ? kIonModes[mode] : "");
+  return named ? 1 : 0;
+}

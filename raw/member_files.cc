@@ -1,0 +1,412 @@
+#include "raw/member_files.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "appsvc/export_guard.h"
+#include "tervalon/raw_functions.h"
+
+namespace tervalon::raw {
+namespace {
+
+using platform::File;
+using platform::Files;
+using platform::OpenMode;
+using platform::PathStatus;
+
+constexpr int32_t kSlotCount = 1162;
+constexpr uint64_t kLargestFile = 0xFFFFFFFFu;  // offsets in the scan index have 32 bits
+
+// How the members of a file code are named and numbered.
+struct MemberName {
+  int32_t code;
+  int32_t highest_number;  // 0: the member is not numbered
+  const char* pattern;
+};
+
+constexpr MemberName kMemberNames[] = {
+    {kHeaderText, 0, "_HEADER.TXT"},
+    {kHeaderInverted, 0, "_HEADER.INF"},
+    {kExperiment, 0, "_EXPMENT.INF"},
+    {kInlet, 0, "_INLET.INF"},
+    {kAutosampler, 0, "_AUTO.INF"},
+    {kExternal, 0, "_EXTERN.INF"},
+    {kAnalogInfo, 0, "_ANALOGS.INF"},
+    {kFunctionTable, 0, "_FUNCTNS.INF"},
+    {kHistory, 0, "_HISTORY.INF"},
+    {kAnalogData, 0, "_ANALOGS.DAT"},
+    {kFunctionData, RAW_MAX_FUNCTIONS, "_FUNC0%02d.DAT"},
+    {kFunctionIndex, RAW_MAX_FUNCTIONS, "_FUNC0%02d.IDX"},
+    {kFunctionStatistics, RAW_MAX_FUNCTIONS, "_FUNC0%02d.STS"},
+    {kFunctionEe, RAW_MAX_FUNCTIONS, "_FUNC0%02d.EE"},
+    {kProcessData, RAW_MAX_PROCESSES, "_PROC%03d.DAT"},
+    {kProcessIndex, RAW_MAX_PROCESSES, "_PROC%03d.IDX"},
+    {kProcessStatistics, RAW_MAX_PROCESSES, "_PROC%03d.STS"},
+    {kProcessEe, RAW_MAX_PROCESSES, "_PROC%02d.EE"},  // two digits, unlike its siblings
+};
+
+const MemberName* FindMemberName(int32_t code) {
+  const auto* found = std::find_if(std::begin(kMemberNames), std::end(kMemberNames),
+                                   [code](const MemberName& name) { return name.code == code; });
+  return found != std::end(kMemberNames) ? found : nullptr;
+}
+
+struct Member {
+  std::unique_ptr<File> file;
+  uint32_t position = 0;
+};
+
+struct RawDirectory {
+  std::string path;
+  std::array<std::unique_ptr<Member>, kSlotCount> members;
+  std::array<std::array<std::unique_ptr<ScanBuffer>, RAW_MAX_PROCESSES + 1>, RAW_MAX_FUNCTIONS>
+      scan_buffers;
+};
+
+struct Progress {
+  RawProgressCallback callback = nullptr;
+  void* user = nullptr;
+};
+
+// The process-wide tables of this folder.
+std::array<std::unique_ptr<RawDirectory>, RAW_MAX_HANDLES> open_directories;
+Progress progress;
+
+int32_t FindFreeHandle() {
+  const auto* free = std::find(open_directories.begin(), open_directories.end(), nullptr);
+  return free != open_directories.end() ? static_cast<int32_t>(free - open_directories.begin())
+                                        : -1;
+}
+
+bool IsDirectory(const std::string& path) { return Files().Status(path) == PathStatus::kDirectory; }
+
+// Allocates a free entry for `directory`: its number, or -1.
+int32_t AllocateHandle(const char* directory) {
+  const int32_t handle = FindFreeHandle();
+  if (handle < 0) return -1;
+  auto entry = std::make_unique<RawDirectory>();
+  entry->path = directory;
+  open_directories[static_cast<size_t>(handle)] = std::move(entry);
+  return handle;
+}
+
+bool FitsPathRecord(const char* path) { return std::strlen(path) < TV_PATH_SIZE; }
+
+std::string PathInside(const std::string& directory, const std::string& name) {
+  const bool separated = !directory.empty() && directory.back() == '\\';
+  return separated ? directory + name : directory + '\\' + name;
+}
+
+RawDirectory& Entry(int32_t handle) { return *open_directories[static_cast<size_t>(handle)]; }
+
+// Checks handle and slot and finds the open member of the slot.
+int32_t FindMember(int32_t handle, int32_t slot, Member** member) {
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  if (slot < 0 || slot >= kSlotCount) return RAW_SLOT_OUT_OF_RANGE;
+  *member = Entry(handle).members[static_cast<size_t>(slot)].get();
+  return *member != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPEN;
+}
+
+void InvertBytes(void* buffer, size_t count) {
+  auto* bytes = static_cast<uint8_t*>(buffer);
+  for (size_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
+}
+
+int32_t FindScanBuffer(int32_t handle, int32_t function, int32_t process,
+                       std::unique_ptr<ScanBuffer>** slot) {
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  if (function < 1 || function > RAW_MAX_FUNCTIONS || process < 0 || process > RAW_MAX_PROCESSES) {
+    return RAW_SLOT_OUT_OF_RANGE;
+  }
+  *slot =
+      &Entry(handle).scan_buffers[static_cast<size_t>(function - 1)][static_cast<size_t>(process)];
+  return RAW_OK;
+}
+
+int32_t EraseDirectory(const std::string& directory) {
+  std::vector<platform::DirectoryEntry> entries;
+  if (!IsDirectory(directory) || !Files().List(directory, &entries)) return RAW_DIRECTORY_VANISHED;
+  for (const auto& entry : entries) {
+    if (!entry.is_directory && !Files().Remove(PathInside(directory, entry.name))) {
+      return RAW_FILE_NOT_DELETED;
+    }
+  }
+  return Files().RemoveEmptyDirectory(directory) ? RAW_OK : RAW_DIRECTORY_NOT_REMOVED;
+}
+
+int32_t TouchFiles(const std::string& directory) {
+  std::vector<platform::DirectoryEntry> entries;
+  if (!IsDirectory(directory) || !Files().List(directory, &entries)) return RAW_DIRECTORY_VANISHED;
+  for (const auto& entry : entries) {
+    if (!entry.is_directory && !Files().Touch(PathInside(directory, entry.name))) {
+      return RAW_TIME_STAMP_FAILED;
+    }
+  }
+  return RAW_OK;
+}
+
+}  // namespace
+
+int32_t MemberSlot(int32_t code, int32_t number) {
+  const MemberName* name = FindMemberName(code);
+  if (name == nullptr) return -1;
+  if (name->highest_number == 0) return code;
+  return number >= 1 && number <= name->highest_number ? code + number : -1;
+}
+
+std::string MemberPath(const std::string& directory, int32_t code, int32_t number) {
+  const MemberName* name = FindMemberName(code);
+  if (name == nullptr) return {};
+  char text[32];
+  std::snprintf(text, sizeof(text), name->pattern, number);
+  return PathInside(directory, text);
+}
+
+int32_t CheckHandle(int32_t handle) {
+  if (handle < 0 || handle >= RAW_MAX_HANDLES) return RAW_HANDLE_OUT_OF_RANGE;
+  return open_directories[static_cast<size_t>(handle)] != nullptr ? RAW_OK : RAW_HANDLE_NOT_OPEN;
+}
+
+void ReleaseHandle(int32_t handle) { open_directories[static_cast<size_t>(handle)].reset(); }
+
+const std::string& HandleDirectory(int32_t handle) { return Entry(handle).path; }
+
+int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode) {
+  constexpr OpenMode kModes[] = {OpenMode::kCreate, OpenMode::kRead, OpenMode::kReadWrite};
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  const int32_t slot = MemberSlot(code, number);
+  if (slot < 0) return RAW_SLOT_OUT_OF_RANGE;
+  if (mode < kCreateMember || mode > kReadWriteMember) return RAW_BAD_OPEN_MODE;
+  auto& place = Entry(handle).members[static_cast<size_t>(slot)];
+  if (place != nullptr) return RAW_MEMBER_ALREADY_OPEN;
+  std::unique_ptr<Member> member(new (std::nothrow) Member);
+  if (member == nullptr) return RAW_NO_MEMORY_FOR_MEMBER;
+  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  member->file = Files().Open(path, kModes[mode - kCreateMember]);
+  if (member->file == nullptr) return RAW_MEMBER_NOT_OPENED;
+  place = std::move(member);
+  return RAW_OK;
+}
+
+int32_t RawFileRead(int32_t handle, int32_t code, int32_t number, void* buffer, uint32_t count,
+                    uint32_t* read) {
+  if (read != nullptr) *read = 0;
+  Member* member = nullptr;
+  const int32_t error = FindMember(handle, MemberSlot(code, number), &member);
+  if (error != RAW_OK || count == 0) return error;
+  size_t done = 0;
+  if (!member->file->ReadAt(member->position, buffer, count, &done)) return RAW_SEEK_FAILED;
+  member->position += static_cast<uint32_t>(done);
+  if (code == kHeaderInverted) InvertBytes(buffer, count);
+  if (read != nullptr) *read = static_cast<uint32_t>(done);
+  return RAW_OK;
+}
+
+int32_t RawFileWrite(int32_t handle, int32_t code, int32_t number, void* buffer, uint32_t count,
+                     uint32_t* position) {
+  Member* member = nullptr;
+  const int32_t error = FindMember(handle, MemberSlot(code, number), &member);
+  if (error != RAW_OK) return error;
+  if (count > 0) {
+    if (member->position + uint64_t{count} > kLargestFile) return RAW_SHORT_WRITE;
+    if (code == kHeaderInverted) InvertBytes(buffer, count);
+    size_t done = 0;
+    if (!member->file->WriteAt(member->position, buffer, count, &done)) return RAW_SEEK_FAILED;
+    if (done < count) return RAW_SHORT_WRITE;
+    member->position += count;
+  }
+  if (position != nullptr) *position = member->position;
+  return RAW_OK;
+}
+
+int32_t RawFileSeek(int32_t handle, int32_t slot, uint32_t position) {
+  Member* member = nullptr;
+  const int32_t error = FindMember(handle, slot, &member);
+  if (error == RAW_OK) member->position = position;
+  return error;
+}
+
+int32_t RawFileSize(int32_t handle, int32_t code, int32_t number, uint32_t* size) {
+  Member* member = nullptr;
+  const int32_t error = FindMember(handle, MemberSlot(code, number), &member);
+  if (error != RAW_OK) return error;
+  uint64_t bytes = 0;
+  if (!member->file->Size(&bytes)) return RAW_SEEK_FAILED;
+  *size = static_cast<uint32_t>(std::min(bytes, kLargestFile));
+  return RAW_OK;
+}
+
+int32_t RawFileClose(int32_t handle, int32_t code, int32_t number) {
+  Member* member = nullptr;
+  const int32_t slot = MemberSlot(code, number);
+  const int32_t error = FindMember(handle, slot, &member);
+  if (error != RAW_OK) return error;
+  const bool closed = member->file->Close();
+  Entry(handle).members[static_cast<size_t>(slot)].reset();
+  return closed ? RAW_OK : RAW_MEMBER_NOT_CLOSED;
+}
+
+int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* bytes,
+                      uint32_t count) {
+  Member* open = nullptr;
+  const int32_t error = FindMember(handle, MemberSlot(code, number), &open);
+  if (error == RAW_OK) return RAW_MEMBER_ALREADY_OPEN;
+  if (error != RAW_MEMBER_NOT_OPEN) return error;
+  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  const std::string fresh_path = path + ".NEW";
+  if (fresh_path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  const std::unique_ptr<File> fresh = Files().Open(fresh_path, OpenMode::kCreate);
+  if (fresh == nullptr) return RAW_MEMBER_NOT_OPENED;
+  size_t written = 0;
+  const bool placed = fresh->WriteAt(0, bytes, count, &written);
+  const bool closed = fresh->Close();
+  int32_t result = RAW_OK;
+  if (!placed) {
+    result = RAW_SEEK_FAILED;
+  } else if (written < count) {
+    result = RAW_SHORT_WRITE;
+  } else if (!closed) {
+    result = RAW_MEMBER_NOT_CLOSED;
+  } else if (!Files().MoveOver(fresh_path, path)) {
+    result = RAW_MEMBER_NOT_OPENED;
+  }
+  if (result != RAW_OK) Files().Remove(fresh_path);
+  return result;
+}
+
+int32_t OpenForReading(int32_t handle, int32_t code, int32_t number, std::unique_ptr<File>* file) {
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  if (MemberSlot(code, number) < 0) return RAW_SLOT_OUT_OF_RANGE;
+  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  *file = Files().Open(path, OpenMode::kRead);
+  return *file != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPENED;
+}
+
+File* OpenMember(int32_t handle, int32_t code, int32_t number) {
+  Member* member = nullptr;
+  const int32_t error = FindMember(handle, MemberSlot(code, number), &member);
+  return error == RAW_OK ? member->file.get() : nullptr;
+}
+
+int32_t PutScanBuffer(int32_t handle, int32_t function, int32_t process,
+                      std::unique_ptr<ScanBuffer> buffer) {
+  std::unique_ptr<ScanBuffer>* slot = nullptr;
+  const int32_t error = FindScanBuffer(handle, function, process, &slot);
+  if (error != RAW_OK) return error;
+  if (*slot != nullptr) return RAW_SCAN_BUFFER_EXISTS;
+  if (buffer == nullptr) return RAW_NO_MEMORY_FOR_SCAN_BUFFER;
+  *slot = std::move(buffer);
+  return RAW_OK;
+}
+
+int32_t GetScanBuffer(int32_t handle, int32_t function, int32_t process, ScanBuffer** buffer) {
+  std::unique_ptr<ScanBuffer>* slot = nullptr;
+  const int32_t error = FindScanBuffer(handle, function, process, &slot);
+  if (error != RAW_OK) return error;
+  *buffer = slot->get();
+  return *buffer != nullptr ? RAW_OK : RAW_SCAN_BUFFER_ABSENT;
+}
+
+int32_t FreeScanBuffer(int32_t handle, int32_t function, int32_t process) {
+  std::unique_ptr<ScanBuffer>* slot = nullptr;
+  const int32_t error = FindScanBuffer(handle, function, process, &slot);
+  if (error != RAW_OK) return error;
+  if (*slot == nullptr) return RAW_SCAN_BUFFER_ABSENT;
+  slot->reset();
+  return RAW_OK;
+}
+
+void ReportProgress(int32_t index, int32_t count) {
+  if (progress.callback == nullptr || count == 0) return;
+  const double percent = index * 100.0 / count;
+  const auto next = static_cast<int32_t>(percent + 100.0 / count);
+  if (next <= static_cast<int32_t>(percent)) return;
+  progress.callback(index == 0 ? 0 : std::clamp(next, 0, 100), progress.user);
+}
+
+}  // namespace tervalon::raw
+
+using namespace tervalon;       // NOLINT(google-build-using-namespace)
+using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
+
+extern "C" void TERVALON_CALL RawHandlesInit(void) {
+  for (auto& entry : open_directories) entry.reset();
+}
+
+extern "C" int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* handle) {
+  return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
+    if (directory == nullptr || handle == nullptr || !FitsPathRecord(directory) ||
+        !IsDirectory(directory)) {
+      return RAW_DIRECTORY_ABSENT;
+    }
+    const int32_t allocated = AllocateHandle(directory);
+    if (allocated < 0) return RAW_NO_FREE_HANDLE;
+    *handle = allocated;
+    return RAW_OK;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle) {
+  return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
+    if (directory == nullptr || handle == nullptr || !FitsPathRecord(directory)) {
+      return RAW_DIRECTORY_NOT_CREATED;
+    }
+    if (FindFreeHandle() < 0) return RAW_NO_FREE_HANDLE;
+    if (IsDirectory(directory)) {
+      const int32_t error = EraseDirectory(directory);
+      if (error != RAW_OK) return error;
+    }
+    *handle = AllocateHandle(directory);
+    return Files().MakeDirectory(directory) ? RAW_OK : RAW_DIRECTORY_NOT_CREATED;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawCreateClose(int32_t handle) {
+  return Guarded<int32_t>(RAW_TIME_STAMP_FAILED, [&]() -> int32_t {
+    const int32_t error = CheckHandle(handle);
+    if (error != RAW_OK) return error;
+    const std::string directory = HandleDirectory(handle);
+    ReleaseHandle(handle);
+    return TouchFiles(directory);
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawFileExists(const char* directory) {
+  constexpr int32_t kDirectoryAttribute = 16;
+  return Guarded<int32_t>(
+      0, [&] { return directory != nullptr && IsDirectory(directory) ? kDirectoryAttribute : 0; });
+}
+
+extern "C" int32_t TERVALON_CALL RawFileErase(const char* directory) {
+  return Guarded<int32_t>(RAW_DIRECTORY_VANISHED, [&]() -> int32_t {
+    return directory != nullptr ? EraseDirectory(directory) : RAW_DIRECTORY_VANISHED;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawHandleGetClusterName(int32_t handle, char* directory) {
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  if (directory == nullptr) return RAW_BAD_ARGUMENT;
+  const std::string& path = HandleDirectory(handle);
+  std::memcpy(directory, path.c_str(), path.size() + 1);
+  return RAW_OK;
+}
+
+extern "C" RawProgressCallback TERVALON_CALL RawUpdateInit(RawProgressCallback callback,
+                                                           void* user) {
+  progress = {callback, user};
+  return callback;
+}
+
+extern "C" void TERVALON_CALL RawUpdateEnd(void) { progress = {}; }

@@ -1,0 +1,81 @@
+#include "raw/scan_index.h"
+
+#include <algorithm>
+
+#include "raw/little_endian.h"
+#include "tervalon/raw_directory.h"
+
+namespace tervalon::raw {
+namespace {
+
+constexpr size_t kLongRun = 65536 / IndexRecord::kSize;
+constexpr size_t kShortRun = 64;
+
+}  // namespace
+
+void IndexRecord::DecodeFrom(const uint8_t* bytes) {
+  offset = Load<uint32_t>(bytes);
+  word = Load<uint32_t>(bytes + 4);
+  total_ion_current = Load<float>(bytes + 8);
+  retention_time = Load<float>(bytes + 12);
+  std::copy_n(bytes + 16, base_peak.size(), base_peak.begin());
+}
+
+void IndexRecord::EncodeTo(uint8_t* bytes) const {
+  Store(bytes, offset);
+  Store(bytes + 4, word);
+  Store(bytes + 8, total_ion_current);
+  Store(bytes + 12, retention_time);
+  std::copy(base_peak.begin(), base_peak.end(), bytes + 16);
+}
+
+uint32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type) {
+  // A writer appends data before the records that name them, so the index's size is taken first.
+  uint64_t index_bytes = 0;
+  uint64_t data_bytes = 0;
+  if (!index.Size(&index_bytes) || !data.Size(&data_bytes)) return 0;
+  const uint64_t records = std::min<uint64_t>(index_bytes / IndexRecord::kSize, INT32_MAX);
+  std::vector<uint8_t> run(kShortRun * IndexRecord::kSize);
+  for (uint64_t end = records; end > 1;) {
+    const uint64_t begin = end - std::min<uint64_t>(end, run.size() / IndexRecord::kSize);
+    size_t read = 0;
+    const auto wanted = static_cast<size_t>(end - begin) * IndexRecord::kSize;
+    if (!index.ReadAt(begin * IndexRecord::kSize, run.data(), wanted, &read) || read < wanted) {
+      return 0;
+    }
+    for (; end > begin && end > 1; --end) {
+      IndexRecord record;
+      record.DecodeFrom(run.data() + (end - begin - 1) * IndexRecord::kSize);
+      if (record.offset + type.CompleteBytes(record.points()) <= data_bytes) {
+        return static_cast<uint32_t>(end);
+      }
+    }
+    run.resize(kLongRun * IndexRecord::kSize);
+  }
+  return static_cast<uint32_t>(std::min<uint64_t>(records, 1));
+}
+
+int32_t IndexReader::Read(uint32_t scan, IndexRecord* record) {
+  if (scan < 1) return RAW_SCAN_ABSENT;
+  if (scan < first_ || scan - first_ >= count_) {
+    const bool follows = scan == first_ + count_;
+    const int32_t error = Load(scan, follows ? kLongRun : kShortRun);
+    if (error != RAW_OK) return error;
+  }
+  record->DecodeFrom(run_.data() + size_t{scan - first_} * IndexRecord::kSize);
+  return RAW_OK;
+}
+
+int32_t IndexReader::Load(uint32_t scan, size_t records) {
+  count_ = 0;
+  first_ = scan;
+  run_.resize(records * IndexRecord::kSize);
+  size_t read = 0;
+  if (!file_->ReadAt(uint64_t{scan - 1} * IndexRecord::kSize, run_.data(), run_.size(), &read)) {
+    return RAW_SEEK_FAILED;
+  }
+  count_ = static_cast<uint32_t>(read / IndexRecord::kSize);
+  return count_ > 0 ? RAW_OK : RAW_SCAN_ABSENT;
+}
+
+}  // namespace tervalon::raw

@@ -1,0 +1,62 @@
+// The scan index of a function: one record per scan that locates the scan's data.
+
+#ifndef RAW_SCAN_INDEX_H_
+#define RAW_SCAN_INDEX_H_
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "raw/data_types.h"
+
+namespace tervalon::raw {
+
+// One record of an ".IDX" file. Layout of the second word: bits 0..21 number of points, 22..25
+// segment, 26 flag A, 27 set when flag C is stored, 28 flag C, 29 flag D, 30 flag B, 31 flag E.
+struct IndexRecord {
+  static constexpr uint32_t kSize = 22;
+
+  uint32_t offset = 0;
+  uint32_t word = 0;
+  float total_ion_current = 0;
+  float retention_time = 0;
+  std::array<uint8_t, BasePeak::kSize> base_peak = {};
+
+  void DecodeFrom(const uint8_t* bytes);
+  void EncodeTo(uint8_t* bytes) const;
+
+  uint32_t points() const { return word & 0x3FFFFF; }
+  uint32_t segment() const { return word >> 22 & 15; }
+  bool flag_a() const { return (word >> 26 & 1) != 0; }
+  bool flag_c() const { return (word >> 27 & 3) == 3; }
+  bool flag_d() const { return (word >> 29 & 1) != 0; }
+  bool flag_b() const { return (word >> 30 & 1) != 0; }
+  bool flag_e() const { return (word >> 31 & 1) != 0; }
+};
+
+// The scans whose data lie whole in the ".DAT" file: the number of the last such record. Record 1
+// is never dropped. 0 when a size cannot be had.
+uint32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type);
+
+// Reads index records through a cached run of them: long runs when the scans asked for follow each
+// other, short ones when they do not. The file may grow meanwhile.
+class IndexReader {
+ public:
+  explicit IndexReader(platform::File* file) : file_(file) {}
+
+  // Stores the record of `scan` (from 1). Returns RAW_OK, RAW_SCAN_ABSENT or RAW_SEEK_FAILED.
+  int32_t Read(uint32_t scan, IndexRecord* record);
+
+ private:
+  int32_t Load(uint32_t scan, size_t records);
+
+  platform::File* file_;
+  std::vector<uint8_t> run_;
+  uint32_t first_ = 1;  // scan of the run's first record
+  uint32_t count_ = 0;
+};
+
+}  // namespace tervalon::raw
+
+#endif  // RAW_SCAN_INDEX_H_

@@ -1,0 +1,26 @@
+// Message boxes on a platform without a screen of its own. Not on Windows, where they are shown.
+
+#ifndef TERVALON_DESKTOP_H_
+#define TERVALON_DESKTOP_H_
+
+#include "tervalon/types.h"
+
+TERVALON_BEGIN_DECLS
+
+#if !defined(_WIN32)
+
+// Answers a message box: text, caption (NULL: none), the box's style (the desktop platform's
+// numbers: buttons in bits 0-3, icon in bits 4-7, default button in bits 8-11) and its owner (may
+// be NULL). Returns the pressed button: 1 OK, 2 Cancel, 3 Abort, 4 Retry, 5 Ignore, 6 Yes, 7 No.
+typedef int32_t(TERVALON_CALL* TvMessageHandler)(void* user, const char* text, const char* caption,
+                                                 uint32_t style, TvWindow owner);
+
+// Sets what answers message boxes; user is handed to the handler. NULL restores the default, which
+// writes the message to standard error and answers with the box's default button. Returns 1.
+TERVALON_API int32_t TERVALON_CALL TvSetMessageHandler(TvMessageHandler handler, void* user);
+
+#endif
+
+TERVALON_END_DECLS
+
+#endif  // TERVALON_DESKTOP_H_

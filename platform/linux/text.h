@@ -1,0 +1,20 @@
+// Text comparison without the C locale.
+
+#ifndef PLATFORM_LINUX_TEXT_H_
+#define PLATFORM_LINUX_TEXT_H_
+
+#include <algorithm>
+#include <string_view>
+
+namespace tervalon::platform {
+
+inline char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+inline bool EqualWithoutCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return LowerCase(x) == LowerCase(y); });
+}
+
+}  // namespace tervalon::platform
+
+#endif  // PLATFORM_LINUX_TEXT_H_

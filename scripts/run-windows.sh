@@ -1,0 +1,3 @@
+#!/bin/bash
+# Runs a 32-bit Windows program under Wine: scripts/run-windows.sh EXE ARG...
+exec "$(dirname "${BASH_SOURCE[0]}")/wine.sh" run "$@"

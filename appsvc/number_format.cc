@@ -56,7 +56,7 @@ void FormatExponential(double value, const Decimal& decimal, char* text, int32_t
 
 extern "C" char* TERVALON_CALL ftoa(double value, char* text, int32_t decimals) {
   if (text == nullptr) return nullptr;
-  if (std::isnan(value)) return std::strcpy(text, "nan");
+  if (std::isnan(value)) value = std::fabs(value);  // printed without a sign
 
   // More decimals than a double can have would only add zeros behind the cut.
   const int32_t precision = decimals < 0 ? kDefaultDecimals : std::min(decimals, kAllDecimals);

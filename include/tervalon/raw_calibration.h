@@ -14,7 +14,8 @@ TERVALON_BEGIN_DECLS
 struct RawFunctionRecord;
 
 // A polynomial y = c0 + c1 x + .. + cn x^n. With type 1 (root mass) x is the square root of the
-// mass and the result is squared. The default is the identity: order 1, c0 = 0, c1 = 1, type 0.
+// mass and the result is squared. The default is the identity: order 1, c0 = 0, c1 = 1, type 0. A
+// set without coefficients (order -1) leaves masses as they are.
 typedef struct RawCaliCoeffs {
   int32_t order;  // number of coefficients - 1
   double coefficients[6];
@@ -52,7 +53,8 @@ typedef struct RawCalibration {
 } RawCalibration;
 
 // Clears the set and reads comma-separated fields: "T" and an integer set the type, any other field
-// is the next coefficient (six at most, further ones are ignored). Returns the set.
+// is the next coefficient (six at most, further ones are ignored; empty fields do not count).
+// Returns the set.
 TERVALON_API RawCaliCoeffs* TERVALON_CALL RawParseCaliCoeffs(RawCaliCoeffs* set, const char* text);
 
 // Writes "c0,..,cn,Tt" to `text` (at least 256 bytes), the coefficients in exponential form with 15

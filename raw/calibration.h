@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "tervalon/raw_calibration.h"
 
@@ -37,6 +38,9 @@ class MassCalibration {
 
   // Whether Apply would change nothing: the common case, worth skipping.
   bool identity() const { return set_count_ == 0; }
+
+  // The coefficient sets that are applied in turn.
+  std::span<const RawCaliCoeffs> sets() const { return {sets_, static_cast<size_t>(set_count_)}; }
 
   float Apply(float mass) const {
     Apply(&mass, 1);

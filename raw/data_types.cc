@@ -90,6 +90,25 @@ Packed PackFraction(float mass, int32_t bits) {
   return Pack(static_cast<double>(mass) * limit, 2, 31, 0, limit - 1);
 }
 
+// Units whose fields do not lie at equal distances are taken apart in small parts first: fields are
+// gathered one by one, and converted in vector code.
+constexpr size_t kPartUnits = 128;
+
+template <typename Part>
+void ForEachPart(size_t units, Part part) {
+  for (size_t begin = 0; begin < units; begin += kPartUnits) {
+    part(begin, std::min(kPartUnits, units - begin));
+  }
+}
+
+void DecodeWords(const uint8_t* bytes, size_t units, float* intensities) {
+  for (size_t i = 0; i < units; ++i) intensities[i] = DecodeWord(Load<uint16_t>(bytes + 2 * i));
+}
+
+void DecodeFixed(const uint32_t* codes, size_t count, float step, float* masses) {
+  for (size_t i = 0; i < count; ++i) masses[i] = ToFloat(codes[i]) * step;
+}
+
 // --- type 0: 4 bytes, mass in bits 11..31, intensity mantissa in 3..10, exponent in 0..2
 
 void DecodeCompressedIntensities(const uint8_t* bytes, size_t units, float* intensities) {
@@ -116,19 +135,23 @@ void PackCompressed(const PointArrays& in, size_t points, uint8_t* bytes) {
 // --- type 1: pairs of 10 bytes, two intensity words, then two 24-bit masses
 
 void DecodeCentroidIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) {
-    const auto words = Load<uint32_t>(bytes + 10 * i);
-    intensities[2 * i] = DecodeWord(words & 0xFFFF);
-    intensities[2 * i + 1] = DecodeWord(words >> 16);
-  }
+  ForEachPart(units, [&](size_t begin, size_t count) {
+    uint8_t words[4 * kPartUnits];
+    for (size_t i = 0; i < count; ++i) std::memcpy(words + 4 * i, bytes + 10 * (begin + i), 4);
+    DecodeWords(words, 2 * count, intensities + 2 * begin);
+  });
 }
 
 void DecodeCentroidMasses(const uint8_t* bytes, size_t units, float* masses) {
-  for (size_t i = 0; i < units; ++i) {
-    const uint8_t* unit = bytes + 10 * i;
-    masses[2 * i] = ToFloat(Load<uint32_t>(unit + 4) & 0xFFFFFF) * (1.0f / 1024);
-    masses[2 * i + 1] = ToFloat(Load<uint32_t>(unit + 6) >> 8) * (1.0f / 1024);
-  }
+  ForEachPart(units, [&](size_t begin, size_t count) {
+    uint32_t codes[2 * kPartUnits];
+    for (size_t i = 0; i < count; ++i) {
+      const uint8_t* unit = bytes + 10 * (begin + i);
+      codes[2 * i] = Load<uint32_t>(unit + 4) & 0xFFFFFF;
+      codes[2 * i + 1] = Load<uint32_t>(unit + 6) >> 8;
+    }
+    DecodeFixed(codes, 2 * count, 1.0f / 1024, masses + 2 * begin);
+  });
 }
 
 void StoreMass24(uint8_t* bytes, uint32_t mass) {
@@ -147,22 +170,30 @@ void PackCentroid(const PointArrays& in, size_t points, uint8_t* bytes) {
 
 // --- types 2 and 3: 2 bytes, an intensity word
 
-void DecodeWords(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) intensities[i] = DecodeWord(Load<uint16_t>(bytes + 2 * i));
-}
-
 void PackWords(const PointArrays& in, size_t points, uint8_t* bytes) {
   for (size_t i = 0; i < points; ++i) Store(bytes + 2 * i, PackWord(in.intensities[i]));
 }
 
 // --- types 4 and 6: groups of 10 bytes, four signed mantissas, then four 4-bit exponents
 
+// The factors of two exponents, by the byte that holds them.
+constexpr auto kFactorPairs = [] {
+  std::array<std::array<float, 2>, 256> pairs = {};
+  for (uint32_t byte = 0; byte < pairs.size(); ++byte) {
+    pairs[byte] = {static_cast<float>(1u << 2 * (byte & 15)),
+                   static_cast<float>(1u << 2 * (byte >> 4))};
+  }
+  return pairs;
+}();
+
 void DecodeGroups(const uint8_t* bytes, size_t units, float* intensities) {
   for (size_t i = 0; i < units; ++i) {
     const uint8_t* unit = bytes + 10 * i;
-    const uint32_t exponents = Load<uint16_t>(unit + 8);
-    for (uint32_t k = 0; k < 4; ++k) {
-      intensities[4 * i + k] = DecodeSigned(Load<int16_t>(unit + 2 * k), exponents >> (4 * k) & 15);
+    float factors[4];
+    std::memcpy(factors, kFactorPairs[unit[8]].data(), 8);
+    std::memcpy(factors + 2, kFactorPairs[unit[9]].data(), 8);
+    for (size_t k = 0; k < 4; ++k) {
+      intensities[4 * i + k] = static_cast<float>(Load<int16_t>(unit + 2 * k)) * factors[k];
     }
   }
 }
@@ -181,16 +212,25 @@ void PackGroups(const PointArrays& in, size_t points, uint8_t* bytes) {
 // --- types 8 and 9: 6 bytes, a signed mantissa, then a word with the exponent in bits 0..3
 
 void DecodeWideIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) {
-    const uint8_t* unit = bytes + 6 * i;
-    intensities[i] = DecodeSigned(Load<int16_t>(unit), Load<uint32_t>(unit + 2) & 15);
-  }
+  ForEachPart(units, [&](size_t begin, size_t count) {
+    uint32_t words[kPartUnits];  // mantissa in the upper half, exponent in the lowest bits
+    for (size_t i = 0; i < count; ++i) {
+      const uint8_t* unit = bytes + 6 * (begin + i);
+      words[i] = Load<uint32_t>(unit) << 16 | unit[2];
+    }
+    for (size_t i = 0; i < count; ++i) {
+      intensities[begin + i] = static_cast<float>(static_cast<int32_t>(words[i]) >> 16) *
+                               PowerOf2(static_cast<int32_t>(2 * (words[i] & 15)));
+    }
+  });
 }
 
 void DecodeWeightMasses(const uint8_t* bytes, size_t units, float* masses) {
-  for (size_t i = 0; i < units; ++i) {
-    masses[i] = ToFloat(Load<uint32_t>(bytes + 6 * i + 2) >> 4) * (1.0f / 128);
-  }
+  ForEachPart(units, [&](size_t begin, size_t count) {
+    uint32_t codes[kPartUnits];
+    for (size_t i = 0; i < count; ++i) codes[i] = Load<uint32_t>(bytes + 6 * (begin + i) + 2) >> 4;
+    DecodeFixed(codes, count, 1.0f / 128, masses + begin);
+  });
 }
 
 void PackWeight(const PointArrays& in, size_t points, uint8_t* bytes) {
@@ -203,10 +243,13 @@ void PackWeight(const PointArrays& in, size_t points, uint8_t* bytes) {
 }
 
 void DecodeAccurateMasses(const uint8_t* bytes, size_t units, float* masses) {
-  for (size_t i = 0; i < units; ++i) {
-    const auto word = Load<uint32_t>(bytes + 6 * i + 2);
-    masses[i] = DecodeFraction(word >> 9, word >> 4 & 31, 23);
-  }
+  ForEachPart(units, [&](size_t begin, size_t count) {
+    uint32_t words[kPartUnits];
+    for (size_t i = 0; i < count; ++i) words[i] = Load<uint32_t>(bytes + 6 * (begin + i) + 2);
+    for (size_t i = 0; i < count; ++i) {
+      masses[begin + i] = DecodeFraction(words[i] >> 9, words[i] >> 4 & 31, 23);
+    }
+  });
 }
 
 void PackAccurate(const PointArrays& in, size_t points, uint8_t* bytes) {

@@ -1,0 +1,52 @@
+#include "raw/function_reader.h"
+
+#include <algorithm>
+
+namespace tervalon::raw {
+
+FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function,
+                               const RawCalibration* calibration, platform::File* index_file,
+                               platform::File* data_file)
+    : type_code_(DataTypeCode(record)),
+      type_(FindDataType(type_code_)),
+      range_(ReaderRange(record)),
+      index_file_(index_file),
+      data_file_(data_file),
+      index_(index_file),
+      data_(data_file) {
+  const int32_t channels = std::max(StoredSegments(record), 1);
+  for (int32_t i = 0; i < channels; ++i) {
+    channel_masses_[static_cast<size_t>(i)] = raw::ChannelMass(record, i);
+  }
+  if (calibration != nullptr) RawGetFuncCalib(calibration, function, &calibration_);
+}
+
+float FunctionReader::ChannelMass(uint32_t channel) const {
+  return channel < channel_masses_.size() ? channel_masses_[channel] : 0;
+}
+
+const MassCalibration& FunctionReader::CalibrationOf(const IndexRecord& scan) {
+  if (has_channels() || !has_calibration() || scan.flag_b()) return identity_;
+  const auto segment = static_cast<int32_t>(scan.segment());
+  if (segment != cached_segment_) {
+    segment_calibration_ = MassCalibration(calibration_, segment);
+    cached_segment_ = segment;
+  }
+  return segment_calibration_;
+}
+
+float FunctionReader::BasePeakMass(const IndexRecord& scan, const BasePeak& peak) const {
+  if (type_->stores_masses()) return peak.mass;
+  if (scan.points() == 0) return 0;
+  if (has_channels()) return type_code_ == RAW_DATA_SIR ? ChannelMass(peak.index) : 0;
+  return MassAxis(range_, scan.points()).At(peak.index);
+}
+
+void MassAxis::Fill(uint32_t first, uint32_t count, float* masses) const {
+  const auto begin = static_cast<int32_t>(first);
+  for (int32_t i = 0; i < static_cast<int32_t>(count); ++i) {
+    masses[i] = static_cast<float>(low_ + (begin + i) * step_);
+  }
+}
+
+}  // namespace tervalon::raw

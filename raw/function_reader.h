@@ -1,0 +1,88 @@
+// What a reader keeps of a function between RawReadFuncInit and RawReadFuncEnd.
+
+#ifndef RAW_FUNCTION_READER_H_
+#define RAW_FUNCTION_READER_H_
+
+#include <array>
+#include <cstdint>
+
+#include "raw/calibration.h"
+#include "raw/data_reader.h"
+#include "raw/data_types.h"
+#include "raw/function_record.h"
+#include "raw/member_files.h"
+#include "raw/scan_index.h"
+
+namespace tervalon::raw {
+
+class FunctionReader : public ScanBuffer {
+ public:
+  // `calibration` may be nullptr. The files belong to the handle's member slots.
+  FunctionReader(const RawFunctionRecord& record, int32_t function,
+                 const RawCalibration* calibration, platform::File* index_file,
+                 platform::File* data_file);
+
+  const DataType& type() const { return *type_; }
+  int32_t type_code() const { return type_code_; }
+  const MassRange& range() const { return range_; }
+  IndexReader& index() { return index_; }
+  DataReader& data() { return data_; }
+
+  uint32_t CompleteScans() const { return CountCompleteScans(*index_file_, *data_file_, *type_); }
+
+  // Selected-ion data: every point is a channel.
+  bool has_channels() const {
+    return type_code_ == RAW_DATA_SIR || type_code_ == RAW_DATA_ENHANCED_SIR;
+  }
+
+  // Mass of a channel (0-based); 0 for one that the function does not have.
+  float ChannelMass(uint32_t channel) const;
+
+  bool has_calibration() const { return calibration_.segment_count > 0; }
+
+  // The calibration that applies to a scan's masses: the identity for data types without, scans
+  // with flag B and segments that have none.
+  const MassCalibration& CalibrationOf(const IndexRecord& scan);
+
+  // The base peak's mass as stored, or by its point's place in the scan.
+  float BasePeakMass(const IndexRecord& scan, const BasePeak& peak) const;
+
+ private:
+  int32_t type_code_;
+  const DataType* type_;
+  MassRange range_;
+  std::array<float, RAW_MAX_SEGMENTS> channel_masses_ = {};
+  RawFunctionCalibration calibration_ = {};
+  MassCalibration segment_calibration_;  // of segment cached_segment_
+  int32_t cached_segment_ = -1;
+  MassCalibration identity_;
+  platform::File* index_file_;
+  platform::File* data_file_;
+  IndexReader index_;
+  DataReader data_;
+};
+
+// Evenly spaced masses: those of points whose type stores none and that are no channels.
+class MassAxis {
+ public:
+  MassAxis(const MassRange& range, uint32_t points)
+      : low_(range.low),
+        step_(points < 2 ? 1.0 : (static_cast<double>(range.high) - range.low) / (points - 1)) {}
+
+  // Mass of a point (0-based): double precision, rounded once.
+  float At(uint32_t point) const { return static_cast<float>(low_ + point * step_); }
+
+  // Masses of `count` points from `first` on.
+  void Fill(uint32_t first, uint32_t count, float* masses) const;
+
+  // Masses grow with the point number.
+  bool ascending() const { return step_ >= 0; }
+
+ private:
+  double low_;
+  double step_;
+};
+
+}  // namespace tervalon::raw
+
+#endif  // RAW_FUNCTION_READER_H_

@@ -1,0 +1,213 @@
+// The function table and the state in which a function is read.
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "appsvc/export_guard.h"
+#include "raw/function_reader.h"
+#include "raw/function_record.h"
+#include "raw/member_files.h"
+#include "raw/scan_files.h"
+#include "tervalon/raw_functions.h"
+
+using namespace tervalon;       // NOLINT(google-build-using-namespace)
+using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
+
+namespace {
+
+using platform::File;
+
+constexpr uint32_t kRecordSize = RAW_FUNCTION_RECORD_SIZE;
+
+// 0 when a file is missing or the data type is not stored.
+uint32_t CompleteScansOf(int32_t handle, int32_t function, const RawFunctionRecord& record) {
+  const DataType* type = FindDataType(DataTypeCode(record));
+  std::unique_ptr<File> index;
+  std::unique_ptr<File> data;
+  if (type == nullptr || OpenForReading(handle, kFunctionIndex, function, &index) != RAW_OK ||
+      OpenForReading(handle, kFunctionData, function, &data) != RAW_OK) {
+    return 0;
+  }
+  return CountCompleteScans(*index, *data, *type);
+}
+
+int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
+                   const RawFunctionRecord& record, const RawCalibration* calibration) {
+  const ScanFiles files = ScanFilesOf(function, process);
+  int32_t error = RawFileOpen(handle, files.data_code, files.number, kReadMember);
+  if (error != RAW_OK) return error;
+  error = RawFileOpen(handle, files.index_code, files.number, kReadMember);
+  if (error == RAW_OK) {
+    std::unique_ptr<ScanBuffer> reader(new (std::nothrow) FunctionReader(
+        record, function, calibration, OpenMember(handle, files.index_code, files.number),
+        OpenMember(handle, files.data_code, files.number)));
+    error = PutScanBuffer(handle, function, process, std::move(reader));
+    if (error == RAW_OK) return RAW_OK;
+    RawFileClose(handle, files.index_code, files.number);
+  }
+  RawFileClose(handle, files.data_code, files.number);
+  return error;
+}
+
+// Binary search for the complete scan nearest to `time`; on a tie the earlier one.
+int32_t SearchTime(IndexReader& index, uint32_t scans, float time, int32_t* scan) {
+  const auto time_of = [&index](uint32_t number, float* value) {
+    IndexRecord record;
+    const int32_t error = index.Read(number, &record);
+    *value = record.retention_time;
+    return error;
+  };
+  uint32_t low = 1;
+  uint32_t high = scans;
+  float low_time = 0;
+  float high_time = 0;
+  int32_t error = time_of(low, &low_time);
+  if (error == RAW_OK) error = time_of(high, &high_time);
+  if (error != RAW_OK) return error;
+  if (time < low_time) {
+    high = low;
+  } else if (time >= high_time) {
+    low = high;
+  }
+  while (high > low + 1) {
+    const uint32_t middle = low + (high - low) / 2;
+    float middle_time = 0;
+    error = time_of(middle, &middle_time);
+    if (error != RAW_OK) return error;
+    (time < middle_time ? high : low) = middle;
+    (time < middle_time ? high_time : low_time) = middle_time;
+  }
+  const bool later = high > low && std::fabs(time - high_time) < std::fabs(time - low_time);
+  *scan = static_cast<int32_t>(later ? high : low);
+  return RAW_OK;
+}
+
+}  // namespace
+
+extern "C" int32_t TERVALON_CALL RawCreateFunctions(int32_t handle, int16_t count,
+                                                    const RawFunctionRecord* records) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
+    if (count < 0 || count > RAW_MAX_FUNCTIONS || (records == nullptr && count > 0)) {
+      return RAW_BAD_ARGUMENT;
+    }
+    return ReplaceMember(handle, kFunctionTable, 0, records,
+                         kRecordSize * static_cast<uint32_t>(count));
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawAppendFunction(int32_t handle, const RawFunctionRecord* record,
+                                                   int16_t* function) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
+    if (function != nullptr) *function = 0;
+    if (record == nullptr) return RAW_BAD_ARGUMENT;
+    int32_t error = RawFileOpen(handle, kFunctionTable, 0, kReadWriteMember);
+    if (error != RAW_OK) return error;
+    uint32_t size = 0;
+    if (RawFileSize(handle, kFunctionTable, 0, &size) != RAW_OK) {
+      RawFileClose(handle, kFunctionTable, 0);
+      return RAW_OK;  // callers test the number
+    }
+    // What a cut-off append left behind the last whole record is written over.
+    const uint32_t whole = size / kRecordSize;
+    error = RAW_SLOT_OUT_OF_RANGE;
+    if (whole < RAW_MAX_FUNCTIONS) {
+      RawFunctionRecord copy = *record;
+      RawFileSeek(handle, kFunctionTable, whole * kRecordSize);
+      error = RawFileWrite(handle, kFunctionTable, 0, copy.bytes, kRecordSize, nullptr);
+    }
+    const int32_t close_error = RawFileClose(handle, kFunctionTable, 0);
+    if (error == RAW_OK) error = close_error;
+    if (error == RAW_OK && function != nullptr) *function = static_cast<int16_t>(whole + 1);
+    return error;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t function,
+                                                 RawFunctionRecord* records, int16_t* flags) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
+    if (records == nullptr) return RAW_BAD_ARGUMENT;
+    if (function < 0 || function > RAW_MAX_FUNCTIONS) return RAW_SLOT_OUT_OF_RANGE;
+    std::unique_ptr<File> table;
+    const int32_t error = OpenForReading(handle, kFunctionTable, 0, &table);
+    if (error != RAW_OK) return error;
+
+    const uint32_t first = function == 0 ? 0 : static_cast<uint32_t>(function - 1);
+    std::vector<RawFunctionRecord> read_records(function == 0 ? RAW_MAX_FUNCTIONS : 1);
+    size_t read = 0;
+    if (!table->ReadAt(uint64_t{first} * kRecordSize, read_records.data(),
+                       read_records.size() * kRecordSize, &read)) {
+      return RAW_SEEK_FAILED;
+    }
+    const size_t whole = read / kRecordSize;
+    if (function != 0 && whole == 0) return RAW_BAD_ARGUMENT;
+    for (size_t i = 0; i < whole; ++i) {
+      const auto number = static_cast<int32_t>(first + i + 1);
+      records[i] = read_records[i];
+      SetScanCount(&records[i], CompleteScansOf(handle, number, records[i]));
+    }
+    if (function == 0 && flags != nullptr) std::fill_n(flags, whole, int16_t{0});
+    return RAW_OK;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawReadFuncInit(int32_t handle, int16_t function, int16_t process,
+                                                 const RawFunctionRecord* record,
+                                                 const RawCalibration* calibration) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
+    ScanBuffer* present = nullptr;
+    const int32_t error = GetScanBuffer(handle, function, process, &present);
+    if (error == RAW_OK) return RAW_SCAN_BUFFER_EXISTS;
+    if (error != RAW_SCAN_BUFFER_ABSENT) return error;
+    if (record == nullptr || FindDataType(DataTypeCode(*record)) == nullptr) {
+      return RAW_BAD_ARGUMENT;
+    }
+    return OpenReader(handle, function, process, *record, calibration);
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawReadFuncEnd(int32_t handle, int16_t function, int16_t process) {
+  FunctionReader* reader = nullptr;
+  int32_t error = GetScanBufferAs(handle, function, process, &reader);
+  if (error != RAW_OK) return error;
+  error = CloseScanFiles(handle, ScanFilesOf(function, process));
+  FreeScanBuffer(handle, function, process);
+  return error;
+}
+
+// Here and not with the other handle exports, because it ends what RawReadFuncInit began.
+extern "C" int32_t TERVALON_CALL RawReadClose(int32_t handle) {
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  for (int16_t function = 0; function < RAW_MAX_FUNCTIONS; ++function) {
+    RawReadFuncEnd(handle, function, 0);
+  }
+  ReleaseHandle(handle);
+  return RAW_OK;
+}
+
+extern "C" int32_t TERVALON_CALL RawReadTimeScan(int32_t handle, int16_t function, int16_t process,
+                                                 const RawFunctionRecord* record, float time,
+                                                 int32_t* scan) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
+    if (record == nullptr || scan == nullptr) return RAW_BAD_ARGUMENT;
+    *scan = 0;
+    FunctionReader* reader = nullptr;
+    const int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    if (error != RAW_OK) return error;
+    const uint32_t scans = reader->CompleteScans();
+    if (scans == 0) return RAW_OK;
+    const float last_time = FloatAt(*record, kLastTime);
+    if (last_time != 0 && time >= last_time) {
+      *scan = static_cast<int32_t>(scans);
+      return RAW_OK;
+    }
+    if (time < FloatAt(*record, kFirstTime)) {
+      *scan = 1;
+      return RAW_OK;
+    }
+    return SearchTime(reader->index(), scans, time, scan);
+  });
+}

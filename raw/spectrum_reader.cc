@@ -1,0 +1,145 @@
+// Reading spectra.
+
+#include <algorithm>
+#include <array>
+
+#include "appsvc/export_guard.h"
+#include "raw/point_blocks.h"
+#include "tervalon/raw_spectra.h"
+
+using namespace tervalon;       // NOLINT(google-build-using-namespace)
+using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
+
+namespace {
+
+static_assert(sizeof(RawScanHeader) == 40);
+static_assert(sizeof(RawScanDescription) == 24);
+
+// Where the points of a call go; every array may be nullptr.
+struct PointOutput {
+  float* masses;
+  float* intensities;
+  uint8_t* flags;
+};
+
+// Decodes whole units, but delivers only the points asked for. The types with units of several
+// points need a detour where the run's ends are not those of units.
+template <typename Value, typename Decode>
+void DecodeInto(const DataType& type, const PointBlock& block, Decode decode, Value* out) {
+  if (block.skip == 0 && block.points == block.units * type.unit_points) {
+    decode(block.bytes, block.units, out);
+    return;
+  }
+  std::array<Value, kBlockPoints> whole;
+  decode(block.bytes, type.Units(block.skip + block.points), whole.data());
+  std::copy_n(whole.data() + block.skip, block.points, out);
+}
+
+void FillMasses(const FunctionReader& reader, const IndexRecord& scan, const PointBlock& block,
+                float* masses) {
+  if (reader.type().stores_masses()) {
+    DecodeInto(reader.type(), block, reader.type().decode_masses, masses);
+  } else if (reader.has_channels()) {
+    for (uint32_t i = 0; i < block.points; ++i) {
+      masses[i] = reader.ChannelMass(block.position + i);
+    }
+  } else {
+    MassAxis(reader.range(), scan.points()).Fill(block.position, block.points, masses);
+  }
+}
+
+void DecodeBlock(FunctionReader* reader, const IndexRecord& scan, const PointBlock& block,
+                 const PointOutput& out) {
+  const DataType& type = reader->type();
+  if (out.intensities != nullptr) {
+    DecodeInto(type, block, type.decode_intensities, out.intensities);
+  }
+  if (out.masses != nullptr) {
+    FillMasses(*reader, scan, block, out.masses);
+    reader->CalibrationOf(scan).Apply(out.masses, block.points);
+  }
+  if (out.flags == nullptr) return;
+  if (type.stores_flags()) {
+    DecodeInto(type, block, type.decode_flags, out.flags);
+  } else {
+    std::fill_n(out.flags, block.points, uint8_t{0});
+  }
+}
+
+PointOutput Advanced(const PointOutput& out, uint32_t points) {
+  return {out.masses != nullptr ? out.masses + points : nullptr,
+          out.intensities != nullptr ? out.intensities + points : nullptr,
+          out.flags != nullptr ? out.flags + points : nullptr};
+}
+
+int32_t ReadAllPoints(FunctionReader* reader, const IndexRecord& scan, uint32_t first,
+                      uint32_t wanted, const PointOutput& out, uint32_t* delivered) {
+  return ForEachBlock(reader, scan, first, wanted, [&](const PointBlock& block) {
+    DecodeBlock(reader, scan, block, Advanced(out, *delivered));
+    *delivered += block.points;
+    return true;
+  });
+}
+
+int32_t ReadUnflaggedPoints(FunctionReader* reader, const IndexRecord& scan, uint32_t first,
+                            uint32_t wanted, const PointOutput& out, uint32_t* delivered) {
+  std::array<float, kBlockPoints> masses;
+  std::array<float, kBlockPoints> intensities;
+  std::array<uint8_t, kBlockPoints> flags;
+  return ForEachBlock(reader, scan, first, scan.points(), [&](const PointBlock& block) {
+    DecodeBlock(reader, scan, block, {masses.data(), intensities.data(), flags.data()});
+    for (uint32_t i = 0; i < block.points && *delivered < wanted; ++i) {
+      if ((flags[i] & 1) != 0) continue;
+      if (out.masses != nullptr) out.masses[*delivered] = masses[i];
+      if (out.intensities != nullptr) out.intensities[*delivered] = intensities[i];
+      if (out.flags != nullptr) out.flags[*delivered] = flags[i];
+      ++*delivered;
+    }
+    return *delivered < wanted;
+  });
+}
+
+void FillHeader(const FunctionReader& reader, const IndexRecord& scan, RawScanHeader* header) {
+  const BasePeak peak = DecodeBasePeak(reader.type_code(), scan.base_peak.data());
+  header->points = scan.points() | (scan.flag_d() ? RAW_SCAN_FLAG_D : 0);
+  header->flags = (scan.flag_b() || reader.has_calibration() ? RAW_SCAN_FLAG_B : 0) |
+                  (scan.flag_e() ? RAW_SCAN_FLAG_E : 0) | (scan.flag_a() ? RAW_SCAN_FLAG_A : 0);
+  header->total_ion_current = scan.total_ion_current;
+  header->retention_time = scan.retention_time;
+  header->base_peak_mass = reader.BasePeakMass(scan, peak);
+  header->base_peak_intensity = peak.intensity;
+  header->low_mass = reader.range().low;
+  header->high_mass = reader.range().high;
+  header->flag_c = scan.flag_c() ? 1 : 0;
+  header->segment = scan.segment();
+}
+
+}  // namespace
+
+extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t function, int16_t process,
+                                                 int32_t scan, int32_t first, int32_t* count,
+                                                 RawScanHeader* header, float* masses,
+                                                 float* intensities, uint8_t* flags,
+                                                 int32_t skip_flagged) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
+    const int32_t wanted = count != nullptr ? *count : 0;
+    if (count != nullptr) *count = 0;
+    if (first < 1 || wanted < 0) return RAW_BAD_ARGUMENT;
+    FunctionReader* reader = nullptr;
+    int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    if (error != RAW_OK) return error;
+    if (scan < 1) return RAW_SCAN_ABSENT;
+    IndexRecord record;
+    error = reader->index().Read(static_cast<uint32_t>(scan), &record);
+    if (error != RAW_OK) return error;
+    if (header != nullptr) FillHeader(*reader, record, header);
+
+    const bool skip = skip_flagged != 0 && reader->type().stores_flags();
+    const auto read = skip ? ReadUnflaggedPoints : ReadAllPoints;
+    uint32_t delivered = 0;
+    error = read(reader, record, static_cast<uint32_t>(first - 1), static_cast<uint32_t>(wanted),
+                 {masses, intensities, flags}, &delivered);
+    if (count != nullptr) *count = static_cast<int32_t>(delivered);
+    return error;
+  });
+}

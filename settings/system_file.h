@@ -1,0 +1,22 @@
+// The text form of file records: comma-separated fields, so that no text in them may hold a comma.
+
+#ifndef SETTINGS_SYSTEM_FILE_H_
+#define SETTINGS_SYSTEM_FILE_H_
+
+#include <string>
+
+#include "tervalon/settings.h"
+
+namespace tervalon::settings {
+
+// False for a record with a comma in a text.
+bool Format(const SystemFile& file, std::string* text);
+bool Format(const SystemRawFile& file, std::string* text);
+
+// Fields that the text lacks are empty or 0, a missing function 1. Texts are cut to their fields.
+void Parse(const char* text, SystemFile* file);
+void Parse(const char* text, SystemRawFile* file);
+
+}  // namespace tervalon::settings
+
+#endif  // SETTINGS_SYSTEM_FILE_H_

@@ -24,10 +24,11 @@ int32_t BlockSize(const IniStore& store) {
   return static_cast<int32_t>(std::min<size_t>(platform::Memory().Size(store.block), INT32_MAX));
 }
 
-int32_t UsedLength(const IniStore& store) {
-  const int32_t size = BlockSize(store);
-  return size - std::clamp(store.free_bytes, 0, size);
+int32_t FreeBytes(const IniStore& store) {
+  return std::clamp(store.free_bytes, 0, BlockSize(store));
 }
+
+int32_t UsedLength(const IniStore& store) { return BlockSize(store) - FreeBytes(store); }
 
 // The used text; empty while the block is not locked.
 std::string_view UsedText(const IniStore& store) {
@@ -35,15 +36,18 @@ std::string_view UsedText(const IniStore& store) {
   return {store.text, static_cast<size_t>(UsedLength(store))};
 }
 
-size_t BodyStart(const IniStore& store, std::string_view text) {
-  return std::min(text.size(), static_cast<size_t>(std::max(store.section_start, 0)));
+// The current section's body as far as it lies in the used text.
+int32_t BodyStart(const IniStore& store) {
+  return std::clamp(store.section_start, 0, UsedLength(store));
 }
 
-// The offset behind the current section's body.
-size_t BodyEnd(const IniStore& store, std::string_view text) {
-  const size_t start = BodyStart(store, text);
-  return start +
-         std::min(text.size() - start, static_cast<size_t>(std::max(store.section_length, 0)));
+int32_t BodyLength(const IniStore& store) {
+  return std::clamp(store.section_length, 0, UsedLength(store) - BodyStart(store));
+}
+
+std::string_view Body(const IniStore& store) {
+  if (store.text == nullptr) return {};
+  return {store.text + BodyStart(store), static_cast<size_t>(BodyLength(store))};
 }
 
 bool IsSectionName(std::string_view name) {
@@ -119,14 +123,13 @@ std::string_view MissingLineEnd(std::string_view body) {
 
 // Adds the line "key=" at the end of the current section.
 char* AddLine(IniStore* store, std::string_view key, int16_t* line_length) {
-  const std::string_view text = UsedText(*store);
-  const size_t end = BodyEnd(*store, text);
-  const std::string_view line_end =
-      MissingLineEnd(text.substr(BodyStart(*store, text), end - BodyStart(*store, text)));
+  const std::string_view line_end = MissingLineEnd(Body(*store));
+  const int32_t body_length = BodyLength(*store);
+  const int32_t end = BodyStart(*store) + body_length;
+  const int32_t tail = UsedLength(*store) - end;
   const size_t length = key.size() + 1 + kLineEnd.size();
   const auto need = static_cast<int32_t>(line_end.size() + length);
-  const auto tail = static_cast<int32_t>(text.size() - end);
-  if (need >= store->free_bytes && !GrowOrReport(store, need, "FindLine")) return nullptr;
+  if (need >= FreeBytes(*store) && !GrowOrReport(store, need, "FindLine")) return nullptr;
 
   char* at = store->text + end;
   ShiftText(at, tail, need);
@@ -134,8 +137,8 @@ char* AddLine(IniStore* store, std::string_view key, int16_t* line_length) {
   at = line + key.copy(line, key.size());
   *at++ = '=';
   kLineEnd.copy(at, kLineEnd.size());
-  store->free_bytes -= need;
-  store->section_length += need;
+  store->free_bytes = FreeBytes(*store) - need;
+  store->section_length = body_length + need;
   *line_length = static_cast<int16_t>(length);
   return line;
 }
@@ -200,7 +203,7 @@ int32_t AddSection(IniStore* store, const char* section) {
   if (store->text == nullptr || !IsSectionName(name)) return 0;
   const auto length = static_cast<int32_t>(kHeaderStart.size() + name.size() + 1 + kLineEnd.size());
   const auto used = static_cast<size_t>(UsedLength(*store));
-  if (length >= store->free_bytes && !Grow(store, length)) return 0;
+  if (length >= FreeBytes(*store) && !Grow(store, length)) return 0;
 
   const size_t start = used == 0 ? 0 : used - 1;
   char* at = store->text + start;
@@ -210,7 +213,7 @@ int32_t AddSection(IniStore* store, const char* section) {
   at += kLineEnd.copy(at, kLineEnd.size());
   *at = '\0';
   MakeCurrent(store, name, start + static_cast<size_t>(length) - kLineEnd.size(), kLineEnd.size());
-  store->free_bytes -= length;
+  store->free_bytes = FreeBytes(*store) - length;
   return 1;
 }
 
@@ -223,15 +226,13 @@ char* FindLine(IniStore* store, const char* key, int16_t* line_length, int32_t c
   *at++ = '=';
   *at = '\0';
 
-  const std::string_view text = UsedText(*store);
-  const size_t start = BodyStart(*store, text);
-  const char* hit = FindBounded(text.data() + start, pattern,
-                                static_cast<int32_t>(BodyEnd(*store, text) - start));
+  const std::string_view body = Body(*store);
+  const char* hit = FindBounded(body.data(), pattern, static_cast<int32_t>(body.size()));
   if (hit == nullptr) return create != 0 ? AddLine(store, name, line_length) : nullptr;
 
-  const auto offset = static_cast<size_t>(hit - text.data()) + kLineEnd.size();
+  const auto offset = static_cast<size_t>(hit - store->text) + kLineEnd.size();
   // The CR LF before the next header may be the line's own: hence not only up to the body's end.
-  const size_t length = LineLength(text.substr(offset, static_cast<size_t>(store->section_length)));
+  const size_t length = LineLength(UsedText(*store).substr(offset, body.size()));
   if (length > INT16_MAX) return nullptr;
   *line_length = static_cast<int16_t>(length);
   return store->text + offset;
@@ -251,7 +252,7 @@ int32_t SetString(IniStore* store, const char* section, const char* key, char* v
   if (line == nullptr) return 0;
   const size_t length = prefix + kept.size() + kLineEnd.size();
   const int32_t delta = static_cast<int32_t>(length) - old_length;
-  if (delta >= store->free_bytes) {
+  if (delta >= FreeBytes(*store)) {
     if (!GrowOrReport(store, delta, "SetString")) return 0;
     line = FindLine(store, key, &old_length, create);
     if (line == nullptr) return 0;
@@ -259,8 +260,8 @@ int32_t SetString(IniStore* store, const char* section, const char* key, char* v
   if (delta != 0) {
     char* const old_end = line + old_length;
     ShiftText(old_end, static_cast<int32_t>(store->text + UsedLength(*store) - old_end), delta);
-    store->free_bytes -= delta;
-    store->section_length += delta;
+    store->section_length = BodyLength(*store) + delta;
+    store->free_bytes = FreeBytes(*store) - delta;
   }
   char* at = line + prefix;
   at += kept.copy(at, kept.size());
@@ -308,8 +309,9 @@ int16_t ListKeys(const IniStore* store, char* out, int16_t size) {
   if (out == nullptr || size <= 0) return -1;
   NameList list(out, size);
   const std::string_view text = UsedText(*store);
-  const std::string_view body = text.substr(0, BodyEnd(*store, text));
-  size_t at = body.find('\n', BodyStart(*store, text));
+  const auto start = static_cast<size_t>(BodyStart(*store));
+  const std::string_view body = text.substr(0, start + Body(*store).size());
+  size_t at = body.find('\n', start);
   while (at != kNone && !list.Full()) {
     at = body.find_first_not_of(kLineEnd, at);
     if (at == kNone) break;

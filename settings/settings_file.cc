@@ -53,8 +53,10 @@ const char* FilePath() {
 }
 
 bool CheckName(const char* name) {
-  const bool plain =
-      std::all_of(name, name + std::strlen(name), [](char c) { return c >= 32 && c <= 127; });
+  const bool plain = std::all_of(name, name + std::strlen(name), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte >= 32 && byte <= 127;
+  });
   if (!plain) platform::TheDesktop().DebugText("Assertion failed: FALSE, file Ini, line 174");
   return plain;
 }

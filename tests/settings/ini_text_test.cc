@@ -1,0 +1,388 @@
+#include "settings/ini_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/settings/doubles.h"
+
+namespace tervalon::settings {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class IniTextTest : public ::testing::Test {
+ protected:
+  IniTextTest() { Start(); }
+  ~IniTextTest() override { EXPECT_EQ(memory_.faults(), 0); }
+
+  void Start() {
+    store_ = {};
+    store_.block = memory_.Allocate(1);
+    store_.free_bytes = 1;
+  }
+
+  // Runs one operation as the store's owner does, with the block locked around it.
+  template <typename Operation>
+  auto Locked(Operation operation) {
+    store_.text = static_cast<char*>(memory_.Lock(store_.block));
+    auto result = operation();
+    if (store_.text != nullptr) memory_.Unlock(store_.block);
+    store_.text = nullptr;
+    return result;
+  }
+
+  int32_t Set(const std::string& section, const std::string& key, std::string value,
+              int32_t create = 1) {
+    return Locked(
+        [&] { return SetString(&store_, section.c_str(), key.c_str(), value.data(), create); });
+  }
+  // The value, or "(none)".
+  std::string Get(const std::string& section, const std::string& key) {
+    char out[1024] = "?";
+    const int16_t length = Locked([&] {
+      return GetString(&store_, section.c_str(), key.c_str(), "(none)", out, sizeof(out));
+    });
+    EXPECT_EQ(length, std::string(out) == "(none)" ? -1 : static_cast<int>(std::strlen(out)));
+    return out;
+  }
+  // A list's names, or "-1".
+  std::vector<std::string> List(const char* section, int16_t size = INT16_MAX) {
+    std::string out(static_cast<size_t>(size), '#');
+    const int16_t count =
+        Locked([&] { return GetString(&store_, section, nullptr, nullptr, out.data(), size); });
+    if (count < 0) return {"-1"};
+    std::vector<std::string> names;
+    for (size_t at = 0; at < static_cast<size_t>(count); at += names.back().size() + 1) {
+      names.emplace_back(out.c_str() + at);
+    }
+    return names;
+  }
+  // The used text, its NUL as "$".
+  std::string Text() {
+    return Locked([&] {
+      std::string text(store_.text, Used());
+      std::replace(text.begin(), text.end(), '\0', '$');
+      return text;
+    });
+  }
+  size_t Used() { return memory_.Size(store_.block) - static_cast<size_t>(store_.free_bytes); }
+
+  testing::ExactMemory memory_;
+  testing::NotingDesktop desktop_;
+  platform::ScopedReplacement<platform::MovableMemory> use_memory_{&memory_};
+  platform::ScopedReplacement<platform::Desktop> use_desktop_{&desktop_};
+  IniStore store_;
+};
+
+TEST_F(IniTextTest, TextAndBlockGrowByTheBytesNeeded) {
+  EXPECT_EQ(Set("A", "k", "v", 0), 0);
+  EXPECT_EQ(Used(), 0u);
+  EXPECT_EQ(Set("A", "k", "v"), 1);
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=v\r\n");
+  EXPECT_EQ(memory_.Size(store_.block), 1u + 7 + 100);  // old size, header, slack
+  EXPECT_EQ(Get("A", "k"), "v");
+
+  // The value's growth of 119 bytes exceeds the 96 free ones.
+  EXPECT_EQ(Set("A", "k", std::string(120, 'x')), 1);
+  EXPECT_EQ(memory_.Size(store_.block), 108u + 119 + 100);
+  EXPECT_EQ(Used(), 131u);
+  // A line that would leave no byte free makes the block grow.
+  const auto free = static_cast<size_t>(store_.free_bytes);
+  EXPECT_EQ(Set("A", std::string(free - 4, 'j'), ""), 1);
+  EXPECT_EQ(memory_.Size(store_.block), 327u);
+  EXPECT_EQ(Set("A", "i", ""), 1);
+  EXPECT_EQ(memory_.Size(store_.block), 327u + 4 + 100);
+  EXPECT_THAT(desktop_.messages, IsEmpty());
+}
+
+TEST_F(IniTextTest, FollowingHeaderTakesALineFeedAndANewLineGetsItBack) {
+  Set("A", "k", "v");
+  Set("B", "k", "w");
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=v\r\r\n[B]\r\nk=w\r\n$");
+  EXPECT_EQ(Get("A", "k"), "v");
+  EXPECT_EQ(Get("B", "k"), "w");
+  Set("A", "j", "1");
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=v\r\nj=1\r\n\r\n[B]\r\nk=w\r\n$");
+  Set("C", "k", "x");  // takes the NUL's place
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=v\r\nj=1\r\n\r\n[B]\r\nk=w\r\n\r\n[C]\r\nk=x\r\n$");
+  EXPECT_THAT(List(nullptr), ElementsAre("A", "B", "C"));
+  EXPECT_THAT(List("A"), ElementsAre("k", "j"));
+}
+
+TEST_F(IniTextTest, LastLineBeforeAHeaderCanLoseItsLineEndAndStaysWhole) {
+  for (const std::string before : {"v", "v\n", ""}) {
+    for (const std::string after : {"", "w", "w\n", "longer than before"}) {
+      memory_.Free(store_.block);
+      Start();
+      Set("A", "k", before);
+      Set("B", "k", "b");
+      Set("A", "k", after);
+      EXPECT_THAT(List("A"), ElementsAre("k"));
+      Set("A", "j", "1");
+      Set("A", "k", "done");
+      EXPECT_EQ(Get("A", "k") + Get("A", "j") + Get("B", "k"), "done1b") << Text();
+      EXPECT_THAT(List("A"), ElementsAre("k", "j"));
+    }
+  }
+  // A section without lines before the next header.
+  memory_.Free(store_.block);
+  Start();
+  Locked([&] { return FindSection(&store_, "A", 1); });
+  Set("B", "k", "b");
+  EXPECT_THAT(List("A"), IsEmpty());
+  Set("A", "k", "a");
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=a\r\n\r\n[B]\r\nk=b\r\n$");
+}
+
+TEST_F(IniTextTest, ReplacingMovesTheTailAndClearsWhatItLeaves) {
+  Set("A", "k", "12345");
+  Set("A", "j", "1");
+  Set("A", "k", "1");
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=1\r\nj=1\r\n");
+  const std::string vacated = Locked([&] { return std::string(store_.text + Used(), 4); });
+  EXPECT_EQ(vacated, std::string(4, '\0'));
+  Set("A", "k", "1234567");
+  EXPECT_EQ(Text(), "\r\n[A]\r\nk=1234567\r\nj=1\r\n");
+}
+
+TEST_F(IniTextTest, LongValuesAreCutInTheCallersBufferToo) {
+  std::string value(600, 'v');
+  Locked([&] { return SetString(&store_, "A", "key", value.data(), 1); });
+  EXPECT_EQ(std::strlen(value.c_str()), 505u);
+  EXPECT_EQ(Get("A", "key"), std::string(505, 'v'));
+  EXPECT_EQ(Set("A", std::string(508, 'k'), "v"), 1);
+  EXPECT_EQ(Get("A", std::string(508, 'k')), "");
+  EXPECT_EQ(Set("A", std::string(509, 'k'), "v"), 0);
+}
+
+TEST_F(IniTextTest, ReadingMatchesWholeNamesOnly) {
+  Set("A", "BaseMass", "1");
+  Set("a", "k", "lower");
+  EXPECT_EQ(Get("A", "Mass"), "(none)");
+  EXPECT_EQ(Get("A", "Base"), "(none)");
+  EXPECT_EQ(Get("A", "basemass"), "(none)");
+  EXPECT_EQ(Get("A", "k"), "(none)");
+  EXPECT_EQ(Get("B", "k"), "(none)");
+  Set("A", "Mass", "2");
+  EXPECT_EQ(Get("A", "BaseMass") + Get("A", "Mass") + Get("a", "k"), "12lower");
+
+  char out[8] = "???????";
+  const auto get = [&](const char* key, const char* fallback, int16_t size) {
+    return Locked([&] { return GetString(&store_, "a", key, fallback, out, size); });
+  };
+  EXPECT_EQ(get("k", nullptr, 0), -1);
+  EXPECT_EQ(get("k", nullptr, -3), -1);
+  EXPECT_STREQ(out, "???????");
+  EXPECT_EQ(get("k", nullptr, 1), 0);
+  EXPECT_STREQ(out, "");
+  EXPECT_EQ(get("k", nullptr, 4), 3);
+  EXPECT_STREQ(out, "low");
+  EXPECT_EQ(get("none", "default", 4), -1);
+  EXPECT_STREQ(out, "def");
+}
+
+TEST_F(IniTextTest, NamesThatBreakTheTextAreRefusedAndValuesCannotForgeLines) {
+  Set("A", "k", "1");
+  Set("A", "j", "2");
+  Set("B", "k", "3");
+  for (const char* key : {"a=b", "k=1\r\nj", "[C", "line\nend"}) {
+    EXPECT_EQ(Set("A", key, "x"), 0) << key;
+    EXPECT_EQ(Get("A", key), "(none)");
+  }
+  for (const char* section : {"A]", "C]\r\n[B", "\r"}) {
+    EXPECT_EQ(Set(section, "k", "x"), 0) << section;
+    EXPECT_EQ(Get(section, "k"), "(none)");
+  }
+  EXPECT_EQ(Set("A", "k", "1\r\nj=forged\r\n[B]\r\nk=forged"), 1);
+  EXPECT_EQ(Get("A", "k") + Get("A", "j") + Get("B", "k"), "123");
+  // What a value keeps of several lines is replaced with it, where it can be read back.
+  EXPECT_EQ(Set("A", "k", "line\nj=4"), 1);
+  EXPECT_EQ(Get("A", "k"), "line\nj=4");
+  EXPECT_EQ(Set("A", "k", "1"), 1);
+  EXPECT_EQ(Get("A", "k") + Get("A", "j") + Get("B", "k"), "123");
+  // No name at all is a name like any other.
+  EXPECT_EQ(Set("", "", "none"), 1);
+  EXPECT_EQ(Get("", "") + Get("A", "k") + Get("B", "k"), "none13");
+  EXPECT_EQ(Set("", "k", "5"), 1);
+  EXPECT_THAT(List(nullptr), ElementsAre("A", "B", ""));
+  EXPECT_THAT(List(""), ElementsAre("", "k"));
+}
+
+TEST_F(IniTextTest, ListsAreCutToTheBufferAndShowBrokenLines) {
+  Set("First", "one", "1");
+  Set("Second", "two", "2");
+  Set("Second", "three", "3");
+  EXPECT_THAT(List(nullptr, 10), ElementsAre("First", "Sec"));
+  EXPECT_THAT(List(nullptr, 8), ElementsAre("First"));
+  EXPECT_THAT(List(nullptr, 2), IsEmpty());
+  EXPECT_THAT(List("Second", 9), ElementsAre("two", "thre"));
+  EXPECT_THAT(List("Third"), ElementsAre("-1"));
+
+  // A line without "=" swallows what follows up to the next one, also in the next section.
+  Set("First", "one", "1\r\nbroken");
+  EXPECT_THAT(List("First"), ElementsAre("one", "broken\r\n\r\n[Second]\r\ntwo"));
+  EXPECT_EQ(Get("Second", "two"), "2");
+  // Without any "=" left, or without "]", there is no list.
+  Set("Second", "three", "3\nbroken");
+  EXPECT_THAT(List("Second"), ElementsAre("-1"));
+  Set("Second", "three", "3\n[open");
+  EXPECT_THAT(List(nullptr), ElementsAre("-1"));
+}
+
+// Keys are told apart, kept and listed whatever is done around them.
+TEST_F(IniTextTest, BehavesLikeAMapOfMaps) {
+  const std::string stem(30, 's');
+  const std::vector<std::string> sections = {
+      "A", "a", "AA", stem, stem + "1", stem + "12", stem + "13", stem + stem + stem};
+  std::vector<std::string> keys = {"k", "K", "kk", ";", "longer key", std::string(127, 'k')};
+  for (int i = 1; i < 4; ++i) keys.push_back(keys.back() + "k");
+  const std::string alphabet = "ab =[]\t;,\"\n";
+
+  for (const bool line_feeds : {false, true}) {
+    std::mt19937 random(line_feeds ? 1 : 2);
+    const auto below = [&random](size_t n) { return random() % n; };
+    for (int round = 0; round < 20; ++round) {
+      memory_.Free(store_.block);
+      Start();
+      // In the order of creation, as the lists have them.
+      using Entries = std::vector<std::pair<std::string, std::string>>;
+      std::vector<std::pair<std::string, Entries>> model;
+      const auto find = [](auto& list, const std::string& name) {
+        return std::find_if(list.begin(), list.end(), [&](auto& e) { return e.first == name; });
+      };
+      for (int step = 0; step < 120; ++step) {
+        const std::string& section = sections[below(sections.size())];
+        const std::string& key = keys[below(keys.size())];
+        std::string value(below(4) == 0 ? below(600) : below(12), ' ');
+        for (char& c : value) c = alphabet[below(alphabet.size() - (line_feeds ? 0 : 1))];
+        const int32_t create = below(4) != 0;
+
+        auto in_model = find(model, section);
+        if (in_model == model.end() && create) in_model = model.insert(model.end(), {section, {}});
+        bool expected = in_model != model.end();
+        if (expected) {
+          auto entry = find(in_model->second, key);
+          if (entry == in_model->second.end() && create) {
+            entry = in_model->second.insert(entry, {key, ""});
+          }
+          expected = entry != in_model->second.end();
+          if (expected) entry->second = value.substr(0, 509 - key.size() - 1);
+        }
+        ASSERT_EQ(Set(section, key, value, create), expected);
+
+        for (const auto& [name, entries] : model) {
+          for (const auto& [entry, text] : entries) ASSERT_EQ(Get(name, entry), text) << Text();
+        }
+        if (line_feeds) continue;  // the lists take what follows a line feed for a line
+        std::vector<std::string> names;
+        for (const auto& [name, entries] : model) {
+          names.push_back(name);
+          std::vector<std::string> entry_names;
+          for (const auto& [entry, text] : entries) entry_names.push_back(entry);
+          ASSERT_EQ(List(name.c_str()), entry_names) << Text();
+        }
+        ASSERT_EQ(List(nullptr), names) << Text();
+      }
+    }
+  }
+}
+
+TEST_F(IniTextTest, FailedGrowthIsReportedAndLosesTheText) {
+  struct Case {
+    int fail_at;
+    std::vector<std::string> messages;
+  };
+  const Case cases[] = {{1, {}},  // the header is silent
+                        {2, {"Out of memory|FindLine|16"}},
+                        {3, {"Out of memory|SetString|16"}}};
+  const std::string key(120, 'k');
+  for (const Case& c : cases) {
+    memory_.Free(store_.block);
+    Start();
+    desktop_.messages.clear();
+    memory_.FailAt(c.fail_at);
+    EXPECT_EQ(Set("A", key, std::string(300, 'v')), 0);
+    EXPECT_EQ(desktop_.messages, c.messages);
+    EXPECT_EQ(store_.block, nullptr);
+    EXPECT_EQ(memory_.live(), 0u);
+    EXPECT_EQ(Get("A", key), "(none)");
+    EXPECT_EQ(Set("A", key, "v"), 0);
+    Start();
+  }
+  // The block grows but cannot be locked again.
+  Set("A", "k", "v");
+  Locked([&] {
+    memory_.FailLocks(true);
+    std::string value(300, 'v');
+    return SetString(&store_, "A", "k", value.data(), 1);
+  });
+  memory_.FailLocks(false);
+  EXPECT_EQ(Get("A", "k"), "v");
+}
+
+// The record and the block lie in memory that others can write to.
+TEST_F(IniTextTest, DamagedRecordsAndTextsStayWithinTheBlock) {
+  std::mt19937 random(3);
+  const std::string alphabet = std::string("\r\n\r\n[]=Ak", 10) + '\0';
+  for (int round = 0; round < 20000; ++round) {
+    memory_.Free(store_.block);
+    const size_t size = random() % 60;
+    store_.block = memory_.Allocate(size);
+    Locked([&] {
+      for (size_t i = 0; i < size; ++i) store_.text[i] = alphabet[random() % alphabet.size()];
+      return 0;
+    });
+    const auto number = [&random, size] {
+      if (random() % 8 == 0) return static_cast<int32_t>(random());
+      return static_cast<int32_t>(random() % (size + 2)) - 1;
+    };
+    store_.section_start = number();
+    store_.section_length = number();
+    store_.free_bytes = number();
+    std::strcpy(store_.section_name, random() % 2 != 0 ? "A" : "");
+    const std::string key = random() % 2 != 0 ? "k" : "";
+    Set("A", key, std::string(random() % 20, 'v'), random() % 2 != 0);
+    Get("A", key);
+    List("A", static_cast<int16_t>(random() % 20));
+    List(nullptr, static_cast<int16_t>(random() % 20));
+  }
+}
+
+TEST(StringRoutines, StayWithinTheirBounds) {
+  char out[] = "????";
+  EXPECT_EQ(CopyBounded(out, "abc", 2), out + 2);
+  EXPECT_STREQ(out, "ab");
+  EXPECT_EQ(CopyBounded(out, "a", 9), out + 1);
+  EXPECT_EQ(CopyBounded(out, "a", -1), out);
+
+  const char* text = "abcabd";
+  EXPECT_EQ(FindBounded(text, "abd", 6), text + 3);
+  EXPECT_EQ(FindBounded(text, "abd", 5), nullptr);
+  EXPECT_EQ(FindBounded(text, "abd", 1000), text + 3);
+  EXPECT_EQ(FindBounded(text, "", 0), text);
+  EXPECT_EQ(FindBounded(nullptr, "", 1), nullptr);
+  EXPECT_EQ(FindBounded("ab\0cd", "cd", 5), nullptr);
+
+  EXPECT_EQ(FindCharacter(text, 'b'), text + 1);
+  EXPECT_EQ(FindCharacter(text, 'x'), nullptr);
+  EXPECT_EQ(FindCharacter(nullptr, 'x'), nullptr);
+
+  EXPECT_EQ(CompareBounded("abc", "abd", 2), 0);
+  EXPECT_EQ(CompareBounded("abc", "abd", 3), -1);
+  EXPECT_EQ(CompareBounded("ab", "ab", 9), 0);
+  EXPECT_EQ(CompareBounded("abc", "ab", 9), 'c');
+  EXPECT_EQ(CompareBounded("\xE4", "a", 1), static_cast<signed char>('\xE4') - 'a');
+  EXPECT_EQ(CompareBounded("", "", 1), -1);
+  EXPECT_EQ(CompareBounded(nullptr, "a", 1), -1);
+}
+
+}  // namespace
+}  // namespace tervalon::settings

@@ -228,7 +228,7 @@ TEST_F(IniTextTest, ListsAreCutToTheBufferAndShowBrokenLines) {
 
   // A line without "=" swallows what follows up to the next one, also in the next section.
   Set("First", "one", "1\r\nbroken");
-  EXPECT_THAT(List("First"), ElementsAre("one", "broken\r\n\r\n[Second]\r\ntwo"));
+  EXPECT_THAT(List("First"), ElementsAre("one", "broken\r\n[Second]\r\ntwo"));
   EXPECT_EQ(Get("Second", "two"), "2");
   // Without any "=" left, or without "]", there is no list.
   Set("Second", "three", "3\nbroken");

@@ -39,10 +39,10 @@ export WINEDLLOVERRIDES='mscoree,mshtml=' # no offers to install .NET or a brows
 # Many a machine has only the 64-bit Wine, which starts but runs nothing of ours.
 host_wine_works() {
   command -v wine >/dev/null && command -v wineserver >/dev/null || return 1
-  command -v xvfb-run >/dev/null && command -v i686-w64-mingw32-gcc >/dev/null || return 1
+  command -v xvfb-run >/dev/null && command -v i686-w64-mingw32-gcc-posix >/dev/null || return 1
   local probe=$cache/probe.exe status=0
   [ -f "$probe" ] ||
-    echo 'int main(void) { return 42; }' | i686-w64-mingw32-gcc -x c -static -o "$probe" - || return 1
+    echo 'int main(void) { return 42; }' | i686-w64-mingw32-gcc-posix -x c -static -o "$probe" - || return 1
   WINEPREFIX=$cache/probe-prefix timeout 120 wine "$probe" </dev/null >/dev/null 2>&1 || status=$?
   rm -rf "$cache/probe-prefix"
   [ "$status" = 42 ]

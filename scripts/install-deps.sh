@@ -1,0 +1,29 @@
+#!/bin/bash
+# Installs with apt what building and testing need, where it is missing. Debian 12 and later.
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build g++-mingw-w64-i686-posix # both platforms
+  googletest libbenchmark-dev                    # tests and benchmarks
+  libcli11-dev nlohmann-json3-dev                # the command-line program
+  clang-format clang-tidy debootstrap            # scripts/test.sh, scripts/wine.sh
+)
+missing=()
+for package in "${packages[@]}"; do
+  [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+    missing+=("$package")
+done
+[ ${#missing[@]} != 0 ] || exit 0
+
+echo "installing ${missing[*]}"
+as_root=(env DEBIAN_FRONTEND=noninteractive)
+[ "$(id -u)" = 0 ] || as_root=(sudo "${as_root[@]}")
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+install() { "${as_root[@]}" apt-get install -q -y --no-install-recommends "${missing[@]}" </dev/null; }
+# The lists on the machine may be missing or name versions that are gone.
+if ! install >"$log" 2>&1 &&
+  ! { "${as_root[@]}" apt-get update -q && install; } >>"$log" 2>&1; then
+  cat "$log" >&2
+  exit 1
+fi

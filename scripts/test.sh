@@ -1,0 +1,63 @@
+#!/bin/bash
+# All checks: formatting, clang-tidy, and the tests of every preset, the Windows ones under Wine.
+# Installs what is missing. Stops at the first failure.
+#
+# TERVALON_TEST_DATA   a folder of acquisitions with the values expected of them; by default the one
+#                      beside the clone, where it is there. Tests that need it are skipped without.
+# CI                   when set, a Windows test that cannot be run is a failure
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+step() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
+
+configure_and_build() {
+  step "build $1"
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1"
+}
+
+run_tests() {
+  step "test $1"
+  ctest --preset "$1"
+}
+
+scripts/install-deps.sh
+if [ -z "${TERVALON_TEST_DATA:-}" ] && [ -d ../shared/data ]; then
+  TERVALON_TEST_DATA=$(cd ../shared/data && pwd)
+fi
+export TERVALON_TEST_DATA=${TERVALON_TEST_DATA:-}
+if command -v ccache >/dev/null; then
+  export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
+mkdir -p build
+scripts/wine.sh setup </dev/null >build/wine.log 2>&1 & # takes minutes the first time
+wine=$!
+
+step "formatting"
+git ls-files -z --cached --others --exclude-standard '*.cc' '*.h' '*.c' |
+  xargs -0 clang-format --dry-run -Werror
+
+configure_and_build asan
+step "clang-tidy"
+# As compiled for Linux; the folder of the other platform is not.
+sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/asan/compile_commands.json |
+  grep -E "^$PWD/(appsvc|platform|raw|settings|tools|tests)/" |
+  xargs -n 2 -P "$(nproc)" clang-tidy -p build/asan --quiet 2> >(grep -v "warnings generated" >&2)
+
+run_tests asan
+configure_and_build windows-i686
+configure_and_build release
+
+step "Wine"
+status=0
+wait $wine || status=$?
+cat build/wine.log
+if [ $status = 0 ]; then
+  run_tests release
+  run_tests windows-i686
+elif [ -n "${CI:-}" ]; then
+  exit 1
+else
+  echo "The Windows tests are not run."
+  run_tests release
+fi

@@ -22,8 +22,7 @@ fs::path Native(std::string path) {
 TempDirectory::TempDirectory() {
   std::random_device random;
   for (;;) {
-    const fs::path candidate =
-        fs::temp_directory_path() / ("tervalon-" + std::to_string(random()));
+    const fs::path candidate = fs::temp_directory_path() / ("tervalon-" + std::to_string(random()));
     if (fs::create_directory(candidate)) {
       native_ = candidate.string();
       return;

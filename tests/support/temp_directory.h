@@ -16,7 +16,8 @@ class TempDirectory {
   TempDirectory(const TempDirectory&) = delete;
   TempDirectory& operator=(const TempDirectory&) = delete;
 
-  // The directory itself, or the path of a name inside it, in the library's form ("\" between parts).
+  // The directory itself, or the path of a name inside it, in the library's form ("\" between
+  // parts).
   std::string Path(const std::string& name = "") const;
 
  private:

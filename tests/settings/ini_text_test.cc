@@ -10,7 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/settings/doubles.h"
+#include "tests/settings/exact_memory.h"
+#include "tests/support/fault_services.h"
 
 namespace tervalon::settings {
 namespace {
@@ -21,9 +22,10 @@ using ::testing::IsEmpty;
 class IniTextTest : public ::testing::Test {
  protected:
   IniTextTest() { Start(); }
-  ~IniTextTest() override { EXPECT_EQ(memory_.faults(), 0); }
+  ~IniTextTest() override { EXPECT_EQ(memory_.live_locks(), 0); }
 
   void Start() {
+    if (store_.block != nullptr) memory_.Free(store_.block);
     store_ = {};
     store_.block = memory_.Allocate(1);
     store_.free_bytes = 1;
@@ -32,7 +34,7 @@ class IniTextTest : public ::testing::Test {
   // Runs one operation as the store's owner does, with the block locked around it.
   template <typename Operation>
   auto Locked(Operation operation) {
-    store_.text = static_cast<char*>(memory_.Lock(store_.block));
+    if (store_.block != nullptr) store_.text = static_cast<char*>(memory_.Lock(store_.block));
     auto result = operation();
     if (store_.text != nullptr) memory_.Unlock(store_.block);
     store_.text = nullptr;
@@ -75,9 +77,11 @@ class IniTextTest : public ::testing::Test {
   }
   size_t Used() { return memory_.Size(store_.block) - static_cast<size_t>(store_.free_bytes); }
 
-  testing::ExactMemory memory_;
-  testing::NotingDesktop desktop_;
+  testing::ExactMemory exact_memory_;
+  platform::ScopedReplacement<platform::MovableMemory> use_exact_memory_{&exact_memory_};
+  testing::FaultyMemory memory_;
   platform::ScopedReplacement<platform::MovableMemory> use_memory_{&memory_};
+  testing::RecordingDesktop desktop_;
   platform::ScopedReplacement<platform::Desktop> use_desktop_{&desktop_};
   IniStore store_;
 };
@@ -120,7 +124,6 @@ TEST_F(IniTextTest, FollowingHeaderTakesALineFeedAndANewLineGetsItBack) {
 TEST_F(IniTextTest, LastLineBeforeAHeaderCanLoseItsLineEndAndStaysWhole) {
   for (const std::string before : {"v", "v\n", ""}) {
     for (const std::string after : {"", "w", "w\n", "longer than before"}) {
-      memory_.Free(store_.block);
       Start();
       Set("A", "k", before);
       Set("B", "k", "b");
@@ -133,7 +136,6 @@ TEST_F(IniTextTest, LastLineBeforeAHeaderCanLoseItsLineEndAndStaysWhole) {
     }
   }
   // A section without lines before the next header.
-  memory_.Free(store_.block);
   Start();
   Locked([&] { return FindSection(&store_, "A", 1); });
   Set("B", "k", "b");
@@ -249,8 +251,7 @@ TEST_F(IniTextTest, BehavesLikeAMapOfMaps) {
   for (const bool line_feeds : {false, true}) {
     std::mt19937 random(line_feeds ? 1 : 2);
     const auto below = [&random](size_t n) { return random() % n; };
-    for (int round = 0; round < 20; ++round) {
-      memory_.Free(store_.block);
+    for (int round = 0; round < 10; ++round) {
       Start();
       // In the order of creation, as the lists have them.
       using Entries = std::vector<std::pair<std::string, std::string>>;
@@ -296,35 +297,29 @@ TEST_F(IniTextTest, BehavesLikeAMapOfMaps) {
 }
 
 TEST_F(IniTextTest, FailedGrowthIsReportedAndLosesTheText) {
-  struct Case {
-    int fail_at;
-    std::vector<std::string> messages;
-  };
-  const Case cases[] = {{1, {}},  // the header is silent
-                        {2, {"Out of memory|FindLine|16"}},
-                        {3, {"Out of memory|SetString|16"}}};
+  const char* const captions[] = {nullptr, "FindLine", "SetString"};  // no message for the header
   const std::string key(120, 'k');
-  for (const Case& c : cases) {
-    memory_.Free(store_.block);
+  for (int growth = 0; growth < 3; ++growth) {
     Start();
     desktop_.messages.clear();
-    memory_.FailAt(c.fail_at);
+    memory_.reallocate.FailNth(growth + 1);
     EXPECT_EQ(Set("A", key, std::string(300, 'v')), 0);
-    EXPECT_EQ(desktop_.messages, c.messages);
+    ASSERT_EQ(desktop_.messages.size(), captions[growth] != nullptr ? 1u : 0u);
+    if (captions[growth] != nullptr) {
+      EXPECT_EQ(desktop_.messages[0].text, "Out of memory");
+      EXPECT_EQ(desktop_.messages[0].caption, captions[growth]);
+      EXPECT_EQ(desktop_.messages[0].style, platform::kMessageIconStop);
+    }
     EXPECT_EQ(store_.block, nullptr);
-    EXPECT_EQ(memory_.live(), 0u);
+    EXPECT_EQ(memory_.live_blocks(), 0);
     EXPECT_EQ(Get("A", key), "(none)");
     EXPECT_EQ(Set("A", key, "v"), 0);
-    Start();
   }
-  // The block grows but cannot be locked again.
+  // The block grows but cannot be locked again: nothing is lost.
+  Start();
   Set("A", "k", "v");
-  Locked([&] {
-    memory_.FailLocks(true);
-    std::string value(300, 'v');
-    return SetString(&store_, "A", "k", value.data(), 1);
-  });
-  memory_.FailLocks(false);
+  memory_.lock.FailNth(2);
+  EXPECT_EQ(Set("A", "k", std::string(300, 'v')), 0);
   EXPECT_EQ(Get("A", "k"), "v");
 }
 

@@ -4,8 +4,10 @@
 #ifndef TESTS_SETTINGS_EXACT_MEMORY_H_
 #define TESTS_SETTINGS_EXACT_MEMORY_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -16,25 +18,27 @@ namespace tervalon::testing {
 class ExactMemory : public platform::MovableMemory {
  public:
   TvMemory Allocate(size_t size) override {
-    const auto block = reinterpret_cast<TvMemory>(++blocks_made_ * 16);
-    blocks_[block] = std::vector<char>(size);
+    auto bytes = std::make_unique<Bytes>(size);
+    const auto block = reinterpret_cast<TvMemory>(bytes.get());
+    blocks_[block] = std::move(bytes);
     return block;
   }
   TvMemory Reallocate(TvMemory block, size_t size) override {
-    std::vector<char> moved = blocks_.at(block);
-    moved.resize(size);
-    moved.shrink_to_fit();
-    std::swap(blocks_.at(block), moved);
+    Bytes& bytes = *blocks_.at(block);
+    Bytes moved(size);
+    std::copy_n(bytes.begin(), std::min(size, bytes.size()), moved.begin());
+    bytes.swap(moved);
     return block;
   }
-  void* Lock(TvMemory block) override { return blocks_.at(block).data(); }
+  void* Lock(TvMemory block) override { return blocks_.at(block)->data(); }
   int32_t Unlock(TvMemory /*block*/) override { return 0; }
-  size_t Size(TvMemory block) override { return block != nullptr ? blocks_.at(block).size() : 0; }
+  size_t Size(TvMemory block) override { return block != nullptr ? blocks_.at(block)->size() : 0; }
   bool Free(TvMemory block) override { return blocks_.erase(block) == 1; }
 
  private:
-  std::map<TvMemory, std::vector<char>> blocks_;
-  uintptr_t blocks_made_ = 0;
+  using Bytes = std::vector<char>;
+
+  std::map<TvMemory, std::unique_ptr<Bytes>> blocks_;
 };
 
 }  // namespace tervalon::testing

@@ -326,7 +326,7 @@ TEST_F(IniTextTest, FailedGrowthIsReportedAndLosesTheText) {
 // The record and the block lie in memory that others can write to.
 TEST_F(IniTextTest, DamagedRecordsAndTextsStayWithinTheBlock) {
   std::mt19937 random(3);
-  const std::string alphabet = std::string("\r\n\r\n[]=Ak", 10) + '\0';
+  const std::string alphabet = std::string("\r\n\r\n[]=Ak") + std::string(2, '\0');
   for (int round = 0; round < 20000; ++round) {
     memory_.Free(store_.block);
     const size_t size = random() % 60;
@@ -342,7 +342,7 @@ TEST_F(IniTextTest, DamagedRecordsAndTextsStayWithinTheBlock) {
     store_.section_start = number();
     store_.section_length = number();
     store_.free_bytes = number();
-    std::strcpy(store_.section_name, random() % 2 != 0 ? "A" : "");
+    CopyBounded(store_.section_name, "A", static_cast<int32_t>(random() % 2));
     const std::string key = random() % 2 != 0 ? "k" : "";
     Set("A", key, std::string(random() % 20, 'v'), random() % 2 != 0);
     Get("A", key);

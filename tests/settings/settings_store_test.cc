@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "settings/ini_text.h"
 #include "settings/settings.h"
 #include "settings/system_list.h"
 #include "tervalon/settings.h"
@@ -66,7 +67,7 @@ TEST_F(SettingsTest, IniStringsGoToTheFileAtOnce) {
   EXPECT_EQ(GetIniString("S", "key", nullptr, out, sizeof(out)), 0);
   EXPECT_STREQ(out, "");
   EXPECT_EQ(GetIniString("S", "key", "x", out, -1), 0);
-  std::strcpy(out, "same buffer");
+  CopyBounded(out, "same buffer", 15);
   EXPECT_EQ(GetIniString("S", "key", out, out, sizeof(out)), 11);
   EXPECT_STREQ(out, "same buffer");
 
@@ -271,7 +272,8 @@ TEST_F(SettingsTest, FileRecordsAreLinesOfFields) {
   EXPECT_EQ(Get("SystemList", "RAW"), "7,C:\\Data\\,Run 1,RAW,12,-3,2,4");
   SystemRawFile raw_back = {};
   EXPECT_EQ(GetGlobalRawFile("SystemList", "RAW", nullptr, &raw_back), 1);
-  EXPECT_EQ(std::memcmp(&raw, &raw_back, sizeof(raw)), 0);
+  SetGlobalRawFile("SystemList", "QUANCAL_DB", &raw_back, 0);
+  EXPECT_EQ(Get("SystemList", "QUANCAL_DB"), Get("SystemList", "RAW"));
 
   SystemFile file = {1, "D:\\", "Projects", "", 5, 6};
   EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &file, 0), 1);
@@ -313,7 +315,7 @@ TEST_F(SettingsTest, FileRecordsAreLinesOfFields) {
   EXPECT_EQ(std::string(file_back.directory), std::string(259, 'd'));
   EXPECT_STREQ(file_back.name, "n");
 
-  std::strcpy(file.name, "a,b");
+  CopyBounded(file.name, "a,b", 3);
   EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &file, 1), 0);
   EXPECT_EQ(Get("SystemList", "PROJECT"), "1,D:\\,Projects,,5,6");
   std::memset(file.name, 'n', sizeof(file.name));  // no terminating zero

@@ -7,7 +7,7 @@ namespace tervalon::bench {
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
     if (run.error_occurred || run.run_type != Run::RT_Iteration) continue;
-    const double seconds = run.real_accumulated_time / static_cast<double>(run.iterations);
+    const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
     const auto [place, added] = seconds_.try_emplace(run.run_name.function_name, seconds);
     if (!added && seconds < place->second) place->second = seconds;
   }

@@ -35,6 +35,23 @@ const MassCalibration& FunctionReader::CalibrationOf(const IndexRecord& scan) {
   return segment_calibration_;
 }
 
+const float* FunctionReader::SpacedMasses(const IndexRecord& scan) {
+  constexpr uint32_t kLongestKept = 65536;
+  constexpr int32_t kNoSegment = 16;  // segment numbers have four bits
+  if (scan.points() > kLongestKept) return nullptr;
+  const MassCalibration& calibration = CalibrationOf(scan);
+  const int32_t segment =
+      calibration.identity() ? kNoSegment : static_cast<int32_t>(scan.segment());
+  if (segment != spaced_segment_ || spaced_masses_.size() != scan.points()) {
+    spaced_segment_ = -1;
+    spaced_masses_.resize(scan.points());
+    MassAxis(range_, scan.points()).Fill(0, scan.points(), spaced_masses_.data());
+    calibration.Apply(spaced_masses_.data(), scan.points());
+    spaced_segment_ = segment;
+  }
+  return spaced_masses_.data();
+}
+
 float FunctionReader::BasePeakMass(const IndexRecord& scan, const BasePeak& peak) const {
   if (type_->stores_masses()) return peak.mass;
   if (scan.points() == 0) return 0;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "raw/calibration.h"
 #include "raw/data_reader.h"
@@ -44,6 +45,13 @@ class FunctionReader : public ScanBuffer {
   // with flag B and segments that have none.
   const MassCalibration& CalibrationOf(const IndexRecord& scan);
 
+  // Whether masses are evenly spaced over the function's range.
+  bool has_spaced_masses() const { return !type_->stores_masses() && !has_channels(); }
+
+  // The calibrated masses of all points of an evenly spaced scan, kept for the scans that follow:
+  // they mostly have as many points. nullptr for a scan too long to be kept.
+  const float* SpacedMasses(const IndexRecord& scan);
+
   // The base peak's mass as stored, or by its point's place in the scan.
   float BasePeakMass(const IndexRecord& scan, const BasePeak& peak) const;
 
@@ -56,6 +64,8 @@ class FunctionReader : public ScanBuffer {
   MassCalibration segment_calibration_;  // of segment cached_segment_
   int32_t cached_segment_ = -1;
   MassCalibration identity_;
+  std::vector<float> spaced_masses_;
+  int32_t spaced_segment_ = -1;  // the segment whose calibration they have had
   platform::File* index_file_;
   platform::File* data_file_;
   IndexReader index_;

@@ -14,13 +14,15 @@ class LaneSum {
  public:
   // Adds the next `count` points.
   void Add(const float* values, size_t count) {
-    AddWhere(count, [values](size_t i) { return values[i]; });
-  }
-
-  // Adds the next `count` points, those outside low..high as nothing.
-  void AddInside(const float* masses, const float* values, size_t count, float low, float high) {
-    AddWhere(count,
-             [=](size_t i) { return masses[i] >= low && masses[i] <= high ? values[i] : 0.0f; });
+    size_t i = 0;
+    for (; i < count && next_ != 0; ++i) AddOne(values[i]);
+    double sums[kLanes];
+    std::copy_n(lanes_, kLanes, sums);
+    for (; i + kLanes <= count; i += kLanes) {
+      for (size_t k = 0; k < kLanes; ++k) sums[k] += static_cast<double>(values[i + k]);
+    }
+    std::copy_n(sums, kLanes, lanes_);
+    for (; i < count; ++i) AddOne(values[i]);
   }
 
   double Total() const {
@@ -30,19 +32,6 @@ class LaneSum {
 
  private:
   static constexpr size_t kLanes = 8;  // independent sums, for vector code
-
-  template <typename Value>
-  void AddWhere(size_t count, Value value) {
-    size_t i = 0;
-    for (; i < count && next_ != 0; ++i) AddOne(value(i));
-    double sums[kLanes];
-    std::copy_n(lanes_, kLanes, sums);
-    for (; i + kLanes <= count; i += kLanes) {
-      for (size_t k = 0; k < kLanes; ++k) sums[k] += static_cast<double>(value(i + k));
-    }
-    std::copy_n(sums, kLanes, lanes_);
-    for (; i < count; ++i) AddOne(value(i));
-  }
 
   void AddOne(float value) {
     lanes_[next_] += static_cast<double>(value);

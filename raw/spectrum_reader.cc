@@ -22,6 +22,13 @@ struct PointOutput {
   uint8_t* flags;
 };
 
+// The scan that a call reads.
+struct ScanSource {
+  FunctionReader* reader;
+  const IndexRecord& record;
+  const float* kept_masses;  // calibrated masses of all points, or nullptr
+};
+
 // Decodes whole units, but delivers only the points asked for. The types with units of several
 // points need a detour where the run's ends are not those of units.
 template <typename Value, typename Decode>
@@ -35,8 +42,12 @@ void DecodeInto(const DataType& type, const PointBlock& block, Decode decode, Va
   std::copy_n(whole.data() + block.skip, block.points, out);
 }
 
-void FillMasses(const FunctionReader& reader, const IndexRecord& scan, const PointBlock& block,
-                float* masses) {
+void FillMasses(const ScanSource& scan, const PointBlock& block, float* masses) {
+  const FunctionReader& reader = *scan.reader;
+  if (scan.kept_masses != nullptr) {
+    std::copy_n(scan.kept_masses + block.position, block.points, masses);
+    return;
+  }
   if (reader.type().stores_masses()) {
     DecodeInto(reader.type(), block, reader.type().decode_masses, masses);
   } else if (reader.has_channels()) {
@@ -44,20 +55,17 @@ void FillMasses(const FunctionReader& reader, const IndexRecord& scan, const Poi
       masses[i] = reader.ChannelMass(block.position + i);
     }
   } else {
-    MassAxis(reader.range(), scan.points()).Fill(block.position, block.points, masses);
+    MassAxis(reader.range(), scan.record.points()).Fill(block.position, block.points, masses);
   }
+  scan.reader->CalibrationOf(scan.record).Apply(masses, block.points);
 }
 
-void DecodeBlock(FunctionReader* reader, const IndexRecord& scan, const PointBlock& block,
-                 const PointOutput& out) {
-  const DataType& type = reader->type();
+void DecodeBlock(const ScanSource& scan, const PointBlock& block, const PointOutput& out) {
+  const DataType& type = scan.reader->type();
   if (out.intensities != nullptr) {
     DecodeInto(type, block, type.decode_intensities, out.intensities);
   }
-  if (out.masses != nullptr) {
-    FillMasses(*reader, scan, block, out.masses);
-    reader->CalibrationOf(scan).Apply(out.masses, block.points);
-  }
+  if (out.masses != nullptr) FillMasses(scan, block, out.masses);
   if (out.flags == nullptr) return;
   if (type.stores_flags()) {
     DecodeInto(type, block, type.decode_flags, out.flags);
@@ -72,22 +80,23 @@ PointOutput Advanced(const PointOutput& out, uint32_t points) {
           out.flags != nullptr ? out.flags + points : nullptr};
 }
 
-int32_t ReadAllPoints(FunctionReader* reader, const IndexRecord& scan, uint32_t first,
-                      uint32_t wanted, const PointOutput& out, uint32_t* delivered) {
-  return ForEachBlock(reader, scan, first, wanted, [&](const PointBlock& block) {
-    DecodeBlock(reader, scan, block, Advanced(out, *delivered));
+int32_t ReadAllPoints(const ScanSource& scan, uint32_t first, uint32_t wanted,
+                      const PointOutput& out, uint32_t* delivered) {
+  return ForEachBlock(scan.reader, scan.record, first, wanted, [&](const PointBlock& block) {
+    DecodeBlock(scan, block, Advanced(out, *delivered));
     *delivered += block.points;
     return true;
   });
 }
 
-int32_t ReadUnflaggedPoints(FunctionReader* reader, const IndexRecord& scan, uint32_t first,
-                            uint32_t wanted, const PointOutput& out, uint32_t* delivered) {
+int32_t ReadUnflaggedPoints(const ScanSource& scan, uint32_t first, uint32_t wanted,
+                            const PointOutput& out, uint32_t* delivered) {
   std::array<float, kBlockPoints> masses;
   std::array<float, kBlockPoints> intensities;
   std::array<uint8_t, kBlockPoints> flags;
-  return ForEachBlock(reader, scan, first, scan.points(), [&](const PointBlock& block) {
-    DecodeBlock(reader, scan, block, {masses.data(), intensities.data(), flags.data()});
+  const uint32_t all = scan.record.points();
+  return ForEachBlock(scan.reader, scan.record, first, all, [&](const PointBlock& block) {
+    DecodeBlock(scan, block, {masses.data(), intensities.data(), flags.data()});
     for (uint32_t i = 0; i < block.points && *delivered < wanted; ++i) {
       if ((flags[i] & 1) != 0) continue;
       if (out.masses != nullptr) out.masses[*delivered] = masses[i];
@@ -97,6 +106,12 @@ int32_t ReadUnflaggedPoints(FunctionReader* reader, const IndexRecord& scan, uin
     }
     return *delivered < wanted;
   });
+}
+
+// A call for most of a scan's points is likely to be one of many.
+const float* KeptMasses(FunctionReader* reader, const IndexRecord& record, uint32_t wanted) {
+  const bool keep = reader->has_spaced_masses() && wanted > record.points() / 2;
+  return keep ? reader->SpacedMasses(record) : nullptr;
 }
 
 void FillHeader(const FunctionReader& reader, const IndexRecord& scan, RawScanHeader* header) {
@@ -134,11 +149,16 @@ extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t functio
     if (error != RAW_OK) return error;
     if (header != nullptr) FillHeader(*reader, record, header);
 
+    if (wanted == 0) return RAW_OK;
+
+    const ScanSource source = {
+        reader, record,
+        masses != nullptr ? KeptMasses(reader, record, static_cast<uint32_t>(wanted)) : nullptr};
     const bool skip = skip_flagged != 0 && reader->type().stores_flags();
-    const auto read = skip ? ReadUnflaggedPoints : ReadAllPoints;
     uint32_t delivered = 0;
-    error = read(reader, record, static_cast<uint32_t>(first - 1), static_cast<uint32_t>(wanted),
-                 {masses, intensities, flags}, &delivered);
+    error = (skip ? ReadUnflaggedPoints : ReadAllPoints)(source, static_cast<uint32_t>(first - 1),
+                                                         static_cast<uint32_t>(wanted),
+                                                         {masses, intensities, flags}, &delivered);
     if (count != nullptr) *count = static_cast<int32_t>(delivered);
     return error;
   });

@@ -34,6 +34,22 @@ struct ScanSummary {
   std::array<uint8_t, BasePeak::kSize> base_peak = {};
 };
 
+// The place of the first of the highest values, of at least one.
+uint32_t FindHighest(const float* values, uint32_t count) {
+  constexpr uint32_t kLanes = 8;  // independent maxima, for vector code
+  float lanes[kLanes];
+  std::fill_n(lanes, kLanes, values[0]);
+  uint32_t i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    for (uint32_t k = 0; k < kLanes; ++k) {
+      lanes[k] = values[i + k] > lanes[k] ? values[i + k] : lanes[k];
+    }
+  }
+  float highest = *std::max_element(lanes, lanes + kLanes);
+  for (; i < count; ++i) highest = std::max(highest, values[i]);
+  return static_cast<uint32_t>(std::find(values, values + count, highest) - values);
+}
+
 // Gathers packed points and index records and appends them to the files, data before the records
 // that name them. A scan that fails leaves the writer as it was before.
 class FunctionWriter : public ScanBuffer {
@@ -115,8 +131,7 @@ class FunctionWriter : public ScanBuffer {
     std::array<float, kSpectrumBufferBytes / 2> stored;  // no type packs a point in less
     type.decode_intensities(bytes, type.Units(count), stored.data());
     summary->total.Add(stored.data(), count);
-    const auto highest = static_cast<uint32_t>(
-        std::max_element(stored.begin(), stored.begin() + count) - stored.begin());
+    const uint32_t highest = FindHighest(stored.data(), count);
     if (first > 0 && stored[highest] <= summary->highest) return;
     summary->highest = stored[highest];
     const uint32_t unit = highest / type.unit_points;

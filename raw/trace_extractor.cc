@@ -30,6 +30,18 @@ std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float
   return runs;
 }
 
+// The intensities of points inside a window, 0 for the others: all points take part in a sum, so
+// that its order stays the same.
+void SelectInside(const float* masses, const float* intensities, uint32_t count,
+                  const MassRange& range, float* selected) {
+  const auto [low, high] = range;
+  for (uint32_t i = 0; i < count; ++i) {
+    const float intensity = intensities[i];
+    const bool inside = (masses[i] >= low) & (masses[i] <= high);
+    selected[i] = inside ? intensity : 0.0f;
+  }
+}
+
 }  // namespace
 
 void TraceExtractor::AddTrace(const RawTrace& trace, float* values) {
@@ -128,6 +140,7 @@ int32_t TraceExtractor::SumMasses(const IndexRecord& scan) {
   const DataType& type = reader_->type();
   std::array<float, kBlockPoints> intensities;
   std::array<float, kBlockPoints> masses;
+  std::array<float, kBlockPoints> selected;
   std::fill(lane_sums_.begin(), lane_sums_.end(), LaneSum());
   const int32_t error = ForEachBlock(reader_, scan, 0, scan.points(), [&](const PointBlock& block) {
     type.decode_intensities(block.bytes, block.units, intensities.data());
@@ -138,8 +151,8 @@ int32_t TraceExtractor::SumMasses(const IndexRecord& scan) {
       const Window& window = windows_[i];
       if (window.selection != Selection::kMasses) continue;
       const MassRange range = stored ? window.stored : MassRange{window.low, window.high};
-      lane_sums_[i].AddInside(masses.data(), intensities.data(), block.points, range.low,
-                              range.high);
+      SelectInside(masses.data(), intensities.data(), block.points, range, selected.data());
+      lane_sums_[i].Add(selected.data(), block.points);
     }
     return true;
   });

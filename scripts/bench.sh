@@ -4,4 +4,4 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset bench >/dev/null
 cmake --build --preset bench --target raw_bench
-exec build/bench/bench/raw_bench "$@"
+exec build/bench/bin/raw_bench "$@"

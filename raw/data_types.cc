@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "raw/little_endian.h"
-#include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
 namespace {
@@ -338,114 +337,135 @@ void PackEnhancedMass(const PointArrays& in, size_t points, uint8_t* bytes) {
   }
 }
 
-constexpr DataType kSelectedIon = {2, 1, DecodeWords, nullptr, nullptr, PackWords};
+// --- base peak fields
+
+// The intensity word, then the point's index in 28 bits.
+BasePeak DecodeWordPeak(const DataType& /*type*/, const uint8_t* bytes) {
+  return {DecodeWord(Load<uint16_t>(bytes)), 0, Load<uint32_t>(bytes + 2) & 0xFFFFFFF};
+}
+
+void EncodeWordPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t* bytes) {
+  std::copy_n(point.unit, 2, bytes);
+  Store(bytes + 2, point.index & 0xFFFFFFF);
+}
+
+// The signed mantissa, then a word with the exponent in bits 0..3 and the index above.
+BasePeak DecodeSignedPeak(const DataType& /*type*/, const uint8_t* bytes) {
+  const auto word = Load<uint32_t>(bytes + 2);
+  return {DecodeSigned(Load<int16_t>(bytes), word & 15), 0, word >> 4};
+}
+
+void EncodeSignedPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t* bytes) {
+  std::copy_n(point.unit + 2 * point.place, 2, bytes);
+  Store(bytes + 2, point.index << 4 | (Load<uint16_t>(point.unit + 8) >> (4 * point.place) & 15u));
+}
+
+// The intensity word, then the 24-bit mass.
+BasePeak DecodePairPeak(const DataType& /*type*/, const uint8_t* bytes) {
+  return {DecodeWord(Load<uint16_t>(bytes)),
+          ToFloat(Load<uint32_t>(bytes + 2) & 0xFFFFFF) * (1.0f / 1024), 0};
+}
+
+void EncodePairPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t* bytes) {
+  std::copy_n(point.unit + 2 * point.place, 2, bytes);
+  std::copy_n(point.unit + 4 + 3 * point.place, 3, bytes + 2);
+}
+
+// The point itself. Of 8 bytes the intensity and the upper half of the mass are kept; the lower
+// half reads as zero.
+BasePeak DecodePointPeak(const DataType& type, const uint8_t* bytes) {
+  std::array<uint8_t, 8> point = {};
+  const bool cut = type.unit_bytes == point.size();
+  std::copy_n(bytes, 4, point.begin());
+  std::copy_n(bytes + 4, 2, point.begin() + (cut ? 6 : 4));
+  BasePeak peak;
+  type.decode_intensities(point.data(), 1, &peak.intensity);
+  if (type.stores_masses()) type.decode_masses(point.data(), 1, &peak.mass);
+  return peak;
+}
+
+void EncodePointPeak(const DataType& type, const PackedPoint& point, uint8_t* bytes) {
+  std::copy_n(point.unit, 4, bytes);
+  if (type.unit_bytes == 8) std::copy_n(point.unit + 6, 2, bytes + 4);
+  if (type.unit_bytes == 6) std::copy_n(point.unit + 4, 2, bytes + 4);
+}
+
+struct PeakCodec {
+  BasePeak (*decode)(const DataType& type, const uint8_t* bytes);
+  void (*encode)(const DataType& type, const PackedPoint& point, uint8_t* bytes);
+};
+
+constexpr PeakCodec kWordPeak = {DecodeWordPeak, EncodeWordPeak};
+constexpr PeakCodec kSignedPeak = {DecodeSignedPeak, EncodeSignedPeak};
+constexpr PeakCodec kPairPeak = {DecodePairPeak, EncodePairPeak};
+constexpr PeakCodec kPointPeak = {DecodePointPeak, EncodePointPeak};
+
+constexpr DataType kWords = {2, 1, DecodeWords, nullptr, nullptr, PackWords};
 constexpr DataType kGroups = {10, 4, DecodeGroups, nullptr, nullptr, PackGroups};
 constexpr DataType kNotStored = {};
 
-struct NamedType {
+struct DataTypeRow {
   const char* name;
   DataType type;
+  PeakCodec peak;
 };
 
 // By data type code.
-constexpr NamedType kDataTypes[] = {
+constexpr DataTypeRow kDataTypes[] = {
     {"Compressed centroid",
-     {4, 1, DecodeCompressedIntensities, DecodeCompressedMasses, nullptr, PackCompressed}},
+     {4, 1, DecodeCompressedIntensities, DecodeCompressedMasses, nullptr, PackCompressed},
+     kPointPeak},
     {"Standard centroid",
-     {10, 2, DecodeCentroidIntensities, DecodeCentroidMasses, nullptr, PackCentroid}},
-    {"SIR or MRM data", kSelectedIon},
-    {"Continuum", kSelectedIon},
-    {"MCA", kGroups},
-    {"MCA with SD", kNotStored},
-    {"MCB", kGroups},
-    {"MCB with SD", kNotStored},
-    {"Molecular weight", {6, 1, DecodeWideIntensities, DecodeWeightMasses, nullptr, PackWeight}},
-    {"Accurate Mass", {6, 1, DecodeWideIntensities, DecodeAccurateMasses, nullptr, PackAccurate}},
-    {"", {8, 1, DecodeFloatIntensities, DecodeFloatMasses, nullptr, PackFloats}},
+     {10, 2, DecodeCentroidIntensities, DecodeCentroidMasses, nullptr, PackCentroid},
+     kPairPeak},
+    {"SIR or MRM data", kWords, kWordPeak},
+    {"Continuum", kWords, kWordPeak},
+    {"MCA", kGroups, kSignedPeak},
+    {"MCA with SD", kNotStored, {}},
+    {"MCB", kGroups, kSignedPeak},
+    {"MCB with SD", kNotStored, {}},
+    {"Molecular weight",
+     {6, 1, DecodeWideIntensities, DecodeWeightMasses, nullptr, PackWeight},
+     kPointPeak},
+    {"Accurate Mass",
+     {6, 1, DecodeWideIntensities, DecodeAccurateMasses, nullptr, PackAccurate},
+     kPointPeak},
+    {"", {8, 1, DecodeFloatIntensities, DecodeFloatMasses, nullptr, PackFloats}, kPointPeak},
     {"Enhanced SIR or MRM",
-     {4, 1, DecodeEnhancedIntensities<4>, nullptr, DecodeEnhancedFlags<4>, PackEnhancedSir}},
+     {4, 1, DecodeEnhancedIntensities<4>, nullptr, DecodeEnhancedFlags<4>, PackEnhancedSir},
+     kPointPeak},
     {"Enhanced Mass",
      {8, 1, DecodeEnhancedIntensities<8>, DecodeEnhancedMasses, DecodeEnhancedFlags<8>,
-      PackEnhancedMass}},
+      PackEnhancedMass},
+     kPointPeak},
 };
 
-constexpr int32_t kCodes = static_cast<int32_t>(std::size(kDataTypes));
+const DataTypeRow* FindRow(int32_t code) {
+  return code >= 0 && code < static_cast<int32_t>(std::size(kDataTypes)) ? &kDataTypes[code]
+                                                                         : nullptr;
+}
 
 }  // namespace
 
 const DataType* FindDataType(int32_t code) {
-  if (code < 0 || code >= kCodes || kDataTypes[code].type.unit_bytes == 0) return nullptr;
-  return &kDataTypes[code].type;
+  const DataTypeRow* row = FindRow(code);
+  return row != nullptr && row->type.unit_bytes != 0 ? &row->type : nullptr;
 }
 
 const char* DataTypeName(int32_t code) {
-  return code >= 0 && code < kCodes ? kDataTypes[code].name : "";
+  const DataTypeRow* row = FindRow(code);
+  return row != nullptr ? row->name : "";
 }
 
 BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes) {
-  BasePeak peak;
-  const uint32_t word = Load<uint32_t>(bytes + 2);
-  switch (code) {
-    case RAW_DATA_SIR:
-    case RAW_DATA_CONTINUUM:
-      peak.intensity = DecodeWord(Load<uint16_t>(bytes));
-      peak.index = word & 0xFFFFFFF;
-      return peak;
-    case RAW_DATA_MCA:
-    case RAW_DATA_MCB:
-      peak.intensity = DecodeSigned(Load<int16_t>(bytes), word & 15);
-      peak.index = word >> 4;
-      return peak;
-    case RAW_DATA_STANDARD_CENTROID:
-      peak.intensity = DecodeWord(Load<uint16_t>(bytes));
-      peak.mass = ToFloat(word & 0xFFFFFF) * (1.0f / 1024);
-      return peak;
-    default:
-      break;
-  }
-  // The field is a point of the type, cut to 6 bytes; types 10 and 12 lose the mass's lower half.
-  const DataType* type = FindDataType(code);
-  if (type == nullptr) return peak;
-  std::array<uint8_t, 8> point = {};
-  if (type->unit_bytes == point.size()) {
-    std::copy_n(bytes, 4, point.begin());
-    std::copy_n(bytes + 4, 2, point.begin() + 6);
-  } else {
-    std::copy_n(bytes, type->unit_bytes, point.begin());
-  }
-  type->decode_intensities(point.data(), 1, &peak.intensity);
-  if (type->stores_masses()) type->decode_masses(point.data(), 1, &peak.mass);
-  return peak;
+  return FindDataType(code) != nullptr ? kDataTypes[code].peak.decode(kDataTypes[code].type, bytes)
+                                       : BasePeak{};
 }
 
-void EncodeBasePeak(int32_t code, const uint8_t* unit, uint32_t point, uint32_t index,
-                    uint8_t* bytes) {
+void EncodeBasePeak(int32_t code, const PackedPoint& point, uint8_t* bytes) {
   std::memset(bytes, 0, BasePeak::kSize);
-  const DataType* type = FindDataType(code);
-  if (type == nullptr) return;
-  switch (code) {
-    case RAW_DATA_SIR:
-    case RAW_DATA_CONTINUUM:
-      std::copy_n(unit, 2, bytes);
-      Store(bytes + 2, index & 0xFFFFFFF);
-      return;
-    case RAW_DATA_MCA:
-    case RAW_DATA_MCB:
-      std::copy_n(unit + 2 * point, 2, bytes);
-      Store(bytes + 2, index << 4 | (Load<uint16_t>(unit + 8) >> (4 * point) & 15));
-      return;
-    case RAW_DATA_STANDARD_CENTROID:
-      std::copy_n(unit + 2 * point, 2, bytes);
-      std::copy_n(unit + 4 + 3 * point, 3, bytes + 2);
-      return;
-    default:
-      break;
-  }
-  if (type->unit_bytes == 8) {
-    std::copy_n(unit, 4, bytes);
-    std::copy_n(unit + 6, 2, bytes + 4);
-  } else {
-    std::copy_n(unit, type->unit_bytes, bytes);
+  if (FindDataType(code) != nullptr) {
+    kDataTypes[code].peak.encode(kDataTypes[code].type, point, bytes);
   }
 }
 

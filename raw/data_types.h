@@ -64,10 +64,14 @@ struct BasePeak {
 
 BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes);
 
-// Makes the field from the point's packed unit. `point` is the point's place within the unit,
-// `index` its 0-based place within the scan.
-void EncodeBasePeak(int32_t code, const uint8_t* unit, uint32_t point, uint32_t index,
-                    uint8_t* bytes);
+// A point as it is packed.
+struct PackedPoint {
+  const uint8_t* unit;
+  uint32_t place;  // within the unit
+  uint32_t index;  // within the scan, 0-based
+};
+
+void EncodeBasePeak(int32_t code, const PackedPoint& point, uint8_t* bytes);
 
 }  // namespace tervalon::raw
 

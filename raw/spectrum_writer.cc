@@ -135,8 +135,10 @@ class FunctionWriter : public ScanBuffer {
     if (first > 0 && stored[highest] <= summary->highest) return;
     summary->highest = stored[highest];
     const uint32_t unit = highest / type.unit_points;
-    EncodeBasePeak(type_code, bytes + size_t{unit} * type.unit_bytes, highest % type.unit_points,
-                   first + highest, summary->base_peak.data());
+    EncodeBasePeak(
+        type_code,
+        {bytes + size_t{unit} * type.unit_bytes, highest % type.unit_points, first + highest},
+        summary->base_peak.data());
   }
 
   void Describe(const RawScanDescription& description, uint32_t points, uint64_t offset,

@@ -68,8 +68,8 @@ class FileSystem {
   // Sets access and modification time to now.
   virtual bool Touch(const std::string& path) = 0;
 
-  // Puts the file `from` in place of `to`, whole or not at all; `to` need not exist. The permissions
-  // of a file that is replaced are kept.
+  // Puts the file `from` in place of `to`, whole or not at all; `to` need not exist. The
+  // permissions of a file that is replaced are kept.
   virtual bool MoveOver(const std::string& from, const std::string& to) = 0;
 
   // The process's current directory; empty when it cannot be had.

@@ -30,22 +30,23 @@ class ScopedReplacement {
 
 }  // namespace tervalon::platform
 
-// Defines Current and Replace for `Service`, whose platform implementation is the default-constructed
-// `Default`.
-#define TERVALON_DEFINE_SERVICE(Service, Default)        \
-  namespace {                                            \
-  Service* replaced_##Default = nullptr;                 \
-  }                                                      \
-  template <>                                            \
-  Service& Current<Service>() {                          \
-    static Default platform_own;                         \
+// Defines Current and Replace for `Service`, whose platform implementation is the
+// default-constructed `Default`. That one is never destroyed: tables that are torn down at exit
+// still use it.
+#define TERVALON_DEFINE_SERVICE(Service, Default)                   \
+  namespace {                                                       \
+  Service* replaced_##Default = nullptr;                            \
+  }                                                                 \
+  template <>                                                       \
+  Service& Current<Service>() {                                     \
+    static Default& platform_own = *new Default;                    \
     return replaced_##Default ? *replaced_##Default : platform_own; \
-  }                                                      \
-  template <>                                            \
-  Service* Replace<Service>(Service * service) {         \
-    Service* previous = replaced_##Default;              \
-    replaced_##Default = service;                        \
-    return previous;                                     \
+  }                                                                 \
+  template <>                                                       \
+  Service* Replace<Service>(Service * service) {                    \
+    Service* previous = replaced_##Default;                         \
+    replaced_##Default = service;                                   \
+    return previous;                                                \
   }
 
 #endif  // PLATFORM_REPLACEABLE_H_

@@ -130,36 +130,29 @@ class NameList {
   NameList(char* out, uint32_t size) : out_(out), size_(size) {}
 
   void Add(std::string_view name) {
-    // The list's own zero keeps the last place.
     for (const char c : name) Put(c);
     Put('\0');
   }
 
+  // Ends the list. One that fills the buffer counts as cut.
   uint32_t Finish() {
-    if (size_ == 0) return 0;
-    if (cut_ && used_ > 0) out_[used_ - 1] = '\0';
+    if (used_ > 0) out_[used_ - 1] = '\0';
     out_[used_] = '\0';
-    if (!cut_) return used_;
-    return used_ > 0 ? used_ - 1 : 0;
+    return size_ > 1 ? std::min(used_, size_ - 2) : 0;
   }
 
  private:
+  // The list's own zero keeps the last place.
   void Put(char c) {
-    if (size_ == 0 || used_ >= size_ - 1) {
-      cut_ = true;
-    } else {
-      out_[used_++] = c;
-    }
+    if (used_ + 1 < size_) out_[used_++] = c;
   }
 
   char* out_;
-  uint32_t size_;
+  uint32_t size_;  // at least 1
   uint32_t used_ = 0;
-  bool cut_ = false;
 };
 
 uint32_t CopyValue(std::string_view value, char* out, uint32_t size) {
-  if (size == 0) return 0;
   const auto count = static_cast<uint32_t>(std::min<size_t>(value.size(), size - 1));
   std::copy_n(value.data(), count, out);
   out[count] = '\0';

@@ -1,0 +1,226 @@
+// What only the platform without a desktop does by itself.
+#if !defined(_WIN32)
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/desktop.h"
+#include "platform/file_system.h"
+#include "platform/memory.h"
+#include "platform/profile.h"
+#include "tervalon/desktop.h"
+#include "tests/support/fault_services.h"
+#include "tests/support/temp_directory.h"
+
+namespace tervalon::platform {
+namespace {
+
+using testing::FaultyFileSystem;
+using testing::FileCall;
+using testing::ReadText;
+using testing::TempDirectory;
+using testing::WriteText;
+
+std::string Native(std::string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(Native(path).c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
+
+// Without the administrator's rights, for whom nothing is read-only.
+class ScopedUnprivileged {
+ public:
+  ScopedUnprivileged() : user_(geteuid()) {
+    if (user_ == 0) {
+      EXPECT_EQ(seteuid(65534), 0);
+    }
+  }
+  ~ScopedUnprivileged() { EXPECT_EQ(seteuid(user_), 0); }
+
+ private:
+  uid_t user_;
+};
+
+TEST(LinuxFilesTest, TheExactNameComesBeforeOthersOfOtherCase) {
+  const TempDirectory directory;
+  WriteText(directory.Path("name"), "lower");
+  WriteText(directory.Path("Name"), "mixed");
+  const auto read = [&](const char* name) {
+    const auto file = Files().Open(directory.Path(name), OpenMode::kRead);
+    char text[5] = {};
+    size_t count = 0;
+    return file != nullptr && file->ReadAt(0, text, 5, &count) ? std::string(text, count) : "none";
+  };
+  EXPECT_EQ(read("name"), "lower");
+  EXPECT_EQ(read("Name"), "mixed");
+  EXPECT_EQ(read("NAME"), "mixed") << "the first in byte order";
+  ASSERT_TRUE(Files().Open(directory.Path("NAME"), OpenMode::kCreate));
+  EXPECT_EQ(read("NAME"), "") << "creating makes the exact name";
+  EXPECT_EQ(read("Name"), "mixed");
+}
+
+TEST(LinuxFilesTest, ANamedPipeIsNoFileAndDoesNotHang) {
+  const TempDirectory directory;
+  ASSERT_EQ(mkfifo(Native(directory.Path("pipe")).c_str(), 0600), 0);
+  for (const OpenMode mode : {OpenMode::kCreate, OpenMode::kRead, OpenMode::kReadWrite}) {
+    EXPECT_EQ(Files().Open(directory.Path("pipe"), mode), nullptr);
+  }
+}
+
+TEST(LinuxFilesTest, MoveOverKeepsPermissionsLinksAndReadOnlyFiles) {
+  const TempDirectory directory;
+  const std::string target = directory.Path("target");
+  const std::string fresh = directory.Path("new");
+  WriteText(target, "old");
+  ASSERT_EQ(chmod(Native(target).c_str(), 0640), 0);
+  ASSERT_EQ(symlink("target", Native(directory.Path("link")).c_str()), 0);
+  WriteText(fresh, "new");
+  EXPECT_TRUE(Files().MoveOver(fresh, directory.Path("LINK")));
+  EXPECT_EQ(ReadText(target), "new");
+  EXPECT_EQ(ReadText(directory.Path("link")), "new");
+  EXPECT_EQ(ModeOf(target), 0640u);
+  struct stat link = {};
+  ASSERT_EQ(lstat(Native(directory.Path("link")).c_str(), &link), 0);
+  EXPECT_TRUE(S_ISLNK(link.st_mode));
+
+  ASSERT_EQ(chmod(Native(directory.Path()).c_str(), 0777), 0);
+  ASSERT_EQ(chmod(Native(target).c_str(), 0444), 0);
+  const ScopedUnprivileged unprivileged;
+  EXPECT_FALSE(Profiles().Write("A", "Key", "1", target.c_str()));
+  EXPECT_EQ(ReadText(target), "new");
+  std::vector<DirectoryEntry> entries;
+  EXPECT_TRUE(Files().List(directory.Path(), &entries));
+  EXPECT_EQ(entries.size(), 2u) << "something half-written left behind";
+}
+
+TEST(LinuxProfileTest, KeepsLineEndStyleAndPermissions) {
+  const TempDirectory directory;
+  const std::string path = directory.Path("settings.ini");
+  WriteText(path, "[A]\nOne = 1\n\n; about b\n\n[B]\nTwo=2");
+  ASSERT_EQ(chmod(Native(path).c_str(), 0600), 0);
+  const std::string upper = directory.Path("SETTINGS.INI");
+  EXPECT_TRUE(Profiles().Write("A", "New", "n", upper.c_str()));
+  EXPECT_TRUE(Profiles().Write("a", "ONE", "eins", upper.c_str()));
+  EXPECT_TRUE(Profiles().Write("C", "Three", "3", upper.c_str()));
+  EXPECT_EQ(ReadText(path), "[A]\nOne =eins\n\n; about b\nNew=n\n\n[B]\nTwo=2\n[C]\nThree=3\n");
+  EXPECT_EQ(ModeOf(path), 0600u);
+  EXPECT_FALSE(testing::Exists(upper)) << "the file that is read is the one that is replaced";
+}
+
+TEST(LinuxProfileTest, AFailedWriteLeavesTheFileAsItWas) {
+  const TempDirectory directory;
+  const std::string path = directory.Path("SETTINGS.INI");
+  const std::string before = "[A]\r\nKey=1\r\n";
+  WriteText(path, before);
+  for (const FileCall call :
+       {FileCall::kOpen, FileCall::kPosition, FileCall::kRead, FileCall::kSize, FileCall::kWrite,
+        FileCall::kClose, FileCall::kMove}) {
+    for (int n = 1; n <= 2; ++n) {
+      FaultyFileSystem files;
+      const ScopedReplacement<FileSystem> replacement(&files);
+      files.On(call).FailNth(n);
+      const bool written = Profiles().Write("A", "Key", "2", path.c_str());
+      EXPECT_EQ(written, files.Calls(call) < n) << static_cast<int>(call) << ", call " << n;
+      EXPECT_EQ(files.open_files(), 0);
+      std::vector<DirectoryEntry> entries;
+      ASSERT_TRUE(Files().List(directory.Path(), &entries));
+      EXPECT_EQ(entries.size(), 1u);
+      EXPECT_EQ(ReadText(path), written ? "[A]\r\nKey=2\r\n" : before);
+      WriteText(path, before);
+    }
+  }
+  FaultyFileSystem full;
+  const ScopedReplacement<FileSystem> replacement(&full);
+  full.SetDiskSpace(5);
+  EXPECT_FALSE(Profiles().Write("B", "Key", "1", path.c_str()));
+  EXPECT_EQ(ReadText(path), before);
+}
+
+TEST(LinuxProfileTest, ReadsOnceAndWritesOnlyChanges) {
+  const TempDirectory directory;
+  const std::string path = directory.Path("SETTINGS.INI");
+  WriteText(path, "[A]\r\nKey=1\r\n");
+  FaultyFileSystem files;
+  const ScopedReplacement<FileSystem> replacement(&files);
+  char out[10];
+  EXPECT_EQ(Profiles().Read("A", "Key", "", out, sizeof out, path.c_str()), 1u);
+  EXPECT_EQ(files.Calls(FileCall::kOpen), 1);
+  EXPECT_EQ(files.Calls(FileCall::kRead), 1);
+  EXPECT_TRUE(Profiles().Write("A", "Key", "1", path.c_str()));
+  EXPECT_TRUE(Profiles().Write("B", nullptr, nullptr, path.c_str()));
+  EXPECT_EQ(files.Calls(FileCall::kWrite), 0);
+}
+
+TEST(LinuxMemoryTest, AFreedBlockIsAnsweredLikeNone) {
+  const TvMemory block = Memory().Allocate(10);
+  EXPECT_TRUE(Memory().Free(block));
+  EXPECT_FALSE(Memory().Free(block));
+  EXPECT_EQ(Memory().Lock(block), nullptr);
+  EXPECT_EQ(Memory().Unlock(block), 0);
+  EXPECT_EQ(Memory().Size(block), 0u);
+}
+
+TEST(LinuxDesktopTest, MessagesGoToTheHandler) {
+  struct Seen {
+    std::string text;
+    std::string caption;
+    uint32_t style = 0;
+  } seen;
+  const TvMessageHandler handler = [](void* user, const char* text, const char* caption,
+                                      uint32_t style, TvWindow) -> int32_t {
+    *static_cast<Seen*>(user) = {text, caption != nullptr ? caption : "(none)", style};
+    return kAnswerRetry;
+  };
+  EXPECT_EQ(TvSetMessageHandler(handler, &seen), 1);
+  EXPECT_EQ(TheDesktop().ShowMessage(nullptr, "Out of memory", nullptr, kMessageIconStop),
+            kAnswerRetry);
+  EXPECT_EQ(seen.text, "Out of memory");
+  EXPECT_EQ(seen.caption, "(none)");
+  EXPECT_EQ(seen.style, uint32_t{kMessageIconStop});
+  EXPECT_EQ(TvSetMessageHandler(nullptr, nullptr), 1);
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(TheDesktop().ShowMessage(nullptr, "Text", "Caption", kMessageOk), kAnswerOk);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Caption: Text\n");
+}
+
+TEST(LinuxDesktopTest, WithoutAHandlerTheDefaultButtonAnswers) {
+  const struct {
+    uint32_t style;
+    int32_t answer;
+  } cases[] = {
+      {kMessageOk, kAnswerOk},
+      {kMessageOkCancel | kMessageIconQuestion, kAnswerOk},
+      {kMessageOkCancel | kMessageDefaultSecond, kAnswerCancel},
+      {kMessageOkCancel | kMessageDefaultThird, kAnswerOk},
+      {kMessageAbortRetryIgnore, kAnswerAbort},
+      {kMessageAbortRetryIgnore | kMessageDefaultSecond, kAnswerRetry},
+      {kMessageAbortRetryIgnore | kMessageDefaultThird, kAnswerIgnore},
+      {kMessageYesNoCancel | kMessageDefaultThird, kAnswerCancel},
+      {kMessageYesNo, kAnswerYes},
+      {kMessageYesNo | kMessageDefaultSecond | kMessageIconStop, kAnswerNo},
+      {kMessageRetryCancel, kAnswerRetry},
+      {kMessageRetryCancel | 0xF00, kAnswerRetry},
+      {0xF, kAnswerOk},
+  };
+  ::testing::internal::CaptureStderr();
+  for (const auto& one : cases) {
+    EXPECT_EQ(TheDesktop().ShowMessage(nullptr, "", nullptr, one.style), one.answer)
+        << std::hex << one.style;
+  }
+  ::testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
+}  // namespace tervalon::platform
+
+#endif  // !_WIN32

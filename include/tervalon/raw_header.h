@@ -40,8 +40,9 @@ typedef struct RawHeader {
 
 #define RAW_HEADER_TAG_COUNT 97
 
-// Creates "_HEADER.TXT" from both records.
-// Returns RAW_OK or a member-file error.
+// Writes "_HEADER.TXT" from both records, in place of an old one once it is complete. Line ends
+// inside texts become spaces. Returns RAW_OK, RAW_BAD_ARGUMENT for a missing record, or a
+// member-file error.
 TERVALON_API int32_t TERVALON_CALL RawCreateHeader(int32_t handle, const RawHeader* header,
                                                    const RawCalibration* calibration);
 

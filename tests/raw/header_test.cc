@@ -1,0 +1,609 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "raw/calibration.h"
+#include "settings/settings.h"
+#include "tervalon/application.h"
+#include "tervalon/raw_directory.h"
+#include "tervalon/raw_functions.h"
+#include "tervalon/raw_header.h"
+#include "tests/support/fault_services.h"
+#include "tests/support/temp_directory.h"
+
+namespace tervalon::raw {
+namespace {
+
+using ::tervalon::testing::FaultyFileSystem;
+using ::tervalon::testing::FileCall;
+using ::tervalon::testing::ReadText;
+using ::tervalon::testing::TempDirectory;
+using ::tervalon::testing::WriteFile;
+using ::tervalon::testing::WriteText;
+
+// The header record is packed: a "+" in an expectation makes a copy of a number, to which a
+// reference may be bound.
+
+// A raw directory with an empty function table.
+class HeaderTest : public ::testing::Test {
+ protected:
+  HeaderTest() {
+    RawHandlesInit();
+    settings::ResetSettingsFile(directory_.Path().c_str());
+    EXPECT_EQ(RawReadOpen(directory_.Path().c_str(), &handle_), RAW_OK);
+    WriteText(Member("_FUNCTNS.INF"), "");
+    // What reading does not set must come out cleared.
+    std::memset(&header_, 0x5A, sizeof(header_));
+    std::memset(&calibration_, 0x5A, sizeof(calibration_));
+  }
+  ~HeaderTest() override {
+    RawHandlesInit();
+    AppSetPenProcedures(nullptr, nullptr);
+    settings::ResetSettingsFile(nullptr);
+  }
+
+  std::string Member(const std::string& name) const { return directory_.Path(name); }
+
+  int32_t Read() {
+    return RawReadHeader(handle_, &header_, &calibration_, &functions_, &channels_);
+  }
+
+  void ReadFrom(const std::string& text) {
+    WriteText(Member("_HEADER.TXT"), text);
+    ASSERT_EQ(Read(), RAW_OK);
+  }
+
+  // Writes empty records changed by `fill` and returns the file's text.
+  template <typename Fill>
+  std::string Written(Fill&& fill) {
+    RawHeader header = {};
+    RawCalibration calibration;
+    ResetCalibration(&calibration);
+    fill(header, calibration);
+    EXPECT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
+    return ReadText(Member("_HEADER.TXT"));
+  }
+
+  TempDirectory directory_;
+  int32_t handle_ = -1;
+  RawHeader header_;
+  RawCalibration calibration_;
+  int16_t functions_ = -1;
+  int16_t channels_ = -1;
+};
+
+// The line of a tag, empty when the text has none.
+std::string Line(const std::string& text, const std::string& name) {
+  const size_t start = text.find("$$ " + name + ": ");
+  return start == std::string::npos ? "" : text.substr(start, text.find("\r\n", start) - start);
+}
+
+RawCaliCoeffs Set(const char* text) {
+  RawCaliCoeffs set;
+  return *RawParseCaliCoeffs(&set, text);
+}
+
+TEST(HeaderTags, PatternsByNumber) {
+  char text[64] = "untouched";
+  EXPECT_EQ(RawGetHeaderTag(97, text), 1);
+  EXPECT_STREQ(text, "untouched");
+  EXPECT_EQ(RawGetHeaderTag(98, text), 0);
+  EXPECT_EQ(RawGetHeaderTag(-1, text), 0);
+  EXPECT_EQ(RawGetHeaderTag(0, nullptr), 0);
+  const std::pair<int32_t, const char*> patterns[] = {
+      {0, "$$ Version: %2.2i.%2.2i\r\n"},
+      {11, "$$ Solvent Delay: %1li.%4.4li\r\n"},
+      {13, "$$ SampleID: %s\r\n"},
+      {19, "$$ Cal MS2 Lag: %1i\r\n"},
+      {22, "$$ Resolved: \r\n"},
+      {29, "$$ Cal MS2 Fast Params: %s\r\n"},
+      {32, "$$ Processed: %s\r\n"},
+      {33, "$$ Analog Channel 1 Offset: %.3f\r\n"},
+      {36, "$$ Analog Channel 4 Offset: %.3f\r\n"},
+      {40, "$$ Cal Function 4: %s\r\n"},
+      {52, "$$ Cal Function 16: %s\r\n"},
+      {53, "$$ Cal StdDev Function 1: %s\r\n"},
+      {84, "$$ Cal Modification 16: %s\r\n"},
+      {85, "$$ Cal Segment 1: %s\r\n"},
+      {96, "$$ Cal Segment 12: %s\r\n"},
+  };
+  for (const auto& [tag, pattern] : patterns) {
+    EXPECT_EQ(RawGetHeaderTag(tag, text), 1);
+    EXPECT_STREQ(text, pattern);
+  }
+}
+
+TEST_F(HeaderTest, WritesTheLinesInTagOrder) {
+  const std::string text = Written([](RawHeader& header, RawCalibration& calibration) {
+    header.version_major = 1;
+    header.version_minor = 123;
+    std::strcpy(header.acquired_name, "Run 1");
+    std::strcpy(header.sample_description, "5 \xB1 0.1 mL");
+    header.solvent_delay = 3.3325;
+    header.analog_offsets[1] = -0.25f;
+    header.analog_offsets[3] = FLT_MAX;
+    calibration.ms1_lag = 3;
+    calibration.ms1_dynamic = Set("1,2,T1");
+    std::strcpy(calibration.ms2_fast_params, "a, b; c");
+  });
+  EXPECT_EQ(text,
+            "$$ Version: 01.123\r\n$$ Acquired Name: Run 1\r\n$$ Acquired Date: \r\n"
+            "$$ Acquired Time: \r\n$$ Job Code: \r\n$$ Task Code: \r\n$$ User Name: \r\n"
+            "$$ Instrument: \r\n$$ Conditions: \r\n$$ Laboratory Name: \r\n"
+            "$$ Sample Description: 5 \xB1 0.1 mL\r\n$$ Solvent Delay: 3.3325\r\n"
+            "$$ Submitter: \r\n$$ SampleID: \r\n$$ Bottle Number: \r\n$$ Plate Desc: \r\n"
+            "$$ Cal MS1 Static: 0.000000000000000e0,1.000000000000000e0,T0\r\n"
+            "$$ Cal MS2 Static: 0.000000000000000e0,1.000000000000000e0,T0\r\n"
+            "$$ Associated Datafile: \r\n$$ Cal MS1 Static Params: \r\n"
+            "$$ Cal MS1 Dynamic Params: \r\n$$ Cal MS1 Fast Params: \r\n"
+            "$$ Cal MS2 Static Params: \r\n$$ Cal MS2 Dynamic Params: \r\n"
+            "$$ Cal MS2 Fast Params: a, b; c\r\n$$ Cal Time: \r\n$$ Cal Date: \r\n"
+            "$$ Analog Channel 1 Offset: 0.000\r\n$$ Analog Channel 2 Offset: -0.250\r\n"
+            "$$ Analog Channel 3 Offset: 0.000\r\n"
+            "$$ Analog Channel 4 Offset: 340282346638528859811704183484516925440.000\r\n");
+}
+
+TEST_F(HeaderTest, SolventDelayKeepsItsPrintingRule) {
+  const std::pair<double, const char*> cases[] = {
+      {0.0, "0.0000"},   {1.99996, "1.10000"},       {1.99994, "1.9999"},      {0.00005, "0.0001"},
+      {12.5, "12.5000"}, {1e300, "2147483647.0000"}, {std::nan(""), "0.0000"}, {-1.5, "-1.-4999"},
+  };
+  for (const auto& [delay, value] : cases) {
+    const double minutes = delay;
+    const std::string text =
+        Written([minutes](RawHeader& header, RawCalibration&) { header.solvent_delay = minutes; });
+    EXPECT_EQ(Line(text, "Solvent Delay"), std::string("$$ Solvent Delay: ") + value);
+  }
+}
+
+TEST_F(HeaderTest, WritesOptionalLinesOnlyWhenTheyApply) {
+  std::string text = Written([](RawHeader& header, RawCalibration&) {
+    header.resolved = 1;
+    std::strcpy(header.processed, "xy");
+  });
+  EXPECT_EQ(Line(text, "Resolved"), "$$ Resolved: ");
+  EXPECT_EQ(Line(text, "Processed"), "$$ Processed: xy");
+  text = Written([](RawHeader& header, RawCalibration&) { std::strcpy(header.processed, "x"); });
+  EXPECT_EQ(Line(text, "Resolved"), "");
+  EXPECT_EQ(Line(text, "Processed"), "");
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(+header_.resolved, 0);
+}
+
+TEST_F(HeaderTest, WritesCalibrationsByTheirSegments) {
+  const std::string text = Written([](RawHeader&, RawCalibration& calibration) {
+    calibration.function_count = 3;
+    RawCaliCoeffs set = Set("1,T1");
+    set.standard_deviation = 0.5;
+    RawSetFuncSegCoeffs(&calibration.functions[0], 0, &set);
+    RawSetFuncSegCoeffs(&calibration.functions[0], 1, &set);
+    RawSetFuncSegCoeffs(&calibration.functions[1], 0, &set);
+    RawSetFuncSegCoeffs(&calibration.functions[2], 0, &set);
+    RawSetFuncSegCoeffs(&calibration.functions[2], 1, &set);
+    calibration.functions[2].has_modification = 1;
+    calibration.functions[2].modification = Set("4");
+    calibration.functions[3] = calibration.functions[1];
+  });
+  EXPECT_EQ(text.substr(text.find("$$ Cal Function")),
+            "$$ Cal Function 2: 1.000000000000000e0,T1\r\n"
+            "$$ Cal StdDev Function 2: 5.000000000000000e-1\r\n"
+            "$$ Cal Modification 3: 4.000000000000000e0,T0\r\n"
+            "$$ Cal Segment 1: 1.000000000000000e0,T1\r\n"
+            "$$ Cal Segment 2: 1.000000000000000e0,T1\r\n");
+}
+
+TEST_F(HeaderTest, HostileRecordsAreWrittenWithinTheirFields) {
+  RawHeader header;
+  std::memset(&header, 'A', sizeof(header));
+  auto calibration = std::make_unique<RawCalibration>();
+  std::memset(calibration.get(), 'A', sizeof(*calibration));
+  ASSERT_EQ(RawCreateHeader(handle_, &header, calibration.get()), RAW_OK);
+  const std::string text = ReadText(Member("_HEADER.TXT"));
+  EXPECT_EQ(Line(text, "Acquired Time"), "$$ Acquired Time: AAAAAAAAA");
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_STREQ(header_.acquired_time, "AAAAAAAA");
+
+  const std::string lines = Written([](RawHeader& record, RawCalibration&) {
+    std::strcpy(record.conditions, "hot\r\n$$ Job Code: forged");
+  });
+  EXPECT_EQ(Line(lines, "Conditions"), "$$ Conditions: hot  $$ Job Code: forged");
+}
+
+TEST_F(HeaderTest, EveryFieldComesBack) {
+  std::mt19937 random(5);
+  const auto fill = [&random](char* field, size_t size) {
+    for (size_t i = 0; i + 1 < size; ++i) field[i] = static_cast<char>('!' + random() % 94);
+    field[size - 1] = '\0';
+  };
+  RawHeader header = {};
+  header.version_major = SHRT_MAX;
+  header.version_minor = 7;
+  const auto texts = [&fill](auto&... field) { (fill(field, sizeof(field)), ...); };
+  texts(header.acquired_name, header.acquired_date, header.acquired_time, header.job_code,
+        header.task_code, header.user_name, header.laboratory_name, header.instrument,
+        header.conditions, header.sample_description, header.submitter, header.sample_id,
+        header.bottle_number, header.associated_datafile, header.processed,
+        header.plate_description);
+  header.solvent_delay = 12.0625;
+  header.resolved = 1;
+  const float offsets[4] = {0.125f, -3.5f, 1000.0f, 0.0f};
+  std::copy(offsets, offsets + 4, header.analog_offsets);
+
+  RawCalibration calibration;
+  ResetCalibration(&calibration);
+  calibration.ms1_static = Set("1.5,2.5,T1");
+  calibration.ms2_static = Set("1,2,3,4,5,6,T1");
+  texts(calibration.ms1_static_params, calibration.ms1_dynamic_params, calibration.ms1_fast_params,
+        calibration.ms2_static_params, calibration.ms2_dynamic_params, calibration.ms2_fast_params,
+        calibration.date, calibration.time);
+  calibration.function_count = 16;
+  for (int i = 0; i < 16; ++i) {
+    RawCaliCoeffs set = Set("1,-0.5,T1");
+    set.coefficients[0] = i;
+    set.standard_deviation = i / 4.0;
+    RawSetFuncSegCoeffs(&calibration.functions[i], 0, &set);
+    calibration.functions[i].has_modification = 1;
+    calibration.functions[i].modification = Set("0,0.25");
+  }
+  for (int i = 0; i < 12; ++i) {
+    const RawCaliCoeffs set = Set(i % 2 == 0 ? "7,8" : "9,T1");
+    RawSetFuncSegCoeffs(&calibration.functions[0], i, &set);
+  }
+  ASSERT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(std::memcmp(&header, &header_, sizeof(header)), 0);
+  EXPECT_EQ(std::memcmp(&calibration, &calibration_, sizeof(calibration)), 0);
+}
+
+TEST_F(HeaderTest, MatchesNamesLoosely) {
+  ReadFrom(
+      "rubbish $ x $JOB_CO\bde : X\r\n"  // what stands between the dollars does not matter
+      "$$TaskCode:\b  T  \r\n"           // blanks behind the value are its own
+      "$$ Unknown: $$ User Name: U\n"    // a name without match ends the line's tag
+      "$$ Cal MS1 Static Params: 1,2\r\n"
+      "$$ Acquired\tName: no\r\n$$$ Instrument: no\r\n"
+      "$$ Instrument: $$ Conditions: no\r\n"
+      "$$ Resolved: whatever\r\n$$ Cal MS2 Lag: 12 h\r\n"
+      "$$ Submitter: last");
+  EXPECT_STREQ(header_.job_code, "X");
+  EXPECT_STREQ(header_.task_code, "T  ");
+  EXPECT_STREQ(header_.user_name, "U");
+  EXPECT_STREQ(calibration_.ms1_static_params, "1,2");
+  EXPECT_EQ(calibration_.ms1_static.coefficients[1], 1.0);
+  EXPECT_STREQ(header_.acquired_name, "");
+  EXPECT_STREQ(header_.instrument, "$$ Conditions: no");
+  EXPECT_STREQ(header_.conditions, "");
+  EXPECT_EQ(+header_.resolved, 1);
+  EXPECT_EQ(calibration_.ms2_lag, 12);
+  EXPECT_STREQ(header_.submitter, "last");
+  EXPECT_EQ(+header_.encrypted, 0);
+}
+
+TEST_F(HeaderTest, BoundsValues) {
+  std::string text = "$$ Version: 99999.-99999\r\n$$ Acquired Date: ";
+  text.append(5000, 'd').append(
+      "\r\n$$ Solvent Delay: 1e999\r\n$$ Analog Channel 1 Offset: -1e300");
+  ReadFrom(text);
+  EXPECT_EQ(+header_.version_major, SHRT_MAX);
+  EXPECT_EQ(+header_.version_minor, SHRT_MIN);
+  EXPECT_STREQ(header_.acquired_date, "ddddddddddd");
+  EXPECT_STREQ(header_.acquired_time, "");
+  EXPECT_EQ(+header_.solvent_delay, DBL_MAX);
+  EXPECT_EQ(+header_.analog_offsets[0], -FLT_MAX);
+  ReadFrom("$$ Version: 3\r\n");
+  EXPECT_EQ(+header_.version_major, 3);
+  EXPECT_EQ(+header_.version_minor, 0);
+}
+
+TEST_F(HeaderTest, CalibrationLinesRaiseTheFunctionCount) {
+  ReadFrom(
+      "$$ Cal Function 2: 1,2,3,T1\r\n$$ Cal StdDev Function 2: 0.25\r\n"
+      "$$ Cal Modification 5: 7\r\n$$ Cal Segment 3: 8,9\r\n$$ Cal MS1 Dynamic: 4,5\r\n");
+  EXPECT_EQ(calibration_.function_count, 5);
+  EXPECT_EQ(calibration_.functions[0].segment_count, 3);
+  EXPECT_EQ(calibration_.functions[0].segments[1].order, 1);
+  EXPECT_EQ(calibration_.functions[0].segments[2].coefficients[1], 9.0);
+  EXPECT_EQ(calibration_.functions[1].segments[0].order, 2);
+  EXPECT_EQ(calibration_.functions[1].segments[0].standard_deviation, 0.25);
+  EXPECT_EQ(calibration_.functions[3].segment_count, 0);
+  EXPECT_EQ(calibration_.functions[4].segment_count, 0);
+  EXPECT_EQ(calibration_.functions[4].has_modification, 1);
+  EXPECT_EQ(calibration_.functions[4].modification.coefficients[0], 7.0);
+  EXPECT_EQ(calibration_.ms1_dynamic.coefficients[1], 5.0);
+}
+
+TEST_F(HeaderTest, FunctionsWithoutCalibrationGetTheirAnalysersDynamicOne) {
+  std::vector<uint8_t> table(20 * RAW_FUNCTION_RECORD_SIZE + 100, 0);
+  table[2 * RAW_FUNCTION_RECORD_SIZE] = RAW_TYPE_DAUGHTERS;
+  WriteFile(Member("_FUNCTNS.INF"), table);
+  ReadFrom("$$ Cal Function 1: 1\n$$ Cal MS1 Dynamic: 2\n$$ Cal MS2 Dynamic: 3\n");
+  EXPECT_EQ(functions_, 20);
+  EXPECT_EQ(calibration_.function_count, 16);
+  for (int i = 0; i < 16; ++i) {
+    EXPECT_EQ(calibration_.functions[i].segment_count, 1);
+    EXPECT_EQ(calibration_.functions[i].segments[0].coefficients[0], i == 0 ? 1 : i == 2 ? 3 : 2);
+  }
+  EXPECT_EQ(RawReadHeader(handle_, nullptr, nullptr, nullptr, nullptr), RAW_OK);
+
+  table.resize(2 * RAW_FUNCTION_RECORD_SIZE + 415);
+  WriteFile(Member("_FUNCTNS.INF"), table);
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(functions_, 2);
+  table.resize(40 * RAW_FUNCTION_RECORD_SIZE);
+  WriteFile(Member("_FUNCTNS.INF"), table);
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(functions_, RAW_MAX_FUNCTIONS);
+}
+
+TEST_F(HeaderTest, TheInvertedHeaderWins) {
+  WriteText(Member("_HEADER.TXT"), "$$ Job Code: plain\r\n");
+  std::vector<uint8_t> inverted;
+  for (const char c : std::string("$$ Job Code: inverted")) {
+    inverted.push_back(static_cast<uint8_t>(~c));
+  }
+  WriteFile(Member("_HEADER.INF"), inverted);
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_STREQ(header_.job_code, "inverted");
+  EXPECT_NE(+header_.encrypted, 0);
+}
+
+TEST_F(HeaderTest, CountsAnalogChannels) {
+  WriteText(Member("_HEADER.TXT"), "");
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(channels_, 0);
+  WriteFile(Member("_ANALOGS.INF"), std::vector<uint8_t>(3 * 85 + 84));
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(channels_, 3);
+  WriteFile(Member("_ANALOGS.INF"), std::vector<uint8_t>(40 * 85));
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(channels_, 32);
+}
+
+TEST_F(HeaderTest, AsksTheProviderForChannelsWhenTheSettingSaysSo) {
+  WriteText(Member("_HEADER.TXT"), "");
+  WriteText(Member("TERVALON.INI"), "[Acquisition]\r\nIsGCMD=TRUE\r\n");
+  settings::ResetSettingsFile(directory_.Path().c_str());
+  EXPECT_EQ(Read(), RAW_PATH_NOT_BUILT);
+
+  struct Provider {
+    std::string directory;
+    int32_t answer = 5;
+    static int32_t TERVALON_CALL Count(void* user, const char* directory) {
+      auto* provider = static_cast<Provider*>(user);
+      provider->directory = directory;
+      return provider->answer;
+    }
+  } provider;
+  const AppPenProcedures procedures = {&Provider::Count};
+  AppSetPenProcedures(&procedures, &provider);
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(channels_, 5);
+  EXPECT_EQ(provider.directory, directory_.Path());
+  provider.answer = INT_MAX;
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_EQ(channels_, SHRT_MAX);
+  provider.answer = -1;
+  EXPECT_EQ(Read(), RAW_PATH_NOT_BUILT);
+}
+
+TEST_F(HeaderTest, ReportsWhatIsMissing) {
+  EXPECT_EQ(Read(), RAW_MEMBER_NOT_OPENED);
+  EXPECT_EQ(+header_.resolved, 0);  // cleared all the same
+  EXPECT_EQ(calibration_.ms1_static.order, 1);
+  EXPECT_EQ(functions_, 0);
+  WriteText(Member("_HEADER.TXT"), "");
+  EXPECT_EQ(Read(), RAW_OK);
+  platform::Files().Remove(Member("_FUNCTNS.INF"));
+  EXPECT_EQ(Read(), RAW_MEMBER_NOT_OPENED);
+
+  RawHeader header = {};
+  RawCalibration calibration = {};
+  for (const auto& [handle, error] : {std::pair<int32_t, int32_t>{-1, RAW_HANDLE_OUT_OF_RANGE},
+                                      {20, RAW_HANDLE_OUT_OF_RANGE},
+                                      {19, RAW_HANDLE_NOT_OPEN}}) {
+    EXPECT_EQ(RawReadHeader(handle, &header, nullptr, nullptr, nullptr), error);
+    EXPECT_EQ(RawCreateHeader(handle, &header, &calibration), error);
+  }
+  EXPECT_EQ(RawCreateHeader(handle_, nullptr, &calibration), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawCreateHeader(handle_, &header, nullptr), RAW_BAD_ARGUMENT);
+}
+
+TEST_F(HeaderTest, AFailedWriteLeavesTheOldHeaderAndNoOpenFile) {
+  const std::string old = Written([](RawHeader&, RawCalibration&) {});
+  RawHeader header = {};
+  RawCalibration calibration = {};
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replacement(&files);
+  for (const FileCall call : {FileCall::kOpen, FileCall::kPosition, FileCall::kWrite,
+                              FileCall::kClose, FileCall::kMove}) {
+    files.On(call).FailNth(1);
+    EXPECT_GT(RawCreateHeader(handle_, &header, &calibration), 4000);
+    files.On(call).Heal();
+    EXPECT_EQ(files.open_files(), 0);
+    EXPECT_EQ(ReadText(Member("_HEADER.TXT")), old);
+  }
+  EXPECT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
+}
+
+TEST_F(HeaderTest, AFailedReadLeavesNoOpenFile) {
+  WriteText(Member("_HEADER.TXT"), std::string(2000, '$'));
+  WriteFile(Member("_FUNCTNS.INF"), std::vector<uint8_t>(RAW_FUNCTION_RECORD_SIZE));
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replacement(&files);
+  ASSERT_EQ(Read(), RAW_OK);
+  EXPECT_LE(files.largest_read(), 512u);
+  const int64_t reads = files.Calls(FileCall::kRead);
+  EXPECT_EQ(reads, 5);  // four of the header, one of the table
+  for (int64_t n = 1; n <= reads; ++n) {
+    files.On(FileCall::kPosition).FailNth(n);
+    EXPECT_EQ(Read(), RAW_SEEK_FAILED);
+    EXPECT_EQ(files.open_files(), 0);
+  }
+}
+
+// What a writer makes of a read header reads back as the same records.
+void ExpectStable(int32_t handle, const RawHeader& header, const RawCalibration& calibration) {
+  ASSERT_EQ(RawCreateHeader(handle, &header, &calibration), RAW_OK);
+  auto again = std::make_unique<RawHeader>();
+  auto calibration_again = std::make_unique<RawCalibration>();
+  ASSERT_EQ(RawReadHeader(handle, again.get(), calibration_again.get(), nullptr, nullptr), RAW_OK);
+  EXPECT_EQ(+again->resolved, +header.resolved);
+  EXPECT_STREQ(again->sample_description, header.sample_description);
+  EXPECT_EQ(
+      calibration_again->functions[0].segment_count,
+      std::max(calibration.functions[0].segment_count, calibration.function_count > 0 ? 1 : 0));
+}
+
+TEST_F(HeaderTest, SurvivesRandomAndMutatedBytes) {
+  std::mt19937 random(6);
+  std::string all;
+  for (int32_t tag = 0; tag < RAW_HEADER_TAG_COUNT; ++tag) {
+    char line[64];
+    RawGetHeaderTag(tag, line);
+    all.append(line, std::strcspn(line, "%\r")).append("1.5,2,-3e300,T1\r\n");
+  }
+  for (int round = 0; round < 400; ++round) {
+    std::string text = round % 4 == 0 ? std::string(random() % 3000, '\0') : all;
+    if (round % 4 == 0) {
+      for (char& c : text) c = random() % 3 == 0 ? '$' : static_cast<char>(random());
+    }
+    for (int change = 0; change < 30 && !text.empty(); ++change) {
+      const size_t at = random() % text.size();
+      switch (random() % 3) {
+        case 0:
+          text[at] = static_cast<char>(random());
+          break;
+        case 1:
+          text.erase(at, random() % 40);
+          break;
+        default:
+          text.insert(at, text.substr(random() % text.size(), random() % 600));
+      }
+    }
+    WriteText(Member("_HEADER.TXT"), text);
+    ASSERT_EQ(Read(), RAW_OK);
+    ASSERT_LE(calibration_.function_count, RAW_MAX_CALIBRATED_FUNCTIONS);
+    ASSERT_LE(calibration_.functions[0].segment_count, RAW_MAX_CALIBRATION_SEGMENTS);
+    ExpectStable(handle_, header_, calibration_);
+  }
+}
+
+// Recorded headers, against values that another program took from them.
+class RecordedHeader : public ::testing::TestWithParam<const char*> {};
+
+std::string Utf8(const char* latin1) {
+  std::string text;
+  for (; *latin1 != '\0'; ++latin1) {
+    const auto byte = static_cast<unsigned char>(*latin1);
+    if (byte < 0x80) {
+      text += *latin1;
+    } else {
+      text += static_cast<char>(0xC0 | byte >> 6);
+      text += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+  }
+  return text;
+}
+
+void ExpectSet(const nlohmann::json& expected, const RawCaliCoeffs& set) {
+  EXPECT_EQ(set.order, expected["order"]);
+  EXPECT_EQ(set.type, expected["type"]);
+  EXPECT_EQ(set.standard_deviation, expected["standard_deviation"]);
+  for (size_t i = 0; i < expected["coefficients"].size(); ++i) {
+    EXPECT_EQ(set.coefficients[i], expected["coefficients"][i]);
+  }
+}
+
+TEST_P(RecordedHeader, ReadsAsExpectedAndWritesTheSameBytes) {
+  const char* data = std::getenv("TERVALON_TEST_DATA");
+  if (data == nullptr) GTEST_SKIP() << "TERVALON_TEST_DATA is not set";
+  const std::string base = std::string(data) + "/" + GetParam();
+  std::ifstream json_file(base + ".expected/header.json");
+  const nlohmann::json expected = nlohmann::json::parse(json_file);
+
+  RawHandlesInit();
+  int32_t handle = -1;
+  ASSERT_EQ(RawReadOpen((base + ".RAW").c_str(), &handle), RAW_OK);
+  RawHeader header;
+  RawCalibration calibration;
+  int16_t functions = 0;
+  int16_t channels = 0;
+  ASSERT_EQ(RawReadHeader(handle, &header, &calibration, &functions, &channels), RAW_OK);
+  EXPECT_EQ(functions, expected["functions"]);
+  EXPECT_EQ(channels, expected["analog_channels"]);
+
+  const nlohmann::json& fields = expected["header"];
+  EXPECT_EQ(+header.version_major, fields["version_major"]);
+  EXPECT_EQ(+header.version_minor, fields["version_minor"]);
+  EXPECT_EQ(+header.solvent_delay, fields["solvent_delay"]);
+  EXPECT_EQ(+header.resolved, fields["resolved"]);
+  EXPECT_EQ(+header.encrypted, fields["encrypted"]);
+  for (size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(+header.analog_offsets[i], fields["analog_offsets"][i].get<float>());
+  }
+  const std::pair<const char*, const char*> texts[] = {
+      {"acquired_name", header.acquired_name},
+      {"acquired_date", header.acquired_date},
+      {"acquired_time", header.acquired_time},
+      {"job_code", header.job_code},
+      {"task_code", header.task_code},
+      {"user_name", header.user_name},
+      {"laboratory_name", header.laboratory_name},
+      {"instrument", header.instrument},
+      {"conditions", header.conditions},
+      {"sample_description", header.sample_description},
+      {"submitter", header.submitter},
+      {"sample_id", header.sample_id},
+      {"bottle_number", header.bottle_number},
+      {"associated_datafile", header.associated_datafile},
+      {"processed", header.processed},
+      {"plate_desc", header.plate_description},
+  };
+  for (const auto& [name, text] : texts) EXPECT_EQ(Utf8(text), fields[name]) << name;
+
+  EXPECT_STREQ(calibration.date, expected["calibration_date"].get<std::string>().c_str());
+  EXPECT_STREQ(calibration.time, expected["calibration_time"].get<std::string>().c_str());
+  ExpectSet(expected["instrument_sets"]["MS1 Static"], calibration.ms1_static);
+  ExpectSet(expected["instrument_sets"]["MS2 Static"], calibration.ms2_static);
+  const nlohmann::json& params = expected["instrument_parameters"];
+  EXPECT_EQ(params["MS1 Static Params"], calibration.ms1_static_params);
+  EXPECT_EQ(params["MS2 Fast Params"], calibration.ms2_fast_params);
+  for (int16_t function = 1; function <= functions; ++function) {
+    const std::string number = (function < 10 ? "0" : "") + std::to_string(function);
+    std::ifstream function_file(base + ".expected/function_" + number + ".json");
+    const nlohmann::json of_function = nlohmann::json::parse(function_file)["calibration"];
+    if (of_function.is_null()) continue;
+    const RawFunctionCalibration& read = calibration.functions[function - 1];
+    ExpectSet(of_function["segments"][0], read.segments[0]);
+    EXPECT_EQ(read.has_modification != 0, !of_function["modification"].is_null());
+    if (read.has_modification != 0) ExpectSet(of_function["modification"], read.modification);
+  }
+
+  TempDirectory copy;
+  int32_t copy_handle = -1;
+  ASSERT_EQ(RawReadOpen(copy.Path().c_str(), &copy_handle), RAW_OK);
+  // Functions without calibration lines got one on reading; the file has none.
+  const std::string original = ReadText(base + ".RAW/_HEADER.TXT");
+  if (original.find("Cal Function") == std::string::npos) calibration.function_count = 0;
+  ASSERT_EQ(RawCreateHeader(copy_handle, &header, &calibration), RAW_OK);
+  EXPECT_EQ(ReadText(copy.Path("_HEADER.TXT")), original);
+  RawHandlesInit();
+}
+
+INSTANTIATE_TEST_SUITE_P(Data, RecordedHeader, ::testing::Values("LCMS", "HYBRID", "FORMATS"));
+
+}  // namespace
+}  // namespace tervalon::raw

@@ -11,37 +11,35 @@ namespace {
 constexpr ptrdiff_t kMaxFixedLength = 31;
 constexpr int32_t kDefaultDecimals = 6;
 
-// No double has more decimals, more digits before the point or more significant digits than these:
-// with them every printout is exact.
+// No double has more decimals or more digits before the point: with them every printout is exact.
 constexpr int32_t kAllDecimals = 1074;
 constexpr int32_t kMaxWholeDigits = 309;
-constexpr int32_t kAllDigits = 767;
 
 // |value| = mantissa * 10^exponent, with the mantissa in [1, 10); all 0 for 0.
 struct Decimal {
   double mantissa = 0.0;
   int32_t exponent = 0;
-  bool is_power_of_ten = false;
 };
 
-// Works on the value's exact decimal digits: a logarithm can be off by one next to a power of ten,
-// and differs between C libraries.
+// Takes both from the shortest digits that name the value (of subnormals, which have few, from 17):
+// a logarithm can be off by one next to a power of ten and differs between C libraries, and 1e-6 is
+// to print as such although its nearest double lies below it.
 Decimal ToDecimal(double value) {
   Decimal decimal;
   if (value == 0.0) return decimal;
 
-  char digits[kAllDigits + 16];
-  char* const end = std::to_chars(digits, std::end(digits), std::fabs(value),
-                                  std::chars_format::scientific, kAllDigits - 1)
-                        .ptr;
-  char* const exponent = digits + kAllDigits + 1;  // behind the digits and the point
-  std::from_chars(exponent[1] == '+' ? exponent + 2 : exponent + 1, end, decimal.exponent);
-  std::from_chars(digits, exponent, decimal.mantissa, std::chars_format::fixed);
-  // 9.9999999999999999 is nearest to 10, which would be the next exponent's.
+  char digits[32];
+  const double magnitude = std::fabs(value);
+  const char* const end =
+      std::isnormal(value)
+          ? std::to_chars(digits, std::end(digits), magnitude, std::chars_format::scientific).ptr
+          : std::to_chars(digits, std::end(digits), magnitude, std::chars_format::scientific, 16)
+                .ptr;
+  const char* const exponent =
+      std::from_chars(digits, end, decimal.mantissa, std::chars_format::fixed).ptr + 1;
+  std::from_chars(*exponent == '+' ? exponent + 1 : exponent, end, decimal.exponent);
+  // 17 digits may be nearest to 10, which would be the next exponent's.
   decimal.mantissa = std::min(decimal.mantissa, std::nextafter(10.0, 0.0));
-  decimal.is_power_of_ten = digits[0] == '1' && std::all_of(digits + 2, exponent, [](char digit) {
-                              return digit == '0';
-                            });
   return decimal;
 }
 
@@ -81,7 +79,7 @@ extern "C" char* TERVALON_CALL gtoa(double value, int32_t digits, char* text) {
   // The digits are compared with the logarithm itself, which exceeds the exponent except for powers
   // of ten (and 0, whose logarithm counts as 0).
   const bool above = decimal.exponent > digits ||
-                     (decimal.exponent == digits && value != 0.0 && !decimal.is_power_of_ten);
+                     (decimal.exponent == digits && value != 0.0 && decimal.mantissa != 1.0);
   if (decimal.exponent < -4 || above) {
     FormatExponential(value, decimal, text, digits > 0 ? digits - 1 : 0);
     return text;

@@ -40,7 +40,7 @@ float ToFloat(double value) {
 
 void CopyText(const char* value, const HeaderTag& tag, char* field) {
   std::memset(field, 0, tag.size);
-  std::memcpy(field, value, std::min<size_t>(std::strlen(value), tag.size - 1));
+  std::copy_n(value, std::min<size_t>(std::strlen(value), tag.size - 1), field);
 }
 
 // Puts the values of lines into the records, of which either may be absent.

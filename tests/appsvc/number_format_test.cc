@@ -96,7 +96,9 @@ TEST(NumberFormat, Exponential) {
   EXPECT_EQ(E(9.96, 1), "10.0e0");  // no new exponent after rounding
   EXPECT_EQ(E(0.00125, 1), "1.2e-3");
   EXPECT_EQ(E(1e22, 15), "1.000000000000000e22");
-  EXPECT_EQ(E(1e23, 15), "9.999999999999998e22");  // the double lies below the power of ten
+  EXPECT_EQ(E(1e23, 15), "1.000000000000000e23");  // though the nearest double lies below it
+  EXPECT_EQ(E(1e-6, 15), "1.000000000000000e-6");
+  EXPECT_EQ(E(0.99994, 15), "9.999400000000000e-1");
   EXPECT_EQ(E(std::nextafter(1000.0, 0.0), 3), "10.000e2");
   EXPECT_EQ(E(kDenormal, 15), "4.940656458412465e-324");
   EXPECT_EQ(E(DBL_MAX, 15), "1.797693134862316e308");
@@ -134,7 +136,7 @@ TEST(NumberFormat, GeneralChoosesByMagnitude) {
   EXPECT_EQ(G(9.5, 0), "10e0");
   EXPECT_EQ(G(1e-4, 3), "0.000100");
   EXPECT_EQ(G(std::nextafter(1e-4, 0.0), 3), "10.00e-5");
-  EXPECT_EQ(G(1e23, 22), "9.999999999999998223643e22");
+  EXPECT_EQ(G(1e23, 22), "1.000000000000000000000e23");
   EXPECT_EQ(G(0.0, 0), "0");
   EXPECT_EQ(G(0.0, -1), "0e0");
   EXPECT_EQ(G(-0.0, 4), "-0");
@@ -261,7 +263,7 @@ TEST(TextNumber, EveryPlatformReadsAndPrintsTheSameBits) {
     const auto digits = static_cast<int32_t>(random() % 18);
     add(E(value, digits) + G(RandomDouble(random), digits));
   }
-  EXPECT_EQ(hash, 16863781705774750605u);
+  EXPECT_EQ(hash, 10353194382693283940u);
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ uint16_t WordAt(const RawFunctionRecord& record, uint32_t offset) {
   return Load<uint16_t>(record.bytes + offset);
 }
 
-float ElementAt(const RawFunctionRecord& record, uint32_t base, int32_t index) {
-  return FloatAt(record, base + 4 * static_cast<uint32_t>(index));
+uint32_t ElementOffset(uint32_t base, int32_t index) {
+  return base + 4 * static_cast<uint32_t>(index);
 }
 
 struct Extent {
@@ -29,23 +29,40 @@ struct Extent {
   float duration = 0;
 };
 
-// Segment -1 is the whole function. False for channel functions and segments that do not exist.
-bool FindExtent(const RawFunctionRecord& record, int32_t segment, Extent* extent) {
+// Where a record holds the low and high mass of a segment, or with segment -1 of the whole
+// function. False for channel functions and segments that do not exist.
+struct RangeOffsets {
+  uint32_t low = 0;
+  uint32_t high = 0;
+};
+
+bool FindRange(const RawFunctionRecord& record, int32_t segment, RangeOffsets* offsets) {
   const int32_t segments = StoredSegments(record);
   if (IsChannelFunction(record) || segment < -1 || segment >= std::max(segments, 1)) return false;
-  extent->duration = FloatAt(record, kCycleTime) - FloatAt(record, kInterScanDelay);
   if (FunctionType(record) == RAW_TYPE_MALDI_TOF) {
-    extent->range = {FloatAt(record, kMaldiLowMass), FloatAt(record, kMaldiHighMass)};
+    *offsets = {kMaldiLowMass, kMaldiHighMass};
   } else if (segments == 0) {
-    extent->range = {FloatAt(record, kLowMass), FloatAt(record, kHighMass)};
-  } else if (segment < 0) {
-    extent->range = {FloatAt(record, kSegmentStarts),
-                     ElementAt(record, kSegmentEnds, segments - 1)};
+    *offsets = {kLowMass, kHighMass};
   } else {
-    extent->range = {ElementAt(record, kSegmentStarts, segment),
-                     ElementAt(record, kSegmentEnds, segment)};
-    extent->duration = ElementAt(record, kSegmentDurations, segment);
+    const int32_t first = std::max(segment, 0);
+    const int32_t last = segment < 0 ? segments - 1 : segment;
+    *offsets = {ElementOffset(kSegmentStarts, first), ElementOffset(kSegmentEnds, last)};
   }
+  return true;
+}
+
+// Segments of a segmented function have durations of their own.
+bool HasOwnDuration(const RawFunctionRecord& record, int32_t segment) {
+  return segment >= 0 && StoredSegments(record) > 0 && FunctionType(record) != RAW_TYPE_MALDI_TOF;
+}
+
+bool FindExtent(const RawFunctionRecord& record, int32_t segment, Extent* extent) {
+  RangeOffsets offsets;
+  if (!FindRange(record, segment, &offsets)) return false;
+  extent->range = {FloatAt(record, offsets.low), FloatAt(record, offsets.high)};
+  extent->duration = HasOwnDuration(record, segment)
+                         ? FloatAt(record, ElementOffset(kSegmentDurations, segment))
+                         : FloatAt(record, kCycleTime) - FloatAt(record, kInterScanDelay);
   return true;
 }
 
@@ -75,7 +92,7 @@ float FloatAt(const RawFunctionRecord& record, uint32_t offset) {
 }
 
 float ChannelMass(const RawFunctionRecord& record, int32_t channel) {
-  return ElementAt(record, kChannelMasses, channel);
+  return FloatAt(record, ElementOffset(kChannelMasses, channel));
 }
 
 void SetScanCount(RawFunctionRecord* record, uint32_t scans) {
@@ -106,6 +123,20 @@ extern "C" int32_t TERVALON_CALL RawReadGetFuncMassRange(const RawFunctionRecord
   if (high != nullptr) *high = extent.range.high;
   if (duration != nullptr) *duration = extent.duration;
   return found ? 1 : 0;
+}
+
+extern "C" int32_t TERVALON_CALL RawReadSetFuncMassRange(RawFunctionRecord* record, int32_t segment,
+                                                         float low, float high, float duration) {
+  RangeOffsets offsets;
+  if (record == nullptr || !FindRange(*record, segment, &offsets)) return 0;
+  Store(record->bytes + offsets.low, low);
+  Store(record->bytes + offsets.high, high);
+  if (HasOwnDuration(*record, segment)) {
+    Store(record->bytes + ElementOffset(kSegmentDurations, segment), duration);
+  } else {
+    Store(record->bytes + kCycleTime, duration + FloatAt(*record, kInterScanDelay));
+  }
+  return 1;
 }
 
 extern "C" int32_t TERVALON_CALL RawGetDataTypeDesc(const RawFunctionRecord* record, char* text) {

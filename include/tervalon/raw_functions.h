@@ -118,6 +118,14 @@ TERVALON_API int32_t TERVALON_CALL RawReadGetFuncMassRange(const RawFunctionReco
                                                            int32_t segment, float* low, float* high,
                                                            float* duration);
 
+// Sets what RawReadGetFuncMassRange gives, in the record only: of the whole function, the low mass
+// of its first segment and the high mass of its last. A duration that is not a segment's own sets
+// the cycle time, the inter-scan delay being kept. Returns 1; 0 for channel functions and for a
+// segment that does not exist.
+TERVALON_API int32_t TERVALON_CALL RawReadSetFuncMassRange(RawFunctionRecord* record,
+                                                           int32_t segment, float low, float high,
+                                                           float duration);
+
 // Finds the scan whose retention time (minutes) is nearest to `time`; on a tie the earlier one.
 // Needs RawReadFuncInit. `record` gives the first and last retention time (bytes 10..17): a time at
 // or after the last one is the last complete scan, a time before the first one is scan 1. Stores 0

@@ -29,15 +29,13 @@ struct Extent {
   float duration = 0;
 };
 
-// Where a record holds the low and high mass of a segment, or with segment -1 of the whole
-// function. False for channel functions and segments that do not exist.
 struct RangeOffsets {
   uint32_t low = 0;
   uint32_t high = 0;
 };
 
-// Where a record holds the low and high mass of a segment, or with segment -1 of the whole function.
-// False for channel functions and segments that do not exist.
+// Where a record holds the low and high mass of a segment, or with segment -1 of the whole
+// function. False for channel functions and segments that do not exist.
 bool FindRange(const RawFunctionRecord& record, int32_t segment, RangeOffsets* offsets) {
   const int32_t segments = StoredSegments(record);
   if (IsChannelFunction(record) || segment < -1 || segment >= std::max(segments, 1)) return false;

@@ -47,18 +47,11 @@ int16_t Narrow(int32_t value) {
   return static_cast<int16_t>(std::clamp<int32_t>(value, INT16_MIN, INT16_MAX));
 }
 
-template <size_t kSize>
-std::string_view TextOf(const char (&field)[kSize]) {
-  const void* end = std::memchr(field, '\0', kSize);
-  return {field,
-          end != nullptr ? static_cast<size_t>(static_cast<const char*>(end) - field) : kSize};
-}
-
 template <typename Record>
 bool FormatCommon(const Record& file, std::string* text) {
   *text = std::to_string(file.number);
   for (const std::string_view field :
-       {TextOf(file.directory), TextOf(file.name), TextOf(file.extension)}) {
+       {FieldText(file.directory), FieldText(file.name), FieldText(file.extension)}) {
     if (field.find(',') != std::string_view::npos) return false;
     text->append(",").append(field);
   }

@@ -3,11 +3,22 @@
 #ifndef SETTINGS_SYSTEM_FILE_H_
 #define SETTINGS_SYSTEM_FILE_H_
 
+#include <cstddef>
+#include <cstring>
 #include <string>
+#include <string_view>
 
 #include "tervalon/settings.h"
 
 namespace tervalon::settings {
+
+// The text of a field that may lack its terminating zero.
+template <size_t kSize>
+std::string_view FieldText(const char (&field)[kSize]) {
+  const void* end = std::memchr(field, '\0', kSize);
+  return {field,
+          end != nullptr ? static_cast<size_t>(static_cast<const char*>(end) - field) : kSize};
+}
 
 // False for a record with a comma in a text.
 bool Format(const SystemFile& file, std::string* text);

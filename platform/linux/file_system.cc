@@ -15,7 +15,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/linux/text.h"
+#include "platform/text.h"
 
 namespace tervalon::platform {
 namespace {

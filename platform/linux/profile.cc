@@ -15,7 +15,7 @@
 #include <string_view>
 
 #include "platform/file_system.h"
-#include "platform/linux/text.h"
+#include "platform/text.h"
 
 namespace tervalon::platform {
 namespace {

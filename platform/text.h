@@ -1,7 +1,7 @@
 // Text comparison without the C locale.
 
-#ifndef PLATFORM_LINUX_TEXT_H_
-#define PLATFORM_LINUX_TEXT_H_
+#ifndef PLATFORM_TEXT_H_
+#define PLATFORM_TEXT_H_
 
 #include <algorithm>
 #include <string_view>
@@ -17,4 +17,4 @@ inline bool EqualWithoutCase(std::string_view a, std::string_view b) {
 
 }  // namespace tervalon::platform
 
-#endif  // PLATFORM_LINUX_TEXT_H_
+#endif  // PLATFORM_TEXT_H_

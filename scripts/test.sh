@@ -24,8 +24,8 @@ run_tests() {
 scripts/install-deps.sh
 if [ -z "${TERVALON_TEST_DATA:-}" ] && [ -d ../shared/data ]; then
   TERVALON_TEST_DATA=$(cd ../shared/data && pwd)
+  export TERVALON_TEST_DATA
 fi
-export TERVALON_TEST_DATA=${TERVALON_TEST_DATA:-}
 if command -v ccache >/dev/null; then
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi

@@ -211,7 +211,7 @@ ensure_session() {
 # Becomes the given command, in the session and in this working directory.
 exec_in_session() {
   [ "$kind" = chroot ] || exec "$@"
-  local enter=(nsenter --target "$pid" --mount -- chroot --userspec="$(id -u):$(id -g)" "$root"
+  local enter=(nsenter --target "$pid" --mount --root -- chroot --userspec="$(id -u):$(id -g)" /
     sh -c 'cd "$1" 2>/dev/null || cd /; shift; exec "$@"' sh "$PWD" "$@")
   [ "$(id -u)" = 0 ] || exec sudo -n -E "${enter[@]}"
   exec "${enter[@]}"

@@ -4,6 +4,8 @@
 #define PLATFORM_DESKTOP_H_
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 #include "platform/replaceable.h"
 #include "tervalon/types.h"
@@ -27,6 +29,8 @@ enum MessageStyle : uint32_t {
   kMessageDefaultSecond = 0x0100,
   kMessageDefaultThird = 0x0200,
   kMessageDefaultMask = 0x0F00,
+  kMessageSystemModal = 0x1000,
+  kMessageTaskModal = 0x2000,
 };
 enum MessageAnswer : int32_t {
   kAnswerOk = 1,
@@ -38,6 +42,28 @@ enum MessageAnswer : int32_t {
   kAnswerNo = 7,
 };
 
+// The sound of a beep: the icon bits of a message box style, or this.
+constexpr uint32_t kPlainBeep = 0xFFFFFFFF;
+
+// Dialogs that let a person choose a file name.
+struct FileChoice {
+  TvWindow owner = nullptr;
+  // The dialog's template in the resources of `instance`; empty, or one that the resources do not
+  // have: the platform's own dialog.
+  TvInstance instance = nullptr;
+  std::string dialog_template;
+
+  std::string title;
+  std::string name_label;  // of the field that takes the name; empty: the dialog's own
+  std::string directory;   // shown first; empty: the current one
+  std::string path;        // the initial name; on return the full path that was chosen
+
+  // Asked with the full path before a choice is taken; `dialog` is the owner for questions. False
+  // keeps the dialog open. Empty: every choice is taken.
+  std::function<bool(TvWindow dialog, const std::string& path)> accept;
+};
+enum class FileChoiceResult { kChosen, kCancelled, kFailed };
+
 class Desktop {
  public:
   virtual ~Desktop() = default;
@@ -46,8 +72,22 @@ class Desktop {
   virtual int32_t ShowMessage(TvWindow owner, const char* text, const char* caption,
                               uint32_t style) = 0;
 
+  // Sounds a beep: the icon bits of a message box style, or kPlainBeep.
+  virtual void Beep(uint32_t sound) = 0;
+
+  // Shows an open-file dialog; the file need not exist. `error` receives the dialog's own error
+  // number when it failed, else 0.
+  virtual FileChoiceResult ChooseFile(FileChoice* choice, uint32_t* error) = 0;
+
   // Writes a line to the debug channel.
   virtual void DebugText(const char* text) = 0;
+
+  // The module of this library. Its string resources are platform/library_strings.inc.
+  virtual TvInstance LibraryInstance() = 0;
+
+  // Reads a string resource of a module (nullptr: the program's), cut to 255 characters. False when
+  // the module has none of that number.
+  virtual bool LoadText(TvInstance instance, uint16_t number, std::string* text) = 0;
 };
 
 template <>

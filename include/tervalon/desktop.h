@@ -1,4 +1,5 @@
-// Message boxes on a platform without a screen of its own. Not on Windows, where they are shown.
+// What an application supplies on a platform without a screen: the answers of message boxes and
+// file dialogs, string resources and windows. Not on Windows, where they are the platform's.
 
 #ifndef TERVALON_DESKTOP_H_
 #define TERVALON_DESKTOP_H_
@@ -18,6 +19,23 @@ typedef int32_t(TERVALON_CALL* TvMessageHandler)(void* user, const char* text, c
 // Sets what answers message boxes; user is handed to the handler. NULL restores the default, which
 // writes the message to standard error and answers with the box's default button. Returns 1.
 TERVALON_API int32_t TERVALON_CALL TvSetMessageHandler(TvMessageHandler handler, void* user);
+
+// Chooses a file in place of a dialog of the given title. `path` holds the initial name, in `size`
+// bytes, and takes the chosen path. Returns whether one was chosen.
+typedef int32_t(TERVALON_CALL* TvFileChooser)(void* user, const char* title, char* path,
+                                              uint32_t size);
+
+// Sets what answers file dialogs; without one (NULL) they count as cancelled. Returns 1.
+TERVALON_API int32_t TERVALON_CALL TvSetFileChooser(TvFileChooser chooser, void* user);
+
+// Returns an application's string resource of that number (NULL: there is none); `instance` is the
+// module whose strings are asked for, as the application's windows were created with.
+typedef const char*(TERVALON_CALL* TvStringProvider)(void* user, TvInstance instance,
+                                                     uint16_t number);
+
+// Sets where an application's string resources come from; without one (NULL) it has none.
+// Returns 1.
+TERVALON_API int32_t TERVALON_CALL TvSetStringProvider(TvStringProvider provider, void* user);
 
 #endif
 

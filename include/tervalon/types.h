@@ -46,6 +46,23 @@
 // Room for a path in records and output buffers, terminating zero included.
 #define TV_PATH_SIZE 260
 
+// Positions in pixels; on Windows laid out like the platform's POINT, SIZE and RECT. A rectangle's
+// right and bottom edge are outside it.
+typedef struct TvPoint {
+  int32_t x;
+  int32_t y;
+} TvPoint;
+typedef struct TvSize {
+  int32_t width;
+  int32_t height;
+} TvSize;
+typedef struct TvRect {
+  int32_t left;
+  int32_t top;
+  int32_t right;
+  int32_t bottom;
+} TvRect;
+
 // Platform handles. On Windows they are the platform's own (HWND, HINSTANCE, HGLOBAL); elsewhere
 // they are opaque pointers that only this library understands.
 #if defined(_WIN32)
@@ -57,5 +74,19 @@ typedef struct TvWindowRecord* TvWindow;
 typedef struct TvInstanceRecord* TvInstance;
 typedef struct TvMemoryBlock* TvMemory;
 #endif
+
+// How a document window of a multiple-document frame is created; on Windows laid out like the
+// platform's MDICREATESTRUCT. A position or size of INT32_MIN leaves it to the document area.
+typedef struct TvDocumentCreate {
+  const char* window_class;
+  const char* title;
+  TvInstance owner;
+  int32_t x;
+  int32_t y;
+  int32_t width;
+  int32_t height;
+  uint32_t style;
+  intptr_t parameter;
+} TvDocumentCreate;
 
 #endif  // TERVALON_TYPES_H_

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "tervalon/desktop.h"
@@ -16,6 +17,33 @@ struct MessageAnswerer {
   void* user = nullptr;
 };
 MessageAnswerer message_answerer;
+
+struct FileAnswerer {
+  TvFileChooser chooser = nullptr;
+  void* user = nullptr;
+};
+FileAnswerer file_answerer;
+
+struct StringSource {
+  TvStringProvider provider = nullptr;
+  void* user = nullptr;
+};
+StringSource application_strings;
+
+struct NumberedText {
+  uint16_t number;
+  const char* text;
+};
+constexpr NumberedText kLibraryStrings[] = {
+#define TERVALON_STRING(number, text) {number, text},
+#include "platform/library_strings.inc"
+#undef TERVALON_STRING
+};
+constexpr size_t kLongestString = 255;
+constexpr size_t kChosenPathSize = 1024;
+
+// Only its address is used.
+char library_module;
 
 // The buttons of each style in order, the rest filled with the first.
 constexpr std::array<std::array<MessageAnswer, 3>, 6> kButtons = {{
@@ -52,8 +80,53 @@ class LinuxDesktop : public Desktop {
     return DefaultAnswer(style);
   }
 
+  void Beep(uint32_t /*sound*/) override {}
+
+  // A choice that is not accepted counts as cancelled: nobody is there to choose again.
+  FileChoiceResult ChooseFile(FileChoice* choice, uint32_t* error) override {
+    *error = 0;
+    if (file_answerer.chooser == nullptr) return FileChoiceResult::kCancelled;
+    std::array<char, kChosenPathSize> path = {};
+    choice->path.copy(path.data(), path.size() - 1);
+    if (!file_answerer.chooser(file_answerer.user, choice->title.c_str(), path.data(),
+                               static_cast<uint32_t>(path.size()))) {
+      return FileChoiceResult::kCancelled;
+    }
+    path.back() = '\0';
+    const std::string chosen = path.data();
+    if (choice->accept && !choice->accept(choice->owner, chosen)) {
+      return FileChoiceResult::kCancelled;
+    }
+    choice->path = chosen;
+    return FileChoiceResult::kChosen;
+  }
+
   void DebugText(const char* text) override {
     if (text != nullptr) WriteLine(text);
+  }
+
+  TvInstance LibraryInstance() override { return reinterpret_cast<TvInstance>(&library_module); }
+
+  bool LoadText(TvInstance instance, uint16_t number, std::string* text) override {
+    const char* found =
+        instance == LibraryInstance() ? LibraryString(number) : ApplicationString(instance, number);
+    if (found == nullptr || *found == '\0') return false;
+    text->assign(found, strnlen(found, kLongestString));
+    return true;
+  }
+
+ private:
+  static const char* LibraryString(uint16_t number) {
+    for (const NumberedText& string : kLibraryStrings) {
+      if (string.number == number) return string.text;
+    }
+    return nullptr;
+  }
+
+  static const char* ApplicationString(TvInstance instance, uint16_t number) {
+    return application_strings.provider != nullptr
+               ? application_strings.provider(application_strings.user, instance, number)
+               : nullptr;
   }
 };
 
@@ -65,5 +138,15 @@ TERVALON_DEFINE_SERVICE(Desktop, LinuxDesktop)
 
 extern "C" int32_t TERVALON_CALL TvSetMessageHandler(TvMessageHandler handler, void* user) {
   tervalon::platform::message_answerer = {handler, user};
+  return 1;
+}
+
+extern "C" int32_t TERVALON_CALL TvSetFileChooser(TvFileChooser chooser, void* user) {
+  tervalon::platform::file_answerer = {chooser, user};
+  return 1;
+}
+
+extern "C" int32_t TERVALON_CALL TvSetStringProvider(TvStringProvider provider, void* user) {
+  tervalon::platform::application_strings = {provider, user};
   return 1;
 }

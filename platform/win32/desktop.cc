@@ -2,10 +2,15 @@
 
 #include <windows.h>
 
+#include <array>
 #include <string>
+
+#include "platform/win32/attach.h"
 
 namespace tervalon::platform {
 namespace {
+
+constexpr size_t kLongestString = 255;
 
 class Win32Desktop : public Desktop {
  public:
@@ -14,9 +19,27 @@ class Win32Desktop : public Desktop {
     return MessageBoxA(owner, text != nullptr ? text : "", caption, style);
   }
 
+  void Beep(uint32_t sound) override { MessageBeep(sound); }
+
+  FileChoiceResult ChooseFile(FileChoice* /*choice*/, uint32_t* error) override {
+    *error = 0;
+    return FileChoiceResult::kFailed;
+  }
+
   void DebugText(const char* text) override {
     if (text == nullptr) return;
     OutputDebugStringA((std::string(text) + "\n").c_str());
+  }
+
+  TvInstance LibraryInstance() override { return platform::LibraryInstance(); }
+
+  bool LoadText(TvInstance instance, uint16_t number, std::string* text) override {
+    std::array<char, kLongestString + 1> buffer = {};
+    const int length =
+        LoadStringA(instance, number, buffer.data(), static_cast<int>(buffer.size()));
+    if (length <= 0) return false;
+    text->assign(buffer.data(), static_cast<size_t>(length));
+    return true;
   }
 };
 

@@ -147,4 +147,23 @@ int32_t RecordingDesktop::ShowMessage(TvWindow owner, const char* text, const ch
   return answer;
 }
 
+platform::FileChoiceResult RecordingDesktop::ChooseFile(platform::FileChoice* choice,
+                                                        uint32_t* error) {
+  file_choices.push_back(*choice);
+  *error = file_error;
+  if (file_result != platform::FileChoiceResult::kChosen) return file_result;
+  if (choice->accept && !choice->accept(choice->owner, chosen_path)) {
+    return platform::FileChoiceResult::kCancelled;
+  }
+  choice->path = chosen_path;
+  return platform::FileChoiceResult::kChosen;
+}
+
+bool RecordingDesktop::LoadText(TvInstance instance, uint16_t number, std::string* text) {
+  const auto found = strings.find({instance, number});
+  if (found == strings.end()) return false;
+  *text = found->second;
+  return true;
+}
+
 }  // namespace tervalon::testing

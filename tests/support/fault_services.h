@@ -7,8 +7,10 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/desktop.h"
@@ -165,10 +167,25 @@ class RecordingDesktop : public platform::Desktop {
   std::vector<Message> messages;
   std::vector<std::string> debug_texts;
   int32_t answer = platform::kAnswerOk;
+  std::vector<uint32_t> beeps;
+
+  // String resources, by module and number.
+  std::map<std::pair<TvInstance, uint16_t>, std::string> strings;
+
+  // What was asked of file dialogs, and how they answer: `chosen_path` is offered to the choice's
+  // accept function, and a choice that is refused counts as cancelled.
+  std::vector<platform::FileChoice> file_choices;
+  platform::FileChoiceResult file_result = platform::FileChoiceResult::kCancelled;
+  std::string chosen_path;
+  uint32_t file_error = 0;
 
   int32_t ShowMessage(TvWindow owner, const char* text, const char* caption,
                       uint32_t style) override;
+  void Beep(uint32_t sound) override { beeps.push_back(sound); }
+  platform::FileChoiceResult ChooseFile(platform::FileChoice* choice, uint32_t* error) override;
   void DebugText(const char* text) override { debug_texts.emplace_back(text); }
+  TvInstance LibraryInstance() override { return reinterpret_cast<TvInstance>(&debug_texts); }
+  bool LoadText(TvInstance instance, uint16_t number, std::string* text) override;
 };
 
 }  // namespace tervalon::testing

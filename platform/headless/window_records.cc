@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "platform/text.h"
+
 namespace tervalon::platform {
 namespace {
 
@@ -12,10 +14,8 @@ constexpr int32_t kCaptionHeight = 18;
 constexpr TvSize kIcon = {160, 24};
 constexpr int32_t kPlaceItself = std::numeric_limits<int32_t>::min();
 
-std::string LowerCase(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+std::string LowerCaseText(std::string text) {
+  for (char& c : text) c = LowerCase(c);
   return text;
 }
 
@@ -199,9 +199,9 @@ bool WindowRecords::SetProperty(TvWindow window, const char* name, uintptr_t val
   Record* record = Find(window);
   if (record == nullptr || name == nullptr) return false;
   if (value != 0) {
-    record->properties[LowerCase(name)] = value;
+    record->properties[LowerCaseText(name)] = value;
   } else {
-    record->properties.erase(LowerCase(name));
+    record->properties.erase(LowerCaseText(name));
   }
   return true;
 }
@@ -209,12 +209,12 @@ bool WindowRecords::SetProperty(TvWindow window, const char* name, uintptr_t val
 uintptr_t WindowRecords::Property(TvWindow window, const char* name) {
   const Record* record = Find(window);
   if (record == nullptr || name == nullptr) return 0;
-  const auto found = record->properties.find(LowerCase(name));
+  const auto found = record->properties.find(LowerCaseText(name));
   return found != record->properties.end() ? found->second : 0;
 }
 
 bool WindowRecords::IsDocumentArea(const Record& record) const {
-  return LowerCase(record.spec.window_class) == kDocumentAreaClass;
+  return EqualWithoutCase(record.spec.window_class, kDocumentAreaClass);
 }
 
 intptr_t WindowRecords::HandleDocumentMessage(TvWindow area, uint32_t message, uintptr_t first,

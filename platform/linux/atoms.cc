@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "platform/linux/text.h"
+#include "platform/text.h"
 
 namespace tervalon::platform {
 namespace {

@@ -1,0 +1,65 @@
+#include "tools/command.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <filesystem>
+
+#include "tools/failure.h"
+#include "tools/text.h"
+
+namespace tervalon::tools {
+
+void AddFormatOptions(CLI::App& command, FormatOptions& options) {
+  auto* csv = command.add_flag("--csv", options.csv, "Print comma-separated values for programs");
+  auto* json = command.add_flag("--json", options.json, "Print JSON for programs");
+  csv->excludes(json);
+}
+
+void AddDataSetOptions(CLI::App& command, DataSetOptions& options) {
+  command.add_option("DIR", options.directory, "Raw data directory")->required()->type_name("");
+  command
+      .add_option("-f,--function", options.data_set.function,
+                  "Function, 1 to 32, as 'tervalon info' numbers them")
+      ->required()
+      ->check(Between(1, RAW_MAX_FUNCTIONS))
+      ->type_name("N");
+  auto* process = command
+                      .add_option("-p,--process", options.data_set.process,
+                                  "Processed data set, 1 to 255, that was made from the\n"
+                                  "function, instead of the data as acquired")
+                      ->check(Between(1, RAW_MAX_PROCESSES))
+                      ->type_name("N");
+  command
+      .add_option("--data-type", options.data_set.data_type,
+                  "Data type, 0 to 12, of the processed data set. The\n"
+                  "directory does not say it; it is taken to be the\n"
+                  "function's where this option is not given")
+      ->needs(process)
+      ->check(Between(0, 12))
+      ->type_name("N");
+}
+
+CLI::Validator Between(int64_t low, int64_t high) { return CLI::Range(low, high).description(""); }
+
+std::string DirectoryArgument(const std::string& text) {
+  if (text.empty()) {
+    throw WrongUsage("DIR: the name is empty");
+  }
+  std::string path = text;
+  if (std::filesystem::path::preferred_separator == '/') {
+    std::ranges::replace(path, '\\', '/');
+  }
+  const size_t last = path.find_last_not_of("/\\");
+  return last == std::string::npos ? path : path.substr(0, last + 1);
+}
+
+double NumberArgument(const std::string& option, const std::string& text) {
+  const std::optional<double> number = ParseNumber(text);
+  if (!number) {
+    throw WrongUsage(option + ": '" + text + "' is not a number");
+  }
+  return *number;
+}
+
+}  // namespace tervalon::tools

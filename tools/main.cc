@@ -1,0 +1,85 @@
+// tervalon: raw data directories and settings from a command line.
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "tools/command.h"
+#include "tools/console.h"
+#include "tools/failure.h"
+#include "tools/text.h"
+
+namespace {
+
+using tervalon::tools::Action;
+
+enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2 };
+
+// One line on standard error, whatever the message is made of.
+int Report(const std::string& message, ExitStatus status) {
+  const std::string line = "tervalon: " + tervalon::tools::Printable(message) + "\n";
+  std::fputs(line.c_str(), stderr);
+  return status;
+}
+
+int RunProgram(int argc, char** argv) {
+  CLI::App program("Raw data directories of the mass-spectrometry data system, and its settings.",
+                   "tervalon");
+  program.set_version_flag("--version", "tervalon " TERVALON_VERSION);
+  program.set_help_flag("-h,--help", "Print this help; 'tervalon COMMAND --help' tells more");
+  program.require_subcommand(1);
+  program.get_formatter()->column_width(34);
+  program.footer(
+      "First steps:\n"
+      "  tervalon simulate DEMO.RAW                write an acquisition to look at\n"
+      "  tervalon info DEMO.RAW                    what is in it\n"
+      "  tervalon chrom DEMO.RAW -f 1 --plot       the chromatogram of function 1\n"
+      "  tervalon spectrum DEMO.RAW -f 1 -t 2.5    the scan at 2.5 minutes\n\n"
+      "Output is text for people, or with --csv and --json for programs, in UTF-8. Errors are one\n"
+      "line on standard error. Exit status: 0 done, 1 failed, 2 wrong usage.");
+  Action action;
+  tervalon::tools::AddInfoCommand(program, action);
+  tervalon::tools::AddSpectrumCommand(program, action);
+  tervalon::tools::AddChromCommand(program, action);
+  tervalon::tools::AddSettingsCommand(program, action);
+  tervalon::tools::AddSimulateCommand(program, action);
+
+  tervalon::tools::Output output;
+  try {
+    program.parse(argc, argv);
+    action(output);
+  } catch (const CLI::CallForHelp&) {
+    output << program.help();
+  } catch (const CLI::CallForVersion&) {
+    output << program.version() << "\n";
+  } catch (const CLI::ParseError& error) {
+    if (argc > 1 && argv[1][0] != '-' && program.get_subcommands().empty()) {
+      return Report("no command '" + std::string(argv[1]) + "' ('tervalon --help' lists them)",
+                    kWrongUsage);
+    }
+    return Report(std::string(error.what()) + " ('tervalon --help' tells more)", kWrongUsage);
+  }
+  output.Flush();
+  return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  tervalon::tools::console::Prepare();
+  try {
+    return RunProgram(argc, argv);
+  } catch (const tervalon::tools::OutputClosed&) {
+    return kDone;
+  } catch (const tervalon::tools::WrongUsage& wrong) {
+    return Report(wrong.what(), kWrongUsage);
+  } catch (const std::bad_alloc&) {
+    return Report("out of memory", kFailed);
+  } catch (const std::exception& failure) {
+    return Report(failure.what(), kFailed);
+  }
+}

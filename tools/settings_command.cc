@@ -1,0 +1,183 @@
+// tervalon settings: the keys of the settings file in the working directory.
+
+#include <tervalon/settings.h>
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+
+#include "tools/command.h"
+#include "tools/failure.h"
+#include "tools/text.h"
+
+namespace tervalon::tools {
+namespace {
+
+constexpr const char* kFile = "TERVALON.INI";
+constexpr size_t kLongestValue = 512;
+
+struct Options {
+  std::string section;
+  std::string key;
+  std::string value;
+  FormatOptions format;
+};
+
+using Buffer = std::array<char, 32767>;
+
+std::string Utf8(std::string_view text) { return Utf8FromLatin1(text.data(), text.size()); }
+
+std::string ReadValue(const std::string& section, const std::string& key, const char* fallback) {
+  auto buffer = std::make_unique<Buffer>();
+  GetIniString(section.c_str(), key.c_str(), fallback, buffer->data(),
+               static_cast<int16_t>(buffer->size()));
+  return buffer->data();
+}
+
+// A key is absent exactly when the fallback decides what is read.
+std::optional<std::string> Find(const std::string& section, const std::string& key) {
+  std::string value = ReadValue(section, key, "0");
+  if (value == "0" && ReadValue(section, key, "1") == "1") {
+    return std::nullopt;
+  }
+  return value;
+}
+
+// The names of all sections, or of a section's keys.
+std::vector<std::string> Names(const char* section) {
+  auto buffer = std::make_unique<Buffer>();
+  const int32_t length =
+      GetIniString(section, nullptr, nullptr, buffer->data(), static_cast<int16_t>(buffer->size()));
+  if (length >= std::ssize(*buffer) - 2) {
+    throw Failure(kFile, "too many names to list");
+  }
+  std::vector<std::string> names;
+  for (const char* name = buffer->data(); *name != '\0'; name += names.back().size() + 1) {
+    names.emplace_back(name);
+  }
+  return names;
+}
+
+void Get(const Options& options, Output& output) {
+  const std::optional<std::string> value = Find(options.section, options.key);
+  if (!value) {
+    throw Failure(kFile, "no key '" + options.key + "' in section '" + options.section + "'");
+  }
+  const Format format = options.format.format();
+  if (format == Format::kText) {
+    output << Printable(Utf8(*value)) << "\n";
+    return;
+  }
+  Print({.sections = {{.key = "setting",
+                       .properties = {{"section", "", options.section},
+                                      {"key", "", options.key},
+                                      {"value", "", Utf8(*value)}}}}},
+        format, output);
+}
+
+bool IsPlain(const std::string& name) {
+  return !name.empty() && std::ranges::all_of(name, [](char c) { return c >= 32; });
+}
+
+void CheckNames(const Options& options) {
+  if (!IsPlain(options.section) || options.section.find(']') != std::string::npos) {
+    throw WrongUsage("settings: '" + options.section + "' cannot be the name of a section");
+  }
+  if (!IsPlain(options.key) || options.key.find('=') != std::string::npos ||
+      options.key.front() == '[') {
+    throw WrongUsage("settings: '" + options.key + "' cannot be the name of a key");
+  }
+}
+
+void CheckValue(const std::string& value) {
+  if (value.size() > kLongestValue) {
+    throw WrongUsage("settings: the value is longer than 512 characters");
+  }
+  if (value.find_first_of("\r\n") != std::string::npos) {
+    throw WrongUsage("settings: the value holds the end of a line");
+  }
+}
+
+void Set(const Options& options) {
+  std::string value = options.value;
+  if (SetIniString(options.section.c_str(), options.key.c_str(), value.data(), 0) == 0) {
+    throw Failure(kFile, "cannot be written");
+  }
+}
+
+void List(const Options& options, Output& output) {
+  std::vector<std::string> sections = Names(nullptr);
+  if (!options.section.empty()) {
+    sections = {options.section};
+  }
+  std::vector<Value> names, keys, values;
+  for (const std::string& section : sections) {
+    for (const std::string& key : Names(section.c_str())) {
+      names.emplace_back(Utf8(section));
+      keys.emplace_back(Utf8(key));
+      values.emplace_back(Utf8(ReadValue(section, key, "")));
+    }
+  }
+  if (!options.section.empty() && keys.empty()) {
+    throw Failure(kFile, "no keys in section '" + options.section + "'");
+  }
+  Print({.sections = {{.key = "settings",
+                       .title = kFile,
+                       .columns = {{"section", "Section", names},
+                                   {"key", "Key", keys},
+                                   {"value", "Value", values}}}},
+         .csv_section = "settings"},
+        options.format.format(), output);
+}
+
+}  // namespace
+
+void AddSettingsCommand(CLI::App& program, Action& chosen) {
+  auto* settings = program.add_subcommand("settings", "Read and write the settings file");
+  settings->require_subcommand(1);
+  settings->footer(
+      "The settings file is TERVALON.INI in the working directory: sections of keys, each with a\n"
+      "text as its value. The names of sections and keys are compared without regard to case.\n\n"
+      "Examples:\n"
+      "  tervalon settings set Acquisition Instrument \"TOF 1\"\n"
+      "  tervalon settings get Acquisition Instrument\n"
+      "  tervalon settings list Acquisition --json");
+  auto options = std::make_shared<Options>();
+
+  auto* get = settings->add_subcommand("get", "Print the value of a key");
+  get->add_option("SECTION", options->section, "Section")->type_name("")->required();
+  get->add_option("KEY", options->key, "Key")->type_name("")->required();
+  AddFormatOptions(*get, options->format);
+  get->footer(
+      "A key that is not there is an error (exit status 1).\n\n"
+      "Example:\n  tervalon settings get Acquisition Instrument");
+  get->callback([&chosen, options] {
+    CheckNames(*options);
+    chosen = [options](Output& output) { Get(*options, output); };
+  });
+
+  auto* set = settings->add_subcommand("set", "Write a key; the file is made when there is none");
+  set->add_option("SECTION", options->section, "Section")->type_name("")->required();
+  set->add_option("KEY", options->key, "Key")->type_name("")->required();
+  set->add_option("VALUE", options->value, "Value, at most 512 characters on one line")
+      ->type_name("")
+      ->required();
+  set->footer("Example:\n  tervalon settings set Acquisition Instrument \"TOF 1\"");
+  set->callback([&chosen, options] {
+    CheckNames(*options);
+    CheckValue(options->value);
+    chosen = [options](Output&) { Set(*options); };
+  });
+
+  auto* list = settings->add_subcommand("list", "Print all keys and values, or those of a section");
+  list->add_option("SECTION", options->section, "Section")->type_name("");
+  AddFormatOptions(*list, options->format);
+  list->footer("Examples:\n  tervalon settings list\n  tervalon settings list Acquisition --csv");
+  list->callback(
+      [&chosen, options] { chosen = [options](Output& output) { List(*options, output); }; });
+}
+
+}  // namespace tervalon::tools

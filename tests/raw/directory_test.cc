@@ -1,0 +1,373 @@
+// Raw handles, creation and erasure of directories, member files and progress.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+
+#include "raw/member_files.h"
+#include "tests/support/fault_services.h"
+#include "tests/support/raw_fixture.h"
+
+namespace tervalon::raw {
+namespace {
+
+using testing::Bytes;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using testing::FaultyFileSystem;
+using testing::FileCall;
+
+using DirectoryTest = testing::RawTest;
+
+TEST_F(DirectoryTest, TwentyHandlesAndTheirReuse) {
+  MakeRun({}, {});
+  for (int32_t expected = 0; expected < RAW_MAX_HANDLES; ++expected) {
+    ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
+    EXPECT_EQ(handle_, expected);
+  }
+  EXPECT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_NO_FREE_HANDLE);
+  testing::WriteText(Path("_HEADER.TXT"), "kept");
+  EXPECT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_NO_FREE_HANDLE);
+  EXPECT_EQ(testing::ReadText(Path("_HEADER.TXT")), "kept");
+
+  EXPECT_EQ(RawReadClose(7), RAW_OK);
+  EXPECT_EQ(RawReadClose(7), RAW_HANDLE_NOT_OPEN);
+  ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
+  EXPECT_EQ(handle_, 7);
+}
+
+TEST_F(DirectoryTest, EveryExportRefusesBadHandles) {
+  RawFunctionRecord record = testing::ScanningRecord(3);
+  RawScanDescription description = {};
+  char path[TV_PATH_SIZE];
+  int32_t scan = 0;
+  uint32_t size = 0;
+  ScanBuffer* buffer = nullptr;
+  std::unique_ptr<platform::File> file;
+  const std::vector<std::function<int32_t(int32_t)>> calls = {
+      [&](int32_t h) { return RawReadClose(h); },
+      [&](int32_t h) { return RawCreateClose(h); },
+      [&](int32_t h) { return RawHandleGetClusterName(h, path); },
+      [&](int32_t h) { return RawCreateFunctions(h, 1, &record); },
+      [&](int32_t h) { return RawAppendFunction(h, &record, nullptr); },
+      [&](int32_t h) { return RawReadFuncInfo(h, 1, &record, nullptr); },
+      [&](int32_t h) { return RawReadFuncInit(h, 1, 0, &record, nullptr); },
+      [&](int32_t h) { return RawReadFuncEnd(h, 1, 0); },
+      [&](int32_t h) { return RawReadTimeScan(h, 1, 0, &record, 1, &scan); },
+      [&](int32_t h) { return testing::Read(h, 1, 0, 1).error; },
+      [&](int32_t h) { return RawReadChrom(h, 1, 0, 1, 1, nullptr, nullptr, 1); },
+      [&](int32_t h) { return RawReadChromTraces(h, 1, 0, 1, 1, 0, nullptr, nullptr, nullptr); },
+      [&](int32_t h) { return RawCreateScanFile(h, 1, 0, 0); },
+      [&](int32_t h) {
+        return RawCreateScansEx(h, 1, 0, 3, &description, nullptr, nullptr, nullptr, 0);
+      },
+      [&](int32_t h) {
+        return RawCreateScans(h, 1, 0, 3, 0, 0, 0, 0, nullptr, nullptr, nullptr, 0);
+      },
+      [&](int32_t h) { return RawCreateScansFlush(h, 1, 0); },
+      [&](int32_t h) { return RawCreateScansEnd(h, 1, 0); },
+      [&](int32_t h) { return RawFileOpen(h, kHeaderText, 0, kCreateMember); },
+      [&](int32_t h) { return RawFileRead(h, kHeaderText, 0, path, 1, nullptr); },
+      [&](int32_t h) { return RawFileWrite(h, kHeaderText, 0, path, 1, nullptr); },
+      [&](int32_t h) { return RawFileSeek(h, kHeaderText, 0); },
+      [&](int32_t h) { return RawFileSize(h, kHeaderText, 0, &size); },
+      [&](int32_t h) { return RawFileClose(h, kHeaderText, 0); },
+      [&](int32_t h) { return ReplaceMember(h, kHeaderText, 0, path, 1); },
+      [&](int32_t h) { return OpenForReading(h, kHeaderText, 0, &file); },
+      [&](int32_t h) { return PutScanBuffer(h, 1, 0, nullptr); },
+      [&](int32_t h) { return GetScanBuffer(h, 1, 0, &buffer); },
+      [&](int32_t h) { return FreeScanBuffer(h, 1, 0); },
+  };
+  for (size_t i = 0; i < calls.size(); ++i) {
+    SCOPED_TRACE(i);
+    for (const int32_t handle : {-1, RAW_MAX_HANDLES, INT32_MAX, INT32_MIN}) {
+      EXPECT_EQ(calls[i](handle), RAW_HANDLE_OUT_OF_RANGE);
+    }
+    EXPECT_EQ(calls[i](3), RAW_HANDLE_NOT_OPEN);
+  }
+}
+
+TEST_F(DirectoryTest, ExistsOpenAndName) {
+  testing::WriteText(temp_.Path("PLAIN"), "");
+  MakeRun({}, {});
+  EXPECT_EQ(RawFileExists(Path().c_str()), 16);
+  EXPECT_EQ(RawFileExists(temp_.Path("PLAIN").c_str()), 0);
+  EXPECT_EQ(RawFileExists(temp_.Path("NOTHING").c_str()), 0);
+  EXPECT_EQ(RawFileExists(nullptr), 0);
+  EXPECT_EQ(RawReadOpen(temp_.Path("PLAIN").c_str(), &handle_), RAW_DIRECTORY_ABSENT);
+  EXPECT_EQ(RawReadOpen(temp_.Path("NOTHING").c_str(), &handle_), RAW_DIRECTORY_ABSENT);
+  EXPECT_EQ(RawReadOpen(nullptr, &handle_), RAW_DIRECTORY_ABSENT);
+
+  OpenRun(0);
+  char name[TV_PATH_SIZE];
+  EXPECT_EQ(RawHandleGetClusterName(handle_, name), RAW_OK);
+  EXPECT_EQ(name, Path());
+}
+
+TEST_F(DirectoryTest, EraseAndCreateOverWhatIsThere) {
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_DIRECTORY_VANISHED);
+  MakeRun({testing::ScanningRecord(3)}, {{testing::NumberedScan(1, 10)}});
+  testing::WriteText(Path("notes.txt"), "of another program");
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  EXPECT_TRUE(std::filesystem::is_empty(Native(Path())));
+  EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
+
+  std::filesystem::create_directory(Native(Path("SUB")));
+  testing::WriteText(Path("SUB\\inside"), "kept");
+  testing::WriteText(Path("_HEADER.TXT"), "erased");
+  EXPECT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_DIRECTORY_NOT_REMOVED);
+  EXPECT_EQ(RawReadClose(0), RAW_HANDLE_NOT_OPEN);
+  EXPECT_FALSE(testing::Exists(Path("_HEADER.TXT")));
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_DIRECTORY_NOT_REMOVED);
+  EXPECT_EQ(testing::ReadText(Path("SUB\\inside")), "kept");
+
+  // A directory that cannot be made leaves the handle to the caller.
+  testing::WriteText(temp_.Path("PLAIN"), "");
+  EXPECT_EQ(RawCreateOpen(temp_.Path("PLAIN").c_str(), &handle_), RAW_DIRECTORY_NOT_CREATED);
+  EXPECT_EQ(RawReadClose(handle_), RAW_OK);
+}
+
+TEST_F(DirectoryTest, FaultsOfErasingAndClosing) {
+  MakeRun({testing::ScanningRecord(3)}, {{testing::NumberedScan(1, 10)}});
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  files.On(FileCall::kRemove).FailNth(2);
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_FILE_NOT_DELETED);
+  EXPECT_EQ(files.Calls(FileCall::kRemove), 2) << "goes on after a failure";
+  EXPECT_EQ(RawFileExists(Path().c_str()), 16);
+
+  OpenRun(0);
+  files.On(FileCall::kTouch).FailNth(1);
+  EXPECT_EQ(RawCreateClose(handle_), RAW_TIME_STAMP_FAILED);
+  EXPECT_EQ(RawCreateClose(handle_), RAW_HANDLE_NOT_OPEN) << "the handle is released first";
+
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  std::filesystem::remove_all(Native(Path()));
+  EXPECT_EQ(RawCreateClose(handle_), RAW_DIRECTORY_VANISHED);
+}
+
+TEST_F(DirectoryTest, OnlyTheWritersCloseStampsFiles) {
+  MakeRun({}, {});
+  const auto age = std::chrono::hours(48);
+  const auto old = std::filesystem::file_time_type::clock::now() - age;
+  for (const char* name : {"_HEADER.TXT", "notes.txt"}) {
+    testing::WriteText(Path(name), "x");
+    std::filesystem::last_write_time(Native(Path(name)), old);
+  }
+  const auto age_of = [&](const char* name) {
+    return std::filesystem::file_time_type::clock::now() -
+           std::filesystem::last_write_time(Native(Path(name)));
+  };
+  OpenRun(0);
+  EXPECT_EQ(RawReadClose(handle_), RAW_OK);
+  EXPECT_GT(age_of("_HEADER.TXT"), age / 2);
+  ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
+  EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
+  EXPECT_LT(age_of("_HEADER.TXT"), age / 2);
+  EXPECT_LT(age_of("notes.txt"), age / 2);
+}
+
+TEST_F(DirectoryTest, MemberNamesAndSlots) {
+  const struct {
+    int32_t code;
+    int32_t number;
+    const char* name;
+    int32_t slot;
+  } kMembers[] = {
+      {0, 0, "_HEADER.TXT", 0},      {1, 0, "_HEADER.INF", 1},
+      {2, 0, "_EXPMENT.INF", 2},     {3, 0, "_INLET.INF", 3},
+      {4, 0, "_AUTO.INF", 4},        {5, 0, "_EXTERN.INF", 5},
+      {6, 0, "_ANALOGS.INF", 6},     {7, 0, "_FUNCTNS.INF", 7},
+      {8, 0, "_HISTORY.INF", 8},     {9, 0, "_ANALOGS.DAT", 9},
+      {10, 1, "_FUNC001.DAT", 11},   {10, 32, "_FUNC032.DAT", 42},
+      {42, 1, "_FUNC001.IDX", 43},   {42, 10, "_FUNC010.IDX", 52},
+      {74, 9, "_FUNC009.STS", 83},   {106, 32, "_FUNC032.EE", 138},
+      {138, 1, "_PROC001.DAT", 139}, {138, 255, "_PROC255.DAT", 393},
+      {394, 7, "_PROC007.IDX", 401}, {650, 99, "_PROC099.STS", 749},
+      {906, 7, "_PROC07.EE", 913},   {906, 255, "_PROC255.EE", 1161},
+      {10, 0, nullptr, -1},          {10, 33, nullptr, -1},
+      {906, 256, nullptr, -1},       {11, 1, nullptr, -1},
+      {-1, 0, nullptr, -1},
+  };
+  for (const auto& member : kMembers) {
+    SCOPED_TRACE(::testing::Message() << member.code << " " << member.number);
+    EXPECT_EQ(MemberSlot(member.code, member.number), member.slot);
+    if (member.name == nullptr) continue;
+    EXPECT_EQ(MemberPath("C:\\DATA\\A.RAW", member.code, member.number),
+              std::string("C:\\DATA\\A.RAW\\") + member.name);
+    EXPECT_EQ(MemberPath("C:\\", member.code, member.number), std::string("C:\\") + member.name);
+  }
+}
+
+TEST_F(DirectoryTest, MemberPrimitives) {
+  MakeRun({}, {});
+  OpenRun(0);
+  char buffer[8] = "abcdefg";
+  uint32_t count = 99;
+  EXPECT_EQ(RawFileRead(handle_, kInlet, 0, buffer, 4, &count), RAW_MEMBER_NOT_OPEN);
+  EXPECT_EQ(RawFileClose(handle_, kInlet, 0), RAW_MEMBER_NOT_OPEN);
+  EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, 0), RAW_BAD_OPEN_MODE);
+  EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, 4), RAW_BAD_OPEN_MODE);
+  EXPECT_EQ(RawFileOpen(handle_, kFunctionData, 33, kReadMember), RAW_SLOT_OUT_OF_RANGE);
+  EXPECT_EQ(RawFileSeek(handle_, 1162, 0), RAW_SLOT_OUT_OF_RANGE);
+  EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, kReadMember), RAW_MEMBER_NOT_OPENED);
+  EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, kReadWriteMember), RAW_MEMBER_NOT_OPENED);
+
+  ASSERT_EQ(RawFileOpen(handle_, kInlet, 0, kCreateMember), RAW_OK);
+  EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, kReadMember), RAW_MEMBER_ALREADY_OPEN);
+  EXPECT_EQ(RawFileWrite(handle_, kInlet, 0, buffer, 7, &count), RAW_OK);
+  EXPECT_EQ(count, 7u);
+  EXPECT_EQ(RawFileSeek(handle_, kInlet, 5), RAW_OK);
+  EXPECT_EQ(RawFileSize(handle_, kInlet, 0, &count), RAW_OK);
+  EXPECT_EQ(count, 7u);
+  char read[8] = "-------";
+  EXPECT_EQ(RawFileRead(handle_, kInlet, 0, read, 0, &count), RAW_OK);
+  EXPECT_EQ(RawFileRead(handle_, kInlet, 0, read, 4, &count), RAW_OK);  // a short read
+  EXPECT_EQ(count, 2u);
+  EXPECT_STREQ(read, "fg-----");
+  EXPECT_EQ(RawFileRead(handle_, kInlet, 0, read, 4, &count), RAW_OK);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(RawFileClose(handle_, kInlet, 0), RAW_OK);
+
+  ASSERT_EQ(RawFileOpen(handle_, kInlet, 0, kReadWriteMember), RAW_OK);
+  EXPECT_EQ(RawFileWrite(handle_, kInlet, 0, buffer + 6, 1, nullptr), RAW_OK);
+  EXPECT_EQ(RawFileClose(handle_, kInlet, 0), RAW_OK);
+  EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "gbcdefg");
+  ASSERT_EQ(RawFileOpen(handle_, kInlet, 0, kReadMember), RAW_OK);
+  EXPECT_EQ(RawFileWrite(handle_, kInlet, 0, buffer, 1, nullptr), RAW_SHORT_WRITE);
+  EXPECT_EQ(RawFileClose(handle_, kInlet, 0), RAW_OK);
+  ASSERT_EQ(RawFileOpen(handle_, kInlet, 0, kCreateMember), RAW_OK);
+  EXPECT_TRUE(testing::ReadText(Path("_INLET.INF")).empty());
+}
+
+TEST_F(DirectoryTest, InvertedHeader) {
+  MakeRun({}, {});
+  OpenRun(0);
+  Bytes text = {'$', '$', 0x00, 0xFF};
+  ASSERT_EQ(RawFileOpen(handle_, kHeaderInverted, 0, kCreateMember), RAW_OK);
+  ASSERT_EQ(RawFileWrite(handle_, kHeaderInverted, 0, text.data(), 4, nullptr), RAW_OK);
+  const Bytes inverted = {0xDB, 0xDB, 0xFF, 0x00};
+  EXPECT_EQ(text, inverted) << "the caller's buffer stays inverted";
+  EXPECT_EQ(testing::ReadFile(Path("_HEADER.INF")), inverted);
+
+  ASSERT_EQ(RawFileSeek(handle_, kHeaderInverted, 1), RAW_OK);
+  Bytes read(5, 0xF0);
+  uint32_t count = 0;
+  ASSERT_EQ(RawFileRead(handle_, kHeaderInverted, 0, read.data(), 5, &count), RAW_OK);
+  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(read, (Bytes{'$', 0x00, 0xFF, 0x0F, 0x0F})) << "every byte asked for is inverted";
+}
+
+TEST_F(DirectoryTest, FourGibibytesAreTheLimit) {
+  MakeRun({}, {});
+  OpenRun(0);
+  ASSERT_EQ(RawFileOpen(handle_, kAnalogData, 0, kCreateMember), RAW_OK);
+  ASSERT_EQ(RawFileSeek(handle_, kAnalogData, 0xFFFFFFF0), RAW_OK);
+  uint8_t bytes[16] = {1, 2, 3};
+  EXPECT_EQ(RawFileWrite(handle_, kAnalogData, 0, bytes, 16, nullptr), RAW_SHORT_WRITE);
+  uint32_t position = 0;
+  EXPECT_EQ(RawFileWrite(handle_, kAnalogData, 0, bytes, 15, &position), RAW_OK);
+  EXPECT_EQ(position, 0xFFFFFFFFu);
+  EXPECT_EQ(RawFileWrite(handle_, kAnalogData, 0, bytes, 1, nullptr), RAW_SHORT_WRITE);
+  uint32_t size = 0;
+  EXPECT_EQ(RawFileSize(handle_, kAnalogData, 0, &size), RAW_OK);
+  EXPECT_EQ(size, 0xFFFFFFFFu);
+}
+
+TEST_F(DirectoryTest, FailedOperationsOfMembers) {
+  MakeRun({}, {});
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  OpenRun(0);
+  char bytes[4] = {};
+  uint32_t count = 0;
+  ASSERT_EQ(RawFileOpen(handle_, kInlet, 0, kCreateMember), RAW_OK);
+  files.On(FileCall::kPosition).FailNth(1);
+  EXPECT_EQ(RawFileWrite(handle_, kInlet, 0, bytes, 4, nullptr), RAW_SEEK_FAILED);
+  files.On(FileCall::kPosition).FailNth(1);
+  EXPECT_EQ(RawFileRead(handle_, kInlet, 0, bytes, 4, &count), RAW_SEEK_FAILED);
+  files.On(FileCall::kWrite).FailNth(1);
+  files.SetShortWriteBytes(3);
+  EXPECT_EQ(RawFileWrite(handle_, kInlet, 0, bytes, 4, &count), RAW_SHORT_WRITE);
+  EXPECT_EQ(RawFileWrite(handle_, kInlet, 0, bytes, 4, &count), RAW_OK);
+  EXPECT_EQ(count, 4u) << "a failed write does not move the position";
+  files.On(FileCall::kClose).FailNth(1);
+  EXPECT_EQ(RawFileClose(handle_, kInlet, 0), RAW_MEMBER_NOT_CLOSED);
+  EXPECT_EQ(RawFileClose(handle_, kInlet, 0), RAW_MEMBER_NOT_OPEN) << "the slot is free again";
+  EXPECT_EQ(files.open_files(), 0);
+}
+
+TEST_F(DirectoryTest, ReplacingAMemberIsAllOrNothing) {
+  MakeRun({}, {});
+  OpenRun(0);
+  testing::WriteText(Path("_INLET.INF"), "old");
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  for (const FileCall call : {FileCall::kOpen, FileCall::kWrite, FileCall::kPosition,
+                              FileCall::kClose, FileCall::kMove}) {
+    files.On(call).FailNth(1);
+    EXPECT_NE(ReplaceMember(handle_, kInlet, 0, "newer", 5), RAW_OK);
+    EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "old");
+  }
+  EXPECT_EQ(ReplaceMember(handle_, kInlet, 0, "newer", 5), RAW_OK);
+  EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "newer");
+  const auto entries = std::filesystem::directory_iterator(Native(Path()));
+  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2) << "something half-written is left";
+}
+
+TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
+  std::string path = temp_.Path(std::string(100, 'A'));
+  std::filesystem::create_directory(Native(path));
+  path += "\\" + std::string(TV_PATH_SIZE - 2 - path.size(), 'B');
+  ASSERT_EQ(path.size(), 259u);
+#if !defined(_WIN32)  // where a directory's own limit is lower
+  ASSERT_EQ(RawCreateOpen(path.c_str(), &handle_), RAW_OK);
+  char name[TV_PATH_SIZE];
+  EXPECT_EQ(RawHandleGetClusterName(handle_, name), RAW_OK);
+  EXPECT_EQ(name, path);
+  EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, kCreateMember), RAW_PATH_NOT_BUILT);
+  EXPECT_EQ(RawReadClose(handle_), RAW_OK);
+#endif
+  path += "B";
+  std::filesystem::create_directory(Native(path));
+  EXPECT_EQ(RawReadOpen(path.c_str(), &handle_), RAW_DIRECTORY_ABSENT);
+  EXPECT_EQ(RawCreateOpen(path.c_str(), &handle_), RAW_DIRECTORY_NOT_CREATED);
+}
+
+// --- progress
+
+std::vector<int32_t> reported;
+
+int32_t TERVALON_CALL Report(int32_t percent, void* user) {
+  EXPECT_EQ(user, &reported);
+  reported.push_back(percent);
+  return 0;
+}
+
+std::vector<int32_t> ReportsOf(int32_t first, int32_t last, int32_t count) {
+  reported.clear();
+  for (int32_t i = first; i <= last; ++i) ReportProgress(i, count);
+  return reported;
+}
+
+TEST_F(DirectoryTest, ProgressReportsEachPercentageOnce) {
+  ReportProgress(0, 1);  // nobody listens
+  EXPECT_EQ(RawUpdateInit(Report, &reported), &Report);
+  EXPECT_THAT(ReportsOf(0, 0, 1), ElementsAre(0));
+  EXPECT_THAT(ReportsOf(0, 4, 4), ElementsAre(0, 50, 75, 100, 100));
+  EXPECT_THAT(ReportsOf(1, 1, 200), ElementsAre(1));
+  EXPECT_THAT(ReportsOf(2, 2, 200), ElementsAre());
+  EXPECT_THAT(ReportsOf(0, 5, 0), ElementsAre());
+  const std::vector<int32_t> many = ReportsOf(0, 100000, 100000);
+  EXPECT_GE(many.size(), 99u);
+  EXPECT_LE(many.size(), 101u);
+  EXPECT_TRUE(std::is_sorted(many.begin(), many.end()));
+  EXPECT_EQ(many.back(), 100);
+  RawUpdateEnd();
+  EXPECT_THAT(ReportsOf(0, 4, 4), ElementsAre());
+}
+
+}  // namespace
+}  // namespace tervalon::raw

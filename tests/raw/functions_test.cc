@@ -1,0 +1,428 @@
+// The function table, the count of complete scans, mass ranges and the search for a time.
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <filesystem>
+
+#include "tests/support/fault_services.h"
+#include "tests/support/point_model.h"
+#include "tests/support/raw_fixture.h"
+
+namespace tervalon::raw {
+namespace {
+
+using testing::Bytes;
+using testing::ChannelRecord;
+using testing::FaultyFileSystem;
+using testing::FileCall;
+using testing::Get;
+using testing::IndexEntry;
+using testing::Put;
+using testing::ScanningRecord;
+
+constexpr size_t kRecordSize = 416;
+
+class FunctionsTest : public testing::RawTest {
+ protected:
+  RawFunctionRecord RandomRecord() {
+    RawFunctionRecord record;
+    for (uint8_t& byte : record.bytes) byte = static_cast<uint8_t>(random_());
+    return record;
+  }
+
+  // What RawReadFuncInfo counts for function 1.
+  uint32_t CountScans(int32_t type, const std::vector<IndexEntry>& entries, size_t data_bytes) {
+    MakeRun(ScanningRecord(type), testing::IndexBytes(entries), Bytes(data_bytes, 0));
+    OpenRun();
+    return Get<uint32_t>(record_, 18);
+  }
+};
+
+TEST_F(FunctionsTest, TableKeepsEveryByteButTheScanCount) {
+  std::vector<RawFunctionRecord> records = {RandomRecord(), RandomRecord(), RandomRecord()};
+  MakeRun(records, {});
+  Bytes table;
+  for (const auto& record : records) {
+    table.insert(table.end(), record.bytes, record.bytes + kRecordSize);
+  }
+  EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")), table);
+
+  OpenRun(0);
+  std::vector<RawFunctionRecord> read(4);
+  std::fill_n(read[3].bytes, kRecordSize, uint8_t{0xAA});
+  std::vector<int16_t> flags(4, 7);
+  ASSERT_EQ(RawReadFuncInfo(handle_, 0, read.data(), flags.data()), RAW_OK);
+  for (size_t i = 0; i < 3; ++i) {
+    Put(&records[i], 18, uint32_t{0});
+    EXPECT_EQ(std::memcmp(read[i].bytes, records[i].bytes, kRecordSize), 0) << i;
+  }
+  EXPECT_THAT(read[3].bytes, ::testing::Each(0xAA)) << "written behind the last record";
+  EXPECT_EQ(flags, (std::vector<int16_t>{0, 0, 0, 7}));
+  ASSERT_EQ(RawReadFuncInfo(handle_, 2, &read[3], nullptr), RAW_OK);
+  EXPECT_EQ(std::memcmp(read[3].bytes, records[1].bytes, kRecordSize), 0);
+  EXPECT_EQ(RawReadFuncInfo(handle_, 4, read.data(), nullptr), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadFuncInfo(handle_, 33, read.data(), nullptr), RAW_SLOT_OUT_OF_RANGE);
+  EXPECT_EQ(RawReadFuncInfo(handle_, -1, read.data(), nullptr), RAW_SLOT_OUT_OF_RANGE);
+  EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")), table);
+
+  // A third record that lost its last byte is no record.
+  table.pop_back();
+  testing::WriteFile(Path("_FUNCTNS.INF"), table);
+  std::fill_n(read[2].bytes, kRecordSize, uint8_t{0xAA});
+  ASSERT_EQ(RawReadFuncInfo(handle_, 0, read.data(), nullptr), RAW_OK);
+  EXPECT_THAT(read[2].bytes, ::testing::Each(0xAA));
+  EXPECT_EQ(RawReadFuncInfo(handle_, 3, read.data(), nullptr), RAW_BAD_ARGUMENT);
+}
+
+TEST_F(FunctionsTest, TablesOfAllSizes) {
+  MakeRun({}, {});
+  OpenRun(0);
+  const std::vector<RawFunctionRecord> records(33, ScanningRecord(3));
+  EXPECT_EQ(RawCreateFunctions(handle_, 33, records.data()), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawCreateFunctions(handle_, -1, records.data()), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawCreateFunctions(handle_, 1, nullptr), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawCreateFunctions(handle_, 32, records.data()), RAW_OK);
+  EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
+  {
+    FaultyFileSystem files;
+    const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+    files.On(FileCall::kWrite).FailNth(1);
+    EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_SHORT_WRITE);
+  }
+  EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
+  EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_OK);
+  EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), kRecordSize);
+
+  // A file of more records than there can be functions fills no more than 32 elements.
+  testing::WriteFile(Path("_FUNCTNS.INF"), Bytes(40 * kRecordSize, 1));
+  std::vector<RawFunctionRecord> read(33);
+  EXPECT_EQ(RawReadFuncInfo(handle_, 0, read.data(), nullptr), RAW_OK);
+  EXPECT_EQ(read[31].bytes[0], 1);
+  EXPECT_EQ(read[32].bytes[0], 0);
+}
+
+TEST_F(FunctionsTest, Append) {
+  int16_t number = 99;
+  const RawFunctionRecord record = RandomRecord();
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_MEMBER_NOT_OPENED);
+  const std::vector<RawFunctionRecord> three(3, ScanningRecord(3));
+  ASSERT_EQ(RawCreateFunctions(handle_, 3, three.data()), RAW_OK);
+  EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
+  EXPECT_EQ(number, 4);
+  const Bytes table = testing::ReadFile(Path("_FUNCTNS.INF"));
+  ASSERT_EQ(table.size(), 4 * kRecordSize);
+  EXPECT_EQ(std::memcmp(table.data() + 3 * kRecordSize, record.bytes, kRecordSize), 0);
+  {
+    FaultyFileSystem files;
+    const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+    files.On(FileCall::kSize).FailNth(1);
+    EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
+    EXPECT_EQ(number, 0) << "the table's end was not found";
+    files.On(FileCall::kWrite).FailNth(1);
+    files.SetShortWriteBytes(100);
+    EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_SHORT_WRITE);
+    EXPECT_EQ(files.open_files(), 0);
+  }
+  // The 100 bytes of the failed append are written over.
+  EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
+  EXPECT_EQ(number, 5);
+  ASSERT_EQ(RawReadFuncInfo(handle_, 5, &record_, nullptr), RAW_OK);
+  EXPECT_EQ(std::memcmp(record_.bytes + 22, record.bytes + 22, kRecordSize - 22), 0);
+  for (int16_t expected = 6; expected <= 32; ++expected) {
+    EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
+    EXPECT_EQ(number, expected);
+  }
+  EXPECT_NE(RawAppendFunction(handle_, &record, &number), RAW_OK);
+  EXPECT_EQ(number, 0);
+  EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
+}
+
+TEST_F(FunctionsTest, CountOfCompleteScans) {
+  // Type 3: 2 bytes a point. Two scans point behind the data, or only seem to.
+  const std::vector<IndexEntry> five = {{0, 10}, {20, 10}, {40, 10}, {60, 10}, {80, 10}};
+  EXPECT_EQ(CountScans(3, five, 100), 5u);
+  EXPECT_EQ(CountScans(3, five, 99), 4u);
+  EXPECT_EQ(CountScans(3, five, 60), 3u);
+  EXPECT_EQ(CountScans(3, five, 0), 1u) << "record 1 is never dropped";
+  EXPECT_EQ(CountScans(3, {{1000, 10}}, 0), 1u);
+  EXPECT_EQ(CountScans(3, {}, 100), 0u);
+  EXPECT_EQ(CountScans(3, {{500, 10}, {600, 10}, {20, 10}}, 40), 3u) << "the last one counts";
+  EXPECT_EQ(CountScans(3, {{0, 1}, {0xFFFFFFF8, 4}}, 100), 1u) << "offset and size wrapped";
+  EXPECT_EQ(CountScans(3, {{0, 1}, {2, 0xFFC00000u | 3}}, 8), 2u) << "flags are no points";
+
+  // Units that are not full count by their share, rounded down.
+  EXPECT_EQ(CountScans(1, {{0, 2}, {10, 3}}, 25), 2u);
+  EXPECT_EQ(CountScans(1, {{0, 2}, {10, 3}}, 24), 1u);
+  EXPECT_EQ(CountScans(4, {{0, 4}, {10, 3}}, 17), 2u);
+  EXPECT_EQ(CountScans(4, {{0, 4}, {10, 3}}, 16), 1u);
+  EXPECT_EQ(CountScans(5, five, 1000), 0u) << "a type that is not stored";
+
+  std::vector<IndexEntry> many;
+  for (uint32_t i = 0; i < 7000; ++i) many.push_back({20 * i, 10});
+  EXPECT_EQ(CountScans(3, many, 20 * 7000), 7000u);
+  EXPECT_EQ(CountScans(3, many, 20 * 100 + 5), 100u) << "beyond one cached run";
+}
+
+TEST_F(FunctionsTest, CountWithDamagedOrMissingFiles) {
+  Bytes index = testing::IndexBytes({{0, 10}, {20, 10}, {40, 10}});
+  index.resize(index.size() - 1);
+  MakeRun(ScanningRecord(3), index, Bytes(60, 0));
+  OpenRun();
+  EXPECT_EQ(Get<uint32_t>(record_, 18), 2u);
+  for (const char* name : {"_FUNC001.DAT", "_FUNC001.IDX"}) {
+    MakeRun(ScanningRecord(3), index, Bytes(60, 0));
+    ASSERT_TRUE(std::filesystem::remove(Native(Path(name))));
+    OpenRun();
+    EXPECT_EQ(Get<uint32_t>(record_, 18), 0u) << name;
+    EXPECT_EQ(RawReadFuncInit(handle_, 1, 0, &record_, nullptr), RAW_MEMBER_NOT_OPENED);
+    EXPECT_EQ(RawReadFuncEnd(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT) << "something stayed open";
+  }
+  MakeRun(ScanningRecord(3), index, Bytes(60, 0));
+  OpenRun();
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  files.OnlyPathsWith("_FUNC001");
+  for (const FileCall call : {FileCall::kOpen, FileCall::kSize, FileCall::kRead}) {
+    for (const int32_t nth : {1, 2}) {
+      if (call == FileCall::kRead && nth == 2) continue;
+      files.On(call).FailNth(nth);
+      EXPECT_EQ(RawReadFuncInfo(handle_, 1, &record_, nullptr), RAW_OK);
+      EXPECT_EQ(Get<uint32_t>(record_, 18), 0u);
+    }
+  }
+}
+
+TEST_F(FunctionsTest, InfoWhileTheFunctionIsOpen) {
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  const RawFunctionRecord record = ScanningRecord(3);
+  ASSERT_EQ(RawCreateFunctions(handle_, 1, &record), RAW_OK);
+  ASSERT_EQ(RawCreateScanFile(handle_, 1, 0, 0), RAW_OK);
+  const auto count = [&] {
+    EXPECT_EQ(RawReadFuncInfo(handle_, 1, &record_, nullptr), RAW_OK);
+    return Get<uint32_t>(record_, 18);
+  };
+  EXPECT_EQ(count(), 0u);
+  ASSERT_EQ(testing::WriteScan(handle_, 1, 0, 3, testing::NumberedScan(1, 10)), RAW_OK);
+  EXPECT_EQ(count(), 0u);
+  ASSERT_EQ(RawCreateScansFlush(handle_, 1, 0), RAW_OK);
+  EXPECT_EQ(count(), 1u);
+  EXPECT_EQ(RawReadFuncInit(handle_, 1, 0, &record, nullptr), RAW_SCAN_BUFFER_EXISTS);
+  EXPECT_EQ(RawReadFuncEnd(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT) << "it is a writer's";
+  ASSERT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
+  ASSERT_EQ(RawReadFuncInit(handle_, 1, 0, &record, nullptr), RAW_OK);
+  EXPECT_EQ(count(), 1u);
+  EXPECT_EQ(RawReadFuncInit(handle_, 1, 0, &record, nullptr), RAW_SCAN_BUFFER_EXISTS);
+  EXPECT_EQ(RawCreateScanFile(handle_, 1, 0, 0), RAW_SCAN_BUFFER_EXISTS);
+  EXPECT_EQ(RawCreateScansFlush(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT) << "it is a reader's";
+}
+
+TEST_F(FunctionsTest, InitRefusesAndLeavesNothingOpen) {
+  MakeRun({ScanningRecord(3)}, {{}});
+  OpenRun();
+  for (const int32_t type : {5, 7, 13, 14, 15}) {
+    const RawFunctionRecord record = ScanningRecord(type);
+    EXPECT_EQ(RawReadFuncInit(handle_, 1, 0, &record, nullptr), RAW_BAD_ARGUMENT) << type;
+  }
+  EXPECT_EQ(RawReadFuncInit(handle_, 1, 0, nullptr, nullptr), RAW_BAD_ARGUMENT);
+  for (const int16_t function : {int16_t{0}, int16_t{33}, int16_t{-1}}) {
+    EXPECT_EQ(RawReadFuncInit(handle_, function, 0, &record_, nullptr), RAW_SLOT_OUT_OF_RANGE);
+  }
+  EXPECT_EQ(RawReadFuncInit(handle_, 1, 256, &record_, nullptr), RAW_SLOT_OUT_OF_RANGE);
+  EXPECT_EQ(RawReadFuncInit(handle_, 1, -1, &record_, nullptr), RAW_SLOT_OUT_OF_RANGE);
+  ASSERT_EQ(RawReadFuncInit(handle_, 1, 0, &record_, nullptr), RAW_OK);
+  EXPECT_EQ(RawReadClose(handle_), RAW_OK);
+  handle_ = -1;
+
+  FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  OpenRun();
+  for (const int32_t nth : {1, 2}) {
+    files.On(FileCall::kOpen).FailNth(nth);
+    EXPECT_EQ(RawReadFuncInit(handle_, 1, 0, &record_, nullptr), RAW_MEMBER_NOT_OPENED);
+    EXPECT_EQ(files.open_files(), 0);
+    files.On(FileCall::kOpen).FailNth(nth);
+    EXPECT_EQ(RawCreateScanFile(handle_, 2, 0, 0), RAW_MEMBER_NOT_OPENED);
+    EXPECT_EQ(files.open_files(), 0);
+  }
+  ASSERT_EQ(RawReadFuncInit(handle_, 1, 0, &record_, nullptr), RAW_OK);
+  EXPECT_EQ(RawReadClose(handle_), RAW_OK);
+  handle_ = -1;
+  EXPECT_EQ(files.open_files(), 0);
+}
+
+TEST_F(FunctionsTest, MassRanges) {
+  float low = -1;
+  float high = -1;
+  float duration = -1;
+  const auto range = [&](const RawFunctionRecord& record, int32_t segment) {
+    low = high = duration = -1;
+    return RawReadGetFuncMassRange(&record, segment, &low, &high, &duration);
+  };
+  RawFunctionRecord record = ScanningRecord(3, 50, 650);
+  for (const int32_t segment : {-1, 0}) {
+    EXPECT_EQ(range(record, segment), 1);
+    EXPECT_EQ(low, 50);
+    EXPECT_EQ(high, 650);
+    EXPECT_FLOAT_EQ(duration, 0.9f);
+  }
+  EXPECT_EQ(range(record, 1), 0) << "no segments is one segment";
+  EXPECT_EQ(low + high + duration, 0) << "outputs are cleared";
+  EXPECT_EQ(range(record, -2), 0);
+  EXPECT_EQ(RawReadGetFuncMassRange(&record, -1, nullptr, nullptr, nullptr), 1);
+  EXPECT_EQ(RawReadGetFuncMassRange(nullptr, -1, &low, &high, &duration), 0);
+
+  record.bytes[23] = 3;  // segments; their durations overlay the high mass
+  for (size_t i = 0; i < 3; ++i) {
+    Put(&record, 32 + 4 * i, 0.25f * static_cast<float>(i + 1));
+    Put(&record, 160 + 4 * i, 100.0f * static_cast<float>(i + 1));
+    Put(&record, 288 + 4 * i, 100.0f * static_cast<float>(i + 1) + 80);
+  }
+  EXPECT_EQ(range(record, 1), 1);
+  EXPECT_EQ(low, 200);
+  EXPECT_EQ(high, 280);
+  EXPECT_EQ(duration, 0.5f);
+  EXPECT_EQ(range(record, -1), 1);
+  EXPECT_EQ(low, 100);
+  EXPECT_EQ(high, 380);
+  EXPECT_EQ(range(record, 3), 0);
+  record.bytes[23] = 255;  // no more than 32 can be there
+  EXPECT_EQ(range(record, -1), 1);
+  EXPECT_EQ(range(record, 31), 1);
+  EXPECT_EQ(range(record, 32), 0);
+
+  record = ScanningRecord(3, 50, 650);
+  record.bytes[0] = RAW_TYPE_MALDI_TOF;
+  Put(&record, 70, 5000.0f);
+  Put(&record, 74, 700.0f);
+  EXPECT_EQ(range(record, -1), 1);
+  EXPECT_EQ(low, 700);
+  EXPECT_EQ(high, 5000);
+  for (const int channel_type : {1, 9, 22, 23}) {
+    record = ChannelRecord(2, {100, 200});
+    record.bytes[0] = static_cast<uint8_t>(channel_type);
+    EXPECT_EQ(range(record, -1), 0);
+    EXPECT_EQ(range(record, 0), 0);
+  }
+}
+
+TEST_F(FunctionsTest, RangeThatAReaderKeeps) {
+  for (const auto& [record, low, high] : {
+           std::tuple(ChannelRecord(2, {250.5f, 90.75f, 410.25f}), 90.0f, 411.0f),
+           std::tuple(ChannelRecord(2, {300}), 300.0f, 300.0f),
+           std::tuple(ScanningRecord(3, 50.5f, 650.25f), 50.5f, 650.25f),
+       }) {
+    MakeRun(record, testing::IndexBytes({{0, 0}}), {});
+    OpenFunction();
+    const RawScanHeader header = testing::Read(handle_, 1, 0, 1).header;
+    EXPECT_EQ(header.low_mass, low);
+    EXPECT_EQ(header.high_mass, high);
+  }
+}
+
+// The scan that belongs to a time, looked for from the front.
+int32_t NearestScan(const std::vector<float>& times, float time) {
+  size_t lower = 0;
+  while (lower + 1 < times.size() && times[lower + 1] <= time) ++lower;
+  const bool later = lower + 1 < times.size() &&
+                     std::fabs(time - times[lower + 1]) < std::fabs(time - times[lower]);
+  return static_cast<int32_t>(time < times[0] ? 0 : lower + (later ? 1 : 0)) + 1;
+}
+
+TEST_F(FunctionsTest, TimeToScan) {
+  for (const size_t count : {1u, 2u, 3u, 50u, 7000u}) {
+    SCOPED_TRACE(count);
+    std::vector<float> times;
+    std::vector<IndexEntry> entries;
+    float time = 5;
+    for (size_t i = 0; i < count; ++i) {
+      times.push_back(time);
+      entries.push_back({0, 0, 0, time});
+      time += static_cast<float>(random_() % 5) / 64;  // ties between neighbours too
+    }
+    entries.push_back({1000, 10, 0, time});  // incomplete: never the answer
+    if (count == 1) entries.pop_back();
+    MakeRun(ScanningRecord(3), testing::IndexBytes(entries), {});
+    OpenFunction();
+    std::vector<float> asked = {0, 4.99f, 5, times.back(), times.back() + 1, 1e30f, -1e30f};
+    for (int i = 0; i < 2000; ++i) {
+      const float at = times[random_() % count];
+      asked.push_back(at);
+      asked.push_back(at + static_cast<float>(static_cast<int>(random_() % 33) - 16) / 256);
+    }
+    for (const float t : asked) {
+      int32_t scan = -1;
+      ASSERT_EQ(RawReadTimeScan(handle_, 1, 0, &record_, t, &scan), RAW_OK);
+      ASSERT_EQ(scan, NearestScan(times, t)) << "time " << t;
+    }
+  }
+  int32_t scan = -1;
+  EXPECT_EQ(RawReadTimeScan(handle_, 1, 0, &record_, std::nanf(""), &scan), RAW_OK);
+  EXPECT_EQ(RawReadTimeScan(handle_, 1, 0, &record_, 1, nullptr), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadTimeScan(handle_, 2, 0, &record_, 1, &scan), RAW_SCAN_BUFFER_ABSENT);
+}
+
+TEST_F(FunctionsTest, TimeRangeOfTheRecordComesFirst) {
+  RawFunctionRecord record = ScanningRecord(3);
+  Put(&record, 10, 2.5f);
+  Put(&record, 14, 3.5f);
+  MakeRun(record, testing::IndexBytes({{0, 0, 0, 1}, {0, 0, 0, 2}, {0, 0, 0, 3}, {0, 0, 0, 4}}),
+          {});
+  OpenFunction();
+  const auto scan_at = [&](float time) {
+    int32_t scan = -1;
+    EXPECT_EQ(RawReadTimeScan(handle_, 1, 0, &record_, time, &scan), RAW_OK);
+    return scan;
+  };
+  EXPECT_EQ(scan_at(2.4f), 1) << "before the range";
+  EXPECT_EQ(scan_at(2.5f), 2) << "exactly between two scans";
+  EXPECT_EQ(scan_at(3.4f), 3);
+  EXPECT_EQ(scan_at(3.5f), 4) << "at the range's end";
+  MakeRun(record, {}, {});
+  OpenFunction();
+  EXPECT_EQ(scan_at(2.4f), 0) << "no scan at all";
+}
+
+TEST_F(FunctionsTest, Names) {
+  const struct {
+    int32_t type;
+    const char* name;
+    bool from_continuum;
+  } kNames[] = {
+      {0, "Compressed centroid", false},
+      {1, "Standard centroid", false},
+      {2, "SIR or MRM data", false},
+      {3, "Continuum", true},
+      {4, "MCA", true},
+      {5, "MCA with SD", true},
+      {6, "MCB", true},
+      {7, "MCB with SD", true},
+      {8, "Molecular weight", true},
+      {9, "Accurate Mass", true},
+      {10, "", true},
+      {11, "Enhanced SIR or MRM", true},
+      {12, "Enhanced Mass", true},
+      {13, "", true},
+      {15, "", true},
+  };
+  char text[32];
+  for (const auto& expected : kNames) {
+    const RawFunctionRecord record = ScanningRecord(expected.type);
+    EXPECT_EQ(RawGetDataTypeDesc(&record, text) != 0, expected.from_continuum) << expected.type;
+    EXPECT_STREQ(text, expected.name);
+  }
+  const char* const kModes[] = {"EI+", "EI-", "CI+", "CI-", "FB+", "FB-", "TS+",
+                                "TS-", "ES+", "ES-", "AP+", "AP-", "LD+", "LD-"};
+  for (int16_t mode = 0; mode < 14; ++mode) {
+    RawGetIonModeDesc(mode, text);
+    EXPECT_STREQ(text, kModes[mode]);
+  }
+  for (const int16_t mode : {int16_t{-1}, int16_t{14}, int16_t{31}}) {
+    RawGetIonModeDesc(mode, text);
+    EXPECT_STREQ(text, "");
+  }
+}
+
+}  // namespace
+}  // namespace tervalon::raw

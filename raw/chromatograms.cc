@@ -19,7 +19,7 @@ int32_t ForEachScan(FunctionReader* reader, int32_t first, int32_t count, Step s
   for (int32_t i = 0; i < count; ++i) {
     IndexRecord record;
     int32_t error =
-        reader->index().Read(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &record);
+        reader->ReadIndex(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &record);
     if (error == RAW_OK) error = step(i, record);
     if (error != RAW_OK) return error;
     ReportProgress(i, count);

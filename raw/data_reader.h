@@ -20,6 +20,9 @@ class DataReader {
   int32_t Fetch(uint64_t offset, uint64_t wanted, uint32_t least, const uint8_t** bytes,
                 uint64_t* available);
 
+  // Drops what was read ahead.
+  void Forget() { begin_ = end_ = 0; }
+
  private:
   platform::File* file_;
   std::vector<uint8_t> block_;

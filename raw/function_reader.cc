@@ -21,6 +21,13 @@ FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function
   if (calibration != nullptr) RawGetFuncCalib(calibration, function, &calibration_);
 }
 
+int32_t FunctionReader::ReadIndex(uint32_t scan, IndexRecord* record) {
+  // Data are read after the records that name them: what was read ahead before that can be what a
+  // writer's failed attempt left there, written over since.
+  if (!index_.Holds(scan)) data_.Forget();
+  return index_.Read(scan, record);
+}
+
 float FunctionReader::ChannelMass(uint32_t channel) const {
   return channel < channel_masses_.size() ? channel_masses_[channel] : 0;
 }

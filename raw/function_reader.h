@@ -26,8 +26,10 @@ class FunctionReader : public ScanBuffer {
   const DataType& type() const { return *type_; }
   int32_t type_code() const { return type_code_; }
   const MassRange& range() const { return range_; }
-  IndexReader& index() { return index_; }
   DataReader& data() { return data_; }
+
+  // Stores the index record of `scan` (from 1). Returns as IndexReader::Read.
+  int32_t ReadIndex(uint32_t scan, IndexRecord* record);
 
   uint32_t CompleteScans() const { return CountCompleteScans(*index_file_, *data_file_, *type_); }
 

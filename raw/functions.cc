@@ -53,10 +53,10 @@ int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
 }
 
 // Binary search for the complete scan nearest to `time`; on a tie the earlier one.
-int32_t SearchTime(IndexReader& index, uint32_t scans, float time, int32_t* scan) {
-  const auto time_of = [&index](uint32_t number, float* value) {
+int32_t SearchTime(FunctionReader* reader, uint32_t scans, float time, int32_t* scan) {
+  const auto time_of = [reader](uint32_t number, float* value) {
     IndexRecord record;
-    const int32_t error = index.Read(number, &record);
+    const int32_t error = reader->ReadIndex(number, &record);
     *value = record.retention_time;
     return error;
   };
@@ -208,6 +208,6 @@ extern "C" int32_t TERVALON_CALL RawReadTimeScan(int32_t handle, int16_t functio
       *scan = 1;
       return RAW_OK;
     }
-    return SearchTime(reader->index(), scans, time, scan);
+    return SearchTime(reader, scans, time, scan);
   });
 }

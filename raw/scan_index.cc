@@ -57,7 +57,7 @@ uint32_t CountCompleteScans(platform::File& index, platform::File& data, const D
 
 int32_t IndexReader::Read(uint32_t scan, IndexRecord* record) {
   if (scan < 1) return RAW_SCAN_ABSENT;
-  if (scan < first_ || scan - first_ >= count_) {
+  if (!Holds(scan)) {
     const bool follows = scan == first_ + count_;
     const int32_t error = Load(scan, follows ? kLongRun : kShortRun);
     if (error != RAW_OK) return error;

@@ -48,6 +48,9 @@ class IndexReader {
   // Stores the record of `scan` (from 1). Returns RAW_OK, RAW_SCAN_ABSENT or RAW_SEEK_FAILED.
   int32_t Read(uint32_t scan, IndexRecord* record);
 
+  // Whether the cached run has the record of `scan`.
+  bool Holds(uint32_t scan) const { return scan >= first_ && scan - first_ < count_; }
+
  private:
   int32_t Load(uint32_t scan, size_t records);
 

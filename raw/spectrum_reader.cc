@@ -145,7 +145,7 @@ extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t functio
     if (error != RAW_OK) return error;
     if (scan < 1) return RAW_SCAN_ABSENT;
     IndexRecord record;
-    error = reader->index().Read(static_cast<uint32_t>(scan), &record);
+    error = reader->ReadIndex(static_cast<uint32_t>(scan), &record);
     if (error != RAW_OK) return error;
     if (header != nullptr) FillHeader(*reader, record, header);
 

@@ -131,8 +131,7 @@ TEST_F(DirectoryTest, EraseAndCreateOverWhatIsThere) {
 
 TEST_F(DirectoryTest, FaultsOfErasingAndClosing) {
   MakeRun({testing::ScanningRecord(3)}, {{testing::NumberedScan(1, 10)}});
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  FaultyFileSystem& files = UseFaultyFiles();
   files.On(FileCall::kRemove).FailNth(2);
   EXPECT_EQ(RawFileErase(Path().c_str()), RAW_FILE_NOT_DELETED);
   EXPECT_EQ(files.Calls(FileCall::kRemove), 2) << "goes on after a failure";
@@ -278,8 +277,7 @@ TEST_F(DirectoryTest, FourGibibytesAreTheLimit) {
 
 TEST_F(DirectoryTest, FailedOperationsOfMembers) {
   MakeRun({}, {});
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  FaultyFileSystem& files = UseFaultyFiles();
   OpenRun(0);
   char bytes[4] = {};
   uint32_t count = 0;
@@ -301,10 +299,9 @@ TEST_F(DirectoryTest, FailedOperationsOfMembers) {
 
 TEST_F(DirectoryTest, ReplacingAMemberIsAllOrNothing) {
   MakeRun({}, {});
-  OpenRun(0);
   testing::WriteText(Path("_INLET.INF"), "old");
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  FaultyFileSystem& files = UseFaultyFiles();
+  OpenRun(0);
   for (const FileCall call : {FileCall::kOpen, FileCall::kWrite, FileCall::kPosition,
                               FileCall::kClose, FileCall::kMove}) {
     files.On(call).FailNth(1);

@@ -84,12 +84,10 @@ TEST_F(FunctionsTest, TablesOfAllSizes) {
   EXPECT_EQ(RawCreateFunctions(handle_, 1, nullptr), RAW_BAD_ARGUMENT);
   EXPECT_EQ(RawCreateFunctions(handle_, 32, records.data()), RAW_OK);
   EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
-  {
-    FaultyFileSystem files;
-    const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
-    files.On(FileCall::kWrite).FailNth(1);
-    EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_SHORT_WRITE);
-  }
+  FaultyFileSystem& files = UseFaultyFiles();
+  OpenRun(0);
+  files.On(FileCall::kWrite).FailNth(1);
+  EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_SHORT_WRITE);
   EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
   EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_OK);
   EXPECT_EQ(testing::ReadFile(Path("_FUNCTNS.INF")).size(), kRecordSize);
@@ -114,17 +112,15 @@ TEST_F(FunctionsTest, Append) {
   const Bytes table = testing::ReadFile(Path("_FUNCTNS.INF"));
   ASSERT_EQ(table.size(), 4 * kRecordSize);
   EXPECT_EQ(std::memcmp(table.data() + 3 * kRecordSize, record.bytes, kRecordSize), 0);
-  {
-    FaultyFileSystem files;
-    const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
-    files.On(FileCall::kSize).FailNth(1);
-    EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
-    EXPECT_EQ(number, 0) << "the table's end was not found";
-    files.On(FileCall::kWrite).FailNth(1);
-    files.SetShortWriteBytes(100);
-    EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_SHORT_WRITE);
-    EXPECT_EQ(files.open_files(), 0);
-  }
+  FaultyFileSystem& files = UseFaultyFiles();
+  OpenRun(0);
+  files.On(FileCall::kSize).FailNth(1);
+  EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
+  EXPECT_EQ(number, 0) << "the table's end was not found";
+  files.On(FileCall::kWrite).FailNth(1);
+  files.SetShortWriteBytes(100);
+  EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_SHORT_WRITE);
+  EXPECT_EQ(files.open_files(), 0);
   // The 100 bytes of the failed append are written over.
   EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
   EXPECT_EQ(number, 5);
@@ -180,9 +176,8 @@ TEST_F(FunctionsTest, CountWithDamagedOrMissingFiles) {
     EXPECT_EQ(RawReadFuncEnd(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT) << "something stayed open";
   }
   MakeRun(ScanningRecord(3), index, Bytes(60, 0));
+  FaultyFileSystem& files = UseFaultyFiles();
   OpenRun();
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
   files.OnlyPathsWith("_FUNC001");
   for (const FileCall call : {FileCall::kOpen, FileCall::kSize, FileCall::kRead}) {
     for (const int32_t nth : {1, 2}) {
@@ -235,8 +230,7 @@ TEST_F(FunctionsTest, InitRefusesAndLeavesNothingOpen) {
   EXPECT_EQ(RawReadClose(handle_), RAW_OK);
   handle_ = -1;
 
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replaced(&files);
+  FaultyFileSystem& files = UseFaultyFiles();
   OpenRun();
   for (const int32_t nth : {1, 2}) {
     files.On(FileCall::kOpen).FailNth(nth);

@@ -105,6 +105,16 @@ RawTest::~RawTest() {
   RawUpdateEnd();
 }
 
+FaultyFileSystem& RawTest::UseFaultyFiles() {
+  RawHandlesInit();
+  handle_ = -1;
+  replaced_.reset();
+  faulty_files_ = std::make_unique<FaultyFileSystem>();
+  replaced_ =
+      std::make_unique<platform::ScopedReplacement<platform::FileSystem>>(faulty_files_.get());
+  return *faulty_files_;
+}
+
 std::string RawTest::Path(const std::string& member) const {
   return temp_.Path(member.empty() ? "RUN.RAW" : "RUN.RAW\\" + member);
 }
@@ -141,6 +151,7 @@ void RawTest::MakeRun(const RawFunctionRecord& record, const Bytes& index, const
 void RawTest::OpenRun(int16_t function) {
   if (handle_ >= 0) RawReadClose(handle_);
   ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
+  if (function == 0) return;
   ASSERT_EQ(RawReadFuncInfo(handle_, function, &record_, nullptr), RAW_OK);
 }
 

@@ -17,6 +17,7 @@
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_functions.h"
 #include "tervalon/raw_spectra.h"
+#include "tests/support/fault_services.h"
 #include "tests/support/temp_directory.h"
 
 namespace tervalon::testing {
@@ -107,13 +108,19 @@ class RawTest : public ::testing::Test {
   // Makes the directory with function 1's files as given.
   void MakeRun(const RawFunctionRecord& record, const Bytes& index, const Bytes& data);
 
-  // Opens the directory; the record is function 1's.
+  // Opens the directory, and takes the record of a function (0: of none).
   void OpenRun(int16_t function = 1);
 
   // OpenRun, and function 1 for reading.
   void OpenFunction(const RawCalibration* calibration = nullptr);
 
+  // Puts a file system that fails on demand in place, until the test ends or asks for another.
+  // Handles that are open then are dropped.
+  FaultyFileSystem& UseFaultyFiles();
+
   TempDirectory temp_;
+  std::unique_ptr<FaultyFileSystem> faulty_files_;
+  std::unique_ptr<platform::ScopedReplacement<platform::FileSystem>> replaced_;
   int32_t handle_ = -1;
   RawFunctionRecord record_ = {};
   std::mt19937 random_{20240607};

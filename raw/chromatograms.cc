@@ -22,7 +22,7 @@ int32_t ForEachScan(FunctionReader* reader, int32_t first, int32_t count, Step s
         reader->ReadIndex(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &record);
     if (error == RAW_OK) error = step(i, record);
     if (error != RAW_OK) return error;
-    ReportProgress(i, count);
+    ReportProgress(i + 1, count);
   }
   return RAW_OK;
 }

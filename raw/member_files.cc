@@ -20,7 +20,6 @@ using platform::OpenMode;
 using platform::PathStatus;
 
 constexpr int32_t kSlotCount = 1162;
-constexpr uint64_t kLargestFile = 0xFFFFFFFFu;  // offsets in the scan index have 32 bits
 
 // How the members of a file code are named and numbered.
 struct MemberName {
@@ -217,7 +216,7 @@ int32_t RawFileWrite(int32_t handle, int32_t code, int32_t number, void* buffer,
   const int32_t error = FindMember(handle, MemberSlot(code, number), &member);
   if (error != RAW_OK) return error;
   if (count > 0) {
-    if (member->position + uint64_t{count} > kLargestFile) return RAW_SHORT_WRITE;
+    if (member->position + uint64_t{count} > kLargestMember) return RAW_SHORT_WRITE;
     if (code == kHeaderInverted) InvertBytes(buffer, count);
     size_t done = 0;
     if (!member->file->WriteAt(member->position, buffer, count, &done)) return RAW_SEEK_FAILED;
@@ -241,7 +240,7 @@ int32_t RawFileSize(int32_t handle, int32_t code, int32_t number, uint32_t* size
   if (error != RAW_OK) return error;
   uint64_t bytes = 0;
   if (!member->file->Size(&bytes)) return RAW_SEEK_FAILED;
-  *size = static_cast<uint32_t>(std::min(bytes, kLargestFile));
+  *size = static_cast<uint32_t>(std::min(bytes, kLargestMember));
   return RAW_OK;
 }
 
@@ -359,6 +358,7 @@ extern "C" int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* han
 
 extern "C" int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle) {
   return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
+    if (handle != nullptr) *handle = -1;  // what a caller may close after RAW_DIRECTORY_NOT_CREATED
     if (directory == nullptr || handle == nullptr || !FitsPathRecord(directory)) {
       return RAW_DIRECTORY_NOT_CREATED;
     }

@@ -36,6 +36,9 @@ enum FileCode : int32_t {
   kProcessEe = 906,
 };
 
+// No member grows beyond this: offsets in the scan index have 32 bits.
+inline constexpr uint64_t kLargestMember = 0xFFFFFFFFu;
+
 // The modes of RawFileOpen: new or truncated, existing for reading, existing for both.
 enum MemberMode : int32_t { kCreateMember = 1, kReadMember = 2, kReadWriteMember = 3 };
 

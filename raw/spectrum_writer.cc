@@ -58,6 +58,11 @@ class FunctionWriter : public ScanBuffer {
 
   int32_t Append(const RawScanDescription& description, const ScanPoints& points) {
     const uint64_t scan_start = block_start_ + used_;
+    const DataType& type = *FindDataType(points.type_code);
+    // Refused here and not when the block is written, which would lose the scans waiting in it.
+    if (scan_start + uint64_t{type.Units(points.count)} * type.unit_bytes > kLargestMember) {
+      return RAW_SHORT_WRITE;
+    }
     ScanSummary summary;
     int32_t error = PackPoints(points, &summary);
     if (error == RAW_OK) {

@@ -61,7 +61,8 @@ TERVALON_API int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* h
 // Creates a raw directory for writing and stores its handle. An existing directory is first erased
 // with RawFileErase, whose error is returned.
 // Returns RAW_OK; RAW_NO_FREE_HANDLE, before anything is erased; RAW_DIRECTORY_NOT_CREATED, in
-// which case the handle stays allocated and the caller closes it.
+// which case the handle stays allocated and the caller closes it (-1 for a path that is too long:
+// nothing to close).
 TERVALON_API int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle);
 
 // Ends reading of functions 1..31 (acquired data), ignoring their results, then releases the

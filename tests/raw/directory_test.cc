@@ -331,6 +331,7 @@ TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
   std::filesystem::create_directory(Native(path));
   EXPECT_EQ(RawReadOpen(path.c_str(), &handle_), RAW_DIRECTORY_ABSENT);
   EXPECT_EQ(RawCreateOpen(path.c_str(), &handle_), RAW_DIRECTORY_NOT_CREATED);
+  EXPECT_EQ(handle_, -1) << "another directory's handle would be closed";
 }
 
 // --- progress

@@ -1,0 +1,392 @@
+// Chromatograms from the index, and traces against sums over spectra read one by one.
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+
+#include "tervalon/application.h"
+#include "tests/support/fault_services.h"
+#include "tests/support/point_model.h"
+#include "tests/support/raw_fixture.h"
+
+namespace tervalon::raw {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using testing::FaultyFileSystem;
+using testing::FileCall;
+using testing::kStoredTypes;
+using testing::ModelTypeOf;
+using testing::NumberedScan;
+using testing::Scan;
+using testing::ScanningRecord;
+using testing::Spectrum;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr int32_t kScans = 24;
+
+RawTraceWindow MakeWindow(float low, float high, bool subtract = false) {
+  return {low, high, subtract ? 1 : 0, 0, 0};
+}
+
+// Traces with their windows.
+class Traces {
+ public:
+  void Add(int32_t kind, std::vector<RawTraceWindow> windows) {
+    windows_.push_back(std::move(windows));
+    kinds_.push_back(kind);
+  }
+
+  // Reads scans first .. first + count - 1; values are -1 where nothing was delivered.
+  int32_t Extract(int32_t handle, int32_t first, int32_t count) {
+    const auto elements = static_cast<size_t>(count);
+    std::vector<RawTrace> traces;
+    std::vector<float*> value_arrays;
+    std::vector<float*> time_arrays;
+    values.assign(windows_.size(), std::vector<float>(elements, -1));
+    times.assign(windows_.size(), std::vector<float>(elements, -1));
+    for (size_t t = 0; t < windows_.size(); ++t) {
+      traces.push_back({kinds_[t], static_cast<int16_t>(windows_[t].size()), windows_[t].data()});
+      value_arrays.push_back(values[t].data());
+      time_arrays.push_back(times[t].data());
+    }
+    return RawReadChromTraces(handle, 1, 0, first, count, static_cast<int16_t>(traces.size()),
+                              traces.data(), value_arrays.data(), time_arrays.data());
+  }
+
+  // The same from a whole spectrum. Intensities are multiples of 1/8 of moderate size, whose sums
+  // are exact in any order.
+  float Model(size_t trace, const Spectrum& spectrum) const {
+    double sum = 0;
+    for (const RawTraceWindow& window : windows_[trace]) {
+      for (size_t i = 0; i < spectrum.intensities.size(); ++i) {
+        const bool points = kinds_[trace] == RAW_TRACE_POINTS;
+        const double at = points ? static_cast<double>(i + 1) : spectrum.masses[i];
+        const double low = points ? std::trunc(window.low) : window.low;
+        const double high = points ? std::trunc(window.high) : window.high;
+        if (at >= low && at <= high) sum += spectrum.intensities[i] * (window.subtract ? -1 : 1);
+      }
+    }
+    return static_cast<float>(sum);
+  }
+
+  size_t size() const { return windows_.size(); }
+  const std::vector<std::vector<RawTraceWindow>>& windows() const { return windows_; }
+
+  std::vector<std::vector<float>> values;
+  std::vector<std::vector<float>> times;
+
+ private:
+  std::vector<std::vector<RawTraceWindow>> windows_;
+  std::vector<int32_t> kinds_;
+};
+
+class ChromatogramsTest : public testing::RawTest {
+ protected:
+  // Scans of many sizes with unsorted points, segments and flags.
+  std::vector<Scan> RandomScans(int32_t type) {
+    std::vector<Scan> scans;
+    for (int32_t s = 0; s < kScans; ++s) {
+      Scan scan;
+      const auto points = static_cast<uint32_t>(s % 5 == 4 ? random_() % 6000 : random_() % 40);
+      for (uint32_t i = 0; i < points; ++i) {
+        scan.masses.push_back(90 + static_cast<float>(random_() % 8192) / 8);
+        const auto intensity = static_cast<float>(random_() % 20000) / 8;
+        scan.intensities.push_back(type >= 4 && random_() % 4 == 0 ? -intensity : intensity);
+        scan.flags.push_back(static_cast<uint8_t>(random_()));
+      }
+      scan.description.retention_time = static_cast<float>(s);
+      scan.description.segment = static_cast<uint32_t>(random_() % 5);
+      scan.description.flag_b = random_() % 5 == 0;
+      scans.push_back(scan);
+    }
+    return scans;
+  }
+
+  float RandomEdge(const Spectrum& spectrum) {
+    const auto choice = random_() % 3;
+    if (choice == 0 || spectrum.masses.empty()) return static_cast<float>(random_() % 1300);
+    // Exactly a point's mass, or the next float behind it.
+    const float mass = spectrum.masses[random_() % spectrum.masses.size()];
+    return choice == 1 ? mass : std::nextafterf(mass, kInfinity);
+  }
+
+  Traces RandomTraces() {
+    Traces traces;
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(-1e30f, 1e30f)});
+    for (int t = 0; t < 12; ++t) {
+      const auto pick = [&] {
+        return testing::Read(handle_, 1, 0, static_cast<int32_t>(1 + random_() % kScans));
+      };
+      std::vector<RawTraceWindow> windows;
+      for (uint32_t w = 0; w < 1 + random_() % 3; ++w) {
+        windows.push_back(MakeWindow(RandomEdge(pick()), RandomEdge(pick()), random_() % 3 == 0));
+      }
+      traces.Add(t % 4 == 3 ? RAW_TRACE_POINTS : RAW_TRACE_MASSES, windows);
+    }
+    const float odd = std::nanf("");
+    for (const auto& [low, high] : std::vector<std::pair<float, float>>{{odd, 1000},
+                                                                        {100, odd},
+                                                                        {odd, odd},
+                                                                        {-5, 3.99f},
+                                                                        {2.99f, 4},
+                                                                        {0.5f, 0.99f},
+                                                                        {3, 2},
+                                                                        {-kInfinity, kInfinity},
+                                                                        {1e30f, 2e30f},
+                                                                        {-9, -3},
+                                                                        {1, 1},
+                                                                        {5, 4e9f}}) {
+      traces.Add(RAW_TRACE_POINTS, {MakeWindow(low, high)});
+      traces.Add(RAW_TRACE_MASSES, {MakeWindow(low, high)});
+    }
+    traces.Add(RAW_TRACE_MASSES, {});
+    return traces;
+  }
+
+  // All traces of function 1, and its total ion current, against its spectra.
+  void CheckTraces(bool whole_is_total) {
+    Traces traces = RandomTraces();
+    ASSERT_EQ(traces.Extract(handle_, 1, kScans), RAW_OK);
+    for (int32_t s = 1; s <= kScans; ++s) {
+      const Spectrum spectrum = testing::Read(handle_, 1, 0, s);
+      const auto i = static_cast<size_t>(s - 1);
+      for (size_t t = 0; t < traces.size(); ++t) {
+        ASSERT_EQ(traces.values[t][i], traces.Model(t, spectrum))
+            << "scan " << s << " trace " << t << " from "
+            << (traces.windows()[t].empty() ? 0 : traces.windows()[t][0].low);
+        ASSERT_EQ(traces.times[t][i], spectrum.header.retention_time);
+      }
+      if (whole_is_total) {
+        ASSERT_EQ(traces.values[0][i], spectrum.header.total_ion_current);
+      }
+    }
+  }
+};
+
+TEST_F(ChromatogramsTest, IndexChromatograms) {
+  for (const int16_t type : kStoredTypes) {
+    SCOPED_TRACE(type);
+    MakeRun({testing::RecordFor(type)}, {RandomScans(type)});
+    OpenFunction();
+    std::vector<float> totals(kScans);
+    std::vector<float> peaks(kScans);
+    std::vector<float> times(kScans);
+    ASSERT_EQ(RawReadChrom(handle_, 1, 0, 1, kScans, totals.data(), times.data(), 1), RAW_OK);
+    ASSERT_EQ(RawReadChrom(handle_, 1, 0, 1, kScans, peaks.data(), nullptr, 2), RAW_OK);
+    for (int32_t s = 1; s <= kScans; ++s) {
+      const RawScanHeader header = testing::Read(handle_, 1, 0, s).header;
+      const auto i = static_cast<size_t>(s - 1);
+      EXPECT_EQ(totals[i], header.total_ion_current);
+      EXPECT_EQ(peaks[i], header.base_peak_intensity);
+      EXPECT_EQ(times[i], header.retention_time);
+    }
+    std::vector<float> other(3);
+    ASSERT_EQ(RawReadChrom(handle_, 1, 0, 7, 3, other.data(), nullptr, 99), RAW_OK);
+    EXPECT_THAT(other, ElementsAre(totals[6], totals[7], totals[8]));
+  }
+}
+
+TEST_F(ChromatogramsTest, TracesOfEveryTypeAreSumsOfSpectra) {
+  for (const int16_t type : kStoredTypes) {
+    SCOPED_TRACE(type);
+    std::vector<Scan> scans = RandomScans(type);
+    const bool channels = type == RAW_DATA_SIR || type == RAW_DATA_ENHANCED_SIR;
+    for (Scan& scan : scans) {
+      if (channels) scan.intensities.resize(std::min<size_t>(scan.intensities.size(), 6));
+    }
+    MakeRun({testing::RecordFor(type)}, {scans});
+    OpenFunction();
+    CheckTraces(true);
+  }
+}
+
+TEST_F(ChromatogramsTest, TracesOfCalibratedMasses) {
+  const auto set = [](std::vector<double> coefficients, int32_t type = 0) {
+    RawCaliCoeffs made = {};
+    made.order = static_cast<int32_t>(coefficients.size()) - 1;
+    std::copy(coefficients.begin(), coefficients.end(), made.coefficients);
+    made.type = type;
+    return made;
+  };
+  const double odd = std::nan("");
+  const struct {
+    std::vector<RawCaliCoeffs> segments;
+    std::vector<RawCaliCoeffs> modification;
+  } kCalibrations[] = {
+      {{set({1, 1.01})}, {}},
+      {{set({-0.00031, 1.0000412, -1.37e-6, 2.2e-8}, 1)}, {}},
+      {{set({0.5, 0.999}, 1)}, {set({-1, 1.02, 1e-5})}},
+      {{set({0, 2, -0.0015})}, {}},            // turns round at 667
+      {{set({2000, -1})}, {}},                 // falls
+      {{set({500})}, {}},                      // all masses the same
+      {{set({20, -1.5, 0.05}, 1)}, {}},        // turns round in root mass
+      {{set({1, 1})}, {set({0, 2, -0.002})}},  // the modification turns round
+      {{set({0, 1e308, 1e308})}, {}},          // not finite
+      {{set({odd, 1})}, {}},
+      {{set({-40, 1}, 1)}, {}},  // squares of negative roots
+      {{set({0, 1}), set({3, 1}), set({0, 1.1, -0.0006}), set({12, 1.1}, 1)}, {}},
+  };
+  for (const auto& given : kCalibrations) {
+    SCOPED_TRACE(&given - kCalibrations);
+    auto calibration = std::make_unique<RawCalibration>();
+    calibration->function_count = 1;
+    RawFunctionCalibration& function = calibration->functions[0];
+    function.segment_count = static_cast<int32_t>(given.segments.size());
+    std::copy(given.segments.begin(), given.segments.end(), function.segments);
+    function.has_modification = given.modification.empty() ? 0 : 1;
+    if (!given.modification.empty()) function.modification = given.modification[0];
+    for (const int16_t type : {RAW_DATA_STANDARD_CENTROID, RAW_DATA_CONTINUUM, RAW_DATA_FLOAT}) {
+      SCOPED_TRACE(type);
+      MakeRun({testing::RecordFor(type)}, {RandomScans(type)});
+      OpenFunction(calibration.get());
+      CheckTraces(true);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST_F(ChromatogramsTest, RangesThatFallOrAreNone) {
+  for (const auto& [low, high] :
+       std::vector<std::pair<float, float>>{{1100, 100}, {300, 300}, {0, 0}, {-100, 200}}) {
+    SCOPED_TRACE(low);
+    MakeRun({ScanningRecord(3, low, high)}, {RandomScans(3)});
+    OpenFunction();
+    CheckTraces(true);
+  }
+}
+
+TEST_F(ChromatogramsTest, ChannelsNeedNotFollowEachOther) {
+  Scan scan;
+  scan.intensities = {1, 2, 4, 8, 16, 32};  // at 150.5, 90.25, 300, 210.75, 90.5 and 410
+  for (const int16_t type : {RAW_DATA_SIR, RAW_DATA_ENHANCED_SIR}) {
+    MakeRun({testing::RecordFor(type)}, {{scan}});
+    OpenFunction();
+    Traces traces;
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(80, 160)});
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(90.25f, 90.5f)});
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(91, 150)});
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(1, 1000), MakeWindow(200, 420, true)});
+    traces.Add(RAW_TRACE_POINTS, {MakeWindow(2, 3), MakeWindow(5, 99)});
+    ASSERT_EQ(traces.Extract(handle_, 1, 1), RAW_OK);
+    const std::vector<std::vector<float>> expected = {{19}, {18}, {0}, {63 - 44}, {6 + 48}};
+    EXPECT_EQ(traces.values, expected);
+    EXPECT_EQ(traces.windows()[3][1].started, 1);
+  }
+}
+
+TEST_F(ChromatogramsTest, StopsAtTheFirstScanThatIsNotThere) {
+  MakeRun({ScanningRecord(3)}, {{NumberedScan(1, 20), NumberedScan(2, 20), NumberedScan(3, 20)}});
+  OpenFunction();
+  std::vector<float> values(5, -1);
+  std::vector<float> times(5, -1);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 2, 5, values.data(), times.data(), 1), RAW_SCAN_ABSENT);
+  EXPECT_THAT(times, ElementsAre(0.125f, 0.1875f, -1, -1, -1));
+  EXPECT_THAT(std::vector(values.begin() + 2, values.end()), Each(-1));
+  Traces traces;
+  traces.Add(RAW_TRACE_MASSES, {MakeWindow(0, 1e6f)});
+  EXPECT_EQ(traces.Extract(handle_, 2, 5), RAW_SCAN_ABSENT);
+  EXPECT_THAT(traces.values[0], ElementsAre(values[0], values[1], -1, -1, -1));
+  EXPECT_THAT(traces.times[0], ElementsAre(0.125f, 0.1875f, -1, -1, -1));
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 4, 1, values.data(), nullptr, 1), RAW_SCAN_ABSENT);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, INT32_MAX, INT32_MAX, nullptr, nullptr, 1),
+            RAW_SCAN_ABSENT);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 1, 0, nullptr, nullptr, 1), RAW_OK);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 0, 1, nullptr, nullptr, 1), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 1, -1, nullptr, nullptr, 1), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadChrom(handle_, 2, 0, 1, 1, nullptr, nullptr, 1), RAW_SCAN_BUFFER_ABSENT);
+
+  // Arrays and windows may be left out; what cannot be is checked.
+  RawTraceWindow window = MakeWindow(0, 1e6f);
+  RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
+  float* none[1] = {nullptr};
+  EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 3, 1, &trace, nullptr, nullptr), RAW_OK);
+  EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 3, 1, &trace, none, none), RAW_OK);
+  EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 3, 1, nullptr, none, none), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 3, -1, &trace, none, none), RAW_BAD_ARGUMENT);
+  trace.windows = nullptr;
+  EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 3, 1, &trace, none, none), RAW_BAD_ARGUMENT);
+}
+
+std::vector<int32_t> reports;
+int32_t yields = 0;
+
+TEST_F(ChromatogramsTest, ProgressAndYields) {
+  MakeRun({ScanningRecord(3)}, {RandomScans(3)});
+  OpenFunction();
+  RawUpdateInit(
+      [](int32_t percent, void*) TERVALON_CALL -> int32_t {
+        reports.push_back(percent);
+        return 0;
+      },
+      nullptr);
+  AppSetYield([](void*) TERVALON_CALL { ++yields; }, nullptr);
+  reports.clear();
+  ASSERT_EQ(RawReadChrom(handle_, 1, 0, 1, 4, nullptr, nullptr, 1), RAW_OK);
+  EXPECT_THAT(reports, ElementsAre(0, 50, 75, 100, 100, 100));
+  for (const int32_t count : {5, 6, 23, 24}) {
+    Traces traces;
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(0, 1e6f)});
+    reports.clear();
+    yields = 0;
+    ASSERT_EQ(traces.Extract(handle_, 1, count), RAW_OK);
+    EXPECT_EQ(yields, count / 6);
+    EXPECT_EQ(reports.size(), static_cast<size_t>(count));
+    EXPECT_EQ(reports.back(), 100);
+  }
+  AppSetYield(nullptr, nullptr);
+}
+
+// --- what is read for an answer
+
+TEST_F(ChromatogramsTest, PassesReadLargeBlocksAndWindowsReadLittle) {
+  FaultyFileSystem& files = UseFaultyFiles();
+  files.OnlyPathsWith("_FUNC001.DAT");
+  for (const auto& [type, scans, points] :
+       {std::tuple(1, 600u, 2000u), std::tuple(3, 100u, 30000u)}) {
+    SCOPED_TRACE(type);
+    std::vector<Scan> run;
+    for (uint32_t s = 0; s < scans; ++s) run.push_back(NumberedScan(s, points));
+    MakeRun({ScanningRecord(type)}, {run});
+    const auto bytes = testing::ReadFile(Path("_FUNC001.DAT")).size();
+    const auto enough_calls = static_cast<int64_t>(bytes / 65536 + 2);
+    OpenFunction();
+    const auto measure = [&](auto pass) {
+      const int64_t calls = files.Calls(FileCall::kRead);
+      const uint64_t before = files.bytes_read();
+      pass();
+      return std::pair(files.Calls(FileCall::kRead) - calls, files.bytes_read() - before);
+    };
+    const auto read_all = [&] {
+      int32_t count = static_cast<int32_t>(points);
+      std::vector<float> masses(points);
+      std::vector<float> intensities(points);
+      for (int32_t s = 1; s <= static_cast<int32_t>(scans); ++s) {
+        ASSERT_EQ(RawReadSpectrum(handle_, 1, 0, s, 1, &count, nullptr, masses.data(),
+                                  intensities.data(), nullptr, 0),
+                  RAW_OK);
+      }
+    };
+    const auto trace = [&](float low, float high) {
+      Traces traces;
+      traces.Add(RAW_TRACE_MASSES, {MakeWindow(low, high)});
+      ASSERT_EQ(traces.Extract(handle_, 1, static_cast<int32_t>(scans)), RAW_OK);
+    };
+    EXPECT_LE(measure(read_all).first, enough_calls);
+    const auto whole = measure([&] { trace(0, 1e6f); });
+    EXPECT_LE(whole.first, enough_calls);
+    EXPECT_LE(whole.second, bytes + bytes / 10);
+    EXPECT_LE(files.largest_read(), size_t{1} << 20);
+    if (type == 3) {
+      const auto narrow = measure([&] { trace(500, 505); });
+      EXPECT_LE(narrow.second, bytes / 50);
+    }
+    const auto single = measure([&] { testing::Read(handle_, 1, 0, 50); });
+    EXPECT_LE(single.second, 3 * bytes / scans) << "one spectrum by itself";
+  }
+}
+
+}  // namespace
+}  // namespace tervalon::raw

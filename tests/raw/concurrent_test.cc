@@ -1,0 +1,171 @@
+// One process writes while another opens, reads and closes the same directory again and again.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "tests/support/raw_fixture.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace tervalon::raw {
+namespace {
+
+using testing::NumberedScan;
+using testing::Scan;
+using testing::ScanningRecord;
+using testing::Spectrum;
+
+constexpr int16_t kType = RAW_DATA_STANDARD_CENTROID;
+constexpr char kDirectoryVariable[] = "TERVALON_CONCURRENT_WRITER_DIRECTORY";
+constexpr auto kWritingTime = std::chrono::milliseconds(1500);
+
+// From a few bytes to several of the writer's buffers.
+Scan ScanOf(uint32_t number) { return NumberedScan(number, number * 7919 % 5000); }
+
+// The writer's process: appends scans for a while, some flushed. Returns its exit status.
+int Write(const std::string& directory) {
+  int32_t handle = -1;
+  const RawFunctionRecord record = ScanningRecord(kType);
+  if (RawReadOpen(directory.c_str(), &handle) != RAW_OK) return 2;
+  if (RawCreateFunctions(handle, 1, &record) != RAW_OK) return 3;
+  if (RawCreateScanFile(handle, 1, 0, 0) != RAW_OK) return 4;
+  const auto end = std::chrono::steady_clock::now() + kWritingTime;
+  for (uint32_t number = 1; std::chrono::steady_clock::now() < end; ++number) {
+    if (testing::WriteScan(handle, 1, 0, kType, ScanOf(number)) != RAW_OK) return 5;
+    if (number % 7 == 0 && RawCreateScansFlush(handle, 1, 0) != RAW_OK) return 6;
+  }
+  return RawCreateScansEnd(handle, 1, 0) == RAW_OK && RawCreateClose(handle) == RAW_OK ? 0 : 7;
+}
+
+// Starts the writer's process.
+class Writer {
+ public:
+#if defined(_WIN32)
+  explicit Writer(const std::string& directory) {
+    char program[MAX_PATH];
+    GetModuleFileNameA(nullptr, program, sizeof(program));
+    std::string command =
+        std::string("\"") + program + "\" --gtest_filter=ConcurrentTest.WriterProcess";
+    SetEnvironmentVariableA(kDirectoryVariable, directory.c_str());
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof(startup);
+    started_ = CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                              &startup, &process_) != 0;
+    SetEnvironmentVariableA(kDirectoryVariable, nullptr);
+  }
+  bool Running() { return started_ && WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT; }
+  int Status() {
+    DWORD status = 1;
+    if (!started_) return -1;
+    WaitForSingleObject(process_.hProcess, INFINITE);
+    GetExitCodeProcess(process_.hProcess, &status);
+    return static_cast<int>(status);
+  }
+
+ private:
+  PROCESS_INFORMATION process_ = {};
+  bool started_;
+#else
+  explicit Writer(const std::string& directory) : process_(fork()) {
+    if (process_ == 0) _exit(Write(directory));
+  }
+  bool Running() {
+    if (!ended_) ended_ = waitpid(process_, &status_, WNOHANG) != 0;
+    return !ended_;
+  }
+  int Status() {
+    if (!ended_) waitpid(process_, &status_, 0);
+    ended_ = true;
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
+  }
+
+ private:
+  pid_t process_;
+  int status_ = 0;
+  bool ended_ = false;
+#endif
+};
+
+using ConcurrentTest = testing::RawTest;
+
+#if defined(_WIN32)
+// Run by itself in the writer's process, where there is no fork.
+TEST_F(ConcurrentTest, WriterProcess) {
+  const char* directory = std::getenv(kDirectoryVariable);
+  if (directory == nullptr) GTEST_SKIP() << "the other test starts this one";
+  EXPECT_EQ(Write(directory), 0);
+}
+#endif
+
+void ExpectScan(int32_t handle, uint32_t number) {
+  const Spectrum read = testing::Read(handle, 1, 0, static_cast<int32_t>(number));
+  const Scan expected = ScanOf(number);
+  ASSERT_EQ(read.error, RAW_OK) << number;
+  ASSERT_EQ(read.header.retention_time, expected.description.retention_time);
+  ASSERT_EQ(read.intensities, expected.intensities) << number;
+  ASSERT_EQ(read.masses, expected.masses) << number;
+}
+
+// One reader's pass: the last scans counted, and those that appear until it closes.
+void ReadOnce(const std::string& directory, uint32_t* seen) {
+  int32_t handle = -1;
+  RawFunctionRecord record;
+  ASSERT_EQ(RawReadOpen(directory.c_str(), &handle), RAW_OK);
+  const int32_t error = RawReadFuncInfo(handle, 1, &record, nullptr);
+  if (error == RAW_OK && RawReadFuncInit(handle, 1, 0, &record, nullptr) == RAW_OK) {
+    const auto scans = testing::Get<uint32_t>(record, 18);
+    EXPECT_GE(scans, *seen) << "scans have vanished";
+    *seen = scans;
+    for (uint32_t number = scans > 5 ? scans - 5 : 1; number <= scans; ++number) {
+      ASSERT_NO_FATAL_FAILURE(ExpectScan(handle, number));
+    }
+    int32_t last = 0;
+    ASSERT_EQ(RawReadTimeScan(handle, 1, 0, &record, 1e9f, &last), RAW_OK);
+    ASSERT_GE(static_cast<uint32_t>(last), scans);
+    if (last > 0) {
+      ASSERT_NO_FATAL_FAILURE(ExpectScan(handle, static_cast<uint32_t>(last)));
+    }
+    // Any scan that the index has is whole, counted or not.
+    uint32_t next = scans + 1;
+    while (testing::Read(handle, 1, 0, static_cast<int32_t>(next)).error == RAW_OK) {
+      ASSERT_NO_FATAL_FAILURE(ExpectScan(handle, next));
+      if (++next > scans + 20) break;
+    }
+    if (scans > 0) {
+      std::vector<float> totals(scans);
+      ASSERT_EQ(RawReadChrom(handle, 1, 0, 1, static_cast<int32_t>(scans), totals.data(), nullptr,
+                             RAW_CHROM_TOTAL_ION),
+                RAW_OK);
+    }
+  }
+  ASSERT_EQ(RawReadClose(handle), RAW_OK);
+}
+
+TEST_F(ConcurrentTest, ReadersSeeOnlyWholeScans) {
+  MakeRun({}, {});
+  Writer writer(Path());
+  uint32_t seen = 0;
+  int32_t passes = 0;
+  uint32_t first_seen = 0;
+  while (writer.Running() && !HasFailure()) {
+    ReadOnce(Path(), &seen);
+    if (first_seen == 0) first_seen = seen;
+    ++passes;
+  }
+  EXPECT_EQ(writer.Status(), 0);
+  if (HasFailure()) return;
+  EXPECT_GT(passes, 5);
+  EXPECT_GT(seen, first_seen) << "the readers did not see the run grow";
+  ReadOnce(Path(), &seen);
+}
+
+}  // namespace
+}  // namespace tervalon::raw

@@ -160,4 +160,17 @@ void RawTest::OpenFunction(const RawCalibration* calibration) {
   ASSERT_EQ(RawReadFuncInit(handle_, 1, 0, &record_, calibration), RAW_OK);
 }
 
+void RawTest::OpenWriter(int32_t data_type) {
+  const RawFunctionRecord record = RecordFor(data_type);
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  ASSERT_EQ(RawCreateFunctions(handle_, 1, &record), RAW_OK);
+  ASSERT_EQ(RawCreateScanFile(handle_, 1, 0, 0), RAW_OK);
+}
+
+void RawTest::CloseWriter() {
+  ASSERT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
+  ASSERT_EQ(RawCreateClose(handle_), RAW_OK);
+  handle_ = -1;
+}
+
 }  // namespace tervalon::testing

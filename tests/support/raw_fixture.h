@@ -114,6 +114,12 @@ class RawTest : public ::testing::Test {
   // OpenRun, and function 1 for reading.
   void OpenFunction(const RawCalibration* calibration = nullptr);
 
+  // Makes the directory, with function 1 of a data type open for writing.
+  void OpenWriter(int32_t data_type);
+
+  // Ends what OpenWriter began.
+  void CloseWriter();
+
   // Puts a file system that fails on demand in place, until the test ends or asks for another.
   // Handles that are open then are dropped.
   FaultyFileSystem& UseFaultyFiles();

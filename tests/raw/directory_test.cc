@@ -14,7 +14,6 @@ namespace tervalon::raw {
 namespace {
 
 using testing::Bytes;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using testing::FaultyFileSystem;
 using testing::FileCall;

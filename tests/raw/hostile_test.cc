@@ -154,7 +154,7 @@ TEST_F(HostileTest, AnIndexThatClaimsEverything) {
     EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 2000, 1, &trace, arrays, nullptr), RAW_OK);
     EXPECT_LE(testing::Read(handle_, 1, 0, 2).intensities.size(), 6000u);
     EXPECT_EQ(testing::Read(handle_, 1, 0, 1).intensities.size(), 0u) << "data behind the file";
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   }
 }
 

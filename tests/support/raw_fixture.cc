@@ -126,6 +126,7 @@ std::string RawTest::Native(std::string path) {
 
 void RawTest::MakeRun(const std::vector<RawFunctionRecord>& records,
                       const std::vector<std::vector<Scan>>& scans) {
+  CloseRun();  // open files cannot be erased everywhere
   int32_t handle = -1;
   ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle), RAW_OK);
   ASSERT_EQ(RawCreateFunctions(handle, static_cast<int16_t>(records.size()), records.data()),
@@ -148,8 +149,13 @@ void RawTest::MakeRun(const RawFunctionRecord& record, const Bytes& index, const
   WriteFile(Path("_FUNC001.DAT"), data);
 }
 
-void RawTest::OpenRun(int16_t function) {
+void RawTest::CloseRun() {
   if (handle_ >= 0) RawReadClose(handle_);
+  handle_ = -1;
+}
+
+void RawTest::OpenRun(int16_t function) {
+  CloseRun();
   ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
   if (function == 0) return;
   ASSERT_EQ(RawReadFuncInfo(handle_, function, &record_, nullptr), RAW_OK);
@@ -161,6 +167,7 @@ void RawTest::OpenFunction(const RawCalibration* calibration) {
 }
 
 void RawTest::OpenWriter(int32_t data_type) {
+  CloseRun();
   const RawFunctionRecord record = RecordFor(data_type);
   ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
   ASSERT_EQ(RawCreateFunctions(handle_, 1, &record), RAW_OK);

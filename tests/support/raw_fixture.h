@@ -111,6 +111,9 @@ class RawTest : public ::testing::Test {
   // Opens the directory, and takes the record of a function (0: of none).
   void OpenRun(int16_t function = 1);
 
+  // Closes what OpenRun opened.
+  void CloseRun();
+
   // OpenRun, and function 1 for reading.
   void OpenFunction(const RawCalibration* calibration = nullptr);
 

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "tervalon/types.h"
+
 namespace tervalon::appsvc {
 
 // Gives the application a chance to handle its messages.
@@ -13,6 +15,12 @@ void YieldToApplication();
 // Asks the pen-procedure provider for a directory's analog channel count. False when there is no
 // provider or it fails.
 bool PenChannelCount(const char* directory, int32_t* count);
+
+// Finds the module of the application's main window. False when there is no main window.
+bool ApplicationInstance(TvInstance* instance);
+
+// Forgets everything that was registered.
+void ResetApplication();
 
 }  // namespace tervalon::appsvc
 

@@ -25,6 +25,32 @@ TERVALON_API int32_t TERVALON_CALL AppSetYield(AppYieldCallback callback, void* 
 TERVALON_API int32_t TERVALON_CALL AppSetPenProcedures(const AppPenProcedures* procedures,
                                                        void* user);
 
+// The application's windows and services, by number; all numbers are free at first.
+#define APP_WINDOW_SLOTS 30   // 0 to 29: windows that BroadcastMessage reaches
+#define APP_SERVICE_SLOTS 30  // 1 to 29: services; 0 is not used
+
+// Sets the main window (NULL: none) and the application's module, which holds the string resources
+// of MsgReportMsg where the window knows no module of its own. Returns 1.
+TERVALON_API int32_t TERVALON_CALL AppSetMainWindow(TvWindow window, TvInstance instance);
+
+// Return the main window and the module registered with it, NULL without.
+TERVALON_API TvWindow TERVALON_CALL AppGetMainWindow(void);
+TERVALON_API TvInstance TERVALON_CALL AppGetInstance(void);
+
+// Puts a window into a slot (NULL: frees it). Returns 1, 0 when there is no such slot.
+TERVALON_API int32_t TERVALON_CALL AppSetWindow(int32_t slot, TvWindow window);
+
+// Returns the window in a slot, NULL when it is free or there is no such slot.
+TERVALON_API TvWindow TERVALON_CALL AppGetWindow(int32_t slot);
+
+// Registers a service, which other programs or windows rely on, with its window (NULL: none) and
+// whether it is running. Selecting another project asks running services to close. Returns 1, 0
+// when there is no such slot.
+TERVALON_API int32_t TERVALON_CALL AppSetService(int32_t slot, TvWindow window, int32_t running);
+
+// Returns whether a service is running; `window` (optional) receives its window.
+TERVALON_API int32_t TERVALON_CALL AppGetService(int32_t slot, TvWindow* window);
+
 TERVALON_END_DECLS
 
 #endif  // TERVALON_APPLICATION_H_

@@ -25,6 +25,7 @@ enum class PathStatus { kNothing, kFile, kDirectory };
 struct DirectoryEntry {
   std::string name;
   bool is_directory = false;
+  bool is_ordinary = false;  // a file, and not merely a hidden, system or read-only one
 };
 
 // An open file. Others may read and write the same file meanwhile. The destructor closes.

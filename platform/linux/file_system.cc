@@ -208,7 +208,7 @@ class LinuxFileSystem : public FileSystem {
         is_directory =
             fstatat(reader.fd(), entry->d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
       }
-      entries->push_back({entry->d_name, is_directory});
+      entries->push_back({entry->d_name, is_directory, !is_directory});
     }
     return !reader.failed();
   }

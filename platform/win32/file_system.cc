@@ -151,7 +151,10 @@ class Win32FileSystem : public FileSystem {
     do {
       const std::string name = found.cFileName;
       if (name == "." || name == "..") continue;
-      entries->push_back({name, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0});
+      // A file that was written has the archive attribute, one without attributes the normal one.
+      const DWORD attributes = found.dwFileAttributes;
+      entries->push_back({name, (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0,
+                          (attributes & (FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_ARCHIVE)) != 0});
     } while (FindNextFileA(search, &found));
     return GetLastError() == ERROR_NO_MORE_FILES;
   }

@@ -1,0 +1,285 @@
+#include "tervalon/projects.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "appsvc/export_guard.h"
+#include "platform/desktop.h"
+#include "platform/file_system.h"
+#include "platform/text.h"
+#include "platform/window_manager.h"
+#include "settings/path_text.h"
+#include "settings/system_file.h"
+#include "tervalon/application.h"
+#include "tervalon/paths.h"
+
+namespace tervalon::settings {
+namespace {
+
+using platform::PathStatus;
+
+constexpr const char* kSection = "SystemList";
+constexpr const char* kProjectKey = "PROJECT";
+constexpr const char* kCreateCaption = "Create Project";
+constexpr const char* kSelectCaption = "Select Project";
+
+// A short path has room for 64 characters, of which sub-directory and file name take 35.
+constexpr size_t kMaxShortPath = 65;
+constexpr size_t kBelowProject = 35;
+
+constexpr SystemFile kDefaultProject = {0, "c:\\tervalon\\", "", "PRO", 0, 0};
+
+struct FileKind {
+  const char* directory;
+  const char* extension;
+  const char* key;
+};
+// The samples' key is set twice on purpose: the sample list is the one that remains.
+constexpr std::array<FileKind, 7> kFileKinds = {{
+    {"CURVEDB", "CDB", "CURVE_DB"},
+    {"DATA", "RAW", "RAW"},
+    {"METHDB", "MDB", "METHOD_DB"},
+    {"PEAKDB", "PDB", "PEAK_DB"},
+    {"SAMPLEDB", "SDB", "SAMPLES_DB"},
+    {"SAMPLEDB", "SPL", "SAMPLES_DB"},
+    {"TABLEDB", "TDB", "PTABLE_DB"},
+}};
+
+constexpr std::string_view kRawExtension = "RAW";
+
+std::string SubDirectory(const std::string& project, const FileKind& kind) {
+  return ComposePath(project, kind.directory, "");
+}
+
+// The record of a kind's current file in a project. False when its directory or name has no room
+// in the record, or a text of it none in a line of the store.
+bool FileOf(const SystemFile& project, const FileKind& kind, SystemFile* file, std::string* text) {
+  *file = {};
+  return CopyCut(SubDirectory(ComposePath(project), kind) + "\\", file->directory,
+                 sizeof(file->directory)) &&
+         CopyCut(FieldText(project.name), file->name, sizeof(file->name)) &&
+         CopyCut(kind.extension, file->extension, sizeof(file->extension)) && Format(*file, text);
+}
+
+bool IsStorable(const SystemFile& project) {
+  std::string text;
+  SystemFile file;
+  return Format(project, &text) &&
+         std::all_of(kFileKinds.begin(), kFileKinds.end(),
+                     [&](const FileKind& kind) { return FileOf(project, kind, &file, &text); });
+}
+
+bool EndsWithoutCase(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() &&
+         platform::EqualWithoutCase(text.substr(text.size() - end.size()), end);
+}
+
+bool ComesBefore(std::string_view left, std::string_view right) {
+  const auto lower = [](char a, char b) {
+    return static_cast<unsigned char>(platform::LowerCase(a)) <
+           static_cast<unsigned char>(platform::LowerCase(b));
+  };
+  if (std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(), lower)) {
+    return true;
+  }
+  return platform::EqualWithoutCase(left, right) && left < right;
+}
+
+bool FindFirst(SystemFile* file, bool want_directory) {
+  const std::string_view directory = FieldText(file->directory);
+  std::vector<platform::DirectoryEntry> entries;
+  if (!platform::Files().List(directory.empty() ? "." : std::string(directory), &entries)) {
+    return false;
+  }
+  const std::string ending = std::string(".").append(FieldText(file->extension));
+  const std::string* first = nullptr;
+  for (const platform::DirectoryEntry& entry : entries) {
+    if (!(want_directory ? entry.is_directory : entry.is_ordinary)) continue;
+    if (!EndsWithoutCase(entry.name, ending)) continue;
+    if (first == nullptr || ComesBefore(entry.name, *first)) first = &entry.name;
+  }
+  if (first == nullptr) return false;
+  CopyCut(std::string_view(*first).substr(0, first->find('.')), file->name, sizeof(file->name));
+  return true;
+}
+
+int32_t SetDirectories(const SystemFile& project) {
+  if (!IsStorable(project)) return 0;
+  for (const FileKind& kind : kFileKinds) {
+    SystemFile file;
+    std::string text;
+    FileOf(project, kind, &file, &text);
+    FindFirst(&file, platform::EqualWithoutCase(kind.extension, kRawExtension));
+    SetGlobalFile(kSection, kind.key, &file, 1);
+  }
+  return 1;
+}
+
+int32_t CannotCreate(TvWindow owner, const char* text) {
+  platform::TheDesktop().ShowMessage(owner, text, kCreateCaption,
+                                     platform::kMessageOk | platform::kMessageIconExclamation);
+  return 0;
+}
+
+bool EnsureDirectory(const std::string& path) {
+  return platform::Files().Status(path) == PathStatus::kDirectory ||
+         platform::Files().MakeDirectory(path);
+}
+
+int32_t CreateProject(TvWindow owner, const SystemFile& project) {
+  const std::string directory = ComposePath(project);
+  if (directory.size() + kBelowProject >= kMaxShortPath) {
+    return CannotCreate(owner,
+                        "Unable to create Project directory\n"
+                        "Try moving this project up a directory level");
+  }
+  if (!EnsureDirectory(directory)) return CannotCreate(owner, "Unable to create Project directory");
+  const bool complete = std::all_of(
+      kFileKinds.begin(), kFileKinds.end(),
+      [&](const FileKind& kind) { return EnsureDirectory(SubDirectory(directory, kind)); });
+  return complete ? 1 : CannotCreate(owner, "Unable to create Project sub-directory");
+}
+
+// Asks a service to close, and closes it when it agrees.
+bool CloseService(int32_t slot, TvWindow window) {
+  platform::WindowManager& windows = platform::Windows();
+  // It may have ended together with another.
+  if (windows.IsWindow(window)) {
+    if (windows.Send(window, PRO_CLOSE_REQUEST, 0, 0) == 0) return false;
+    windows.Destroy(window);
+  }
+  AppSetService(slot, nullptr, 0);
+  return true;
+}
+
+int32_t ShutDown(TvWindow owner) {
+  std::vector<std::pair<int32_t, TvWindow>> services;
+  for (int32_t slot = 1; slot < APP_SERVICE_SLOTS; ++slot) {
+    TvWindow window = nullptr;
+    if (AppGetService(slot, &window) == 0) continue;
+    if (platform::Windows().IsWindow(window)) services.emplace_back(slot, window);
+  }
+  if (services.empty()) return 1;
+  const int32_t answer = platform::TheDesktop().ShowMessage(
+      owner,
+      "When changing to a new Project all services are automatically closed down.\nContinue?",
+      kSelectCaption, platform::kMessageYesNo | platform::kMessageIconQuestion);
+  if (answer != platform::kAnswerYes) return 0;
+  return std::all_of(services.begin(), services.end(), [](const auto& service) {
+    return CloseService(service.first, service.second);
+  });
+}
+
+// The project that the dialog starts with.
+SystemFile StartingProject(bool* is_default) {
+  SystemFile project;
+  const bool is_set =
+      ProGetCurrent(&project) != 0 && (*project.directory != 0 || *project.name != 0);
+  *is_default = !is_set;
+  return is_set ? project : kDefaultProject;
+}
+
+// Reads a chosen path, with the usual extension when it has none.
+bool ReadChoice(const std::string& path, SystemFile* project) {
+  char text[TV_PATH_SIZE];
+  SystemFile chosen = *project;
+  if (CreatePathName(path.c_str(), nullptr, kDefaultProject.extension, text, sizeof(text)) == 0 ||
+      ConvertPathToKXFile(&chosen, text) == 0) {
+    return false;
+  }
+  *project = chosen;
+  return true;
+}
+
+// Answers a choice of the dialog: true takes it.
+bool Accept(TvWindow dialog, const std::string& path) {
+  SystemFile project = {};
+  const bool is_path = ReadChoice(path, &project);
+  const std::string directory = is_path ? ComposePath(project) : path;
+  const PathStatus status = is_path ? platform::Files().Status(directory) : PathStatus::kNothing;
+  if (status == PathStatus::kDirectory) return true;
+  const std::string missing = directory + "\n\nThis Project does not exist.\n";
+  const bool can_be_created = is_path && status == PathStatus::kNothing &&
+                              (*project.directory == 0 || DirectoryExists(project.directory) != 0);
+  if (!can_be_created) {
+    platform::TheDesktop().ShowMessage(
+        dialog, (missing + "Check path and name are correct.").c_str(), kSelectCaption,
+        platform::kMessageOk | platform::kMessageIconExclamation);
+    return false;
+  }
+  const int32_t answer = platform::TheDesktop().ShowMessage(
+      dialog, (missing + "Create Project directory?").c_str(), kSelectCaption,
+      platform::kMessageYesNo | platform::kMessageIconQuestion);
+  return answer == platform::kAnswerYes && CreateProject(dialog, project) != 0;
+}
+
+int32_t OpenProject(TvWindow owner, SystemFile* project) {
+  bool is_default = false;
+  const SystemFile start = StartingProject(&is_default);
+  platform::FileChoice choice;
+  choice.owner = owner;
+  choice.instance = AppGetInstance();
+  choice.dialog_template = "PROJECT_OPEN";
+  choice.title = is_default ? "Select Tervalon default project" : kSelectCaption;
+  choice.name_label = "Project &Name:";
+  choice.directory = FieldText(start.directory);
+  choice.path = std::string(FieldText(start.name)).append(".").append(FieldText(start.extension));
+  choice.accept = Accept;
+  uint32_t error = 0;
+  const platform::FileChoiceResult result = platform::TheDesktop().ChooseFile(&choice, &error);
+  if (result == platform::FileChoiceResult::kFailed) {
+    const std::string text =
+        "Dialog open error (" + std::to_string(static_cast<int32_t>(error)) + ")";
+    platform::TheDesktop().ShowMessage(owner, text.c_str(), kSelectCaption,
+                                       platform::kMessageOk | platform::kMessageIconExclamation);
+  }
+  return result == platform::FileChoiceResult::kChosen && ReadChoice(choice.path, project);
+}
+
+}  // namespace
+}  // namespace tervalon::settings
+
+using tervalon::Guarded;
+namespace settings = tervalon::settings;
+
+extern "C" int32_t TERVALON_CALL ProGetCurrent(SystemFile* project) {
+  return GetGlobalFile(settings::kSection, settings::kProjectKey, &settings::kDefaultProject,
+                       project);
+}
+
+extern "C" int32_t TERVALON_CALL ProSetCurrent(TvWindow owner, const SystemFile* project) {
+  if (project == nullptr) return 0;
+  return Guarded(0, [=] {
+    if (!settings::IsStorable(*project) || ProShutDownServices(owner) == 0) return 0;
+    SetGlobalFile(settings::kSection, settings::kProjectKey, project, 1);
+    return settings::SetDirectories(*project);
+  });
+}
+
+extern "C" int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* project) {
+  if (project == nullptr) return 0;
+  return Guarded(0, [=] { return settings::SetDirectories(*project); });
+}
+
+extern "C" int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const SystemFile* project) {
+  if (project == nullptr) return 0;
+  return Guarded(0, [=] { return settings::CreateProject(owner, *project); });
+}
+
+extern "C" int32_t TERVALON_CALL ProFindFirstFileName(SystemFile* file, int32_t want_directory) {
+  if (file == nullptr) return 0;
+  return Guarded(0, [=] { return settings::FindFirst(file, want_directory != 0); });
+}
+
+extern "C" int32_t TERVALON_CALL ProShutDownServices(TvWindow owner) {
+  return Guarded(0, [=] { return settings::ShutDown(owner); });
+}
+
+extern "C" int32_t TERVALON_CALL ProFileOpen(TvWindow owner, SystemFile* project) {
+  if (project == nullptr) return 0;
+  return Guarded(0, [=] { return settings::OpenProject(owner, project); });
+}

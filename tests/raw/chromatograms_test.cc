@@ -344,8 +344,15 @@ TEST_F(ChromatogramsTest, ProgressAndYields) {
 TEST_F(ChromatogramsTest, PassesReadLargeBlocksAndWindowsReadLittle) {
   FaultyFileSystem& files = UseFaultyFiles();
   files.OnlyPathsWith("_FUNC001.DAT");
-  for (const auto& [type, scans, points] :
-       {std::tuple(1, 600u, 2000u), std::tuple(3, 100u, 30000u)}) {
+  const struct {
+    int32_t type;
+    uint32_t scans;
+    uint32_t points;
+  } kRuns[] = {{RAW_DATA_STANDARD_CENTROID, 600, 2000}, {RAW_DATA_CONTINUUM, 100, 30000}};
+  for (const auto& given : kRuns) {
+    const int32_t type = given.type;
+    const uint32_t scans = given.scans;
+    const uint32_t points = given.points;
     SCOPED_TRACE(type);
     std::vector<Scan> run;
     for (uint32_t s = 0; s < scans; ++s) run.push_back(NumberedScan(s, points));

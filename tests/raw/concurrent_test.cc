@@ -24,7 +24,6 @@ using testing::ScanningRecord;
 using testing::Spectrum;
 
 constexpr int16_t kType = RAW_DATA_STANDARD_CENTROID;
-constexpr char kDirectoryVariable[] = "TERVALON_CONCURRENT_WRITER_DIRECTORY";
 constexpr auto kWritingTime = std::chrono::milliseconds(1500);
 
 // From a few bytes to several of the writer's buffers.
@@ -42,6 +41,10 @@ int Write(const std::string& directory) {
   }
   return RawCreateScansEnd(handle, 1, 0) == RAW_OK && RawCreateClose(handle) == RAW_OK ? 0 : 7;
 }
+
+#if defined(_WIN32)
+constexpr char kDirectoryVariable[] = "TERVALON_CONCURRENT_WRITER_DIRECTORY";
+#endif
 
 // Starts the writer's process.
 class Writer {

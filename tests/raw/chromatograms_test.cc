@@ -18,7 +18,6 @@ using ::testing::ElementsAre;
 using testing::FaultyFileSystem;
 using testing::FileCall;
 using testing::kStoredTypes;
-using testing::ModelTypeOf;
 using testing::NumberedScan;
 using testing::Scan;
 using testing::ScanningRecord;

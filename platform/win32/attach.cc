@@ -7,6 +7,33 @@ namespace {
 
 HINSTANCE recorded_instance = nullptr;
 
+// Spin controls in their arrow and ear forms, the experiment browser, the toolbar and the status
+// bar. Applications name these classes in their dialog templates, so they are known to the whole
+// process.
+constexpr const char* kWindowClasses[] = {"TervalonArrowSpin", "TervalonEarSpin", "TervalonBrowser",
+                                          "TervalonToolbar", "TervalonStatusBar"};
+
+// A class that cannot be registered (another module of the process has one of that name) is no
+// reason to refuse the library.
+void Attach(HINSTANCE instance) {
+  recorded_instance = instance;
+  for (const char* name : kWindowClasses) {
+    WNDCLASSA description = {};
+    description.style = CS_GLOBALCLASS | CS_DBLCLKS;
+    description.lpfnWndProc = DefWindowProcA;
+    description.hInstance = instance;
+    description.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    description.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
+    description.lpszClassName = name;
+    RegisterClassA(&description);
+  }
+}
+
+void Detach() {
+  for (const char* name : kWindowClasses) UnregisterClassA(name, recorded_instance);
+  recorded_instance = nullptr;
+}
+
 }  // namespace
 
 TvInstance LibraryInstance() {
@@ -16,10 +43,7 @@ TvInstance LibraryInstance() {
 }  // namespace tervalon::platform
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
-  if (reason == DLL_PROCESS_ATTACH) {
-    tervalon::platform::recorded_instance = instance;
-  } else if (reason == DLL_PROCESS_DETACH) {
-    tervalon::platform::recorded_instance = nullptr;
-  }
+  if (reason == DLL_PROCESS_ATTACH) tervalon::platform::Attach(instance);
+  if (reason == DLL_PROCESS_DETACH) tervalon::platform::Detach();
   return TRUE;
 }

@@ -22,6 +22,8 @@ void AddSpectrumCommand(CLI::App& program, Action& chosen);
 void AddChromCommand(CLI::App& program, Action& chosen);
 void AddSettingsCommand(CLI::App& program, Action& chosen);
 void AddSimulateCommand(CLI::App& program, Action& chosen);
+void AddProjectCommand(CLI::App& program, Action& chosen);
+void AddPathCommand(CLI::App& program, Action& chosen);
 
 // What several of them share.
 

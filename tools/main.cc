@@ -47,6 +47,8 @@ int RunProgram(int argc, char** argv) {
   tervalon::tools::AddChromCommand(program, action);
   tervalon::tools::AddSettingsCommand(program, action);
   tervalon::tools::AddSimulateCommand(program, action);
+  tervalon::tools::AddProjectCommand(program, action);
+  tervalon::tools::AddPathCommand(program, action);
 
   tervalon::tools::Output output;
   try {

@@ -1,0 +1,71 @@
+// tervalon path: a path as the library takes it apart and puts it together.
+
+#include <tervalon/paths.h>
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <array>
+#include <memory>
+
+#include "tools/command.h"
+#include "tools/failure.h"
+#include "tools/text.h"
+
+namespace tervalon::tools {
+namespace {
+
+struct Options {
+  std::string path;
+  std::string directory;
+  std::string extension;
+  FormatOptions format;
+};
+
+using Buffer = std::array<char, TV_PATH_SIZE>;
+
+std::string Part(int32_t(TERVALON_CALL* get)(const char*, char*, int32_t),
+                 const std::string& path) {
+  Buffer part = {};
+  get(path.c_str(), part.data(), TV_PATH_SIZE);
+  return Utf8FromLatin1(part.data(), part.size());
+}
+
+void Run(const Options& options, Output& output) {
+  Buffer full = {};
+  if (CreatePathName(options.path.c_str(), options.directory.c_str(), options.extension.c_str(),
+                     full.data(), TV_PATH_SIZE) == 0) {
+    throw Failure(options.path, "the path is longer than 259 characters");
+  }
+  const std::string path = full.data();
+  Print({.sections = {{.properties = {{"path", "Path", Utf8FromLatin1(path.data(), path.size())},
+                                      {"directory", "Directory", Part(GetPathDirectory, path)},
+                                      {"name", "Name", Part(GetPathName, path)},
+                                      {"extension", "Extension", Part(GetPathExtension, path)},
+                                      {"valid", "Valid", IsValidPath(path.c_str()) != 0},
+                                      {"is_directory", "Is a directory",
+                                       DirectoryExists(path.c_str()) != 0}}}}},
+        options.format.format(), output);
+}
+
+}  // namespace
+
+void AddPathCommand(CLI::App& program, Action& chosen) {
+  auto* command = program.add_subcommand("path", "Take a path apart, or complete it");
+  auto options = std::make_shared<Options>();
+  command->add_option("PATH", options->path, "Path or file name")->type_name("")->required();
+  command->add_option("--directory", options->directory, "Directory, when PATH has none")
+      ->type_name("DIR");
+  command->add_option("--extension", options->extension, "Extension, when PATH has none")
+      ->type_name("EXT");
+  AddFormatOptions(*command, options->format);
+  command->footer(
+      "Examples:\n"
+      "  tervalon path 'C:\\DATA\\PEAKS.PDB'\n"
+      "  tervalon path PEAKS --directory 'C:\\DATA' --extension PDB --json");
+  command->callback([&chosen, options] {
+    if (options->path.empty()) throw WrongUsage("PATH: the name is empty");
+    chosen = [options](Output& output) { Run(*options, output); };
+  });
+}
+
+}  // namespace tervalon::tools

@@ -100,13 +100,7 @@ std::vector<PointRun> FindRunsByPoint(const MassCalibration& calibration, const 
     axis.Fill(first, count, masses.data());
     calibration.Apply(masses.data(), count);
     for (uint32_t i = 0; i < count; ++i) {
-      if (!(masses[i] >= low && masses[i] <= high)) continue;
-      const uint32_t point = first + i;
-      if (!runs.empty() && runs.back().first + runs.back().count == point) {
-        ++runs.back().count;
-      } else {
-        runs.push_back({point, 1});
-      }
+      if (masses[i] >= low && masses[i] <= high) AppendPoint(first + i, &runs);
     }
   }
   return runs;
@@ -151,6 +145,14 @@ MassRange GrowingCalibration::StoredWindow(float low, float high) const {
     return !(calibration_.Apply(mass(pattern)) <= high);
   });
   return begin < end ? MassRange{mass(begin), mass(end - 1)} : kNoMasses;
+}
+
+void AppendPoint(uint32_t point, std::vector<PointRun>* runs) {
+  if (!runs->empty() && runs->back().first + runs->back().count == point) {
+    ++runs->back().count;
+  } else {
+    runs->push_back({point, 1});
+  }
 }
 
 std::vector<PointRun> FindRuns(const GrowingCalibration& calibration, const MassAxis& axis,

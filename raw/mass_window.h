@@ -39,6 +39,9 @@ struct PointRun {
   uint32_t count;
 };
 
+// Adds the point behind those of `runs`.
+void AppendPoint(uint32_t point, std::vector<PointRun>* runs);
+
 // The points of an evenly spaced scan whose calibrated mass lies from low to high.
 std::vector<PointRun> FindRuns(const GrowingCalibration& calibration, const MassAxis& axis,
                                uint32_t points, float low, float high);

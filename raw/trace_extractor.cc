@@ -25,7 +25,7 @@ std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float
   std::vector<PointRun> runs;
   for (uint32_t channel = 0; channel < RAW_MAX_SEGMENTS; ++channel) {
     const float mass = reader.ChannelMass(channel);
-    if (mass >= low && mass <= high) runs.push_back({channel, 1});
+    if (mass >= low && mass <= high) AppendPoint(channel, &runs);
   }
   return runs;
 }

@@ -104,6 +104,23 @@ void TakePermissions(const std::string& from, const std::string& replaced) {
   }
 }
 
+// The system refuses to replace a file that another process has open, as a program that watches the
+// directory does for a moment.
+bool Rename(const std::string& from, const std::string& to) {
+  constexpr int kTries = 20;
+  constexpr DWORD kPause = 10;  // milliseconds
+  for (int tries = 1;; ++tries) {
+    if (MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+        0) {
+      return true;
+    }
+    const DWORD error = GetLastError();
+    const bool in_use = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
+    if (!in_use || tries == kTries) return false;
+    Sleep(kPause);
+  }
+}
+
 class Win32FileSystem : public FileSystem {
  public:
   std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
@@ -183,8 +200,7 @@ class Win32FileSystem : public FileSystem {
                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
       if (!handle.valid() || !FlushFileBuffers(handle.get())) return false;
     }
-    return Nameable(to) && MoveFileExA(from.c_str(), to.c_str(),
-                                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    return Nameable(to) && Rename(from, to);
   }
 
   std::string WorkingDirectory() override {

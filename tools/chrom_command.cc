@@ -4,6 +4,7 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <memory>
 #include <numeric>
 
@@ -36,7 +37,7 @@ MassWindow ParseWindow(const std::string& text) {
     throw wrong;
   }
   const std::optional<double> high = ParseNumber(std::string_view(parsed.ptr + 1, end));
-  if (!high || low < 0) {
+  if (!high || !std::isfinite(low)) {
     throw wrong;
   }
   if (low > *high) {

@@ -1,6 +1,8 @@
 #include "tools/raw_data.h"
 
+#include <tervalon/application.h>
 #include <tervalon/raw_directory.h>
+#include <tervalon/settings.h>
 
 #include <algorithm>
 #include <array>
@@ -54,6 +56,8 @@ int ProcessOf(const std::string& name) {
   return number <= RAW_MAX_PROCESSES ? number : 0;
 }
 
+int32_t TERVALON_CALL NoChannels(void* /*user*/, const char* /*directory*/) { return 0; }
+
 }  // namespace
 
 RawDirectory::RawDirectory(std::string path) : path_(std::move(path)) {
@@ -69,9 +73,11 @@ RawDirectory::RawDirectory(std::string path) : path_(std::move(path)) {
 RawDirectory::~RawDirectory() { RawReadClose(handle_); }
 
 void RawDirectory::ReadTables() {
-  // Analog channels are not asked for here: they may come from an application that is not there.
+  // Where the settings say that analog data come from a provider, a header cannot be read without.
+  constexpr AppPenProcedures kNoAnalogData = {.channel_count = NoChannels};
+  AppSetPenProcedures(&kNoAnalogData, nullptr);
   int16_t count = 0;
-  const int32_t code = RawReadHeader(handle_, &header_, &calibration_, &count, nullptr);
+  const int32_t code = RawReadHeader(handle_, &header_, &calibration_, &count, &analog_channels_);
   if (code == RAW_MEMBER_NOT_OPENED) {
     const std::vector<std::string> names = FileNames(path_);
     const bool header = Has(names, "_HEADER.TXT") || Has(names, "_HEADER.INF");
@@ -98,13 +104,10 @@ const RawFunctionRecord& RawDirectory::Function(int function) const {
 }
 
 std::optional<int> RawDirectory::AnalogChannels() const {
-  int16_t count = 0;
-  const int32_t code = RawReadHeader(handle_, nullptr, nullptr, nullptr, &count);
-  if (code == RAW_PATH_NOT_BUILT) {
+  if (IsGCMD() != 0) {
     return std::nullopt;
   }
-  CheckRaw(code, path_);
-  return count;
+  return analog_channels_;
 }
 
 std::vector<int> RawDirectory::ProcessedSets() const {

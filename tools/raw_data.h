@@ -34,7 +34,7 @@ class RawDirectory {
   // The record of function 1..; throws a Failure when there is none.
   const RawFunctionRecord& Function(int function) const;
 
-  // Nothing when the settings say that analog data come from an application.
+  // Nothing when the settings say that analog data are elsewhere.
   std::optional<int> AnalogChannels() const;
 
   // The numbers of the processed data sets whose scan index is there, in order.
@@ -50,6 +50,7 @@ class RawDirectory {
   int32_t handle_ = -1;
   RawHeader header_ = {};
   RawCalibration calibration_ = {};
+  int16_t analog_channels_ = 0;
   std::vector<RawFunctionRecord> functions_;
 };
 

@@ -1,0 +1,71 @@
+#include "tests/support/process.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tests/support/temp_directory.h"
+
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#endif
+
+namespace tervalon::testing {
+namespace {
+
+#if defined(_WIN32)
+
+std::string Native(std::string path) { return path; }
+
+std::string Quoted(const std::string& text) { return '"' + text + '"'; }
+
+// cmd drops the first and the last quotation mark of the line.
+int System(const std::string& line) { return std::system(('"' + line + '"').c_str()); }
+
+const std::string kChangeDirectory = "cd /d ";
+
+#else
+
+std::string Native(std::string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+std::string Quoted(const std::string& text) { return "'" + text + "'"; }
+
+int System(const std::string& line) {
+  const int status = std::system(line.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+const std::string kChangeDirectory = "cd ";
+
+#endif
+
+ProcessResult RunLine(const std::string& line, const std::string& directory) {
+  const TempDirectory texts;
+  const std::string out = texts.Path("out");
+  const std::string err = texts.Path("err");
+  const int status = System(kChangeDirectory + Quoted(Native(directory)) + " && " + line + " >" +
+                            Quoted(Native(out)) + " 2>" + Quoted(Native(err)));
+  return {status, ReadText(out), ReadText(err)};
+}
+
+}  // namespace
+
+ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& directory) {
+  std::string line = Quoted(program);
+  for (const std::string& argument : arguments) {
+    line += ' ';
+    line += Quoted(argument);
+  }
+  return RunLine(line, directory);
+}
+
+#if !defined(_WIN32)
+ProcessResult RunShell(const std::string& line, const std::string& directory) {
+  return RunLine("{ " + line + "; }", directory);
+}
+#endif
+
+}  // namespace tervalon::testing

@@ -1,0 +1,160 @@
+// What bad input gets: one line that names the file and the reason, and never a crash.
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "tests/tools/program.h"
+
+namespace tervalon::testing {
+namespace {
+
+class BadInput : public ProgramTest {
+ protected:
+  void SetUp() override { Output({"simulate", "run.raw", "--scans", "20"}); }
+
+  std::string Member(const std::string& name) const { return Path("run.raw\\" + name); }
+
+  void Remove(const std::string& name) const {
+    std::filesystem::remove(NativePath("run.raw\\" + name));
+  }
+
+  // Runs that may fail, but have to end by themselves and in order.
+  void ExpectNoCrash() const {
+    const Arguments runs[] = {{"info", "run.raw"},
+                              {"info", "run.raw", "--json"},
+                              {"spectrum", "run.raw", "-f", "1", "-s", "3", "--json"},
+                              {"spectrum", "run.raw", "-f", "2", "-t", "4"},
+                              {"chrom", "run.raw", "-f", "1", "--mass", "100-500", "--plot"},
+                              {"chrom", "run.raw", "-f", "2", "--bpi", "--json"}};
+    for (const Arguments& run : runs) {
+      const ProcessResult result = Run(run);
+      EXPECT_LE(result.status, 1) << ::testing::PrintToString(run) << result.err;
+      EXPECT_EQ(result.status == 0, result.out != "") << ::testing::PrintToString(run);
+      if (result.status == 0 && run.back() == "--json") {
+        EXPECT_TRUE(nlohmann::json::accept(result.out)) << result.out;
+      }
+    }
+  }
+};
+
+TEST_F(BadInput, WrongUsageIsToldApart) {
+  struct Case {
+    Arguments arguments;
+    std::string text;
+  };
+  const Case cases[] = {
+      {{}, "subcommand is required"},
+      {{"frobnicate"}, "no command 'frobnicate'"},
+      {{"info"}, "DIR is required"},
+      {{"info", ""}, "name is empty"},
+      {{"info", "run.raw", "--csv", "--json"}, "--csv excludes --json"},
+      {{"info", "run.raw", "--colour"}, "--colour"},
+      {{"spectrum", "run.raw", "-f", "1"}, "1 option from"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-t", "1"}, "1 option from"},
+      {{"spectrum", "run.raw", "-s", "1"}, "--function is required"},
+      {{"spectrum", "run.raw", "-f", "0", "-s", "1"}, "--function"},
+      {{"spectrum", "run.raw", "-f", "33", "-s", "1"}, "--function"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "0"}, "--scan"},
+      {{"spectrum", "run.raw", "-f", "1", "-t", "soon"}, "--time: 'soon' is not a number"},
+      {{"spectrum", "run.raw", "-f", "1", "-t", "-2"}, "--time: -2 is before the start"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "--data-type", "3"}, "--process"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-p", "256"}, "--process"},
+      {{"chrom", "run.raw", "-f", "1", "--tic", "--bpi"}, "at most 1"},
+      {{"chrom", "run.raw", "-f", "1", "--mass", "200-100"}, "'200-100' begins above its end"},
+      {{"chrom", "run.raw", "-f", "1", "--mass", "200"}, "not a range of masses"},
+      {{"chrom", "run.raw", "-f", "1", "--mass", "1-2x"}, "not a range of masses"},
+      {{"simulate", "new.raw", "--scans", "0"}, "--scans"},
+      {{"simulate", "new.raw", "--duration", "nan"}, "--duration"},
+      {{"settings", "set", "A", "B=C", "x"}, "cannot be the name of a key"},
+      {{"settings", "set", "A", "B", std::string(513, 'x')}, "longer than 512"},
+  };
+  for (const Case& wrong : cases) {
+    ExpectFailure(wrong.arguments, 2, wrong.text);
+  }
+}
+
+TEST_F(BadInput, WhatIsNotThereIsNamed) {
+  WriteText(Path("plain"), "");
+  std::filesystem::create_directory(NativePath("empty"));
+  ExpectFailure({"info", "absent.raw"}, 1, "absent.raw: not a raw data directory");
+  ExpectFailure({"info", "plain"}, 1, "plain: not a raw data directory");
+  ExpectFailure({"chrom", "empty", "-f", "1"}, 1, "empty: not a raw data directory");
+  ExpectFailure({"chrom", "run.raw", "-f", "4"}, 1, "run.raw: no function 4");
+  ExpectFailure({"spectrum", "run.raw", "-f", "1", "-s", "21"}, 1,
+                "no scan 21: it has scans 1 to 20");
+  ExpectFailure({"spectrum", "run.raw", "-f", "1", "-p", "7", "-s", "1"}, 1,
+                "_PROC007.IDX: missing");
+  ExpectFailure({"settings", "get", "None", "None"}, 1, "TERVALON.INI: no key 'None'");
+  for (const std::string member : {"_FUNC002.DAT", "_FUNC001.IDX", "_FUNCTNS.INF", "_HEADER.TXT"}) {
+    Remove(member);
+    const std::string function = member.substr(0, 8) == "_FUNC002" ? "2" : "1";
+    ExpectFailure({"chrom", "run.raw", "-f", function}, 1,
+                  member == "_HEADER.TXT" ? "not a raw data directory" : member + ": missing");
+  }
+}
+
+TEST_F(BadInput, CutOffDataGiveFewerScansAndPoints) {
+  auto data = ReadFile(Member("_FUNC002.DAT"));
+  data.resize(data.size() / 2 + 1001);
+  WriteFile(Member("_FUNC002.DAT"), data);
+  EXPECT_EQ(Json({"info", "run.raw"})["functions"][1]["scans"], 10);
+  EXPECT_EQ(Json({"chrom", "run.raw", "-f", "2"})["chromatogram"]["tic"].size(), 10U);
+  const ProcessResult cut = Run({"spectrum", "run.raw", "-f", "2", "-s", "11", "--json"});
+  EXPECT_EQ(cut.status, 0);
+  EXPECT_NE(cut.err.find("cut off after 500 of 5001 points"), std::string::npos) << cut.err;
+  EXPECT_EQ(nlohmann::json::parse(cut.out)["points"]["mass"].size(), 500U);
+}
+
+TEST_F(BadInput, AnUnstorableDataTypeIsRefused) {
+  auto table = ReadFile(Member("_FUNCTNS.INF"));
+  table[1] = static_cast<uint8_t>(5 << 2);
+  WriteFile(Member("_FUNCTNS.INF"), table);
+  ExpectFailure({"chrom", "run.raw", "-f", "1"}, 1, "function 1: data type 5 is not a stored one");
+  EXPECT_EQ(Json({"info", "run.raw"})["functions"][0]["scans"], 0);
+}
+
+TEST_F(BadInput, RandomBytesDoNoHarm) {
+  std::mt19937 random(7);
+  for (const char* member :
+       {"_HEADER.TXT", "_FUNC001.IDX", "_FUNC002.IDX", "_FUNC001.DAT", "_FUNCTNS.INF"}) {
+    SCOPED_TRACE(member);
+    auto bytes = ReadFile(Member(member));
+    for (uint8_t& byte : bytes) {
+      byte = static_cast<uint8_t>(random());
+    }
+    WriteFile(Member(member), bytes);
+    ExpectNoCrash();
+  }
+}
+
+TEST_F(BadInput, ControlsInHeaderTextsDoNotReachATerminal) {
+  WriteText(Member("_HEADER.TXT"),
+            "$$ Job Code: a\x1B[2J\x9B"
+            "2Jb\xFC,\"c\"\r\n");
+  const std::string text = Output({"info", "run.raw"});
+  EXPECT_NE(text.find("a?[2J?2Jb\u00FC,\"c\"\n"), std::string::npos) << text;
+  const nlohmann::json job = Json({"info", "run.raw"})["header"]["job_code"];
+  EXPECT_EQ(job,
+            "a\x1B[2J\u009B"
+            "2Jb\u00FC,\"c\"");
+  EXPECT_NE(Output({"info", "run.raw", "--csv"}).find("b\u00FC,\"\"c\"\"\"\n"), std::string::npos);
+}
+
+TEST_F(BadInput, SettingsAreKeptInTheWorkingDirectory) {
+  EXPECT_EQ(Json({"settings", "list"})["settings"].size(), 0U);
+  Output({"settings", "set", "Acquisition", "Instrument", "TOF 1"});
+  Output({"settings", "set", "Acquisition", "Empty", ""});
+  Output({"settings", "set", "Other", "Key", "1"});
+  EXPECT_EQ(Output({"settings", "get", "acquisition", "INSTRUMENT"}), "TOF 1\n");
+  EXPECT_EQ(Output({"settings", "get", "Acquisition", "Empty"}), "\n");
+  EXPECT_EQ(Output({"settings", "list", "--csv"}),
+            "section,key,value\nAcquisition,Instrument,TOF 1\nAcquisition,Empty,\nOther,Key,1\n");
+  EXPECT_NE(ReadText(Path("TERVALON.INI")).find("[Acquisition]"), std::string::npos);
+  // A setting that sends analog data elsewhere does not keep the rest from being read.
+  Output({"settings", "set", "Acquisition", "IsGCMD", "TRUE"});
+  EXPECT_EQ(Json({"info", "run.raw"})["analog"]["channels"], nullptr);
+}
+
+}  // namespace
+}  // namespace tervalon::testing

@@ -1,0 +1,209 @@
+// A simulated acquisition, from its writing to every way of reading it.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <numeric>
+#include <sstream>
+
+#include "tests/tools/program.h"
+
+namespace tervalon::testing {
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAre;
+
+using Row = std::vector<std::string>;
+
+std::vector<Row> ParseCsv(const std::string& text) {
+  std::vector<Row> rows;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream cells(line);
+    rows.emplace_back();
+    for (std::string cell; std::getline(cells, cell, ',');) {
+      rows.back().push_back(cell);
+    }
+  }
+  return rows;
+}
+
+float Number(const std::string& text) {
+  float value = NAN;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+class SimulatedRun : public ProgramTest {
+ protected:
+  void SetUp() override { Output({"simulate", "run.raw", "--scans", "60", "--duration", "3"}); }
+
+  static json Summary(const json& functions, const char* key) {
+    json values = json::array();
+    for (const json& function : functions) {
+      values.push_back(function[key]);
+    }
+    return values;
+  }
+};
+
+TEST_F(SimulatedRun, ShowsItsHeaderAndFunctions) {
+  const json info = Json({"info", "run.raw"});
+  EXPECT_EQ(info["directory"], "run.raw");
+  EXPECT_EQ(info["header"]["acquired_name"], "run");
+  EXPECT_EQ(info["header"]["conditions"], "2.1 x 50 mm, 0.4 mL/min, 40 \u00B0C");  // was Latin-1
+  const json& functions = info["functions"];
+  EXPECT_EQ(Summary(functions, "type_name"), json({"TOF MS", "Scan", "SIR of 7 channels"}));
+  EXPECT_EQ(Summary(functions, "ion_mode_name"), json({"ES+", "ES+", "ES+"}));
+  EXPECT_EQ(Summary(functions, "data_type_name"),
+            json({"Standard centroid", "Continuum", "SIR or MRM data"}));
+  EXPECT_EQ(Summary(functions, "low_mass"), json({100, 150, nullptr}));
+  EXPECT_EQ(Summary(functions, "high_mass"), json({900, 650, nullptr}));
+  EXPECT_EQ(Summary(functions, "scans"), json({60, 60, 60}));
+  EXPECT_EQ(functions[0]["first_time"], 0);
+  EXPECT_FLOAT_EQ(functions[0]["last_time"].get<float>(), 2.95F);
+  EXPECT_EQ(info["channels"].size(), 7U);
+  EXPECT_EQ(info["processed_sets"], json::array());
+
+  const std::string text = Output({"info", "run.raw"});
+  EXPECT_NE(text.find("  Conditions     2.1 x 50 mm, 0.4 mL/min, 40 \u00B0C\n"), std::string::npos);
+  EXPECT_NE(text.find("  3  SIR of 7 channels  ES+   SIR or MRM data "), std::string::npos);
+}
+
+TEST_F(SimulatedRun, HoldsTheFirstCompoundWithItsIsotopes) {
+  // C8H10N4O2 with a proton, at 16 % of the run: 8.6 % of its molecules have one 13C, and some a
+  // 15N.
+  const json scan = Json({"spectrum", "run.raw", "-f", "1", "-t", "0.48", "--top", "2"});
+  const json& points = scan["points"];
+  ASSERT_EQ(points["mass"].size(), 2U);
+  EXPECT_NEAR(points["mass"][0].get<double>(), 195.08765, 0.001);
+  EXPECT_NEAR(points["mass"][1].get<double>(), 196.0905, 0.002);
+  const double ratio = points["intensity"][1].get<double>() / points["intensity"][0].get<double>();
+  EXPECT_NEAR(ratio, 0.102, 0.02);
+
+  const json trace = Json({"chrom", "run.raw", "-f", "1", "--mass", "195.07-195.11"});
+  const auto values = trace["chromatogram"]["mass_195.07-195.11"].get<std::vector<float>>();
+  const auto apex = std::max_element(values.begin(), values.end()) - values.begin();
+  const auto apex_time = trace["chromatogram"]["time"][static_cast<size_t>(apex)].get<double>();
+  EXPECT_NEAR(apex_time, 0.5, 0.06);  // a little late: peaks tail
+  EXPECT_LT(values.back(), values[static_cast<size_t>(apex)] / 100);
+}
+
+TEST_F(SimulatedRun, ChromatogramsAgreeWithSpectra) {
+  for (const std::string function : {"1", "2", "3"}) {
+    SCOPED_TRACE("function " + function);
+    const json total = Json({"chrom", "run.raw", "-f", function})["chromatogram"];
+    const json base = Json({"chrom", "run.raw", "-f", function, "--bpi"})["chromatogram"];
+    const json masses = Json({"chrom", "run.raw", "-f", function, "--mass", "0-1e4", "--mass",
+                              "150-400"})["chromatogram"];
+    ASSERT_EQ(total["tic"].size(), 60U);
+    EXPECT_EQ(total["time"], masses["time"]);
+    EXPECT_EQ(total["tic"], masses["mass_0-1e4"]);
+    const json scan = Json({"spectrum", "run.raw", "-f", function, "-s", "31"});
+    EXPECT_EQ(scan["time"], total["time"][30]);
+    EXPECT_EQ(scan["tic"], total["tic"][30]);
+    const auto mass = scan["points"]["mass"].get<std::vector<float>>();
+    const auto intensity = scan["points"]["intensity"].get<std::vector<float>>();
+    EXPECT_EQ(scan["point_count"], mass.size());
+    EXPECT_EQ(base["bpi"][30], *std::max_element(intensity.begin(), intensity.end()));
+    double sum = 0;
+    double inside = 0;
+    for (size_t i = 0; i < mass.size(); ++i) {
+      sum += intensity[i];
+      inside += mass[i] >= 150 && mass[i] <= 400 ? intensity[i] : 0;
+    }
+    EXPECT_EQ(total["tic"][30], static_cast<float>(sum));
+    EXPECT_EQ(masses["mass_150-400"][30], static_cast<float>(inside));
+  }
+}
+
+TEST_F(SimulatedRun, CsvAndJsonHoldTheSameFloats) {
+  const json points = Json({"spectrum", "run.raw", "-f", "1", "-s", "12"})["points"];
+  const std::vector<Row> rows =
+      ParseCsv(Output({"spectrum", "run.raw", "-f", "1", "-s", "12", "--csv"}));
+  EXPECT_THAT(rows[0], ElementsAre("point", "mass", "intensity"));
+  ASSERT_EQ(rows.size(), points["mass"].size() + 1);
+  for (size_t i = 1; i < rows.size(); ++i) {
+    EXPECT_EQ(Number(rows[i][1]), points["mass"][i - 1].get<float>());
+    EXPECT_EQ(Number(rows[i][2]), points["intensity"][i - 1].get<float>());
+  }
+  EXPECT_THAT(ParseCsv(Output({"chrom", "run.raw", "-f", "3", "--bpi", "--csv"}))[0],
+              ElementsAre("scan", "time", "bpi"));
+  const std::vector<Row> info = ParseCsv(Output({"info", "run.raw", "--csv"}));
+  EXPECT_THAT(info[0], ElementsAre("section", "row", "name", "value"));
+  EXPECT_EQ(std::count(info.begin(), info.end(), Row({"functions", "2", "scans", "60"})), 1);
+}
+
+TEST_F(SimulatedRun, DrawsPictures) {
+  const std::string chrom = Output({"chrom", "run.raw", "-f", "1", "--plot"});
+  EXPECT_NE(chrom.find("\u2588"), std::string::npos);
+  EXPECT_NE(chrom.find("2.95 min"), std::string::npos);
+  const std::string spectrum = Output({"spectrum", "run.raw", "-f", "2", "-s", "1", "--plot"});
+  EXPECT_NE(spectrum.find("650.00 m/z"), std::string::npos);
+}
+
+TEST_F(SimulatedRun, EqualSeedsGiveEqualData) {
+  const Arguments again = {"simulate", "again.raw", "--scans", "60", "--duration", "3"};
+  Output(again);
+  Output({"simulate", "other.raw", "--scans", "60", "--duration", "3", "--seed", "2"});
+  for (const char* member : {"_FUNC001.DAT", "_FUNC002.DAT", "_FUNC003.DAT", "_FUNCTNS.INF"}) {
+    const std::string name = std::string("\\") + member;
+    EXPECT_EQ(ReadFile(Path("run.raw" + name)), ReadFile(Path("again.raw" + name))) << member;
+  }
+  EXPECT_NE(ReadFile(Path("run.raw\\_FUNC001.DAT")), ReadFile(Path("other.raw\\_FUNC001.DAT")));
+}
+
+TEST_F(SimulatedRun, ReplacesOnlyRawDataAndOnlyWhenTold) {
+  const auto before = ReadFile(Path("run.raw\\_FUNC001.DAT"));
+  ExpectFailure({"simulate", "run.raw"}, 1, "run.raw: exists already");
+  EXPECT_EQ(ReadFile(Path("run.raw\\_FUNC001.DAT")), before);
+  WriteText(Path("run.raw\\notes.txt"), "mine");
+  ExpectFailure({"simulate", "run.raw", "--force"}, 1, "is not replaced");
+  EXPECT_EQ(ReadText(Path("run.raw\\notes.txt")), "mine");
+  WriteText(Path("plain"), "mine");
+  ExpectFailure({"simulate", "plain", "--force"}, 1, "plain: ");
+  EXPECT_EQ(ReadText(Path("plain")), "mine");
+  EXPECT_THAT(Names(), ElementsAre("plain", "run.raw"));
+}
+
+TEST_F(SimulatedRun, ReplacesADirectoryWhole) {
+  Output({"simulate", "run.raw", "--force", "--scans", "5"});
+  EXPECT_EQ(Json({"info", "run.raw"})["functions"][0]["scans"], 5);
+  EXPECT_THAT(Names(), ElementsAre("run.raw"));
+  ExpectFailure({"simulate", "absent/run.raw"}, 1,
+                "absent/run.raw: the directory cannot be created");
+  EXPECT_THAT(Names(), ElementsAre("run.raw"));
+}
+
+#if !defined(_WIN32)
+
+TEST_F(SimulatedRun, LeavesNothingBehindWhenTheDiskIsFull) {
+  // A limit on the size of files fails writes as a full disk does.
+  const auto before = ReadFile(Path("run.raw\\_FUNC001.DAT"));
+  const std::string limited = "trap '' XFSZ; ulimit -f 8; " + ProgramPath() + " simulate ";
+  for (const std::string target : {"new.raw", "run.raw --force"}) {
+    const ProcessResult result = RunShell(limited + target, NativePath().string());
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("the disk is full"), std::string::npos) << result.err;
+    EXPECT_THAT(Names(), ElementsAre("run.raw"));
+  }
+  EXPECT_EQ(ReadFile(Path("run.raw\\_FUNC001.DAT")), before);
+}
+
+TEST_F(SimulatedRun, ABrokenPipeIsQuietAndAFullOutputIsNot) {
+  const std::string points = ProgramPath() + " spectrum run.raw -f 2 -s 1 --csv";
+  const ProcessResult pipe = RunShell(points + " | head -n 1", NativePath().string());
+  EXPECT_EQ(pipe.out, "point,mass,intensity\n");
+  EXPECT_EQ(pipe.err, "");
+  const ProcessResult full = RunShell(points + " >/dev/full", NativePath().string());
+  EXPECT_EQ(full.status, 1);
+  EXPECT_EQ(full.err, "tervalon: standard output: cannot be written\n");
+}
+
+#endif
+
+}  // namespace
+}  // namespace tervalon::testing

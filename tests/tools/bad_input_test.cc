@@ -30,7 +30,7 @@ class BadInput : public ProgramTest {
     for (const Arguments& run : runs) {
       const ProcessResult result = Run(run);
       EXPECT_LE(result.status, 1) << ::testing::PrintToString(run) << result.err;
-      EXPECT_EQ(result.status == 0, result.out != "") << ::testing::PrintToString(run);
+      EXPECT_EQ(result.status == 0, !result.out.empty()) << ::testing::PrintToString(run);
       if (result.status == 0 && run.back() == "--json") {
         EXPECT_TRUE(nlohmann::json::accept(result.out)) << result.out;
       }

@@ -120,7 +120,7 @@ std::string SaveDocuments(TvWindow area, TvWindow window) {
   while (window != nullptr && std::find(visited.begin(), visited.end(), window) == visited.end()) {
     visited.push_back(window);
     const std::string key = SaveWindow(window);
-    if (!key.empty()) list = list.empty() ? key : key + "," + list;
+    if (!key.empty()) list.insert(0, list.empty() ? key : key + ',');
     platform::Windows().ActivateNextDocument(area, window);
     window = platform::Windows().ActiveDocument(area);
   }

@@ -184,7 +184,9 @@ TEST_F(ExpectedValues, ScansOfTimes) {
       return;  // processed data sets have none
     }
     const Table expected = ReadTable(path);
-    for (size_t i = 0; i < expected.at("time").size(); ++i) {
+    // Each takes a process: some of them, from all over the run.
+    const size_t count = expected.at("time").size();
+    for (size_t i = 0; i < count; i += 1 + count / 10) {
       const float time = expected.at("time")[i];
       if (time >= 0) {
         const json spectrum =

@@ -41,7 +41,7 @@ configure_and_build asan
 step "clang-tidy"
 # As compiled for Linux; the folder of the other platform is not.
 sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/asan/compile_commands.json |
-  grep -E "^$PWD/(appsvc|platform|raw|settings|tools|tests)/" |
+  grep -E "^$PWD/(appsvc|datamgr|db3|numerics|platform|plot|raw|settings|tools|tests)/" |
   xargs -n 2 -P "$(nproc)" clang-tidy -p build/asan --quiet 2> >(grep -v "warnings generated" >&2)
 
 run_tests asan

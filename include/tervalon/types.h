@@ -63,16 +63,25 @@ typedef struct TvRect {
   int32_t bottom;
 } TvRect;
 
-// Platform handles. On Windows they are the platform's own (HWND, HINSTANCE, HGLOBAL); elsewhere
-// they are opaque pointers that only this library understands.
+// A colour, red in the low byte, then green, then blue; on Windows a COLORREF.
+typedef uint32_t TvColour;
+
+// Platform handles. On Windows they are the platform's own (HWND, HINSTANCE, HGLOBAL, HDC, HPEN,
+// HFONT); elsewhere they are opaque pointers that only this library understands.
 #if defined(_WIN32)
 typedef struct HWND__* TvWindow;
 typedef struct HINSTANCE__* TvInstance;
 typedef void* TvMemory;
+typedef struct HDC__* TvDC;
+typedef struct HPEN__* TvPen;
+typedef struct HFONT__* TvFont;
 #else
 typedef struct TvWindowRecord* TvWindow;
 typedef struct TvInstanceRecord* TvInstance;
 typedef struct TvMemoryBlock* TvMemory;
+typedef struct TvDeviceRecord* TvDC;
+typedef struct TvPenRecord* TvPen;
+typedef struct TvFontRecord* TvFont;
 #endif
 
 // How a document window of a multiple-document frame is created; on Windows laid out like the

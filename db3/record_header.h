@@ -1,0 +1,53 @@
+// The header of a file in the dBASE III layout.
+
+#ifndef DB3_RECORD_HEADER_H_
+#define DB3_RECORD_HEADER_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "db3/field_descriptor.h"
+
+namespace tervalon::db3 {
+
+// Bytes 0-31 of the header; the field descriptors follow.
+inline constexpr size_t kHeaderStart = 32;
+inline constexpr size_t kDateOffset = 1;
+inline constexpr size_t kCountOffset = 4;
+inline constexpr size_t kCountEnd = 8;
+
+inline constexpr uint8_t kEndMark = 0x1A;
+inline constexpr uint8_t kLiveMark = ' ';
+inline constexpr uint8_t kDeletedMark = '*';
+
+using HeaderDate = std::array<uint8_t, 3>;  // year - 1900, month, day
+
+// Today in local time.
+HeaderDate Today();
+
+struct RecordHeader {
+  std::vector<uint8_t> bytes;  // the whole header as it stands in the file
+  std::vector<FieldDescriptor> fields;
+  uint32_t record_size = 1;  // with the deletion marker
+  uint32_t stored = 0;       // records in the file, with those that are marked deleted
+
+  HeaderDate Date() const;
+  void SetDate(const HeaderDate& date);
+  void SetStored(uint32_t count);
+};
+
+// The length of the whole header, from its first 32 bytes; 0 when this is no such header.
+size_t HeaderSize(std::span<const uint8_t, kHeaderStart> start);
+
+// Takes a whole header apart. False when what it says does not fit together.
+bool DecodeHeader(std::vector<uint8_t> bytes, RecordHeader* header);
+
+// The header of an empty file. False when the fields are too many or too wide for one.
+bool MakeHeader(std::span<const FieldDescriptor> fields, RecordHeader* header);
+
+}  // namespace tervalon::db3
+
+#endif  // DB3_RECORD_HEADER_H_

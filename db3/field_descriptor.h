@@ -3,16 +3,11 @@
 #ifndef DB3_FIELD_DESCRIPTOR_H_
 #define DB3_FIELD_DESCRIPTOR_H_
 
-#include <cstdint>
+#include "tervalon/database_fields.h"
 
 namespace tervalon::db3 {
 
-struct FieldDescriptor {
-  char name[11];  // at most 10 characters, padded with zeros
-  char type;      // 'N' number, 'C' text, 'L' logical
-  uint8_t width;
-  uint8_t decimals;
-};
+using FieldDescriptor = DB3FieldDescriptor;
 static_assert(sizeof(FieldDescriptor) == 14);
 
 }  // namespace tervalon::db3

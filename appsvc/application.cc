@@ -90,6 +90,19 @@ bool PenChannelCount(const char* directory, int32_t* count) {
   return *count >= 0;
 }
 
+bool PenRecordCount(const char* directory, int32_t* count) {
+  if (registered.pen.record_count == nullptr) return false;
+  *count = registered.pen.record_count(registered.pen_user, directory);
+  return *count >= 0;
+}
+
+bool PenReadRecords(const char* directory, int32_t channel, int32_t first, int32_t count,
+                    float* intensities, float* times) {
+  return registered.pen.read_records != nullptr &&
+         registered.pen.read_records(registered.pen_user, directory, channel, first, count,
+                                     intensities, times) >= 0;
+}
+
 bool ApplicationInstance(TvInstance* instance) {
   if (registered.main_window == nullptr) return false;
   *instance = platform::Windows().Instance(registered.main_window);

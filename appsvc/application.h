@@ -12,9 +12,12 @@ namespace tervalon::appsvc {
 // Gives the application a chance to handle its messages.
 void YieldToApplication();
 
-// Asks the pen-procedure provider for a directory's analog channel count. False when there is no
-// provider or it fails.
+// Ask the pen-procedure provider for a directory's analog channels, its records and a run of them
+// (tervalon/application.h). False when there is no provider or it fails.
 bool PenChannelCount(const char* directory, int32_t* count);
+bool PenRecordCount(const char* directory, int32_t* count);
+bool PenReadRecords(const char* directory, int32_t channel, int32_t first, int32_t count,
+                    float* intensities, float* times);
 
 // Finds the module of the application's main window. False when there is no main window.
 bool ApplicationInstance(TvInstance* instance);

@@ -1,7 +1,6 @@
 // The function table and the state in which a function is read.
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <new>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "raw/function_record.h"
 #include "raw/member_files.h"
 #include "raw/scan_files.h"
+#include "raw/time_search.h"
 #include "tervalon/raw_functions.h"
 
 using namespace tervalon;       // NOLINT(google-build-using-namespace)
@@ -50,39 +50,6 @@ int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
   }
   RawFileClose(handle, files.data_code, files.number);
   return error;
-}
-
-// Binary search for the complete scan nearest to `time`; on a tie the earlier one.
-int32_t SearchTime(FunctionReader* reader, uint32_t scans, float time, int32_t* scan) {
-  const auto time_of = [reader](uint32_t number, float* value) {
-    IndexRecord record;
-    const int32_t error = reader->ReadIndex(number, &record);
-    *value = record.retention_time;
-    return error;
-  };
-  uint32_t low = 1;
-  uint32_t high = scans;
-  float low_time = 0;
-  float high_time = 0;
-  int32_t error = time_of(low, &low_time);
-  if (error == RAW_OK) error = time_of(high, &high_time);
-  if (error != RAW_OK) return error;
-  if (time < low_time) {
-    high = low;
-  } else if (time >= high_time) {
-    low = high;
-  }
-  while (high > low + 1) {
-    const uint32_t middle = low + (high - low) / 2;
-    float middle_time = 0;
-    error = time_of(middle, &middle_time);
-    if (error != RAW_OK) return error;
-    (time < middle_time ? high : low) = middle;
-    (time < middle_time ? high_time : low_time) = middle_time;
-  }
-  const bool later = high > low && std::fabs(time - high_time) < std::fabs(time - low_time);
-  *scan = static_cast<int32_t>(later ? high : low);
-  return RAW_OK;
 }
 
 }  // namespace
@@ -208,6 +175,12 @@ extern "C" int32_t TERVALON_CALL RawReadTimeScan(int32_t handle, int16_t functio
       *scan = 1;
       return RAW_OK;
     }
-    return SearchTime(reader, scans, time, scan);
+    const auto time_of = [reader](uint32_t number, float* value) {
+      IndexRecord index;
+      const int32_t index_error = reader->ReadIndex(number, &index);
+      *value = index.retention_time;
+      return index_error;
+    };
+    return SearchTime(scans, time, time_of, scan);
   });
 }

@@ -11,6 +11,7 @@
 #include "raw/calibration.h"
 #include "raw/header_tags.h"
 #include "raw/member_files.h"
+#include "tervalon/raw_analog.h"
 #include "tervalon/raw_functions.h"
 #include "tervalon/raw_header.h"
 #include "tervalon/settings.h"
@@ -24,8 +25,6 @@ using appsvc::ParseInt;
 constexpr uint32_t kReadBlock = 512;
 // Headers have some ten thousand bytes; of a file of any other kind no more is read than this.
 constexpr uint32_t kMaxHeaderSize = 1 << 20;
-constexpr uint32_t kAnalogRecordSize = 85;
-constexpr uint32_t kMaxAnalogChannels = 32;
 
 template <typename Integer>
 Integer Clamped(int32_t value) {
@@ -278,8 +277,8 @@ int32_t CountAnalogChannels(int32_t handle, int32_t* channels) {
     return counted ? RAW_OK : RAW_PATH_NOT_BUILT;
   }
   std::unique_ptr<platform::File> table;
-  const int32_t error =
-      CountRecords(handle, kAnalogInfo, kAnalogRecordSize, kMaxAnalogChannels, &table, channels);
+  const int32_t error = CountRecords(handle, kAnalogInfo, RAW_ANALOG_DESCRIPTOR_SIZE,
+                                     RAW_MAX_ANALOG_CHANNELS, &table, channels);
   return error == RAW_MEMBER_NOT_OPENED ? RAW_OK : error;  // no table, no channels
 }
 

@@ -74,8 +74,9 @@ RawDirectory::~RawDirectory() { RawReadClose(handle_); }
 
 void RawDirectory::ReadTables() {
   // Where the settings say that analog data come from a provider, a header cannot be read without.
-  constexpr AppPenProcedures kNoAnalogData = {.channel_count = NoChannels};
-  AppSetPenProcedures(&kNoAnalogData, nullptr);
+  AppPenProcedures no_analog_data = {};
+  no_analog_data.channel_count = NoChannels;
+  AppSetPenProcedures(&no_analog_data, nullptr);
   int16_t count = 0;
   const int32_t code = RawReadHeader(handle_, &header_, &calibration_, &count, &analog_channels_);
   if (code == RAW_MEMBER_NOT_OPENED) {

@@ -12,10 +12,18 @@ TERVALON_BEGIN_DECLS
 typedef void(TERVALON_CALL* AppYieldCallback)(void* user);
 
 // Supplies the analog data of raw directories when the setting "IsGCMD" of section "Acquisition" is
-// "TRUE". Both functions are given the raw directory's path; user is the value registered.
+// "TRUE". All functions are given the raw directory's path; user is the value registered. One that
+// is NULL, or returns a negative number, makes the call that needs it fail.
 typedef struct AppPenProcedures {
-  // Returns the number of analog channels, or a negative number on failure.
+  // Returns the number of analog channels.
   int32_t(TERVALON_CALL* channel_count)(void* user, const char* directory);
+  // Returns the number of records: samples of each channel.
+  int32_t(TERVALON_CALL* record_count)(void* user, const char* directory);
+  // Reads `count` records of a channel (from 0) from record `first` (from 1) on, all of which
+  // record_count has counted. Each array is optional; times are minutes. Returns how many it read.
+  int32_t(TERVALON_CALL* read_records)(void* user, const char* directory, int32_t channel,
+                                       int32_t first, int32_t count, float* intensities,
+                                       float* times);
 } AppPenProcedures;
 
 // Sets the yield point (NULL: none). Returns 1.

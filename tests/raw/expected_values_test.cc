@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tervalon/raw_analog.h"
 #include "tervalon/raw_header.h"
 #include "tests/support/raw_fixture.h"
 
@@ -240,6 +241,28 @@ class ExpectedFunction {
   std::unique_ptr<RawCalibration> calibration_ = std::make_unique<RawCalibration>();
 };
 
+// The analog records, which are all of a directory's.
+void CheckAnalog(int32_t handle, const std::filesystem::path& path) {
+  const Table table(path);
+  int16_t channels = 0;
+  ASSERT_EQ(RawReadHeader(handle, nullptr, nullptr, nullptr, &channels), RAW_OK);
+  int32_t records = 0;
+  ASSERT_EQ(RawReadAnalogSize(handle, channels, &records), RAW_OK);
+  ASSERT_EQ(static_cast<size_t>(records), table.size());
+  for (int16_t channel = 0; channel < channels; ++channel) {
+    std::vector<float> times(table.size());
+    std::vector<float> values(table.size());
+    ASSERT_EQ(
+        RawReadAnalogChrom(handle, channel, channels, 1, records, values.data(), times.data()),
+        RAW_OK);
+    const std::string column = "channel_" + std::to_string(channel + 1);
+    for (size_t row = 0; row < table.size(); ++row) {
+      EXPECT_EQ(values[row], table.Float(row, column)) << column << " of record " << row + 1;
+      EXPECT_EQ(times[row], table.Float(row, "time"));
+    }
+  }
+}
+
 using ExpectedValuesTest = testing::RawTest;
 
 TEST_F(ExpectedValuesTest, OfEveryExampleDirectory) {
@@ -255,6 +278,7 @@ TEST_F(ExpectedValuesTest, OfEveryExampleDirectory) {
     ASSERT_EQ(RawReadOpen(directory.c_str(), &handle), RAW_OK) << directory;
     for (const auto& file : std::filesystem::directory_iterator(entry.path())) {
       const std::string name = file.path().stem().string();
+      if (name == "analog") CheckAnalog(handle, file.path());
       if (file.path().extension() != ".json" || name == "header") continue;
       ExpectedFunction(handle, entry.path(), name).Check();
       ++checked;

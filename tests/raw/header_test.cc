@@ -418,7 +418,8 @@ TEST_F(HeaderTest, AsksTheProviderForChannelsWhenTheSettingSaysSo) {
       return provider->answer;
     }
   } provider;
-  const AppPenProcedures procedures = {&Provider::Count};
+  AppPenProcedures procedures = {};
+  procedures.channel_count = &Provider::Count;
   AppSetPenProcedures(&procedures, &provider);
   ASSERT_EQ(Read(), RAW_OK);
   EXPECT_EQ(channels_, 5);

@@ -1,0 +1,228 @@
+// Analog channels: the samples' bytes, their readers, and the provider in their place.
+
+#include <gmock/gmock.h>
+
+#include "raw/member_files.h"
+#include "settings/settings.h"
+#include "tervalon/application.h"
+#include "tervalon/raw_analog.h"
+#include "tervalon/raw_header.h"
+#include "tests/support/raw_fixture.h"
+
+namespace tervalon::raw {
+namespace {
+
+using testing::Append;
+using testing::Bytes;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using testing::FaultyFileSystem;
+using testing::FileCall;
+
+class AnalogTest : public testing::RawTest {
+ protected:
+  static constexpr float kUntouched = -7;
+
+  AnalogTest() { settings::ResetSettingsFile(temp_.Path().c_str()); }
+  ~AnalogTest() override {
+    AppSetPenProcedures(nullptr, nullptr);
+    settings::ResetSettingsFile(nullptr);
+  }
+
+  // Record i of channel c has the value 10 i + c; times are given.
+  void WriteRecords(const std::vector<float>& times, int32_t channels) {
+    CloseRun();
+    ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+    ASSERT_EQ(RawCreateAnalogFile(handle_), RAW_OK);
+    for (size_t i = 0; i < times.size(); ++i) {
+      std::vector<float> values;
+      for (int32_t c = 0; c < channels; ++c) {
+        values.push_back(static_cast<float>(10 * (i + 1)) + static_cast<float>(c));
+      }
+      ASSERT_EQ(RawCreateAnalogScan(handle_, times[i], channels, values.data()), RAW_OK);
+    }
+    ASSERT_EQ(RawCreateAnalogEnd(handle_), RAW_OK);
+  }
+
+  int32_t Size(int16_t channels) {
+    int32_t count = -1;
+    EXPECT_EQ(RawReadAnalogSize(handle_, channels, &count), RAW_OK);
+    return count;
+  }
+
+  int32_t Find(int16_t channels, float time) {
+    int32_t record = -1;
+    EXPECT_EQ(RawReadAnalogTimeScan(handle_, channels, time, &record), RAW_OK);
+    return record;
+  }
+
+  std::vector<float> ReadChannel(int16_t channel, int16_t channels, int32_t first, int32_t count,
+                                 int32_t expected_error = RAW_OK) {
+    std::vector<float> values(static_cast<size_t>(count), kUntouched);
+    EXPECT_EQ(RawReadAnalogChrom(handle_, channel, channels, first, count, values.data(), nullptr),
+              expected_error);
+    return values;
+  }
+};
+
+std::vector<float> Times(size_t count) {
+  std::vector<float> times;
+  for (size_t i = 0; i < count; ++i) times.push_back(0.5f * static_cast<float>(i));
+  return times;
+}
+
+TEST_F(AnalogTest, BytesOfTheFiles) {
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  RawAnalogDescriptor descriptors[2] = {};
+  descriptors[0].bytes[0] = 'U';
+  descriptors[1].bytes[84] = 0xFF;
+  ASSERT_EQ(RawCreateAnalogInf(handle_, 2, descriptors), RAW_OK);
+  Bytes expected(170);
+  expected[0] = 'U';
+  expected[169] = 0xFF;
+  EXPECT_EQ(testing::ReadFile(Path("_ANALOGS.INF")), expected);
+
+  ASSERT_EQ(RawCreateAnalogFile(handle_), RAW_OK);
+  EXPECT_EQ(RawCreateAnalogFile(handle_), RAW_MEMBER_ALREADY_OPEN);
+  const float values[] = {0, 8191.0f * 16384, 1e30f, NAN, 3};
+  ASSERT_EQ(RawCreateAnalogScan(handle_, 1.5f, 5, values), RAW_OK);
+  ASSERT_EQ(RawCreateAnalogEnd(handle_), RAW_OK);
+  Bytes record;
+  Append(&record, 1.5f);
+  record.insert(record.end(), {0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 3 << 3, 0});
+  EXPECT_EQ(testing::ReadFile(Path("_ANALOGS.DAT")), record);
+  EXPECT_THAT(ReadChannel(1, 5, 1, 1), ElementsAre(8191.0f * 16384));
+
+  // Descriptors come back as they are, as many as there are whole.
+  testing::WriteFile(Path("_ANALOGS.INF"), Bytes(expected.begin(), expected.end() - 1));
+  RawAnalogDescriptor back[3] = {};
+  int16_t count = 3;
+  EXPECT_EQ(RawReadAnalogInf(handle_, &count, back), RAW_OK);
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(std::memcmp(back, descriptors, RAW_ANALOG_DESCRIPTOR_SIZE), 0);
+}
+
+TEST_F(AnalogTest, ReadsRunsOfEveryChannel) {
+  WriteRecords(Times(100), 3);
+  Bytes file = testing::ReadFile(Path("_ANALOGS.DAT"));
+  EXPECT_EQ(file.size(), 1000U);
+  EXPECT_EQ(Size(3), 100);
+  file.resize(999);  // the last record is no longer complete
+  testing::WriteFile(Path("_ANALOGS.DAT"), file);
+  EXPECT_EQ(Size(3), 99);
+  EXPECT_THAT(ReadChannel(2, 3, 1, 2), ElementsAre(12, 22));
+  EXPECT_THAT(ReadChannel(0, 3, 98, 4), ElementsAre(980, 990, kUntouched, kUntouched));
+  EXPECT_THAT(ReadChannel(1, 3, INT32_MAX, 1), ElementsAre(kUntouched));
+  float times[2] = {};
+  EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 3, 2, 2, nullptr, times), RAW_OK);
+  EXPECT_THAT(times, ElementsAre(0.5f, 1));
+
+  // More than one block, and part of a block's decoding.
+  WriteRecords(Times(20001), 2);
+  const std::vector<float> values = ReadChannel(1, 2, 2, 20000);
+  for (size_t i = 0; i < values.size(); ++i) {
+    const auto exact = static_cast<float>(10 * (i + 2) + 1);
+    ASSERT_NEAR(values[i], exact, exact / 4000) << i;
+  }
+}
+
+TEST_F(AnalogTest, ReportsProgressOfEveryRecord) {
+  WriteRecords(Times(4), 1);
+  std::vector<int32_t> reports;
+  RawUpdateInit(
+      [](int32_t percent, void* user) -> int32_t {
+        static_cast<std::vector<int32_t>*>(user)->push_back(percent);
+        return 0;
+      },
+      &reports);
+  EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 1, 1, 4, nullptr, nullptr), RAW_OK);
+  EXPECT_THAT(reports, ElementsAre(50, 75, 100, 100));
+}
+
+TEST_F(AnalogTest, FindsTheNearestRecord) {
+  WriteRecords({1, 2, 4, 8, 16}, 2);
+  const std::pair<float, int32_t> cases[] = {{-1, 1}, {1, 1},   {1.5f, 1}, {1.6f, 2}, {3, 2},
+                                             {6, 3},  {6.5, 4}, {16, 5},   {99, 5}};
+  for (const auto& [time, record] : cases) EXPECT_EQ(Find(2, time), record) << time;
+  WriteRecords({}, 2);
+  EXPECT_EQ(Find(2, 1), 0);
+}
+
+TEST_F(AnalogTest, RefusesWhatCannotBe) {
+  WriteRecords(Times(3), 2);
+  ReadChannel(2, 2, 1, 1, RAW_BAD_ARGUMENT);
+  ReadChannel(-1, 2, 1, 1, RAW_BAD_ARGUMENT);
+  ReadChannel(0, 2, 0, 1, RAW_BAD_ARGUMENT);
+  int32_t count = 0;
+  EXPECT_EQ(RawReadAnalogSize(handle_, -1, &count), RAW_BAD_ARGUMENT);
+  const float value = 1;
+  EXPECT_EQ(RawCreateAnalogScan(handle_, 1, 1, &value), RAW_MEMBER_NOT_OPEN);
+  EXPECT_EQ(RawCreateAnalogScan(handle_, 1, 32768, &value), RAW_BAD_ARGUMENT);
+  platform::Files().Remove(Path("_ANALOGS.DAT"));
+  EXPECT_EQ(RawReadAnalogSize(handle_, 2, &count), RAW_MEMBER_NOT_OPENED);
+  ReadChannel(0, 2, 1, 1, RAW_MEMBER_NOT_OPENED);
+  EXPECT_EQ(RawReadAnalogSize(19, 2, &count), RAW_HANDLE_NOT_OPEN);
+}
+
+TEST_F(AnalogTest, AFailedWriteIsWrittenOverAndFailedReadsCloseTheFile) {
+  FaultyFileSystem& files = UseFaultyFiles();
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  ASSERT_EQ(RawCreateAnalogFile(handle_), RAW_OK);
+  const float values[] = {1, 2};
+  ASSERT_EQ(RawCreateAnalogScan(handle_, 1, 2, values), RAW_OK);
+  files.SetShortWriteBytes(5);
+  files.On(FileCall::kWrite).FailNth(1);
+  EXPECT_EQ(RawCreateAnalogScan(handle_, 2, 2, values), RAW_SHORT_WRITE);
+  ASSERT_EQ(RawCreateAnalogScan(handle_, 3, 2, values), RAW_OK);
+  ASSERT_EQ(RawCreateAnalogEnd(handle_), RAW_OK);
+  EXPECT_EQ(Size(2), 2);
+  EXPECT_EQ(Find(2, 3), 2);
+  for (const FileCall call : {FileCall::kSize, FileCall::kRead}) {
+    files.On(call).FailNth(1);
+    ReadChannel(0, 2, 1, 2, RAW_SEEK_FAILED);
+  }
+  EXPECT_THAT(ReadChannel(1, 2, 1, 2), Each(2));
+  EXPECT_EQ(files.open_files(), 0);
+}
+
+TEST_F(AnalogTest, TheProviderTakesTheFilesPlace) {
+  WriteRecords(Times(3), 1);
+  testing::WriteText(temp_.Path("TERVALON.INI"), "[Acquisition]\r\nIsGCMD=TRUE\r\n");
+  settings::ResetSettingsFile(temp_.Path().c_str());
+  int32_t count = 0;
+  EXPECT_EQ(RawReadAnalogSize(handle_, 1, &count), RAW_PATH_NOT_BUILT);
+  ReadChannel(0, 1, 1, 1, RAW_PATH_NOT_BUILT);
+
+  struct Provider {
+    std::string directory;
+    int32_t records = 7;
+    static int32_t TERVALON_CALL Count(void* user, const char* directory) {
+      static_cast<Provider*>(user)->directory = directory;
+      return static_cast<Provider*>(user)->records;
+    }
+    static int32_t TERVALON_CALL Read(void* /*user*/, const char* /*directory*/, int32_t channel,
+                                      int32_t first, int32_t count, float* intensities,
+                                      float* times) {
+      for (int32_t i = 0; i < count; ++i) {
+        if (intensities != nullptr) {
+          intensities[i] = static_cast<float>(100 * channel + first + i);
+        }
+        if (times != nullptr) times[i] = static_cast<float>(first + i);
+      }
+      return count;
+    }
+  } provider;
+  const AppPenProcedures procedures = {
+      .channel_count = nullptr, .record_count = &Provider::Count, .read_records = &Provider::Read};
+  AppSetPenProcedures(&procedures, &provider);
+  EXPECT_EQ(Size(1), 7);
+  EXPECT_EQ(provider.directory, Path());
+  EXPECT_THAT(ReadChannel(1, 2, 6, 3), ElementsAre(106, 107, kUntouched));
+  EXPECT_EQ(Find(2, 5.4f), 5);
+  provider.records = -1;
+  EXPECT_EQ(RawReadAnalogSize(handle_, 1, &count), RAW_PATH_NOT_BUILT);
+  EXPECT_EQ(count, 0);
+}
+
+}  // namespace
+}  // namespace tervalon::raw

@@ -32,7 +32,7 @@ enum PenStyle : int32_t {
 
 struct PenDescription {
   int32_t style = kPenSolid;
-  int32_t width = 1;  // pixels; 0 is one pixel too. A broken line is one pixel wide.
+  int32_t width = 1;  // pixels; 0 is one pixel too
   TvColour colour = 0;
 };
 
@@ -62,6 +62,13 @@ struct LineSegment {
 };
 
 enum class TextAlign { kLeft, kCentre, kRight };
+
+// Where a text of that width begins in a rectangle.
+inline int32_t AlignedLeft(const TvRect& rect, TextAlign align, int32_t width) {
+  if (align == TextAlign::kLeft) return rect.left;
+  const int64_t free = int64_t{rect.right} - rect.left - width;
+  return static_cast<int32_t>(rect.left + (align == TextAlign::kCentre ? free / 2 : free));
+}
 
 class Drawing {
  public:

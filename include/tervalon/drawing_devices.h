@@ -1,0 +1,55 @@
+// Device contexts, pens and fonts where the platform has none of its own: images that are stored as
+// PNG, and SVG and PDF files. Not on Windows, where they are the platform's.
+
+#ifndef TERVALON_DRAWING_DEVICES_H_
+#define TERVALON_DRAWING_DEVICES_H_
+
+#include "tervalon/types.h"
+
+TERVALON_BEGIN_DECLS
+
+#if !defined(_WIN32)
+
+// Create a device context of width by height pixels, white, whose pixel (0, 0) is the upper left
+// one. Sizes are 1 to 32767 pixels, and an image has at most 2^28 of them; the resolution, 1 to
+// 9600 pixels per inch, gives a picture's size on paper and the size of its text. The caller
+// deletes it with TvDeleteDC. Return NULL when an argument is out of range, memory runs out or a
+// file cannot be written at that path.
+//
+// An SVG or PDF file is put in its place by TvDeleteDC, complete; until then a file already there
+// stays as it is.
+TERVALON_API TvDC TERVALON_CALL TvCreateImageDC(int32_t width, int32_t height,
+                                                int32_t pixels_per_inch);
+TERVALON_API TvDC TERVALON_CALL TvCreateSvgDC(const char* path, int32_t width, int32_t height,
+                                              int32_t pixels_per_inch);
+TERVALON_API TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, int32_t height,
+                                              int32_t pixels_per_inch);
+
+// Stores what an image device context shows as a PNG file; a file already there is replaced whole.
+// Returns 1, or 0 when dc is no live image or the file cannot be written.
+TERVALON_API int32_t TERVALON_CALL TvSavePng(TvDC dc, const char* path);
+
+// Ends a device context; an SVG or PDF file is written. Returns 1, or 0 when dc is not live or its
+// file cannot be written (the context is gone all the same).
+TERVALON_API int32_t TERVALON_CALL TvDeleteDC(TvDC dc);
+
+// Creates a pen: style 0 solid, 1 dashes, 2 dots, 3 dashes and dots, 4 dashes and two dots, 5 none;
+// width in pixels (0 counts as 1). The caller deletes it with
+// TvDeleteObject. Returns NULL for another style, a negative width, or when memory runs out.
+TERVALON_API TvPen TERVALON_CALL TvCreatePen(int32_t style, int32_t width, TvColour colour);
+
+// Creates a font. face: the name of a family as the system's font configuration knows it; NULL, ""
+// or a name that it does not have gives a plain sans serif. height in pixels: of a whole line, or
+// negated of the characters alone; 0 a usual size. weight: 400 normal, 700 bold. The caller deletes
+// it with TvDeleteObject. Returns NULL when the height is beyond +-10000 or memory runs out.
+TERVALON_API TvFont TERVALON_CALL TvCreateFont(const char* face, int32_t height, int32_t weight);
+
+// Deletes a pen or a font. Device contexts that have it selected keep drawing with it. Returns 1,
+// or 0 when it is not live.
+TERVALON_API int32_t TERVALON_CALL TvDeleteObject(void* object);
+
+#endif
+
+TERVALON_END_DECLS
+
+#endif  // TERVALON_DRAWING_DEVICES_H_

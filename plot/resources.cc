@@ -1,0 +1,182 @@
+#include "plot/resources.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+#include "appsvc/export_guard.h"
+#include "platform/drawing.h"
+
+namespace tervalon::plot {
+namespace {
+
+using platform::Drawing;
+using platform::PenDescription;
+using platform::TheDrawing;
+
+constexpr int32_t kScreenPixelsPerInch = 96;
+constexpr TvColour kBlack = 0;
+
+struct Colour {
+  uint8_t red, green, blue;
+};
+constexpr TvColour Packed(const Colour& colour) {
+  return colour.red | TvColour{colour.green} << 8 | TvColour{colour.blue} << 16;
+}
+
+// Dark enough for thin lines on white, and of five different hues and lightnesses, so that they
+// also differ for most colour-blind eyes.
+constexpr std::array<Colour, PLT_DATA_STYLES> kColours = {
+    {{0, 72, 168}, {200, 30, 30}, {0, 128, 70}, {136, 40, 152}, {190, 104, 0}}};
+
+constexpr std::array<platform::PenStyle, PLT_DATA_STYLES> kLineStyles = {
+    platform::kPenSolid, platform::kPenDash, platform::kPenDot, platform::kPenDashDot,
+    platform::kPenDashDotDot};
+
+// The resources of one device context, and what the library made for them.
+class DeviceResources {
+ public:
+  explicit DeviceResources(int32_t pixels_per_inch);
+  ~DeviceResources();
+  DeviceResources(const DeviceResources&) = delete;
+  DeviceResources& operator=(const DeviceResources&) = delete;
+
+  // False when a pen or the font could not be made.
+  bool complete() const { return complete_; }
+
+  int32_t pixels_per_inch() const { return pixels_per_inch_; }
+  bool replaced() const { return replaced_; }
+  const PltResources& in_use() const { return in_use_; }
+
+  void Replace(const PltResources& wanted);
+
+ private:
+  TvPen MakePen(int32_t style, int32_t width, TvColour colour);
+
+  int32_t pixels_per_inch_;
+  bool complete_ = true;
+  bool replaced_ = false;
+  PltResources own_ = {};
+  PltResources in_use_ = {};
+};
+
+TvPen DeviceResources::MakePen(int32_t style, int32_t width, TvColour colour) {
+  const TvPen pen = TheDrawing().MakePen({style, width, colour});
+  complete_ = complete_ && pen != nullptr;
+  return pen;
+}
+
+DeviceResources::DeviceResources(int32_t pixels_per_inch) : pixels_per_inch_(pixels_per_inch) {
+  // A pixel of a screen, and hairlines of about 0.2 mm on paper.
+  const int32_t width = std::max(1, (pixels_per_inch + 48) / 120);
+  own_.axis_pen = MakePen(platform::kPenSolid, width, kBlack);
+  own_.tick_pen = MakePen(platform::kPenSolid, width, kBlack);
+  own_.axis_font = TheDrawing().MakeFont({"Arial", -(pixels_per_inch * 9 + 36) / 72, 400});
+  complete_ = complete_ && own_.axis_font != nullptr;
+  own_.text_colour = kBlack;
+  for (size_t i = 0; i < PLT_DATA_STYLES; ++i) {
+    const Colour& colour = kColours[i];
+    own_.first[i] = {MakePen(platform::kPenSolid, width, Packed(colour)), platform::kPenSolid,
+                     colour.red, colour.green, colour.blue};
+    own_.second[i] = {MakePen(kLineStyles[i], width, kBlack), kLineStyles[i], 0, 0, 0};
+  }
+  in_use_ = own_;
+}
+
+DeviceResources::~DeviceResources() {
+  Drawing& drawing = TheDrawing();
+  const auto discard = [&](TvPen pen) {
+    if (pen != nullptr) drawing.DeletePen(pen);
+  };
+  discard(own_.axis_pen);
+  discard(own_.tick_pen);
+  for (const PltDataStyle& style : own_.first) discard(style.pen);
+  for (const PltDataStyle& style : own_.second) discard(style.pen);
+  if (own_.axis_font != nullptr) drawing.DeleteFont(own_.axis_font);
+}
+
+void DeviceResources::Replace(const PltResources& wanted) {
+  in_use_ = wanted;
+  replaced_ = true;
+  if (wanted.axis_pen == nullptr) in_use_.axis_pen = own_.axis_pen;
+  if (wanted.tick_pen == nullptr) in_use_.tick_pen = own_.tick_pen;
+  if (wanted.axis_font == nullptr) in_use_.axis_font = own_.axis_font;
+  for (size_t i = 0; i < PLT_DATA_STYLES; ++i) {
+    if (wanted.first[i].pen == nullptr) in_use_.first[i] = own_.first[i];
+    if (wanted.second[i].pen == nullptr) in_use_.second[i] = own_.second[i];
+  }
+}
+
+using Table = std::map<TvDC, DeviceResources>;
+Table& AllResources() {
+  static Table& all = *new Table;
+  return all;
+}
+
+// The platform does not tell everywhere when a device context has gone.
+void DropThoseOfDeadDevices() {
+  std::erase_if(AllResources(), [](const Table::value_type& entry) {
+    return entry.first != nullptr && !TheDrawing().IsLive(entry.first);
+  });
+}
+
+void OnDeviceGone(TvDC dc) { AllResources().erase(dc); }
+
+// nullptr when the device context is not live or something could not be made.
+DeviceResources* Find(TvDC dc) {
+  int32_t pixels_per_inch = kScreenPixelsPerInch;
+  platform::DeviceCapabilities capabilities;
+  if (dc != nullptr) {
+    if (!TheDrawing().Capabilities(dc, &capabilities)) return nullptr;
+    pixels_per_inch = std::clamp(capabilities.pixels_per_inch_y, 1, 9600);
+  }
+  const auto found = AllResources().find(dc);
+  if (found != AllResources().end()) {
+    DeviceResources& resources = found->second;
+    if (resources.replaced() || resources.pixels_per_inch() == pixels_per_inch) return &resources;
+    AllResources().erase(found);  // another device under the handle of one that has gone
+  }
+  DropThoseOfDeadDevices();
+  TheDrawing().OnDeviceGone(OnDeviceGone);
+  DeviceResources& made = AllResources().try_emplace(dc, pixels_per_inch).first->second;
+  if (made.complete()) return &made;
+  AllResources().erase(dc);
+  return nullptr;
+}
+
+}  // namespace
+
+const PltResources& ResourcesFor(TvDC dc) {
+  static constexpr PltResources kNone = {};
+  const DeviceResources* resources = Find(dc);
+  return resources != nullptr ? resources->in_use() : kNone;
+}
+
+void ReleaseAllResources() { AllResources().clear(); }
+
+}  // namespace tervalon::plot
+
+using tervalon::Guarded;
+
+extern "C" int32_t TERVALON_CALL PltGetResources(TvDC dc, PltResources* resources) {
+  return Guarded(0, [&] {
+    const auto* found = tervalon::plot::Find(dc);
+    if (found == nullptr || resources == nullptr) return 0;
+    *resources = found->in_use();
+    return 1;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL PltSetResources(TvDC dc, const PltResources* resources) {
+  return Guarded(0, [&] {
+    auto* found = resources != nullptr ? tervalon::plot::Find(dc) : nullptr;
+    if (found == nullptr) return 0;
+    found->Replace(*resources);
+    return 1;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL PltReleaseResources(TvDC dc) {
+  tervalon::plot::AllResources().erase(dc);
+  return 1;
+}

@@ -1,0 +1,288 @@
+#include "platform/linux/cairo_device.h"
+
+#include <cairo-pdf.h>
+#include <cairo-svg.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <new>
+#include <span>
+
+namespace tervalon::platform {
+namespace {
+
+constexpr size_t kBufferSize = size_t{1} << 16;
+constexpr int32_t kLongestSide = 32767;
+constexpr int64_t kMostImagePixels = int64_t{1} << 28;
+constexpr int32_t kMostPixelsPerInch = 9600;
+constexpr double kPointsPerInch = 72;
+constexpr double kScreenPixelsPerInch = 96;
+
+// Beyond this Cairo's own coordinates overflow.
+constexpr int32_t kFarthest = 1 << 20;
+
+constexpr double kPixelCentre = 0.5;
+
+double Coordinate(int32_t value) { return std::clamp(value, -kFarthest, kFarthest); }
+
+// Dashes and gaps in pixels of a screen, by pen style.
+struct DashPattern {
+  int count;
+  std::array<double, 6> lengths;
+};
+constexpr std::array<DashPattern, 5> kDashes = {{
+    {0, {}},                  // solid
+    {2, {9, 4}},              // dash
+    {2, {2, 3}},              // dot
+    {4, {9, 4, 2, 4}},        // dash dot
+    {6, {9, 4, 2, 4, 2, 4}},  // dash dot dot
+}};
+
+// A unit vector; null between equal points.
+struct Direction {
+  double x = 0;
+  double y = 0;
+};
+Direction Towards(const TvPoint& from, const TvPoint& to) {
+  const double x = Coordinate(to.x) - Coordinate(from.x);
+  const double y = Coordinate(to.y) - Coordinate(from.y);
+  const double length = std::hypot(x, y);
+  return length > 0 ? Direction{x / length, y / length} : Direction{};
+}
+
+bool IsSame(const TvPoint& a, const TvPoint& b) { return a.x == b.x && a.y == b.y; }
+
+}  // namespace
+
+std::unique_ptr<PictureFile> PictureFile::Create(const std::string& path) {
+  std::unique_ptr<PictureFile> picture(new PictureFile);
+  picture->path_ = path;
+  picture->beside_ = path + "." + std::to_string(getpid()) + ".tmp";
+  if (path.empty() || Files().Status(path) == PathStatus::kDirectory) return nullptr;
+  picture->file_ = Files().Open(picture->beside_, OpenMode::kCreate);
+  return picture->file_ != nullptr ? std::move(picture) : nullptr;
+}
+
+PictureFile::~PictureFile() {
+  if (file_ == nullptr) return;
+  file_->Close();
+  Files().Remove(beside_);
+}
+
+cairo_status_t PictureFile::Write(void* closure, const unsigned char* data, unsigned int length) {
+  auto* picture = static_cast<PictureFile*>(closure);
+  try {
+    picture->buffer_.insert(picture->buffer_.end(), data, data + length);
+  } catch (const std::bad_alloc&) {
+    picture->failed_ = true;
+  }
+  if (picture->buffer_.size() >= kBufferSize) picture->Flush();
+  return picture->failed_ ? CAIRO_STATUS_WRITE_ERROR : CAIRO_STATUS_SUCCESS;
+}
+
+bool PictureFile::Flush() {
+  size_t written = 0;
+  const bool complete = file_->WriteAt(written_, buffer_.data(), buffer_.size(), &written) &&
+                        written == buffer_.size();
+  written_ += written;
+  failed_ = failed_ || !complete;
+  buffer_.clear();
+  return !failed_;
+}
+
+bool PictureFile::Complete() {
+  const bool flushed = Flush();
+  const bool closed = file_->Close();
+  file_ = nullptr;
+  if (flushed && closed && Files().MoveOver(beside_, path_)) return true;
+  Files().Remove(beside_);
+  return false;
+}
+
+std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::string& path,
+                                                 const DeviceCapabilities& capabilities) {
+  const auto in_range = [](int32_t value, int32_t most) { return value >= 1 && value <= most; };
+  if (!in_range(capabilities.width, kLongestSide) || !in_range(capabilities.height, kLongestSide) ||
+      !in_range(capabilities.pixels_per_inch_x, kMostPixelsPerInch) ||
+      !in_range(capabilities.pixels_per_inch_y, kMostPixelsPerInch) ||
+      (kind == DeviceKind::kImage &&
+       int64_t{capabilities.width} * capabilities.height > kMostImagePixels)) {
+    return nullptr;
+  }
+
+  std::unique_ptr<CairoDevice> device(new CairoDevice(capabilities));
+  double scale = 1;
+  if (kind == DeviceKind::kImage) {
+    device->surface_ =
+        cairo_image_surface_create(CAIRO_FORMAT_RGB24, capabilities.width, capabilities.height);
+  } else {
+    device->file_ = PictureFile::Create(path);
+    if (device->file_ == nullptr) return nullptr;
+    scale = kPointsPerInch / capabilities.pixels_per_inch_x;
+    const auto create = kind == DeviceKind::kSvg ? cairo_svg_surface_create_for_stream
+                                                 : cairo_pdf_surface_create_for_stream;
+    device->surface_ = create(PictureFile::Write, device->file_.get(), capabilities.width * scale,
+                              capabilities.height * scale);
+  }
+  device->cairo_ = cairo_create(device->surface_);
+  if (cairo_status(device->cairo_) != CAIRO_STATUS_SUCCESS) return nullptr;
+  cairo_scale(device->cairo_, scale, scale);
+  device->FillRectangle({0, 0, capabilities.width, capabilities.height}, 0xFFFFFF);
+  return device;
+}
+
+CairoDevice::~CairoDevice() {
+  cairo_destroy(cairo_);
+  cairo_surface_destroy(surface_);
+}
+
+bool CairoDevice::Finish() {
+  const bool drawn = cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
+  if (file_ != nullptr) cairo_show_page(cairo_);
+  cairo_surface_finish(surface_);
+  const bool finished = cairo_surface_status(surface_) == CAIRO_STATUS_SUCCESS;
+  return drawn && finished && (file_ == nullptr || file_->Complete());
+}
+
+bool CairoDevice::SavePng(const std::string& path) {
+  if (file_ != nullptr) return false;
+  const std::unique_ptr<PictureFile> picture = PictureFile::Create(path);
+  if (picture == nullptr) return false;
+  cairo_surface_flush(surface_);
+  return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS &&
+         cairo_surface_write_to_png_stream(surface_, PictureFile::Write, picture.get()) ==
+             CAIRO_STATUS_SUCCESS &&
+         picture->Complete();
+}
+
+void CairoDevice::Save() {
+  saved_.push_back(state_);
+  cairo_save(cairo_);
+}
+
+bool CairoDevice::Restore() {
+  if (saved_.empty()) return false;
+  cairo_restore(cairo_);
+  state_ = saved_.back();
+  saved_.pop_back();
+  return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
+}
+
+void CairoDevice::Clip(const TvRect& rect) {
+  const double left = Coordinate(rect.left);
+  const double top = Coordinate(rect.top);
+  cairo_rectangle(cairo_, left, top, std::max(0.0, Coordinate(rect.right) - left),
+                  std::max(0.0, Coordinate(rect.bottom) - top));
+  cairo_clip(cairo_);
+}
+
+void CairoDevice::SetColour(TvColour colour) {
+  constexpr double kMost = 255;
+  cairo_set_source_rgb(cairo_, (colour & 0xFF) / kMost, (colour >> 8 & 0xFF) / kMost,
+                       (colour >> 16 & 0xFF) / kMost);
+}
+
+double CairoDevice::PenWidth() const { return std::clamp(state_.pen.width, 1, kLongestSide); }
+
+// Where a line through a pixel lies in it, so that its edges are edges of pixels: an even number of
+// them cannot be centred.
+double CairoDevice::PenCentre() const {
+  return std::max(state_.pen.width, 1) % 2 == 0 ? 0 : kPixelCentre;
+}
+
+void CairoDevice::SetDashes() {
+  DashPattern pattern = kDashes.at(static_cast<size_t>(state_.pen.style));
+  const double unit =
+      std::max({1.0, std::round(capabilities_.pixels_per_inch_x / kScreenPixelsPerInch),
+                PenWidth() * (2.0 / 3)});
+  for (double& length : pattern.lengths) length *= unit;
+  cairo_set_dash(cairo_, pattern.lengths.data(), pattern.count, 0);
+}
+
+// A line is what the pen covers as it moves from the first pixel to the last but one: it reaches
+// half the pen's width beyond both.
+void CairoDevice::Lines(const LineSegment* lines, size_t count) {
+  if (state_.pen.style == kPenNull) return;
+  const double reach = PenWidth() / 2;
+  const double centre = PenCentre();
+  for (const auto& [from, to] : std::span(lines, count)) {
+    if (IsSame(from, to)) continue;
+    const Direction direction = Towards(from, to);
+    cairo_move_to(cairo_, Coordinate(from.x) + centre - direction.x * reach,
+                  Coordinate(from.y) + centre - direction.y * reach);
+    cairo_line_to(cairo_, Coordinate(to.x) + centre + direction.x * (reach - 1),
+                  Coordinate(to.y) + centre + direction.y * (reach - 1));
+  }
+  SetColour(state_.pen.colour);
+  SetDashes();
+  cairo_set_line_width(cairo_, PenWidth());
+  cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_BUTT);
+  cairo_stroke(cairo_);
+}
+
+void CairoDevice::Polyline(const TvPoint* points, size_t count) {
+  if (state_.pen.style == kPenNull || count == 0) return;
+  const double centre = PenCentre();
+  const TvPoint* last = points;
+  cairo_move_to(cairo_, Coordinate(points->x) + centre, Coordinate(points->y) + centre);
+  for (const TvPoint& point : std::span(points, count).subspan(1)) {
+    if (IsSame(point, *last)) continue;
+    cairo_line_to(cairo_, Coordinate(point.x) + centre, Coordinate(point.y) + centre);
+    last = &point;
+  }
+  SetColour(state_.pen.colour);
+  cairo_set_line_width(cairo_, PenWidth());
+  if (last == points) {  // a point has no direction for Cairo to draw it in
+    cairo_new_path(cairo_);
+    const double reach = PenWidth() / 2;
+    cairo_rectangle(cairo_, Coordinate(points->x) + centre - reach,
+                    Coordinate(points->y) + centre - reach, PenWidth(), PenWidth());
+    cairo_fill(cairo_);
+    return;
+  }
+  SetDashes();
+  cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
+  cairo_set_line_cap(cairo_,
+                     state_.pen.style == kPenSolid ? CAIRO_LINE_CAP_SQUARE : CAIRO_LINE_CAP_BUTT);
+  cairo_stroke(cairo_);
+}
+
+void CairoDevice::FillRectangle(const TvRect& rect, TvColour colour) {
+  if (rect.right <= rect.left || rect.bottom <= rect.top) return;
+  const double left = Coordinate(rect.left);
+  const double top = Coordinate(rect.top);
+  SetColour(colour);
+  cairo_rectangle(cairo_, left, top, Coordinate(rect.right) - left, Coordinate(rect.bottom) - top);
+  cairo_fill(cairo_);
+}
+
+void CairoDevice::FillPolygon(const TvPoint* points, size_t count, TvColour colour) {
+  for (const TvPoint& point : std::span(points, count)) {
+    cairo_line_to(cairo_, Coordinate(point.x) + kPixelCentre, Coordinate(point.y) + kPixelCentre);
+  }
+  SetColour(colour);
+  cairo_fill(cairo_);
+}
+
+void CairoDevice::Text(int32_t x, int32_t y, std::string_view text) {
+  if (state_.opaque_background) {
+    const TvSize size = {state_.font->Width(text), state_.font->metrics().height};
+    const auto left = static_cast<int32_t>(Coordinate(x));
+    const auto top = static_cast<int32_t>(Coordinate(y));
+    FillRectangle({left, top, left + size.width, top + size.height}, state_.background_colour);
+  }
+  SetColour(state_.text_colour);
+  state_.font->Show(cairo_, Coordinate(x), Coordinate(y), text);
+}
+
+void CairoDevice::TextWithin(const TvRect& rect, TextAlign align, std::string_view text) {
+  cairo_save(cairo_);
+  Clip(rect);
+  Text(AlignedLeft(rect, align, state_.font->Width(text)), rect.top, text);
+  cairo_restore(cairo_);
+}
+
+}  // namespace tervalon::platform

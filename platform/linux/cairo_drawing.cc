@@ -1,0 +1,288 @@
+// Drawing over Cairo: the service, and the exports that make its device contexts, pens and fonts.
+
+#include <memory>
+#include <new>
+#include <unordered_map>
+#include <utility>
+
+#include "platform/drawing.h"
+#include "platform/linux/cairo_device.h"
+#include "platform/linux/cairo_font.h"
+#include "tervalon/drawing_devices.h"
+
+// The records behind the handles.
+struct TvDeviceRecord {
+  std::unique_ptr<tervalon::platform::CairoDevice> device;
+};
+struct TvPenRecord {
+  tervalon::platform::PenDescription description;
+};
+struct TvFontRecord {
+  std::shared_ptr<const tervalon::platform::CairoFont> font;
+};
+
+namespace tervalon::platform {
+namespace {
+
+constexpr int32_t kMostPenWidth = 10000;
+
+// Callers hold the handles, so a handle is looked up before it is followed.
+template <typename Record>
+class LiveRecords {
+ public:
+  // nullptr when memory runs out.
+  Record* Add(Record record) {
+    try {
+      auto owned = std::make_unique<Record>(std::move(record));
+      Record* const handle = owned.get();
+      live_.emplace(handle, std::move(owned));
+      return handle;
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+  }
+
+  bool Contains(const void* handle) const { return live_.contains(handle); }
+
+  // nullptr unless the handle is live; then it is not any more.
+  std::unique_ptr<Record> Take(const void* handle) {
+    auto node = live_.extract(handle);
+    return node ? std::move(node.mapped()) : nullptr;
+  }
+
+ private:
+  std::unordered_map<const void*, std::unique_ptr<Record>> live_;
+};
+
+class CairoDrawing : public Drawing {
+ public:
+  TvDC MakeDevice(DeviceKind kind, const char* path, const DeviceCapabilities& capabilities) {
+    if (path == nullptr) return nullptr;
+    try {
+      auto device = CairoDevice::Create(kind, path, capabilities);
+      if (device == nullptr) return nullptr;
+      if (stock_pen_ == nullptr) stock_pen_ = MakePen({});
+      if (stock_font_ == nullptr) stock_font_ = MakeFont({});
+      if (stock_pen_ == nullptr || stock_font_ == nullptr) return nullptr;
+      device->state().pen_handle = stock_pen_;
+      device->state().font_handle = stock_font_;
+      device->state().font = stock_font_->font;
+      return devices_.Add({std::move(device)});
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+  }
+
+  bool DeleteDevice(TvDC dc) {
+    const auto record = devices_.Take(dc);
+    if (record == nullptr) return false;
+    if (listener_ != nullptr) listener_(dc);
+    try {
+      return record->device->Finish();
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
+  bool SavePng(TvDC dc, const char* path) {
+    if (!IsLive(dc) || path == nullptr) return false;
+    try {
+      return dc->device->SavePng(path);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
+  bool DeleteObject(const void* object) {
+    if (object == stock_pen_ || object == stock_font_) return false;
+    return pens_.Take(object) != nullptr || fonts_.Take(object) != nullptr;
+  }
+
+  bool IsLive(TvDC dc) override { return devices_.Contains(dc); }
+
+  bool Save(TvDC dc) override {
+    return On(dc, [&](CairoDevice& device) { device.Save(); });
+  }
+  bool Restore(TvDC dc) override { return IsLive(dc) && dc->device->Restore(); }
+
+  bool Capabilities(TvDC dc, DeviceCapabilities* out) override {
+    *out = {};
+    return On(dc, [&](CairoDevice& device) { *out = device.capabilities(); });
+  }
+
+  TvPen MakePen(const PenDescription& description) override {
+    if (description.style < kPenSolid || description.style > kPenNull || description.width < 0 ||
+        description.width > kMostPenWidth) {
+      return nullptr;
+    }
+    return pens_.Add({description});
+  }
+  bool DescribePen(TvPen pen, PenDescription* out) override {
+    if (!pens_.Contains(pen)) return false;
+    *out = pen->description;
+    return true;
+  }
+  bool DeletePen(TvPen pen) override { return pen != stock_pen_ && pens_.Take(pen) != nullptr; }
+
+  TvFont MakeFont(const FontDescription& description) override {
+    auto font = CairoFont::Make(description);
+    return font != nullptr ? fonts_.Add({std::move(font)}) : nullptr;
+  }
+  bool DeleteFont(TvFont font) override {
+    return font != stock_font_ && fonts_.Take(font) != nullptr;
+  }
+
+  bool SelectPen(TvDC dc, TvPen pen) override {
+    if (!IsLive(dc)) return false;
+    if (pen == nullptr) return true;
+    if (!DescribePen(pen, &dc->device->state().pen)) return false;
+    dc->device->state().pen_handle = pen;
+    return true;
+  }
+  bool SelectFont(TvDC dc, TvFont font) override {
+    if (!IsLive(dc)) return false;
+    if (font == nullptr) return true;
+    if (!fonts_.Contains(font)) return false;
+    dc->device->state().font = font->font;
+    dc->device->state().font_handle = font;
+    return true;
+  }
+
+  TvPen SelectedPen(TvDC dc) override {
+    const TvPen pen = IsLive(dc) ? dc->device->state().pen_handle : nullptr;
+    return pens_.Contains(pen) ? pen : nullptr;
+  }
+  TvFont SelectedFont(TvDC dc) override {
+    const TvFont font = IsLive(dc) ? dc->device->state().font_handle : nullptr;
+    return fonts_.Contains(font) ? font : nullptr;
+  }
+
+  bool SetTextColour(TvDC dc, TvColour colour) override {
+    return On(dc, [&](CairoDevice& device) { device.state().text_colour = colour; });
+  }
+  bool SetOpaqueBackground(TvDC dc, bool opaque) override {
+    return On(dc, [&](CairoDevice& device) { device.state().opaque_background = opaque; });
+  }
+  bool SetBackgroundColour(TvDC dc, TvColour colour) override {
+    return On(dc, [&](CairoDevice& device) { device.state().background_colour = colour; });
+  }
+  TvColour WindowColour() override { return 0xFFFFFF; }
+
+  bool Metrics(TvDC dc, TextMetrics* out) override {
+    *out = {};
+    return On(dc, [&](CairoDevice& device) { *out = device.state().font->metrics(); });
+  }
+  TvSize Extent(TvDC dc, std::string_view text) override {
+    if (!IsLive(dc)) return {};
+    const CairoFont& font = *dc->device->state().font;
+    return {font.Width(text), font.metrics().height};
+  }
+
+  bool Lines(TvDC dc, const LineSegment* lines, size_t count) override {
+    return On(dc, [&](CairoDevice& device) { device.Lines(lines, count); });
+  }
+  bool Polyline(TvDC dc, const TvPoint* points, size_t count) override {
+    return On(dc, [&](CairoDevice& device) { device.Polyline(points, count); });
+  }
+  bool FillRectangle(TvDC dc, const TvRect& rect, TvColour colour) override {
+    return On(dc, [&](CairoDevice& device) { device.FillRectangle(rect, colour); });
+  }
+  bool FillPolygon(TvDC dc, const TvPoint* points, size_t count, TvColour colour) override {
+    return On(dc, [&](CairoDevice& device) { device.FillPolygon(points, count, colour); });
+  }
+  bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) override {
+    return On(dc, [&](CairoDevice& device) { device.Text(x, y, text); });
+  }
+  bool TextWithin(TvDC dc, const TvRect& rect, TextAlign align, std::string_view text) override {
+    return On(dc, [&](CairoDevice& device) { device.TextWithin(rect, align, text); });
+  }
+  bool Clip(TvDC dc, const TvRect& rect) override {
+    return On(dc, [&](CairoDevice& device) { device.Clip(rect); });
+  }
+
+  void OnDeviceGone(void (*listener)(TvDC dc)) override { listener_ = listener; }
+
+ private:
+  // Acts on a live device context; false for any other.
+  template <typename Action>
+  bool On(TvDC dc, Action&& action) {
+    if (!IsLive(dc)) return false;
+    action(*dc->device);
+    return true;
+  }
+
+  LiveRecords<TvDeviceRecord> devices_;
+  LiveRecords<TvPenRecord> pens_;
+  LiveRecords<TvFontRecord> fonts_;
+
+  // What a new device context has selected.
+  TvPen stock_pen_ = nullptr;
+  TvFont stock_font_ = nullptr;
+
+  void (*listener_)(TvDC dc) = nullptr;
+};
+
+// The exports' own, whatever a test puts in the service's place. Never destroyed, like the service.
+CairoDrawing& Own() {
+  static CairoDrawing& own = *new CairoDrawing;
+  return own;
+}
+
+Drawing* replacement = nullptr;
+
+}  // namespace
+
+template <>
+Drawing& Current<Drawing>() {
+  return replacement != nullptr ? *replacement : Own();
+}
+template <>
+Drawing* Replace<Drawing>(Drawing* service) {
+  return std::exchange(replacement, service);
+}
+
+}  // namespace tervalon::platform
+
+using tervalon::platform::DeviceCapabilities;
+using tervalon::platform::DeviceKind;
+using tervalon::platform::Own;
+
+extern "C" TvDC TERVALON_CALL TvCreateImageDC(int32_t width, int32_t height,
+                                              int32_t pixels_per_inch) {
+  return Own().MakeDevice(DeviceKind::kImage, "",
+                          {pixels_per_inch, pixels_per_inch, width, height});
+}
+
+extern "C" TvDC TERVALON_CALL TvCreateSvgDC(const char* path, int32_t width, int32_t height,
+                                            int32_t pixels_per_inch) {
+  return Own().MakeDevice(DeviceKind::kSvg, path,
+                          {pixels_per_inch, pixels_per_inch, width, height});
+}
+
+extern "C" TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, int32_t height,
+                                            int32_t pixels_per_inch) {
+  return Own().MakeDevice(DeviceKind::kPdf, path,
+                          {pixels_per_inch, pixels_per_inch, width, height});
+}
+
+extern "C" int32_t TERVALON_CALL TvSavePng(TvDC dc, const char* path) {
+  return Own().SavePng(dc, path) ? 1 : 0;
+}
+
+extern "C" int32_t TERVALON_CALL TvDeleteDC(TvDC dc) { return Own().DeleteDevice(dc) ? 1 : 0; }
+
+extern "C" TvPen TERVALON_CALL TvCreatePen(int32_t style, int32_t width, TvColour colour) {
+  return Own().MakePen({style, width, colour});
+}
+
+extern "C" TvFont TERVALON_CALL TvCreateFont(const char* face, int32_t height, int32_t weight) {
+  try {
+    return Own().MakeFont({face != nullptr ? face : "", height, weight});
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+extern "C" int32_t TERVALON_CALL TvDeleteObject(void* object) {
+  return Own().DeleteObject(object) ? 1 : 0;
+}

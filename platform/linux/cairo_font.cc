@@ -1,0 +1,166 @@
+#include "platform/linux/cairo_font.h"
+
+#include <cmath>
+#include <string>
+
+namespace tervalon::platform {
+namespace {
+
+constexpr int32_t kUsualHeight = -12;
+constexpr int32_t kMostHeight = 10000;
+constexpr int32_t kBoldWeight = 600;
+
+constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+int32_t Rounded(double value) { return static_cast<int32_t>(std::lround(value)); }
+
+// The bytes that follow the first one of a UTF-8 sequence; -1 where none may start.
+int Following(unsigned char first) {
+  if (first < 0x80) return 0;
+  if (first >= 0xC2 && first <= 0xDF) return 1;
+  if (first >= 0xE0 && first <= 0xEF) return 2;
+  if (first >= 0xF0 && first <= 0xF4) return 3;
+  return -1;
+}
+
+bool IsUtf8(std::string_view text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    const int following = Following(static_cast<unsigned char>(text[i]));
+    if (following < 0) return false;
+    for (int n = 0; n < following; ++n) {
+      if (++i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
+    }
+  }
+  return true;
+}
+
+// Texts of older systems are 8-bit Latin.
+std::string Utf8(std::string_view text) {
+  if (IsUtf8(text)) return std::string(text);
+  std::string result;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      result += c;
+    } else {
+      result += static_cast<char>(0xC0 | byte >> 6);
+      result += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+  }
+  return result;
+}
+
+// A text's glyphs in their places, with the characters that they stand for.
+struct Glyphs {
+  Glyphs(cairo_scaled_font_t* font, double x, double y, std::string_view text) : utf8(Utf8(text)) {
+    valid = cairo_scaled_font_text_to_glyphs(font, x, y, utf8.data(), static_cast<int>(utf8.size()),
+                                             &glyphs, &glyph_count, &clusters, &cluster_count,
+                                             &flags) == CAIRO_STATUS_SUCCESS;
+  }
+  ~Glyphs() {
+    cairo_glyph_free(glyphs);
+    cairo_text_cluster_free(clusters);
+  }
+  Glyphs(const Glyphs&) = delete;
+  Glyphs& operator=(const Glyphs&) = delete;
+
+  std::string utf8;
+  bool valid = false;
+  cairo_glyph_t* glyphs = nullptr;
+  int glyph_count = 0;
+  cairo_text_cluster_t* clusters = nullptr;
+  int cluster_count = 0;
+  cairo_text_cluster_flags_t flags = {};
+};
+
+cairo_font_face_t* MakeFace(const FontDescription& description) {
+  const char* family = description.face.empty() ? "sans-serif" : description.face.c_str();
+  return cairo_toy_font_face_create(
+      family, CAIRO_FONT_SLANT_NORMAL,
+      description.weight >= kBoldWeight ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+}
+
+// Whole pixels on an image, whatever the fonts' own settings are on this machine.
+cairo_font_options_t* MakeOptions() {
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
+  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_ON);
+  return options;
+}
+
+cairo_scaled_font_t* Scaled(cairo_font_face_t* face, double size,
+                            const cairo_font_options_t* options) {
+  cairo_matrix_t font_matrix;
+  cairo_matrix_t device_matrix;
+  cairo_matrix_init_scale(&font_matrix, size, size);
+  cairo_matrix_init_identity(&device_matrix);
+  return cairo_scaled_font_create(face, &font_matrix, &device_matrix, options);
+}
+
+// The size of the characters of a font whose lines are `height` high.
+double SizeOfLineHeight(cairo_font_face_t* face, int32_t height) {
+  constexpr double kProbe = 1000;
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+  cairo_scaled_font_t* probe = Scaled(face, kProbe, options);
+  cairo_font_extents_t extents = {};
+  cairo_scaled_font_extents(probe, &extents);
+  cairo_scaled_font_destroy(probe);
+  cairo_font_options_destroy(options);
+  const double line = extents.ascent + extents.descent;
+  return line > 0 ? height * kProbe / line : height;
+}
+
+}  // namespace
+
+std::shared_ptr<const CairoFont> CairoFont::Make(const FontDescription& description) {
+  const int32_t height = description.height != 0 ? description.height : kUsualHeight;
+  if (height < -kMostHeight || height > kMostHeight) return nullptr;
+
+  std::shared_ptr<CairoFont> font(new CairoFont);
+  cairo_font_face_t* face = MakeFace(description);
+  cairo_font_options_t* options = MakeOptions();
+  const double size = height > 0 ? SizeOfLineHeight(face, height) : -height;
+  font->scaled_ = Scaled(face, size, options);
+  cairo_font_options_destroy(options);
+  cairo_font_face_destroy(face);
+  if (cairo_scaled_font_status(font->scaled_) != CAIRO_STATUS_SUCCESS) return nullptr;
+
+  cairo_font_extents_t extents;
+  cairo_scaled_font_extents(font->scaled_, &extents);
+  TextMetrics& metrics = font->metrics_;
+  metrics.ascent = Rounded(extents.ascent);
+  metrics.height = metrics.ascent + Rounded(extents.descent);
+  metrics.internal_leading = std::max(0, metrics.height - Rounded(size));
+  const auto letters = static_cast<int32_t>(kLetters.size());
+  metrics.average_width = (font->Width(kLetters) + letters / 2) / letters;
+  return font;
+}
+
+CairoFont::~CairoFont() { cairo_scaled_font_destroy(scaled_); }
+
+int32_t CairoFont::Width(std::string_view text) const {
+  const Glyphs run(scaled_, 0, 0, text);
+  if (!run.valid) return 0;
+  cairo_text_extents_t extents;
+  cairo_scaled_font_glyph_extents(scaled_, run.glyphs, run.glyph_count, &extents);
+  return Rounded(extents.x_advance);
+}
+
+void CairoFont::Show(cairo_t* cairo, double x, double y, std::string_view text) const {
+  const Glyphs run(scaled_, x, y + metrics_.ascent, text);
+  if (!run.valid) return;
+  cairo_matrix_t matrix;
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_scaled_font_get_font_matrix(scaled_, &matrix);
+  cairo_scaled_font_get_font_options(scaled_, options);
+  cairo_set_font_face(cairo, cairo_scaled_font_get_font_face(scaled_));
+  cairo_set_font_matrix(cairo, &matrix);
+  cairo_set_font_options(cairo, options);
+  cairo_font_options_destroy(options);
+  cairo_show_text_glyphs(cairo, run.utf8.data(), static_cast<int>(run.utf8.size()), run.glyphs,
+                         run.glyph_count, run.clusters, run.cluster_count, run.flags);
+}
+
+}  // namespace tervalon::platform

@@ -21,10 +21,19 @@ constexpr int32_t kMostPixelsPerInch = 9600;
 constexpr double kPointsPerInch = 72;
 constexpr double kScreenPixelsPerInch = 96;
 
+// Cairo takes a time that grows with the square of the lines that are drawn at once where they lie
+// close together, as those of a noisy trace do. They are drawn a few at a time, cut where the trace
+// turns: in a smooth one, which is no trouble, a cut would show as a darker pixel.
+constexpr size_t kSegmentsAtOnce = 16;
+bool IsTurn(const TvPoint& before, const TvPoint& at, const TvPoint& after) {
+  return (at.y > before.y && at.y > after.y) || (at.y < before.y && at.y < after.y);
+}
+
 // Beyond this Cairo's own coordinates overflow.
 constexpr int32_t kFarthest = 1 << 20;
 
 constexpr double kPixelCentre = 0.5;
+constexpr double kNearlyNothing = 1.0 / 128;
 
 double Coordinate(int32_t value) { return std::clamp(value, -kFarthest, kFarthest); }
 
@@ -226,27 +235,33 @@ void CairoDevice::Lines(const LineSegment* lines, size_t count) {
 void CairoDevice::Polyline(const TvPoint* points, size_t count) {
   if (state_.pen.style == kPenNull || count == 0) return;
   const double centre = PenCentre();
-  const TvPoint* last = points;
-  cairo_move_to(cairo_, Coordinate(points->x) + centre, Coordinate(points->y) + centre);
-  for (const TvPoint& point : std::span(points, count).subspan(1)) {
-    if (IsSame(point, *last)) continue;
-    cairo_line_to(cairo_, Coordinate(point.x) + centre, Coordinate(point.y) + centre);
-    last = &point;
-  }
+  const bool may_split = file_ == nullptr && state_.pen.style == kPenSolid;
   SetColour(state_.pen.colour);
-  cairo_set_line_width(cairo_, PenWidth());
-  if (last == points) {  // a point has no direction for Cairo to draw it in
-    cairo_new_path(cairo_);
-    const double reach = PenWidth() / 2;
-    cairo_rectangle(cairo_, Coordinate(points->x) + centre - reach,
-                    Coordinate(points->y) + centre - reach, PenWidth(), PenWidth());
-    cairo_fill(cairo_);
-    return;
-  }
   SetDashes();
+  cairo_set_line_width(cairo_, PenWidth());
   cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
   cairo_set_line_cap(cairo_,
                      state_.pen.style == kPenSolid ? CAIRO_LINE_CAP_SQUARE : CAIRO_LINE_CAP_BUTT);
+
+  TvPoint before = points[0];
+  TvPoint last = points[0];
+  size_t segments = 0;
+  cairo_move_to(cairo_, Coordinate(last.x) + centre, Coordinate(last.y) + centre);
+  for (const TvPoint& point : std::span(points, count).subspan(1)) {
+    if (IsSame(point, last)) continue;
+    if (may_split && segments >= kSegmentsAtOnce && IsTurn(before, last, point)) {
+      cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_ROUND);
+      cairo_stroke(cairo_);
+      cairo_move_to(cairo_, Coordinate(last.x) + centre, Coordinate(last.y) + centre);
+      segments = 0;
+    }
+    cairo_line_to(cairo_, Coordinate(point.x) + centre, Coordinate(point.y) + centre);
+    before = last;
+    last = point;
+    ++segments;
+  }
+  // A point has no direction in which Cairo could draw a cap.
+  if (segments == 0) cairo_rel_line_to(cairo_, kNearlyNothing, 0);
   cairo_stroke(cairo_);
 }
 

@@ -155,6 +155,9 @@ void CairoFont::Show(cairo_t* cairo, double x, double y, std::string_view text) 
   cairo_font_options_t* options = cairo_font_options_create();
   cairo_scaled_font_get_font_matrix(scaled_, &matrix);
   cairo_scaled_font_get_font_options(scaled_, options);
+  if (cairo_surface_get_type(cairo_get_target(cairo)) != CAIRO_SURFACE_TYPE_IMAGE) {
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);  // there are no pixels
+  }
   cairo_set_font_face(cairo, cairo_scaled_font_get_font_face(scaled_));
   cairo_set_font_matrix(cairo, &matrix);
   cairo_set_font_options(cairo, options);

@@ -49,7 +49,7 @@ struct TextMetrics {
   int32_t average_width = 0;     // of the font's characters
 };
 
-struct DeviceCapabilities {
+struct DeviceMetrics {
   int32_t pixels_per_inch_x = 0;
   int32_t pixels_per_inch_y = 0;
   int32_t width = 0;
@@ -81,7 +81,7 @@ class Drawing {
   virtual bool Save(TvDC dc) = 0;
   virtual bool Restore(TvDC dc) = 0;
 
-  virtual bool Capabilities(TvDC dc, DeviceCapabilities* out) = 0;
+  virtual bool Capabilities(TvDC dc, DeviceMetrics* out) = 0;
 
   // Pens and fonts serve every device context. Who makes one deletes it, when no context has it
   // selected any more. nullptr when there is no room for it.

@@ -125,7 +125,7 @@ void OnDeviceGone(TvDC dc) { AllResources().erase(dc); }
 // nullptr when the device context is not live or something could not be made.
 DeviceResources* Find(TvDC dc) {
   int32_t pixels_per_inch = kScreenPixelsPerInch;
-  platform::DeviceCapabilities capabilities;
+  platform::DeviceMetrics capabilities;
   if (dc != nullptr) {
     if (!TheDrawing().Capabilities(dc, &capabilities)) return nullptr;
     pixels_per_inch = std::clamp(capabilities.pixels_per_inch_y, 1, 9600);

@@ -112,7 +112,7 @@ bool PictureFile::Complete() {
 }
 
 std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::string& path,
-                                                 const DeviceCapabilities& capabilities) {
+                                                 const DeviceMetrics& capabilities) {
   const auto in_range = [](int32_t value, int32_t most) { return value >= 1 && value <= most; };
   if (!in_range(capabilities.width, kLongestSide) || !in_range(capabilities.height, kLongestSide) ||
       !in_range(capabilities.pixels_per_inch_x, kMostPixelsPerInch) ||

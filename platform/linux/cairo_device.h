@@ -65,7 +65,7 @@ class CairoDevice {
   // `path` is of no meaning for an image. nullptr when a size or the resolution is out of range,
   // the file cannot be written or memory runs out.
   static std::unique_ptr<CairoDevice> Create(DeviceKind kind, const std::string& path,
-                                             const DeviceCapabilities& capabilities);
+                                             const DeviceMetrics& capabilities);
   ~CairoDevice();
   CairoDevice(const CairoDevice&) = delete;
   CairoDevice& operator=(const CairoDevice&) = delete;
@@ -75,7 +75,7 @@ class CairoDevice {
 
   bool SavePng(const std::string& path);
 
-  const DeviceCapabilities& capabilities() const { return capabilities_; }
+  const DeviceMetrics& capabilities() const { return capabilities_; }
 
   void Save();
   bool Restore();
@@ -90,14 +90,14 @@ class CairoDevice {
   void TextWithin(const TvRect& rect, TextAlign align, std::string_view text);
 
  private:
-  explicit CairoDevice(const DeviceCapabilities& capabilities) : capabilities_(capabilities) {}
+  explicit CairoDevice(const DeviceMetrics& capabilities) : capabilities_(capabilities) {}
 
   void SetColour(TvColour colour);
   double PenWidth() const;
   double PenCentre() const;
   void SetDashes();
 
-  DeviceCapabilities capabilities_;
+  DeviceMetrics capabilities_;
   std::unique_ptr<PictureFile> file_;  // outlives the surface, which writes to it
   cairo_surface_t* surface_ = nullptr;
   cairo_t* cairo_ = nullptr;

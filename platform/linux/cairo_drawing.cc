@@ -56,7 +56,7 @@ class LiveRecords {
 
 class CairoDrawing : public Drawing {
  public:
-  TvDC MakeDevice(DeviceKind kind, const char* path, const DeviceCapabilities& capabilities) {
+  TvDC MakeDevice(DeviceKind kind, const char* path, const DeviceMetrics& capabilities) {
     if (path == nullptr) return nullptr;
     try {
       auto device = CairoDevice::Create(kind, path, capabilities);
@@ -105,7 +105,7 @@ class CairoDrawing : public Drawing {
   }
   bool Restore(TvDC dc) override { return IsLive(dc) && dc->device->Restore(); }
 
-  bool Capabilities(TvDC dc, DeviceCapabilities* out) override {
+  bool Capabilities(TvDC dc, DeviceMetrics* out) override {
     *out = {};
     return On(dc, [&](CairoDevice& device) { *out = device.capabilities(); });
   }
@@ -243,8 +243,8 @@ Drawing* Replace<Drawing>(Drawing* service) {
 
 }  // namespace tervalon::platform
 
-using tervalon::platform::DeviceCapabilities;
 using tervalon::platform::DeviceKind;
+using tervalon::platform::DeviceMetrics;
 using tervalon::platform::Own;
 
 extern "C" TvDC TERVALON_CALL TvCreateImageDC(int32_t width, int32_t height,

@@ -55,7 +55,7 @@ bool RecordingDrawing::Restore(TvDC dc) {
   return !fail_restore;
 }
 
-bool RecordingDrawing::Capabilities(TvDC dc, platform::DeviceCapabilities* out) {
+bool RecordingDrawing::Capabilities(TvDC dc, platform::DeviceMetrics* out) {
   if (!IsLive(dc)) return false;
   *out = capabilities;
   return true;

@@ -53,7 +53,7 @@ class RecordingDrawing : public platform::Drawing {
   TvDC dc() { return reinterpret_cast<TvDC>(this); }
   void KillDevice();
 
-  platform::DeviceCapabilities capabilities = {96, 96, 800, 600};
+  platform::DeviceMetrics capabilities = {96, 96, 800, 600};
   TvColour window_colour = 0xFFFFFF;
   bool fail_save = false;
   bool fail_restore = false;
@@ -75,7 +75,7 @@ class RecordingDrawing : public platform::Drawing {
   bool IsLive(TvDC dc) override { return alive_ && dc == this->dc(); }
   bool Save(TvDC dc) override;
   bool Restore(TvDC dc) override;
-  bool Capabilities(TvDC dc, platform::DeviceCapabilities* out) override;
+  bool Capabilities(TvDC dc, platform::DeviceMetrics* out) override;
   TvPen MakePen(const platform::PenDescription& description) override;
   bool DescribePen(TvPen pen, platform::PenDescription* out) override;
   bool DeletePen(TvPen pen) override;

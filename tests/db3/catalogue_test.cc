@@ -104,17 +104,17 @@ TEST(Catalogue, TypesAreTheTwenty) {
 
 TEST(Catalogue, RunsAreNumbered) {
   const DatabaseType& method = *Catalogue(DB3_METHOD);
-  EXPECT_EQ(FieldName(method, 67), "INTEN_SUM N5.0");
-  EXPECT_EQ(FieldName(method, 68), "PEAK_1 C9.0");
-  EXPECT_EQ(FieldName(method, 117), "PEAK_50 C9.0");
-  EXPECT_EQ(method.members[117].offset, method.members[68].offset + 49 * 9);
+  EXPECT_EQ(FieldName(method, 66), "INTEN_SUM N5.0");
+  EXPECT_EQ(FieldName(method, 67), "PEAK_1 C9.0");
+  EXPECT_EQ(FieldName(method, 116), "PEAK_50 C9.0");
+  EXPECT_EQ(method.members[116].offset, method.members[67].offset + 49 * 9);
   const DatabaseType& curve = *Catalogue(DB3_CURVE);
   EXPECT_EQ(FieldName(curve, 128), "PK_LIST_99 C145.0");
   EXPECT_EQ(FieldName(curve, 129), "PK_LIST100 C145.0");
   EXPECT_EQ(curve.members[129].offset, static_cast<int32_t>(offsetof(DB3Curve, peak_lists[99])));
   // A repeated name is another field.
-  EXPECT_EQ(FieldName(method, 26), "PK_AREAREL N6.2");
-  EXPECT_EQ(FieldName(method, 27), "PK_AREAREL N12.0");
+  EXPECT_EQ(FieldName(method, 25), "PK_AREAREL N6.2");
+  EXPECT_EQ(FieldName(method, 26), "PK_AREAREL N12.0");
 }
 
 TEST(Records, AreReadIntoTheirMembers) {
@@ -221,14 +221,11 @@ TEST(Records, KeepDigitsThatTheirMembersDoNotHold) {
 
 TEST(Records, WithANumberTooWideAreRefused) {
   std::string text = Blank(DB3_PEP_ELEMENT);
-  DB3PepElement element = {1e9, 1e10};
+  DB3PepElement element = {1e9, -1e9};
   EXPECT_EQ(Write(DB3_PEP_ELEMENT, element, &text), kFileWrite);
-  element.monoisotopic_mass = -1e9;
+  element.monoisotopic_mass = -1e8;
   EXPECT_EQ(Write(DB3_PEP_ELEMENT, element, &text), kSuccess);
-  EXPECT_EQ(text,
-            " 1"
-            "1000000000.0000"
-            "-1000000000.000");
+  EXPECT_EQ(text, " 11000000000.0000-100000000.0000");
 }
 
 TEST(Records, NeedRoomForTextAndStructure) {

@@ -1,0 +1,133 @@
+#include "db3/slots.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "platform/memory.h"
+#include "platform/text.h"
+#include "tervalon/database_fields.h"
+
+namespace tervalon::db3 {
+namespace {
+
+using platform::Memory;
+
+std::array<Slot, kDatabaseTypes> slots;
+
+// The types that share one list of fields, so that their files are the same.
+constexpr int32_t kMethodTypes[] = {0, 3, 15};
+
+constexpr const char* kSection = "SystemList";
+constexpr const char* kMarkerField = "ENCRYPT";
+
+bool IsOpen(int32_t type) { return slots[static_cast<size_t>(type)].database != nullptr; }
+
+bool SameField(const FieldDescriptor& a, const FieldDescriptor& b) {
+  return std::strncmp(a.name, b.name, sizeof(a.name)) == 0 && a.type == b.type &&
+         a.width == b.width && a.decimals == b.decimals;
+}
+
+// Whether a file has the fields of a type. It may have the marker field behind them.
+bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& type) {
+  const size_t count = type.fields.size();
+  const bool marked =
+      fields.size() == count + 1 && platform::EqualWithoutCase(fields.back().name, kMarkerField);
+  return (fields.size() == count || marked) &&
+         std::equal(type.fields.begin(), type.fields.end(), fields.begin(), SameField);
+}
+
+Cause FillTables(const DatabaseType& type, OpenDatabase* database) {
+  std::vector<DB3FieldOffsetWidth> table(type.fields.size());
+  DB3SetFieldOffsetWidths(table.data(), type.fields.data(), static_cast<int32_t>(table.size()));
+  const Cause cause =
+      database->offset_widths.Fill(table.data(), table.size() * sizeof(DB3FieldOffsetWidth));
+  if (cause != kSuccess) return cause;
+  return database->members.Fill(type.members.data(), type.members.size_bytes());
+}
+
+}  // namespace
+
+Cause MemoryTable::Fill(const void* bytes, size_t size) {
+  block_ = Memory().Allocate(size);
+  if (block_ == nullptr) return kMemoryAllocation;
+  void* const address = Memory().Lock(block_);
+  if (address == nullptr) {
+    Free();
+    return kMemoryLock;
+  }
+  std::memcpy(address, bytes, size);
+  Memory().Unlock(block_);
+  return kSuccess;
+}
+
+bool MemoryTable::Free() {
+  const TvMemory block = std::exchange(block_, nullptr);
+  return block == nullptr || Memory().Free(block);
+}
+
+TableLock::TableLock(const MemoryTable& table)
+    : block_(table.block()), locked_(Memory().Lock(block_) != nullptr) {}
+
+TableLock::~TableLock() {
+  if (locked_) Memory().Unlock(block_);
+}
+
+Slot* FindSlot(int32_t type) {
+  const DatabaseType* row = Catalogue(type);
+  if (row == nullptr) return nullptr;
+  Slot& slot = slots[static_cast<size_t>(type)];
+  if (slot.buffer.empty()) slot.buffer.resize(row->structure_size);
+  return &slot;
+}
+
+int32_t OpenDatabases() {
+  return static_cast<int32_t>(std::count_if(
+      slots.begin(), slots.end(), [](const Slot& slot) { return slot.database != nullptr; }));
+}
+
+bool IsExcluded(int32_t type) {
+  const std::span<const int32_t> methods = kMethodTypes;
+  if (std::find(methods.begin(), methods.end(), type) == methods.end()) return IsOpen(type);
+  return std::any_of(methods.begin(), methods.end(), IsOpen);
+}
+
+bool IsPathOpen(const std::string& path) {
+  return std::any_of(slots.begin(), slots.end(), [&path](const Slot& slot) {
+    return slot.database != nullptr &&
+           platform::EqualWithoutCase(slot.database->file->path(), path);
+  });
+}
+
+Cause OpenAs(const DatabaseType& type, const std::string& path,
+             std::unique_ptr<OpenDatabase>* database) {
+  auto opened = std::make_unique<OpenDatabase>();
+  Cause cause = RecordFile::Open(path, &opened->file);
+  if (cause != kSuccess) return cause;
+  if (!HasFields(opened->file->fields(), type)) return kRecordStructure;
+  cause = FillTables(type, opened.get());
+  if (cause == kSuccess) *database = std::move(opened);
+  return cause;
+}
+
+bool FetchFile(const DatabaseType& type, SystemFile* file) {
+  SystemFile found;
+  if (GetGlobalFile(kSection, type.system_list_key, nullptr, &found) == 0) return false;
+  *file = found;
+  return true;
+}
+
+bool KeepFile(const DatabaseType& type, const SystemFile& file) {
+  SystemFile kept = file;
+  kept.number = type.code;
+  return SetGlobalFile(kSection, type.system_list_key, &kept, 1) != 0;
+}
+
+void ResetDatabases() {
+  for (Slot& slot : slots) slot = Slot();
+}
+
+}  // namespace tervalon::db3

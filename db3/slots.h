@@ -1,0 +1,89 @@
+// The slots of the database types: one for each, process-wide.
+
+#ifndef DB3_SLOTS_H_
+#define DB3_SLOTS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "db3/catalogue.h"
+#include "db3/causes.h"
+#include "db3/record_file.h"
+#include "tervalon/settings.h"
+#include "tervalon/types.h"
+
+namespace tervalon::db3 {
+
+// A movable block, freed with the owner unless Free was called.
+class MemoryTable {
+ public:
+  MemoryTable() = default;
+  ~MemoryTable() { Free(); }
+  MemoryTable(const MemoryTable&) = delete;
+  MemoryTable& operator=(const MemoryTable&) = delete;
+
+  // kMemoryAllocation or kMemoryLock on failure; then there is no block.
+  Cause Fill(const void* bytes, size_t size);
+  bool Free();
+  TvMemory block() const { return block_; }
+
+ private:
+  TvMemory block_ = nullptr;
+};
+
+// Keeps a table locked.
+class TableLock {
+ public:
+  explicit TableLock(const MemoryTable& table);
+  ~TableLock();
+  TableLock(const TableLock&) = delete;
+  TableLock& operator=(const TableLock&) = delete;
+  explicit operator bool() const { return locked_; }
+
+ private:
+  TvMemory block_;
+  bool locked_;
+};
+
+// What a type has while a file of it is open.
+struct OpenDatabase {
+  std::unique_ptr<RecordFile> file;
+  MemoryTable offset_widths;
+  MemoryTable members;
+};
+
+struct Slot {
+  SystemFile file = {};  // the first value is the current record number
+  std::unique_ptr<OpenDatabase> database;
+  bool report_errors = true;
+  std::vector<std::byte> buffer;
+};
+
+// nullptr for a type outside 0..19. Its buffer is there.
+Slot* FindSlot(int32_t type);
+
+int32_t OpenDatabases();
+
+// Whether a file of one of the types that exclude each other with `type` is open; it is one itself.
+bool IsExcluded(int32_t type);
+
+// Whether any type has the file at `path` open.
+bool IsPathOpen(const std::string& path);
+
+// Opens the file at `path` as one of `type`.
+Cause OpenAs(const DatabaseType& type, const std::string& path,
+             std::unique_ptr<OpenDatabase>* database);
+
+// The type's current file in the global store. Both return false where the store does not serve.
+bool FetchFile(const DatabaseType& type, SystemFile* file);
+bool KeepFile(const DatabaseType& type, const SystemFile& file);
+
+// Closes everything and forgets it, as in a new process.
+void ResetDatabases();
+
+}  // namespace tervalon::db3
+
+#endif  // DB3_SLOTS_H_

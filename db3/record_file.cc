@@ -103,10 +103,10 @@ Cause RecordFile::Load() {
     torn_ = true;  // for the next who opens the file
     return kFileWrite;
   }
-  const Cause cause = LoadHeader();
-  if (cause != kSuccess) return cause;
-  RemoveFile(NewPath(path_));  // of a process that ended while it wrote
-  return FindDeleted() ? kSuccess : kFileRead;
+  Cause cause = LoadHeader();
+  if (cause == kSuccess) cause = FindDeleted();
+  if (cause == kSuccess) RemoveFile(NewPath(path_));  // of a process that ended while it wrote
+  return cause;
 }
 
 Cause RecordFile::LoadHeader() {
@@ -124,7 +124,7 @@ Cause RecordFile::LoadHeader() {
   return OffsetOf(header_.stored) <= file_size ? kSuccess : kInvalidFormat;
 }
 
-bool RecordFile::FindDeleted() {
+Cause RecordFile::FindDeleted() {
   const uint32_t size = header_.record_size;
   const uint32_t per_block = std::max<uint32_t>(1, kMarkerBlock / size);
   scratch_.resize(size_t{per_block - 1} * size + 1);
@@ -132,13 +132,16 @@ bool RecordFile::FindDeleted() {
   for (uint32_t first = 0; first < header_.stored; first += per_block) {
     const uint32_t records = std::min(per_block, header_.stored - first);
     if (!ReadWhole(file_.get(), OffsetOf(first), scratch_.data(), size_t{records - 1} * size + 1)) {
-      return false;
+      return kFileRead;
     }
     for (uint32_t i = 0; i < records; ++i) {
-      if (scratch_[size_t{i} * size] == kDeletedMark) deleted_.push_back(first + i);
+      const uint8_t mark = scratch_[size_t{i} * size];
+      if (mark == kDeletedMark) deleted_.push_back(first + i);
+      // Anything else: the records do not begin where the header says, or are not of its length.
+      if (mark != kDeletedMark && mark != kLiveMark) return kInvalidFormat;
     }
   }
-  return true;
+  return kSuccess;
 }
 
 bool RecordFile::Ready() {

@@ -78,7 +78,7 @@ class RecordFile {
 
   Cause Load();
   Cause LoadHeader();
-  bool FindDeleted();
+  Cause FindDeleted();
   bool OpenFile();
   // Opens the file again and takes a torn write back, where an earlier operation could not.
   bool Ready();

@@ -7,6 +7,7 @@ packages=(
   libcairo2-dev pkg-config fonts-dejavu-core     # pictures on Linux
   googletest libbenchmark-dev                    # tests and benchmarks
   libcli11-dev nlohmann-json3-dev                # the command-line program
+  shapelib libshp-dev python3-dbf                # tests and benchmarks of record files
   clang-format clang-tidy debootstrap            # scripts/test.sh, scripts/wine.sh
 )
 missing=()

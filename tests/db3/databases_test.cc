@@ -74,7 +74,8 @@ class DatabasesTest : public ::testing::Test {
   void MakeLong(const std::string& name, uint32_t count) {
     ASSERT_EQ(RecordFile::Create(Path(name), Catalogue(9)->fields), kSuccess);
     std::vector<uint8_t> bytes = testing::ReadFile(Path(name));
-    bytes.resize(bytes.size() - 1 + count * size_t{33}, ' ');
+    bytes.pop_back();
+    bytes.resize(bytes.size() + count * size_t{33}, ' ');
     std::memcpy(&bytes[4], &count, sizeof(count));
     testing::WriteFile(Path(name), bytes);
   }

@@ -95,6 +95,10 @@ float ChannelMass(const RawFunctionRecord& record, int32_t channel) {
   return FloatAt(record, ElementOffset(kChannelMasses, channel));
 }
 
+float DaughterMass(const RawFunctionRecord& record, int32_t channel) {
+  return FloatAt(record, ElementOffset(kDaughterMasses, channel));
+}
+
 void SetScanCount(RawFunctionRecord* record, uint32_t scans) {
   Store(record->bytes + kScanCount, scans);
 }

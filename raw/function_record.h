@@ -27,6 +27,7 @@ enum RecordOffset : uint32_t {
   kSegmentStarts = 160,
   kChannelMasses = 160,
   kSegmentEnds = 288,
+  kDaughterMasses = 288,  // of an MRM function, whose channel masses are the parents'
 };
 
 int32_t FunctionType(const RawFunctionRecord& record);
@@ -43,6 +44,9 @@ float FloatAt(const RawFunctionRecord& record, uint32_t offset);
 
 // Mass of channel 0..31.
 float ChannelMass(const RawFunctionRecord& record, int32_t channel);
+
+// Daughter mass of channel 0..31 of an MRM function.
+float DaughterMass(const RawFunctionRecord& record, int32_t channel);
 
 void SetScanCount(RawFunctionRecord* record, uint32_t scans);
 

@@ -29,6 +29,13 @@ void IndexRecord::EncodeTo(uint8_t* bytes) const {
   std::copy(base_peak.begin(), base_peak.end(), bytes + 16);
 }
 
+void IndexRecord::Describe(const RawScanDescription& description, uint32_t points) {
+  word = points | (description.segment & 15) << 22 | (description.flag_a & 1) << 26 | 1u << 27 |
+         (description.flag_c & 1) << 28 | (description.flag_d & 1) << 29 |
+         (description.flag_b & 1) << 30;
+  retention_time = description.retention_time;
+}
+
 uint32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type) {
   // A writer appends data before the records that name them, so the index's size is taken first.
   uint64_t index_bytes = 0;

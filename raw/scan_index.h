@@ -9,6 +9,7 @@
 
 #include "platform/file_system.h"
 #include "raw/data_types.h"
+#include "tervalon/raw_spectra.h"
 
 namespace tervalon::raw {
 
@@ -25,6 +26,9 @@ struct IndexRecord {
 
   void DecodeFrom(const uint8_t* bytes);
   void EncodeTo(uint8_t* bytes) const;
+
+  // Takes what a writer says of a scan of `points` points.
+  void Describe(const RawScanDescription& description, uint32_t points);
 
   uint32_t points() const { return word & 0x3FFFFF; }
   uint32_t segment() const { return word >> 22 & 15; }

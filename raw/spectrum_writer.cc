@@ -150,11 +150,8 @@ class FunctionWriter : public ScanBuffer {
                 const ScanSummary& summary) {
     IndexRecord record;
     record.offset = static_cast<uint32_t>(offset);
-    record.word = points | (description.segment & 15) << 22 | (description.flag_a & 1) << 26 |
-                  1u << 27 | (description.flag_c & 1) << 28 | (description.flag_d & 1) << 29 |
-                  (description.flag_b & 1) << 30;
+    record.Describe(description, points);
     record.total_ion_current = static_cast<float>(summary.total.Total());
-    record.retention_time = description.retention_time;
     record.base_peak = summary.base_peak;
     record.EncodeTo(records_.data() + size_t{waiting_} * IndexRecord::kSize);
   }

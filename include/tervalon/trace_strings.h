@@ -44,7 +44,10 @@ typedef struct DmTraceRecord {
   uint32_t type;
   float masses[DM_TRACE_LIST_SIZE];  // a mass list
   int16_t analog_channel;            // 0 to 3
-  int16_t reserved[11];
+  int16_t reserved;
+  float tolerance;  // to both sides of a mass; 0: 0.5
+  int32_t tolerance_in_ppm;
+  int32_t reserved_too[3];
 } DmTraceRecord;
 
 // Parses the first trace of `text` into `list`, which has room for max_count + 1 floats: at most

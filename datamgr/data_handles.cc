@@ -1,0 +1,500 @@
+// The data handle table.
+
+#include "datamgr/data_handles.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "datamgr/adapters.h"
+#include "platform/memory.h"
+#include "tervalon/data_handles.h"
+
+namespace tervalon::datamgr {
+namespace {
+
+using platform::Memory;
+
+// Resident elements of every handle stay within what TvMemSize can tell.
+constexpr uint64_t kMaxBytes = UINT32_MAX;
+
+struct Record {
+  uint16_t flags = 0;
+  uint8_t references = 0;  // 0: free. Wraps after 255 grants, which frees the record.
+  int16_t type = 0;
+  uint32_t first = 0;  // of the resident elements
+  uint32_t count = 0;
+  int32_t item_count = 0;
+  std::array<uint32_t, DM_MAX_ITEMS> item_sizes = {};
+  std::array<TvMemory, DM_MAX_ITEMS> items = {};
+  TvMemory descriptor = nullptr;
+  uint32_t descriptor_size = 0;
+  bool busy = false;  // an adapter serves it
+
+  bool in_use() const { return references != 0; }
+  bool shareable() const { return in_use() && (flags & DM_FLAG_FROZEN) == 0; }
+  int32_t no_source() const { return flags & DM_FLAG_NO_SOURCE; }
+  uint64_t end() const { return uint64_t{first} + count; }
+};
+
+// Record 0 is never handed out.
+std::array<Record, DM_MAX_HANDLES + 1> table;
+
+// nullptr for a number that is no handle in use.
+Record* Find(int32_t handle) {
+  if (handle < 1 || handle > DM_MAX_HANDLES) return nullptr;
+  Record* record = &table[static_cast<size_t>(handle)];
+  return record->in_use() ? record : nullptr;
+}
+
+int32_t HandleOf(const Record* record) { return static_cast<int32_t>(record - table.data()); }
+
+class BusyScope {
+ public:
+  explicit BusyScope(Record* record) : record_(record) { record_->busy = true; }
+  ~BusyScope() { record_->busy = false; }
+  BusyScope(const BusyScope&) = delete;
+  BusyScope& operator=(const BusyScope&) = delete;
+
+ private:
+  Record* record_;
+};
+
+// A block locked for a scope; nullptr counts as locked.
+class BlockLock {
+ public:
+  explicit BlockLock(TvMemory block)
+      : block_(block), address_(block != nullptr ? Memory().Lock(block) : nullptr) {}
+  ~BlockLock() {
+    if (address_ != nullptr) Memory().Unlock(block_);
+  }
+  BlockLock(const BlockLock&) = delete;
+  BlockLock& operator=(const BlockLock&) = delete;
+
+  bool failed() const { return block_ != nullptr && address_ == nullptr; }
+  void* address() const { return address_; }
+
+ private:
+  TvMemory block_;
+  void* address_;
+};
+
+void* ElementAddress(void* base, uint64_t element, uint32_t size) {
+  return static_cast<char*>(base) + static_cast<size_t>(element * size);
+}
+
+// Locks an array once. The address of an element that is resident with `count` - 1 behind it.
+void* LockItem(const Record& record, int32_t item, uint32_t first, int64_t count) {
+  if (item < 0 || item >= record.item_count || first < record.first || count < 0 ||
+      uint64_t{first} + static_cast<uint64_t>(count) > record.end()) {
+    return nullptr;
+  }
+  const auto index = static_cast<size_t>(item);
+  void* base = record.items[index] != nullptr ? Memory().Lock(record.items[index]) : nullptr;
+  if (base == nullptr) return nullptr;
+  return ElementAddress(base, first - record.first, record.item_sizes[index]);
+}
+
+// The arrays of a record locked over a range for a scope.
+class ItemLocks {
+ public:
+  // Over the resident elements; nothing to lock without any.
+  explicit ItemLocks(const Record& record) : record_(record) {
+    if (record.count > 0) Lock(record.first, record.count);
+  }
+  ItemLocks(const Record& record, uint32_t first, uint32_t count) : record_(record) {
+    Lock(first, count);
+  }
+  ~ItemLocks() {
+    while (locked_ > 0) Memory().Unlock(record_.items[static_cast<size_t>(--locked_)]);
+  }
+  ItemLocks(const ItemLocks&) = delete;
+  ItemLocks& operator=(const ItemLocks&) = delete;
+
+  bool failed() const { return failed_; }
+
+  // One for every array, NULL for those that are not locked.
+  void* const* pointers() const { return pointers_.data(); }
+
+ private:
+  void Lock(uint32_t first, uint32_t count) {
+    for (; locked_ < record_.item_count; ++locked_) {
+      void* address = LockItem(record_, locked_, first, count);
+      if (address == nullptr) {
+        failed_ = true;
+        return;
+      }
+      pointers_[static_cast<size_t>(locked_)] = address;
+    }
+  }
+
+  const Record& record_;
+  int32_t locked_ = 0;
+  bool failed_ = false;
+  std::array<void*, DM_MAX_ITEMS> pointers_ = {};
+};
+
+void FreeBlock(TvMemory* block) {
+  if (*block == nullptr) return;
+  while (Memory().Unlock(*block) > 0) {
+  }
+  Memory().Free(*block);
+  *block = nullptr;
+}
+
+void FreeBlocks(Record* record) {
+  for (TvMemory& item : record->items) FreeBlock(&item);
+  FreeBlock(&record->descriptor);
+}
+
+bool Resize(TvMemory* block, uint64_t bytes) {
+  if (bytes > kMaxBytes) return false;
+  const auto size = static_cast<size_t>(bytes);
+  TvMemory resized =
+      *block != nullptr ? Memory().Reallocate(*block, size) : Memory().Allocate(size);
+  if (resized == nullptr) return false;
+  *block = resized;
+  return true;
+}
+
+// Makes room for `count` elements in every array, and one more, on which callers rely.
+bool ResizeItems(Record* record, uint64_t count) {
+  for (size_t i = 0; i < static_cast<size_t>(record->item_count); ++i) {
+    if (!Resize(&record->items[i], (count + 1) * record->item_sizes[i])) return false;
+  }
+  return true;
+}
+
+// Whether a record's descriptor and a given one (nullptr: none) agree.
+bool Matches(const Record& record, const void* given, int32_t same_source) {
+  if (record.descriptor == nullptr || given == nullptr) {
+    return record.descriptor == nullptr && given == nullptr;
+  }
+  const DataType* type = FindType(record.type);
+  if (type == nullptr || type->adapter.compare == nullptr) return false;
+  const BlockLock stored(record.descriptor);
+  return !stored.failed() && type->adapter.compare(stored.address(), given, same_source) != 0;
+}
+
+// Calls the adapter's release, unless another shareable record names the source too.
+void ReleaseSource(int16_t type, void* descriptor, int32_t no_source, const Record* self,
+                   void* const* items) {
+  for (const Record& other : table) {
+    if (&other != self && other.shareable() && other.type == type &&
+        Matches(other, descriptor, 1)) {
+      return;
+    }
+  }
+  DmDataRelease(type, descriptor, no_source, self != nullptr ? self->first : 0,
+                self != nullptr ? static_cast<int32_t>(self->count) : 0, items);
+}
+
+void AfterRelease(const DataType& type) {
+  if (type.all_released == nullptr) return;
+  const bool used = std::any_of(table.begin(), table.end(), [&type](const Record& record) {
+    return (record.in_use() || record.busy) && record.type == type.type;
+  });
+  if (!used) type.all_released();
+}
+
+// Gives back one reference, and with the last one all that the record holds.
+int32_t Release(Record* record) {
+  if (--record->references > 0) return 0;
+  const DataType* type = FindType(record->type);
+  {
+    const BlockLock descriptor(record->descriptor);
+    if (descriptor.failed()) return -1;
+    const ItemLocks locks(*record);
+    if (locks.failed()) return -1;
+    if (type != nullptr && type->on_release == OnRelease::kReleaseSource) {
+      const BusyScope busy(record);
+      ReleaseSource(record->type, descriptor.address(), record->no_source(), record,
+                    locks.pointers());
+    } else if (type != nullptr && type->on_release == OnRelease::kFreeBlock &&
+               record->descriptor_size >= sizeof(TvMemory)) {
+      TvMemory block = nullptr;
+      std::memcpy(&block, descriptor.address(), sizeof(block));
+      FreeBlock(&block);
+    }
+  }
+  FreeBlocks(record);
+  if (type != nullptr) AfterRelease(*type);
+  return 0;
+}
+
+// What DmGetHandleEx was asked for.
+struct Request {
+  int16_t type;
+  uint32_t descriptor_size;  // 0 without a descriptor
+  void* descriptor;          // nullptr without a descriptor
+  int32_t item_count;
+  const uint32_t* item_sizes;
+  uint16_t flags;
+};
+
+// What the library's own adapters cannot serve is refused before they see it.
+bool Fits(const Request& request) {
+  const DataType* type = FindType(request.type);
+  if (type == nullptr) return true;  // fails on opening, unless nothing is opened
+  if (request.descriptor != nullptr && request.descriptor_size < type->descriptor_size) {
+    return false;
+  }
+  return type->item_size == 0 || (request.flags & DM_FLAG_NO_SOURCE) != 0 ||
+         std::all_of(request.item_sizes, request.item_sizes + request.item_count,
+                     [type](uint32_t size) { return size == type->item_size; });
+}
+
+Record* FindShared(const Request& request) {
+  if ((request.flags & DM_FLAG_NO_SOURCE) != 0) return nullptr;
+  const auto found = std::find_if(table.begin() + 1, table.end(), [&](const Record& record) {
+    return record.shareable() && record.type == request.type &&
+           Matches(record, request.descriptor, 0) && record.item_count >= request.item_count;
+  });
+  return found != table.end() ? &*found : nullptr;
+}
+
+int32_t Share(Record* record, const Request& request) {
+  for (size_t i = 0; i < static_cast<size_t>(request.item_count); ++i) {
+    if (record->item_sizes[i] != request.item_sizes[i]) return 0;
+  }
+  ++record->references;
+  const BlockLock stored(record->descriptor);
+  if (stored.address() != nullptr && request.descriptor != nullptr) {
+    std::memcpy(request.descriptor, stored.address(),
+                std::min(request.descriptor_size, record->descriptor_size));
+  }
+  return HandleOf(record);
+}
+
+bool StoreDescriptor(Record* record, const Request& request) {
+  if (request.descriptor == nullptr) return true;
+  if (!Resize(&record->descriptor, request.descriptor_size)) return false;
+  const BlockLock lock(record->descriptor);
+  if (lock.failed()) return false;
+  std::memcpy(lock.address(), request.descriptor, request.descriptor_size);
+  return true;
+}
+
+bool Fill(Record* record, const Request& request) {
+  FreeBlocks(record);  // left behind by a release that failed, or by a wrapped reference count
+  if (!StoreDescriptor(record, request)) {
+    FreeBlocks(record);
+    return false;
+  }
+  record->descriptor_size = request.descriptor_size;
+  record->type = request.type;
+  record->references = 1;
+  record->first = 0;
+  record->count = 0;
+  record->item_count = request.item_count;
+  std::copy_n(request.item_sizes, request.item_count, record->item_sizes.begin());
+  record->flags = request.flags;
+  return true;
+}
+
+int32_t Grant(const Request& request) {
+  if (!Fits(request)) return 0;
+  Record* shared = FindShared(request);
+  if (shared != nullptr) return Share(shared, request);
+  const auto free = std::find_if(table.begin() + 1, table.end(), [](const Record& record) {
+    return !record.in_use() && !record.busy;
+  });
+  if (free == table.end()) return 0;
+  Record* record = &*free;
+  const int32_t no_source = request.flags & DM_FLAG_NO_SOURCE;
+  bool opened = false;
+  bool filled = false;
+  {
+    const BusyScope busy(record);
+    opened = DmDataRead(request.type, request.descriptor, no_source, 0, 0, nullptr) == 0;
+    filled = Fill(record, request);
+  }
+  if (!filled) {
+    // The handle goes out although it is not in use; what was opened for it must not stay open.
+    const DataType* type = FindType(request.type);
+    if (type != nullptr && type->on_release == OnRelease::kReleaseSource) {
+      ReleaseSource(request.type, request.descriptor, no_source, nullptr, nullptr);
+      AfterRelease(*type);
+    }
+  } else if (!opened) {
+    Release(record);
+  }
+  return opened ? HandleOf(record) : 0;
+}
+
+// Reads elements that are within the record's range, for which there is room.
+int32_t ReadPart(Record* record, uint32_t first, uint32_t count) {
+  const BlockLock descriptor(record->descriptor);
+  if (descriptor.failed()) return -1;
+  const ItemLocks locks(*record, first, count);
+  if (locks.failed()) return -1;
+  const BusyScope busy(record);
+  return DmDataRead(record->type, descriptor.address(), record->no_source(), first,
+                    static_cast<int32_t>(count), locks.pointers());
+}
+
+int32_t Replace(Record* record, uint32_t first, uint32_t count) {
+  if (!ResizeItems(record, count)) return -1;
+  record->first = first;
+  record->count = count;
+  const int32_t result = ReadPart(record, first, count);
+  if (result != 0) record->count = 0;
+  return result;
+}
+
+// Moves the resident elements of every array up by `places`.
+bool MoveElements(const Record& record, uint32_t places) {
+  const ItemLocks locks(record);
+  if (locks.failed()) return false;
+  for (size_t i = 0; i < static_cast<size_t>(record.item_count); ++i) {
+    const uint32_t size = record.item_sizes[i];
+    void* base = locks.pointers()[i];
+    std::memmove(ElementAddress(base, places, size), base,
+                 static_cast<size_t>(uint64_t{record.count} * size));
+  }
+  return true;
+}
+
+int32_t Merge(Record* record, uint32_t first, uint64_t end) {
+  const uint32_t old_first = record->first;
+  const uint64_t old_end = record->end();
+  const uint32_t new_first = std::min(old_first, first);
+  const uint64_t new_end = std::max(old_end, end);
+  const uint64_t new_count = new_end - new_first;
+  if (new_count > INT32_MAX || !ResizeItems(record, new_count)) return -1;
+  if (!MoveElements(*record, old_first - new_first)) return -1;
+  record->first = new_first;
+  record->count = static_cast<uint32_t>(new_count);
+  int32_t result = 0;
+  if (new_first < old_first) result = ReadPart(record, new_first, old_first - new_first);
+  if (result == 0 && new_end > old_end) {
+    result =
+        ReadPart(record, static_cast<uint32_t>(old_end), static_cast<uint32_t>(new_end - old_end));
+  }
+  if (result != 0) record->count = 0;
+  return result;
+}
+
+int32_t MakeResident(Record* record, uint32_t first, int32_t count, int32_t flags) {
+  if (record->item_count == 0 || count < 0) return -1;
+  const uint64_t end = uint64_t{first} + static_cast<uint64_t>(count);
+  if (end > UINT32_MAX) return -1;
+  if ((flags & DM_DATA_DISCARD) != 0) record->count = 0;
+  if (record->first <= first && end <= record->end()) return 0;
+  if ((flags & DM_DATA_DISCARD_DISJOINT) != 0 && (end < record->first || first > record->end())) {
+    record->count = 0;
+  }
+  if (record->count > 0) return Merge(record, first, end);
+  return Replace(record, first, static_cast<uint32_t>(count));
+}
+
+// Elements of another size than the adapter's own are nothing that it can store.
+bool CanWrite(const Record& record) {
+  const DataType* type = FindType(record.type);
+  return type == nullptr || type->item_size == 0 ||
+         std::all_of(record.item_sizes.begin(), record.item_sizes.begin() + record.item_count,
+                     [type](uint32_t size) { return size == type->item_size; });
+}
+
+int32_t Write(Record* record, uint16_t flags) {
+  if (!CanWrite(*record)) return -1;
+  const BlockLock descriptor(record->descriptor);
+  if (descriptor.failed()) return -1;
+  const ItemLocks locks(*record);
+  if (locks.failed()) return -1;
+  const BusyScope busy(record);
+  return DmDataWrite(record->type, descriptor.address(), record->first,
+                     static_cast<int32_t>(record->count), locks.pointers(), flags);
+}
+
+}  // namespace
+
+void ResetDataHandles() {
+  for (Record& record : table) {
+    FreeBlocks(&record);
+    record = Record();
+  }
+  for (int16_t type = 0; type <= DM_TYPE_GENERIC; ++type) {
+    if (const DataType* entry = FindType(type)) AfterRelease(*entry);
+  }
+  ResetAdapters();
+}
+
+}  // namespace tervalon::datamgr
+
+using namespace tervalon::datamgr;  // NOLINT(google-build-using-namespace)
+using tervalon::platform::Memory;
+
+extern "C" int32_t TERVALON_CALL DmGetHandleEx(int16_t type, int16_t desc_size, void* desc,
+                                               int16_t item_count, const uint32_t* item_sizes,
+                                               uint16_t flags) {
+  if (item_count < 0 || item_count > DM_MAX_ITEMS || desc_size < 0 ||
+      (item_count > 0 && item_sizes == nullptr)) {
+    return 0;
+  }
+  const bool described = desc_size > 0 && desc != nullptr;
+  return Grant({type, described ? static_cast<uint32_t>(desc_size) : 0, described ? desc : nullptr,
+                item_count, item_sizes, flags});
+}
+
+extern "C" int32_t TERVALON_CALL DmGetHandle(int16_t type, int16_t desc_size, void* desc,
+                                             int16_t item_count, uint32_t item_size,
+                                             uint16_t flags) {
+  const uint32_t item_sizes[DM_MAX_ITEMS] = {item_size, item_size, item_size, item_size};
+  return DmGetHandleEx(type, desc_size, desc, item_count, item_sizes, flags);
+}
+
+extern "C" int32_t TERVALON_CALL DmGetData(int32_t handle, uint32_t first, int32_t count,
+                                           int32_t flags) {
+  Record* record = Find(handle);
+  if (record == nullptr || record->busy) return -1;
+  return MakeResident(record, first, count, flags);
+}
+
+extern "C" void* TERVALON_CALL DmLockData(int32_t handle, int32_t item, uint32_t first,
+                                          int32_t count) {
+  const Record* record = Find(handle);
+  return record != nullptr ? LockItem(*record, item, first, count) : nullptr;
+}
+
+extern "C" int32_t TERVALON_CALL DmUnlockData(int32_t handle, int32_t item) {
+  const Record* record = Find(handle);
+  if (record == nullptr || item < 0 || item >= record->item_count) return 0;
+  const TvMemory block = record->items[static_cast<size_t>(item)];
+  return block != nullptr ? Memory().Unlock(block) : 0;
+}
+
+extern "C" void* TERVALON_CALL DmLockID(int32_t handle) {
+  const Record* record = Find(handle);
+  if (record == nullptr || record->descriptor == nullptr) return nullptr;
+  return Memory().Lock(record->descriptor);
+}
+
+extern "C" int32_t TERVALON_CALL DmUnlockID(int32_t handle) {
+  const Record* record = Find(handle);
+  if (record == nullptr || record->descriptor == nullptr) return 0;
+  return Memory().Unlock(record->descriptor);
+}
+
+extern "C" int32_t TERVALON_CALL DmWriteHandle(int32_t handle, uint16_t flags) {
+  Record* record = Find(handle);
+  if (record == nullptr || record->busy) return -1;
+  return Write(record, flags);
+}
+
+extern "C" int32_t TERVALON_CALL DmFreezeHandle(int32_t handle, int32_t freeze) {
+  if (handle < 1 || handle > DM_MAX_HANDLES) return 0;
+  Record& record = table[static_cast<size_t>(handle)];
+  if (record.in_use()) {
+    const auto others = static_cast<uint16_t>(record.flags & ~DM_FLAG_FROZEN);
+    record.flags = static_cast<uint16_t>(freeze != 0 ? others | DM_FLAG_FROZEN : others);
+  }
+  return record.flags;
+}
+
+extern "C" int32_t TERVALON_CALL DmReleaseHandle(int32_t handle, int32_t /*ignored*/) {
+  Record* record = Find(handle);
+  // While its adapter serves it, a handle keeps its last reference.
+  if (record == nullptr || (record->busy && record->references == 1)) return -1;
+  return Release(record);
+}

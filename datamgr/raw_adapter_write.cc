@@ -1,0 +1,158 @@
+// Storing spectra in processed data sets.
+
+#include <algorithm>
+#include <vector>
+
+#include "appsvc/export_guard.h"
+#include "datamgr/raw_adapter.h"
+#include "datamgr/raw_sources.h"
+#include "raw/function_record.h"
+#include "raw/scan_store.h"
+#include "tervalon/raw_directory.h"
+#include "tervalon/raw_spectra.h"
+
+namespace tervalon::datamgr {
+namespace {
+
+// A spectrum in the making.
+struct Spectrum {
+  RawScanDescription description = {};
+  std::vector<float> masses;
+  std::vector<float> intensities;
+};
+
+// The resident elements that are to be stored.
+struct Range {
+  uint32_t first;  // from 1
+  uint32_t count;
+  const float* masses;
+  const float* intensities;
+};
+
+int32_t FindDataTypeOf(const DmRawDescriptor& descriptor, const RawSource& source, int32_t* type) {
+  *type = SelectedDataType(descriptor);
+  RawFunctionRecord record;
+  const int32_t error = source.ReadRecord(descriptor.function, &record);
+  if (error == RAW_OK && *type < 0) *type = raw::DataTypeCode(record);
+  return error;
+}
+
+// What a reader is told of a scan, in a writer's words.
+RawScanDescription DescriptionOf(const RawScanHeader& header) {
+  return {header.points >> 31, 0,
+          header.flag_c,       header.retention_time,
+          header.segment,      (header.flags & RAW_SCAN_FLAG_A) != 0 ? 1u : 0u};
+}
+
+// Reads the scan that is going to be replaced, as far as its points are to be kept.
+int32_t ReadPresent(const DmRawDescriptor& descriptor, RawSource* source, Spectrum* spectrum) {
+  OpenData data;
+  int32_t error = source->OpenDataSet(descriptor.function, descriptor.process,
+                                      SelectedDataType(descriptor), &data);
+  if (error != RAW_OK) return error;
+  RawScanHeader header = {};
+  const auto read = [&](int32_t* count, float* masses, float* intensities) {
+    return RawReadSpectrum(source->handle(), descriptor.function, descriptor.process,
+                           descriptor.scan, 1, count, &header, masses, intensities, nullptr, 0);
+  };
+  error = read(nullptr, nullptr, nullptr);
+  if (error != RAW_OK) return error;
+  spectrum->description = DescriptionOf(header);
+  const uint32_t points = header.points & RAW_SCAN_POINTS_MASK;
+  int32_t kept = static_cast<int32_t>(std::min(points, descriptor.element_count));
+  if (kept == 0) return RAW_OK;
+  int32_t there = 0;
+  // Cut-off data keep what there is of them.
+  error = read(&(there = kept), nullptr, nullptr);
+  spectrum->masses.resize(static_cast<size_t>(there));
+  spectrum->intensities.resize(static_cast<size_t>(there));
+  if (error != RAW_OK || there == 0) return error;
+  return read(&there, spectrum->masses.data(), spectrum->intensities.data());
+}
+
+// The time of a new scan is that of the acquired scan of its number, from which it was made.
+void TakeAcquiredTime(const DmRawDescriptor& descriptor, RawSource* source,
+                      RawScanDescription* description) {
+  OpenData data;
+  raw::IndexRecord record;
+  if (descriptor.scan >= 1 && source->OpenDataSet(descriptor.function, 0, -1, &data) == RAW_OK &&
+      data.reader->ReadIndex(static_cast<uint32_t>(descriptor.scan), &record) == RAW_OK) {
+    description->retention_time = record.retention_time;
+  }
+}
+
+// Puts the range into the spectrum. False when it would leave a gap.
+bool Overlay(const Range& range, Spectrum* spectrum) {
+  const uint64_t end = uint64_t{range.first} - 1 + range.count;
+  if (range.first - 1 > spectrum->intensities.size() || end > RAW_MAX_POINTS) return false;
+  const auto size = std::max<size_t>(spectrum->intensities.size(), static_cast<size_t>(end));
+  spectrum->masses.resize(size);
+  spectrum->intensities.resize(size);
+  const size_t at = range.first - 1;
+  if (range.masses != nullptr) std::copy_n(range.masses, range.count, &spectrum->masses[at]);
+  std::copy_n(range.intensities, range.count, &spectrum->intensities[at]);
+  return true;
+}
+
+int32_t Store(const Range& range, RawSource* source, DmRawDescriptor* descriptor) {
+  int32_t type_code = 0;
+  int32_t error = FindDataTypeOf(*descriptor, *source, &type_code);
+  if (error != RAW_OK) return error;
+  const raw::DataType* type = raw::FindDataType(type_code);
+  if (type == nullptr) return RAW_BAD_ARGUMENT;
+  if (type->stores_masses() && range.masses == nullptr) return -1;
+
+  const raw::ScanFiles files = raw::ScanFilesOf(descriptor->function, descriptor->process);
+  const uint32_t scans = raw::CountScans(source->handle(), files, *type);
+  const bool replaces = descriptor->scan >= 1 && static_cast<uint32_t>(descriptor->scan) <= scans;
+  Spectrum spectrum;
+  if (replaces) {
+    error = ReadPresent(*descriptor, source, &spectrum);
+    if (error != RAW_OK) return error;
+  } else {
+    TakeAcquiredTime(*descriptor, source, &spectrum.description);
+  }
+  if (!Overlay(range, &spectrum)) return -1;
+  if (!source->EndProcess(descriptor->process)) return RAW_MEMBER_ALREADY_OPEN;
+
+  // The masses are final. Those that the type does not store a reader makes from the function.
+  spectrum.description.flag_b = type->stores_masses() ? 1 : 0;
+  const auto number = replaces ? static_cast<uint32_t>(descriptor->scan) : scans + 1;
+  const auto points = static_cast<uint32_t>(spectrum.intensities.size());
+  error = raw::StoreScan(source->handle(), files, number,
+                         {type_code,
+                          spectrum.description,
+                          {spectrum.masses.data(), spectrum.intensities.data(), nullptr},
+                          points});
+  if (error != RAW_OK) return error;
+  descriptor->scan = static_cast<int32_t>(number);
+  descriptor->element_count = points;
+  return RAW_OK;
+}
+
+}  // namespace
+}  // namespace tervalon::datamgr
+
+using namespace tervalon;           // NOLINT(google-build-using-namespace)
+using namespace tervalon::datamgr;  // NOLINT(google-build-using-namespace)
+
+extern "C" int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_t first,
+                                            int32_t count, void* const* items) {
+  return Guarded<int32_t>(-1, [&]() -> int32_t {
+    if (descriptor == nullptr || descriptor->kind != DM_RAW_SPECTRUM || descriptor->process < 1 ||
+        first < 1 || count < 1 || items == nullptr || items[1] == nullptr) {
+      return -1;
+    }
+    SourceLease source(DirectoryOf(*descriptor));
+    if (source.error() != RAW_OK) return source.error();
+    const Range range = {first, static_cast<uint32_t>(count), static_cast<const float*>(items[0]),
+                         static_cast<const float*>(items[1])};
+    return Store(range, &*source, descriptor);
+  });
+}
+
+extern "C" int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descriptor,
+                                                  int32_t /*save*/) {
+  // A written spectrum is on the disk already.
+  return descriptor != nullptr && descriptor->process >= 1 ? 0 : -1;
+}

@@ -12,6 +12,7 @@
 #include "datamgr/raw_sources.h"
 #include "datamgr/raw_traces.h"
 #include "raw/lane_sum.h"
+#include "tervalon/raw_analog.h"
 #include "tervalon/raw_chromatograms.h"
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_spectra.h"
@@ -122,6 +123,25 @@ int32_t ReadMassTrace(const Selection& selection, uint32_t first, int32_t count,
                             &arrays.positions);
 }
 
+// An analog channel: its records.
+
+int32_t CountAnalogRecords(const Selection& selection, uint32_t* count) {
+  const int16_t channel = selection.descriptor.trace.analog_channel;
+  const int16_t channels = selection.source.analog_channels();
+  if (channel < 0 || channel >= channels) return -1;
+  int32_t records = 0;
+  const int32_t error = RawReadAnalogSize(selection.source.handle(), channels, &records);
+  *count = static_cast<uint32_t>(std::max(records, 0));
+  return error;
+}
+
+int32_t ReadAnalogTrace(const Selection& selection, uint32_t first, int32_t count,
+                        const Arrays& arrays) {
+  return RawReadAnalogChrom(selection.source.handle(), selection.descriptor.trace.analog_channel,
+                            selection.source.analog_channels(), static_cast<int32_t>(first), count,
+                            arrays.intensities, arrays.positions);
+}
+
 // How a kind of selection is read; all return 0, a Raw error code, or -1.
 struct Reading {
   int32_t (*count)(const Selection& selection, uint32_t* count);  // of elements, on opening
@@ -132,6 +152,7 @@ struct Reading {
 constexpr Reading kSpectrum = {CountPoints, IndexedPoints, ReadSpectrum};
 constexpr Reading kIndexTrace = {CountIndexScans, CountIndexScans, ReadIndexTrace};
 constexpr Reading kMassTrace = {CountMassScans, CountMassScans, ReadMassTrace};
+constexpr Reading kAnalogTrace = {CountAnalogRecords, CountAnalogRecords, ReadAnalogTrace};
 
 struct TraceReading {
   uint32_t type;
@@ -141,7 +162,8 @@ struct TraceReading {
 constexpr TraceReading kTraces[] = {
     {DM_TRACE_TIC, kIndexTrace},         {DM_TRACE_BPI, kIndexTrace},
     {DM_TRACE_MASS, kMassTrace},         {DM_TRACE_MASSES, kMassTrace},
-    {DM_TRACE_NEUTRAL_LOSS, kMassTrace}, {DM_TRACE_NEUTRAL_GAIN, kMassTrace},
+    {DM_TRACE_ANALOG, kAnalogTrace},     {DM_TRACE_NEUTRAL_LOSS, kMassTrace},
+    {DM_TRACE_NEUTRAL_GAIN, kMassTrace},
 };
 
 // nullptr for what cannot be read.

@@ -27,9 +27,7 @@ bool RawSource::IsOpen() const {
 int32_t RawSource::Open() {
   int32_t error = RawReadOpen(directory_.c_str(), &handle_);
   if (error != RAW_OK) return error;
-  int16_t analog_channels = 0;
-  error = RawReadHeader(handle_, nullptr, &calibration_, nullptr, &analog_channels);
-  analog_channels_ = analog_channels;
+  error = RawReadHeader(handle_, nullptr, &calibration_, nullptr, &analog_channels_);
   // Without a provider of analog data all others can be read.
   if (error == RAW_PATH_NOT_BUILT) error = RAW_OK;
   if (error != RAW_OK) Close();

@@ -32,7 +32,7 @@ class RawSource {
 
   const std::string& directory() const { return directory_; }
   int32_t handle() const { return handle_; }
-  int32_t analog_channels() const { return analog_channels_; }
+  int16_t analog_channels() const { return analog_channels_; }
 
   // Reads the record of a function (from 1). Returns a Raw error code.
   int32_t ReadRecord(int16_t function, RawFunctionRecord* record) const;
@@ -61,7 +61,7 @@ class RawSource {
 
   const std::string directory_;
   int32_t handle_ = -1;
-  int32_t analog_channels_ = 0;
+  int16_t analog_channels_ = 0;
   RawCalibration calibration_ = {};
   std::vector<DataSet> data_sets_;  // open ones, the one opened last at the end
   int32_t users_ = 0;               // leases

@@ -18,6 +18,7 @@ constexpr CodeText kCodeTexts[] = {
     {RAW_DIRECTORY_NOT_CREATED, "the directory cannot be created"},
     {RAW_DIRECTORY_ABSENT, "not a raw data directory"},
     {RAW_SCAN_ABSENT, "no such scan"},
+    {RAW_HISTORY_CUT_OFF, "the processing history is cut off"},
     {RAW_NO_FREE_HANDLE, "too many raw data directories are open"},
     {RAW_SLOT_OUT_OF_RANGE, "no such function or processed data set"},
     {RAW_MEMBER_ALREADY_OPEN, "a member file is open already"},

@@ -22,7 +22,8 @@ enum {
   RAW_BAD_ARGUMENT = 1,  // unsupported data type, a bad count or a missing array
   RAW_DIRECTORY_NOT_CREATED = 1001,
   RAW_DIRECTORY_ABSENT = 2001,
-  RAW_SCAN_ABSENT = 2002,  // no index record for that scan
+  RAW_SCAN_ABSENT = 2002,      // no index record for that scan
+  RAW_HISTORY_CUT_OFF = 2003,  // the processing history is shorter than it says
   RAW_NO_FREE_HANDLE = 4001,
   RAW_HANDLE_OUT_OF_RANGE = 4002,
   RAW_HANDLE_NOT_OPEN = 4003,
@@ -44,7 +45,8 @@ enum {
   RAW_SCAN_BUFFER_ABSENT = 4022,  // the function was not opened for reading or writing
   RAW_NO_MEMORY_FOR_SCAN_BUFFER = 4023,
   RAW_SCAN_BUFFER_NOT_FREED = 4024,
-  RAW_BAD_OPEN_MODE = 4025
+  RAW_BAD_OPEN_MODE = 4025,
+  RAW_HISTORY_FULL = 5001  // no room for another entry, or no such tree
 };
 
 // Receives a percentage 0..100 and the value given to RawUpdateInit. Its result is ignored.

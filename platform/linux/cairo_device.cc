@@ -33,7 +33,6 @@ bool IsTurn(const TvPoint& before, const TvPoint& at, const TvPoint& after) {
 constexpr int32_t kFarthest = 1 << 20;
 
 constexpr double kPixelCentre = 0.5;
-constexpr double kNearlyNothing = 1.0 / 128;
 
 double Coordinate(int32_t value) { return std::clamp(value, -kFarthest, kFarthest); }
 
@@ -260,9 +259,13 @@ void CairoDevice::Polyline(const TvPoint* points, size_t count) {
     last = point;
     ++segments;
   }
-  // A point has no direction in which Cairo could draw a cap.
-  if (segments == 0) cairo_rel_line_to(cairo_, kNearlyNothing, 0);
   cairo_stroke(cairo_);
+  if (segments == 0) {  // a point has no direction in which Cairo could draw a cap
+    const double corner = centre - PenWidth() / 2;
+    cairo_rectangle(cairo_, Coordinate(last.x) + corner, Coordinate(last.y) + corner, PenWidth(),
+                    PenWidth());
+    cairo_fill(cairo_);
+  }
 }
 
 void CairoDevice::FillRectangle(const TvRect& rect, TvColour colour) {

@@ -214,27 +214,29 @@ TEST_F(DrawingTest, FontHeights) {
 }
 
 TEST_F(DrawingTest, TextWithinARectangleIsAlignedAndCut) {
-  drawing_.SelectFont(dc_, Font(-16));
-  drawing_.SetOpaqueBackground(dc_, false);
-  const int32_t width = drawing_.Extent(dc_, "HHH").width;
-  const TvRect rect = {20, 10, 180, 60};
-  const std::vector<std::pair<TextAlign, int32_t>> lefts = {{TextAlign::kLeft, 20},
-                                                            {TextAlign::kCentre, 100 - width / 2},
-                                                            {TextAlign::kRight, 180 - width}};
-  for (const auto& [align, left] : lefts) {
+  const TvFont font = Font(-16);
+  drawing_.SelectFont(dc_, font);
+  const TvSize size = drawing_.Extent(dc_, "HHH");
+  const int32_t bottom = 10 + size.height;
+  struct Case {
+    TvRect within;
+    TextAlign align;
+    TvRect inked;
+  };
+  const int32_t centred = 20 + (160 - size.width) / 2;
+  for (const Case& text :
+       {Case{{20, 10, 180, 60}, TextAlign::kLeft, {20, 10, 20 + size.width, bottom}},
+        Case{{20, 10, 180, 60}, TextAlign::kCentre, {centred, 10, centred + size.width, bottom}},
+        Case{{20, 10, 180, 60}, TextAlign::kRight, {180 - size.width, 10, 180, bottom}},
+        Case{{50, 10, 60, 20}, TextAlign::kCentre, {50, 10, 60, 20}}}) {
     Canvas canvas(200, 100);
-    drawing_.SelectFont(canvas.dc(), Font(-16));
-    drawing_.SetOpaqueBackground(canvas.dc(), false);
-    ASSERT_TRUE(drawing_.TextWithin(canvas.dc(), rect, align, "HHH"));
+    drawing_.SelectFont(canvas.dc(), font);
+    drawing_.SetOpaqueBackground(canvas.dc(), true);
+    drawing_.SetBackgroundColour(canvas.dc(), 0x00FFFF);
+    ASSERT_TRUE(drawing_.TextWithin(canvas.dc(), text.within, text.align, "HHH"));
     canvas.Look();
-    EXPECT_NEAR(canvas.Inked()->left, left + 1, 2);
-    EXPECT_NEAR(canvas.Inked()->right, left + width - 1, 2);
+    EXPECT_EQ(*canvas.Inked(), text.inked);
   }
-  drawing_.TextWithin(dc_, {50, 10, 70, 20}, TextAlign::kCentre, "HHHHHHHHHHHHHHHHHHHHHHHH");
-  canvas_.Look();
-  EXPECT_EQ(canvas_.Inked()->left, 50);
-  EXPECT_EQ(canvas_.Inked()->right, 70);
-  EXPECT_EQ(canvas_.Inked()->bottom, 20);
 }
 
 TEST_F(DrawingTest, StateIsPutBack) {

@@ -89,7 +89,8 @@ int32_t DescribeChannel(const RawFunctionRecord& record, float channel, int32_t 
       (flags & DM_CHANNEL_BY_MASS) != 0 ? ChannelOfMass(record, channel) : ChannelOfNumber(channel);
   if (index < 0 || index >= raw::StoredSegments(record)) return -1;
   if ((flags & DM_CHANNEL_NUMBERED) != 0) {
-    *text = (index + 1 < 10 ? " " : "") + std::to_string(index + 1) + ": ";
+    *text = std::to_string(index + 1) + ": ";
+    if (index + 1 < 10) text->insert(0, 1, ' ');
   }
   *text += ChannelText(record, index);
   return index + 1;

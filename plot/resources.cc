@@ -11,7 +11,6 @@ namespace tervalon::plot {
 namespace {
 
 using platform::Drawing;
-using platform::PenDescription;
 using platform::TheDrawing;
 
 constexpr int32_t kScreenPixelsPerInch = 96;

@@ -244,7 +244,6 @@ Drawing* Replace<Drawing>(Drawing* service) {
 }  // namespace tervalon::platform
 
 using tervalon::platform::DeviceKind;
-using tervalon::platform::DeviceMetrics;
 using tervalon::platform::Own;
 
 extern "C" TvDC TERVALON_CALL TvCreateImageDC(int32_t width, int32_t height,

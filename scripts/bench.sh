@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs the benchmarks; arguments go to the benchmark program (--benchmark_filter=...).
+# Builds and runs the benchmarks; arguments go to the benchmark programs (--benchmark_filter=...).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+programs=(raw_bench db3_bench)
 cmake --preset bench >/dev/null
-cmake --build --preset bench --target raw_bench
-exec build/bench/bin/raw_bench "$@"
+cmake --build --preset bench --target "${programs[@]}"
+for program in "${programs[@]}"; do build/bench/bin/"$program" "$@"; done

@@ -122,7 +122,7 @@ int32_t OpenMode(int32_t type, const char* name, int32_t mode) {
   Request request = {.type = *Catalogue(type),
                      .number = type,
                      .slot = *slot,
-                     .named = name != nullptr && *name != '\0',
+                     .named = name != nullptr,
                      .marked = (mode & DB3_MODE_ENCRYPT) != 0,
                      .file = slot->file,
                      .path = {}};

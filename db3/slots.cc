@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/file_system.h"
 #include "platform/memory.h"
 #include "platform/text.h"
 #include "tervalon/database_fields.h"
@@ -25,6 +26,27 @@ constexpr const char* kSection = "SystemList";
 constexpr const char* kMarkerField = "ENCRYPT";
 
 bool IsOpen(int32_t type) { return slots[static_cast<size_t>(type)].database != nullptr; }
+
+// A path by which files can be told apart: from the root on, without "." and "..".
+std::string PlainPath(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '\\');
+  const bool has_drive = path.size() > 1 && path[1] == ':';
+  if (!has_drive && !path.starts_with('\\')) {
+    path = platform::Files().WorkingDirectory() + "\\" + path;
+  }
+  std::string plain;
+  for (size_t begin = 0; begin < path.size();) {
+    const size_t end = std::min(path.find('\\', begin), path.size());
+    const std::string part = path.substr(begin, end - begin);
+    if (part == "..") {
+      plain.erase(std::min(plain.rfind('\\'), plain.size()));
+    } else if (!part.empty() && part != ".") {
+      plain += "\\" + part;
+    }
+    begin = end + 1;
+  }
+  return plain;
+}
 
 bool SameField(const FieldDescriptor& a, const FieldDescriptor& b) {
   return std::strncmp(a.name, b.name, sizeof(a.name)) == 0 && a.type == b.type &&
@@ -96,9 +118,10 @@ bool IsExcluded(int32_t type) {
 }
 
 bool IsPathOpen(const std::string& path) {
-  return std::any_of(slots.begin(), slots.end(), [&path](const Slot& slot) {
+  const std::string plain = PlainPath(path);
+  return std::any_of(slots.begin(), slots.end(), [&plain](const Slot& slot) {
     return slot.database != nullptr &&
-           platform::EqualWithoutCase(slot.database->file->path(), path);
+           platform::EqualWithoutCase(PlainPath(slot.database->file->path()), plain);
   });
 }
 

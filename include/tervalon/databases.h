@@ -85,8 +85,8 @@ enum { DB3_HANDLE_READ = 1, DB3_HANDLE_UPDATE = 2, DB3_HANDLE_INSERT = 3, DB3_HA
 //  - delete: DB3_FILE_DELETION; DB3_ALREADY_OPEN for a file that is open.
 //  - file exists: DB3_SUCCESS or DB3_FILE_MISSING.
 //  - is open: DB3_ALREADY_OPEN when a file of the type is open, else DB3_NOT_OPEN. Shows nothing.
-// DB3_GENERAL_ERROR for other modes, without a name, and for one that is too long or, because of a
-// comma, cannot be kept in the global store.
+// DB3_GENERAL_ERROR for other modes, an empty name, none at all, and one that is too long or,
+// because of a comma, cannot be kept in the global store.
 TERVALON_API int32_t TERVALON_CALL DB3Open(int32_t type, const char* name, int32_t mode);
 
 // Closes the type's file. DB3_GENERAL_ERROR when none is open; after any other cause it is closed

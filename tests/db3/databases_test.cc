@@ -93,7 +93,7 @@ TEST_F(DatabasesTest, OneFileOfATypeAndOneOfTheMethodsAtATime) {
   EXPECT_EQ(Open(15, "M2.DBF"), DB3_ALREADY_OPEN);
   // The very file is open, if under another type.
   EXPECT_EQ(Open(15, "m1.DBF", DB3_MODE_CREATE), DB3_ALREADY_OPEN);
-  EXPECT_EQ(Open(3, "M1.DBF", DB3_MODE_DELETE), DB3_ALREADY_OPEN);
+  EXPECT_EQ(Open(3, ".\\x\\..\\M1.DBF", DB3_MODE_DELETE), DB3_ALREADY_OPEN);
   EXPECT_EQ(Open(0, "M2.DBF", DB3_MODE_CREATE), DB3_ALREADY_OPEN);
   EXPECT_EQ(Open(0, "M1.DBF", DB3_MODE_DELETE), DB3_ALREADY_OPEN);
   EXPECT_EQ(DB3Open(0, nullptr, DB3_MODE_DELETE), DB3_ALREADY_OPEN);
@@ -277,6 +277,7 @@ TEST_F(DatabasesTest, FailuresChangeNothing) {
   EXPECT_EQ(Open(9, "a,b", DB3_MODE_DELETE), DB3_GENERAL_ERROR);
   EXPECT_EQ(testing::ReadText(Path("a,b")), "mine");
   EXPECT_EQ(Open(9, std::string(300, 'x')), DB3_GENERAL_ERROR);
+  EXPECT_EQ(DB3Open(9, "", DB3_MODE_DELETE), DB3_GENERAL_ERROR);
   EXPECT_EQ(Open(9, "NONE", DB3_MODE_DELETE), DB3_FILE_DELETION);
   EXPECT_EQ(Open(9, "NONE\\E.DBF", DB3_MODE_CREATE), DB3_FILE_CREATION);
 

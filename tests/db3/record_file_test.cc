@@ -182,7 +182,7 @@ TEST_F(RecordFileTest, RefusesHeadersThatLie) {
   }
   // Behind a true version byte, random ones are no header or, hardly ever, an empty file's.
   std::mt19937 random(11);
-  for (int round = 0; round < 500; ++round) {
+  for (int round = 0; round < 200; ++round) {
     Bytes bytes(random() % 4096 + 1);
     std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<uint8_t>(random()); });
     bytes[0] = 3;

@@ -110,45 +110,52 @@ class RecordSafetyTest : public ::testing::Test {
   std::vector<Change> changes_;
 };
 
+// Fails the n-th call of a kind, for every n that there is.
 TEST_F(RecordSafetyTest, FailingEachCallInTurn) {
-  for (const Change& change : changes_) {
+  struct Fault {
+    FileCall call;
+    size_t short_write;  // what still goes to the file
+    bool onwards;
+  };
+  std::vector<Fault> faults;
+  for (const bool onwards : {false, true}) {
     for (const FileCall call : {FileCall::kWrite, FileCall::kRead, FileCall::kPosition,
                                 FileCall::kOpen, FileCall::kClose, FileCall::kMove}) {
-      for (const bool onwards : {false, true}) {
-        for (const size_t short_write : {0, 1, 5, 7, 20}) {
-          if (short_write > 0 && call != FileCall::kWrite) continue;
-          int64_t n = 0;
-          int64_t calls_before = 0;
-          do {
-            ++n;
-            SCOPED_TRACE(::testing::Message()
-                         << change.name << ", call " << static_cast<int>(call) << ", number " << n
-                         << (onwards ? " and all later" : "") << ", writes " << short_write);
-            ASSERT_LT(n, 100);
-            if (!Try(
-                    change, !onwards,
-                    [&](FaultyFileSystem* faulty) {
-                      faulty->SetShortWriteBytes(short_write);
-                      calls_before = faulty->Calls(call);
-                      faulty->On(call).FailNth(n, onwards);
-                    },
-                    [&](const FaultyFileSystem& faulty) {
-                      return faulty.Calls(call) >= calls_before + n;
-                    })) {
-              break;
-            }
-            if (HasFailure()) return;
-          } while (true);
-        }
+      faults.push_back({call, 0, onwards});
+    }
+    faults.push_back({FileCall::kWrite, 5, onwards});
+  }
+  for (const Change& change : changes_) {
+    for (const Fault& fault : faults) {
+      bool met = true;
+      for (int64_t n = 1; met && !HasFailure(); ++n) {
+        SCOPED_TRACE(::testing::Message()
+                     << change.name << ", call " << static_cast<int>(fault.call) << ", number " << n
+                     << (fault.onwards ? " and all later" : "") << ", " << fault.short_write
+                     << " bytes written");
+        ASSERT_LT(n, 100);
+        int64_t calls_before = 0;
+        met = Try(
+            change, !fault.onwards,
+            [&](FaultyFileSystem* faulty) {
+              faulty->SetShortWriteBytes(fault.short_write);
+              calls_before = faulty->Calls(fault.call);
+              faulty->On(fault.call).FailNth(n, fault.onwards);
+            },
+            [&](const FaultyFileSystem& faulty) {
+              return faulty.Calls(fault.call) >= calls_before + n;
+            });
       }
     }
   }
 }
 
+// The write that finds no more room is cut, and none goes to the disk after it: as when the process
+// ends in the middle of that write.
 TEST_F(RecordSafetyTest, FullDisk) {
   for (const Change& change : changes_) {
     // From no room to more than the whole file anew.
-    for (uint64_t room = 0; room < base_.size() + 300; room += room < 400 ? 3 : 211) {
+    for (uint64_t room = 0; room < base_.size() + 300; room += room < 400 ? 5 : 1009) {
       SCOPED_TRACE(::testing::Message() << change.name << ", " << room << " bytes");
       Try(
           change, false, [room](FaultyFileSystem* faulty) { faulty->SetDiskSpace(room); },

@@ -25,6 +25,14 @@ struct Axes {
     return HasRow(row) ? FindSystem(system.row_systems[static_cast<size_t>(row)]) : nullptr;
   }
 
+  // Whether there are rows, and nobody deleted the coordinate system of one.
+  bool AllRowsLive() const {
+    for (int32_t row = 0; row < system.row_count; ++row) {
+      if (Row(row) == nullptr) return false;
+    }
+    return system.row_count > 0;
+  }
+
   // Of a row that is laid out.
   const AxsRowRange& RowRange(int32_t row) const {
     return system.row_ranges[static_cast<size_t>(row)];

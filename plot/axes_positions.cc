@@ -1,5 +1,6 @@
 // Several axes objects one below another in a window.
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "plot/axes.h"
@@ -24,6 +25,19 @@ bool MoveFromAnchor(AxsPosition* position, int64_t places) {
   return true;
 }
 
+// Makes the area that of the lowest of the position's objects, with the others above. False when
+// they lie outside 32 bits.
+bool DivideHeight(AxsPosition* position) {
+  const int64_t shown = position->count;
+  const int64_t height = int64_t{position->area.bottom} - position->area.top;
+  const int64_t each = (height + position->overlap * (shown - 1)) / shown;
+  const int64_t top = position->area.bottom - each;
+  if (!Fits(top) || !Fits(-each)) return false;
+  position->area.top = static_cast<int32_t>(top);
+  position->step = static_cast<int32_t>(-each);
+  return true;
+}
+
 }  // namespace
 
 extern "C" int32_t TERVALON_CALL AxsMaxAxes(const AxsPosition* position, const TvRect* margins,
@@ -36,6 +50,25 @@ extern "C" int32_t TERVALON_CALL AxsMaxAxes(const AxsPosition* position, const T
   if (each <= 0) return 1;
   const int64_t count = (int64_t{area.bottom} - area.top) / each;
   return Fits(count) ? static_cast<int32_t>(count) : 0;
+}
+
+extern "C" int32_t TERVALON_CALL AxsGetPositionInfo(TvDC dc, int32_t flags, AxsPosition* position) {
+  TvSize least = {};
+  if (position == nullptr || AxsMinLength(dc, &least) == 0) return 0;
+  AxsPosition result = *position;
+  result.count =
+      std::min(result.count, AxsMaxAxes(position, &position->margins, least.width, least.height));
+  if ((flags & AXS_POSITION_OVERLAY) != 0) {
+    result.first = 0;
+    result.step = 0;
+    if (result.count > 0) result.count = position->count;
+  } else {
+    const int64_t last_first = int64_t{position->count} - result.count;
+    if (result.first > last_first) result.first = Saturate(last_first);
+    if (result.count > 0 && !DivideHeight(&result)) return 0;
+  }
+  *position = result;
+  return result.count;
 }
 
 extern "C" int32_t TERVALON_CALL AxsPositionAxis(int32_t handle, int32_t index, int32_t reverse,

@@ -84,6 +84,34 @@ typedef struct AxsTickInfo {
   int32_t count;
 } AxsTickInfo;
 
+// Which parts of an axis are drawn or measured.
+#define AXS_DRAW_LINE 1
+#define AXS_DRAW_TICKS 2
+#define AXS_DRAW_LABELS 4
+#define AXS_DRAW_TITLE 8
+
+// Where an axis starts in each row: at the lower left corner, the upper right one, or (neither)
+// where it crosses the other axis.
+#define AXS_PLACE_BOTTOM_LEFT 1
+#define AXS_PLACE_TOP_RIGHT 2
+#define AXS_PLACE_PERCENT 0x200  // a percent axis: labels are value / high end * 100
+
+// How an axis is drawn.
+typedef struct AxsStyle {
+  TvPen axis_pen;     // NULL keeps the current pen
+  TvPen tick_pen;     // NULL keeps the current pen; grid lines copy its width and colour
+  TvFont label_font;  // NULL keeps the current font
+  TvFont title_font;  // NULL keeps the current font
+  TvColour label_colour;
+  TvColour title_colour;
+  int32_t offset;            // device units from the row's anchor to where ticks start
+  const AxsTickInfo* ticks;  // NULL: chosen for the call
+  int32_t tick_length;       // minor ticks have half of it; negative: inward
+  int32_t decimals;          // of labels; negative on a Y axis: significant digits
+  const char* title;         // NULL: none
+  uint32_t placement;        // AXS_PLACE_ flags
+} AxsStyle;
+
 // Creates an axes object of 1 to 5 rows with ranges 0..1 and empty area and margins. Returns its
 // handle; 0 for another number of rows, when all handles are used or a row gets no coordinate
 // system.
@@ -148,6 +176,14 @@ TERVALON_API int32_t TERVALON_CALL AxsSelectAxis(int32_t axes, int32_t x, int32_
 TERVALON_API int32_t TERVALON_CALL AxsMaxAxes(const AxsPosition* position, const TvRect* margins,
                                               int32_t minimum_width, int32_t minimum_height);
 
+// Finds out how many of the position's `count` axes objects, from `first` on, have room in its area
+// (each at least a quarter inch each way), and makes area and step those of one. With `overlay` set
+// in `flags` all share the area, as long as there is room for one. Returns the number shown, which
+// also becomes the position's count; 0 for a dead device context.
+#define AXS_POSITION_OVERLAY 1
+TERVALON_API int32_t TERVALON_CALL AxsGetPositionInfo(TvDC dc, int32_t flags,
+                                                      AxsPosition* position);
+
 // Sizes an axes object as number `index` of those that `position` describes, of which the first
 // stands at the area itself, or with `reverse` the last. Returns 1 when it is shown; otherwise 0,
 // and it is sized without an area.
@@ -165,6 +201,23 @@ TERVALON_API int32_t TERVALON_CALL AxsAxisAnnInfo(int32_t axes, int32_t decimals
 // Puts ticks at both ends of the X or Y axis. Returns 2; -1 for an invalid handle or another side.
 TERVALON_API int32_t TERVALON_CALL AxsAxisAnnPercentInfo(int32_t axes, AxsTickInfo* info,
                                                          int32_t side);
+
+// Store the length of ticks (1/16 inch) and the smallest useful axis (1/4 inch) in device units.
+// Return 1, 0 for a dead device context.
+TERVALON_API int32_t TERVALON_CALL AxsTickSize(TvDC dc, TvSize* size);
+TERVALON_API int32_t TERVALON_CALL AxsMinLength(TvDC dc, TvSize* size);
+
+// Measures the space that an X (side 0) or Y axis (side 1) takes for those of ticks, labels and
+// title that `parts` (AXS_DRAW_ bits) names: beside an X axis `width` at its end and `height` below
+// it, beside a Y axis `width` to its left and `height` above it. Returns 1; 0 when the device
+// context's state cannot be saved, or for another side.
+TERVALON_API int32_t TERVALON_CALL AxsBorderSize(TvDC dc, const AxsStyle* style, int32_t parts,
+                                                 int32_t side, TvSize* size);
+
+// Stores the margins that default axes need (AxsDisplayDefaultAxes): `x_title` NULL for none,
+// `y_title` NULL for a percent axis. Returns the height of the X labels, 0 on failure.
+TERVALON_API int32_t TERVALON_CALL AxsGetBorder(TvDC dc, TvRect* margins, const char* x_title,
+                                                const char* y_title, int32_t reserved);
 
 TERVALON_END_DECLS
 

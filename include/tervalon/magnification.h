@@ -11,6 +11,8 @@
 
 TERVALON_BEGIN_DECLS
 
+struct AxsPlotBlock;
+
 // Stores range `index`: from <= x < to. An active range that is no longer live passes that on to
 // the range stored, or to the last live one. Returns 1; 0 for an invalid handle or index, or a
 // value that is not finite.
@@ -33,6 +35,19 @@ TERVALON_API int32_t TERVALON_CALL AxsGetActiveMagnifyRange(int32_t axes, float*
 // factor; 1.0 for an invalid handle or index.
 TERVALON_API float TERVALON_CALL AxsAdjustMagnifyFactor(int32_t axes, int32_t index, int32_t delta,
                                                         int32_t reset);
+
+// Makes the range active whose bracket, as it is drawn on dc, holds the device point (x, y), or
+// else range `index` (another number: none). `strip` (optional) receives the strip that the
+// brackets of that row stand in, when a range was chosen that is in view. Returns the range that
+// was active; 0 for an invalid handle or a dead device context, or when no range is live.
+TERVALON_API int32_t TERVALON_CALL AxsSetActiveMagnifyRange(TvDC dc, int32_t axes, int32_t index,
+                                                            int32_t x, int32_t y, TvRect* strip);
+
+// Draws a bracket with the factor above each range that is live and in view, the factor in the
+// colour of the plot block's data style. Returns 0, or -1 for an invalid handle or block, or when
+// the device context's state cannot be saved or restored.
+TERVALON_API int32_t TERVALON_CALL AxsAnnotateMagnify(TvDC dc, int32_t axes,
+                                                      const struct AxsPlotBlock* plot);
 
 TERVALON_END_DECLS
 

@@ -1,0 +1,21 @@
+// Places peak labels so that they touch nothing that has a place already.
+
+#ifndef PLOT_PEAK_LABELS_H_
+#define PLOT_PEAK_LABELS_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "plot/axes.h"
+#include "tervalon/drawing.h"
+
+namespace tervalon::plot {
+
+// Writes the labels of a plot block with the font and colours that are selected, and stores where
+// to label_rects. `taken` holds the rectangles that they keep free, besides the headers.
+void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot,
+                    std::vector<TvRect> taken);
+
+}  // namespace tervalon::plot
+
+#endif  // PLOT_PEAK_LABELS_H_

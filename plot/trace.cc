@@ -1,0 +1,277 @@
+#include "plot/trace.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "plot/magnification.h"
+
+namespace tervalon::plot {
+namespace {
+
+// Far outside every device, yet no further than all of them can count.
+constexpr int32_t kFar = 1 << 20;
+
+// Points of a trace that fall into one column of pixels, one after another.
+struct Column {
+  int32_t x = 0;
+  float first = 0.0F;
+  float lowest = 0.0F;
+  float highest = 0.0F;
+  float last = 0.0F;
+
+  static Column StartingWith(int32_t x, float y) { return {x, y, y, y, y}; }
+  void Add(float y) {
+    lowest = std::min(lowest, y);
+    highest = std::max(highest, y);
+    last = y;
+  }
+};
+
+// Maps x to the columns of a row. Most points lie in the column of the one before, which takes two
+// comparisons.
+class ColumnFinder {
+ public:
+  explicit ColumnFinder(const RowView& row) : row_(row) {}
+
+  // Whether x, inside the row, is sure to lie in the current column.
+  bool InCurrent(float x) const { return x >= from_ && x <= to_; }
+
+  // The end of the range belongs to the last column.
+  int32_t Find(float x) const {
+    return std::clamp(row_.system.XPosition(x), row_.data.left, row_.data.right);
+  }
+
+  void SetCurrent(int32_t column) {
+    constexpr double kSlack = 1e-3;  // of a pixel, more than all rounding
+    const CoordinateSystem& system = row_.system;
+    const int64_t pixels = int64_t{column} - system.origin_x - system.z_shift_x;
+    const auto middle = static_cast<double>(pixels);
+    const double from = system.x_offset + (middle - 0.5 + kSlack) / system.x_scale;
+    const double to = system.x_offset + (middle + 0.5 - kSlack) / system.x_scale;
+    from_ = pixels > 0 ? std::max(from, double{row_.range.from}) : row_.range.from;
+    to_ = std::min(to, double{row_.range.to});
+    if (!(system.x_scale > 0.0F)) to_ = from_ - 1.0;
+  }
+
+ private:
+  const RowView& row_;
+  double from_ = 1.0;
+  double to_ = 0.0;
+};
+
+// Y factors of magnified ranges.
+class Magnifier {
+ public:
+  explicit Magnifier(const AxsSystem& axes) : axes_(axes) {}
+
+  bool is_idle() const { return (axes_.flags & AXS_FLAG_MAGNIFIED) == 0; }
+  float operator()(float x, float y) const {
+    const AxsMagnify* range = MagnifierAt(axes_, x);
+    return range != nullptr ? y * range->factor : y;
+  }
+
+ private:
+  const AxsSystem& axes_;
+};
+
+// Puts pixels together to lines: none twice in a row, none too far away for the device.
+class OutlineBuilder {
+ public:
+  // The next point begins another line.
+  void Start() { outlines_.emplace_back(); }
+
+  void Add(TvPoint point) {
+    if (!outlines_.back().empty()) {
+      const bool downward = point.y > last_.y;
+      AddCrossing(downward ? -kFar : kFar, point);
+      AddCrossing(downward ? kFar : -kFar, point);
+    }
+    Push({point.x, std::clamp(point.y, -kFar, kFar)});
+    last_ = point;
+  }
+
+  std::vector<Outline> Take() { return std::move(outlines_); }
+
+ private:
+  // Where a sloping line to `point` passes a limit it has a corner, and keeps its slope up to
+  // there.
+  void AddCrossing(int32_t limit, const TvPoint& point) {
+    if ((last_.y < limit) == (point.y < limit) || last_.x == point.x) return;
+    const double share = static_cast<double>(int64_t{limit} - last_.y) /
+                         static_cast<double>(int64_t{point.y} - last_.y);
+    const double width = static_cast<double>(int64_t{point.x} - last_.x);
+    Push({Truncate(last_.x + share * width + 0.5), limit});
+  }
+
+  void Push(TvPoint point) {
+    Outline& outline = outlines_.back();
+    if (!outline.empty() && outline.back().x == point.x && outline.back().y == point.y) return;
+    outline.push_back(point);
+  }
+
+  std::vector<Outline> outlines_;
+  TvPoint last_ = {};  // where it really is
+};
+
+// Follows a trace through a row.
+class OutlineTracer {
+ public:
+  explicit OutlineTracer(const RowView& row) : row_(row), finder_(row), magnify_(row.axes) {}
+
+  std::vector<Outline> Follow(const Trace& trace) {
+    for (size_t i = 0; i < trace.count;) {
+      const float x = trace.x[i];
+      AddPoint(x, magnify_(x, trace.y[i]));
+      ++i;
+      if (open_ && magnify_.is_idle()) i = FollowColumn(trace, i);
+    }
+    EndLine();
+    return builder_.Take();
+  }
+
+ private:
+  enum class Side { kBefore, kInside, kBehind };
+
+  Side SideOf(float x) const {
+    if (x < row_.range.from) return Side::kBefore;
+    return x > row_.range.to ? Side::kBehind : Side::kInside;
+  }
+
+  // The points from `i` on that stay in the current column, as fast as they can be read. Returns
+  // the first one that does not.
+  size_t FollowColumn(const Trace& trace, size_t i) {
+    const size_t start = i;
+    Column column = column_;
+    for (; i < trace.count && finder_.InCurrent(trace.x[i]) && !std::isnan(trace.y[i]); ++i) {
+      column.Add(trace.y[i]);
+    }
+    column_ = column;
+    if (i > start) {
+      last_x_ = trace.x[i - 1];
+      last_y_ = trace.y[i - 1];
+    }
+    return i;
+  }
+
+  void AddPoint(float x, float y) {
+    if (std::isnan(x) || std::isnan(y)) {
+      EndLine();
+      has_last_ = false;
+      return;
+    }
+    const Side side = SideOf(x);
+    if (has_last_ && side != last_side_) {
+      if (last_side_ != Side::kInside) AddEdge(last_side_, x, y);
+      if (side != Side::kInside) {
+        AddEdge(side, x, y);
+        EndLine();
+      }
+    }
+    if (side == Side::kInside) AddInside(x, y);
+    has_last_ = true;
+    last_side_ = side;
+    last_x_ = x;
+    last_y_ = y;
+  }
+
+  // Where the line from the last point to (x, y) passes an end of the row.
+  void AddEdge(Side side, float x, float y) {
+    const float edge = side == Side::kBefore ? row_.range.from : row_.range.to;
+    const double share = (double{edge} - last_x_) / (double{x} - last_x_);
+    const double crossing = last_y_ + share * (double{y} - last_y_);
+    AddInside(edge, std::isnan(crossing) ? y : static_cast<float>(crossing));
+  }
+
+  void AddInside(float x, float y) {
+    const int32_t column = finder_.Find(x);
+    if (open_ && column == column_.x) {
+      column_.Add(y);
+      return;
+    }
+    if (!open_) builder_.Start();
+    FlushColumn();
+    column_ = Column::StartingWith(column, y);
+    finder_.SetCurrent(column);
+    open_ = true;
+  }
+
+  void FlushColumn() {
+    if (!open_) return;
+    for (const float y : {column_.first, column_.lowest, column_.highest, column_.last}) {
+      builder_.Add({column_.x, row_.system.YPosition(y)});
+    }
+  }
+
+  void EndLine() {
+    FlushColumn();
+    open_ = false;
+  }
+
+  const RowView& row_;
+  ColumnFinder finder_;
+  Magnifier magnify_;
+  OutlineBuilder builder_;
+  bool open_ = false;  // column_ belongs to the current line
+  Column column_;
+  bool has_last_ = false;  // the last point, inside or outside the row
+  Side last_side_ = Side::kInside;
+  float last_x_ = 0.0F;
+  float last_y_ = 0.0F;
+};
+
+void AddStick(const Column& column, const RowView& row,
+              std::vector<platform::LineSegment>* sticks) {
+  const int32_t top = std::min(row.system.YPosition(column.highest), row.base_y);
+  const int32_t bottom = std::max(row.system.YPosition(column.lowest), row.base_y);
+  if (top == bottom) return;
+  // Lines are drawn without their last pixel.
+  sticks->push_back({{column.x, std::max(top, -kFar)}, {column.x, std::min(bottom, kFar) + 1}});
+}
+
+}  // namespace
+
+RowView::RowView(const Axes& all, int32_t row)
+    : axes(all.system), is_first(row == 0), range(all.RowRange(row)), system(*all.Row(row)) {
+  data.left = system.XPosition(range.from);
+  data.right = std::max(data.left, Saturate(int64_t{system.XPosition(range.to)} - 1));
+  data.top = system.YPosition(axes.y.high);
+  data.bottom = std::max(data.top, system.YPosition(axes.y.low));
+  base_y = std::clamp(system.YPosition(axes.y.crossing), data.top, data.bottom);
+}
+
+TvRect RowView::ClipRect() const {
+  return {data.left, data.top, Saturate(int64_t{data.right} + 1),
+          Saturate(int64_t{data.bottom} + 1)};
+}
+
+std::vector<Outline> OutlinesOf(const Trace& trace, const RowView& row) {
+  return OutlineTracer(row).Follow(trace);
+}
+
+std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& row) {
+  const Magnifier magnify(row.axes);
+  ColumnFinder finder(row);
+  std::vector<platform::LineSegment> sticks;
+  Column column;
+  bool open = false;
+  for (size_t i = 0; i < trace.count; ++i) {
+    const float x = trace.x[i];
+    const float y = magnify(x, trace.y[i]);
+    const bool belongs = row.is_first ? x >= row.range.from : x > row.range.from;
+    if (!belongs || !(x <= row.range.to) || std::isnan(y)) continue;
+    const bool same = open && (finder.InCurrent(x) || finder.Find(x) == column.x);
+    if (same) {
+      column.Add(y);
+      continue;
+    }
+    if (open) AddStick(column, row, &sticks);
+    column = Column::StartingWith(finder.Find(x), y);
+    finder.SetCurrent(column.x);
+    open = true;
+  }
+  if (open) AddStick(column, row, &sticks);
+  return sticks;
+}
+
+}  // namespace tervalon::plot

@@ -1,0 +1,48 @@
+// A trace as the pixels of one row. However many points it has, it becomes a few per column of
+// pixels: the first, the lowest, the highest and the last, which cover the same pixels as all of
+// them.
+
+#ifndef PLOT_TRACE_H_
+#define PLOT_TRACE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "platform/drawing.h"
+#include "plot/axes.h"
+
+namespace tervalon::plot {
+
+struct Trace {
+  const float* x;
+  const float* y;
+  size_t count;
+};
+
+// One row, as it is placed at the depth that is set.
+struct RowView {
+  RowView(const Axes& axes, int32_t row);
+
+  const AxsSystem& axes;
+  bool is_first;
+  AxsRowRange range;
+  CoordinateSystem system;
+  TvRect data;     // the pixels of the row, edges included
+  int32_t base_y;  // of the Y crossing, or of the nearest end of the Y range
+
+  // For clipping, where right and bottom edges are outside.
+  TvRect ClipRect() const;
+};
+
+// Lines through the trace's points, cut at the row's ends. A point that is not a number ends a
+// line.
+using Outline = std::vector<TvPoint>;
+std::vector<Outline> OutlinesOf(const Trace& trace, const RowView& row);
+
+// Lines from the base to the trace's points. A point where two rows meet belongs to the first.
+std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& row);
+
+}  // namespace tervalon::plot
+
+#endif  // PLOT_TRACE_H_

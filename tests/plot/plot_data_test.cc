@@ -1,0 +1,317 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <utility>
+
+#include "tervalon/magnification.h"
+#include "tests/plot/drawing_fixture.h"
+
+namespace tervalon::plot {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+class PlotData : public DrawingTest {
+ protected:
+  // Data in x 50..149 and y 9..109, X range 0..10, Y range 0..100.
+  static constexpr TvRect kArea = {10, 0, 169, 129};
+  static constexpr TvRect kMargins = {40, 10, 20, 20};
+
+  int32_t axes_ = MakeAxes(1, kArea, kMargins);
+  std::vector<float> x_;
+  std::vector<float> y_;
+
+  AxsPlotBlock Block(int32_t mode) {
+    AxsPlotBlock plot = {};
+    plot.flags = AXS_PLOT_TRACE;
+    plot.mode = mode;
+    plot.x = x_.data();
+    plot.y = y_.data();
+    plot.count = static_cast<int32_t>(x_.size());
+    return plot;
+  }
+
+  int32_t Plot(int32_t mode) {
+    AxsPlotBlock plot = Block(mode);
+    recorded_.Forget();
+    return AxsPlotData(dc(), axes_, &plot);
+  }
+
+  // The points of all polylines, as "x,y x,y ...".
+  std::vector<std::string> Polylines(const std::vector<float>& x, const std::vector<float>& y) {
+    x_ = x;
+    y_ = y;
+    EXPECT_EQ(Plot(AXS_PLOT_JOINED), 0);
+    std::vector<std::string> result;
+    for (const auto& line : recorded_.polylines) {
+      std::string text;
+      for (const TvPoint& point : line.points) {
+        text += (text.empty() ? "" : " ") + std::to_string(point.x) + "," + std::to_string(point.y);
+      }
+      result.push_back(text);
+    }
+    return result;
+  }
+};
+
+TEST_F(PlotData, JoinsPointsAndCutsLinesAtTheEdges) {
+  EXPECT_THAT(Polylines({1, 2, 4}, {0, 50, 100}), ElementsAre("60,109 70,59 90,9"));
+  const TvRect clip = *recorded_.polylines[0].clip;
+  EXPECT_EQ(clip.left, 50);
+  EXPECT_EQ(clip.top, 9);
+  EXPECT_EQ(clip.right, 150);
+  EXPECT_EQ(clip.bottom, 110);
+  // From outside in, out, over the whole range, and back.
+  EXPECT_THAT(Polylines({-1, 1, 9, 11}, {0, 100, 100, 0}), ElementsAre("50,59 60,9 140,9 149,59"));
+  EXPECT_THAT(Polylines({-10, 20, -10}, {0, 60, 0}), ElementsAre("50,89 149,69", "149,69 50,89"));
+  EXPECT_THAT(Polylines({-5, -1, -2}, {1, 2, 3}), IsEmpty());
+  EXPECT_THAT(Polylines({5}, {100}), ElementsAre("100,9"));
+  EXPECT_THAT(Polylines({}, {}), IsEmpty());
+  // What is no number ends a line; the far away keeps its direction.
+  EXPECT_THAT(Polylines({1, 2, 3, 4, kNan, 5}, {0, 50, kNan, 0, 0, 0}),
+              ElementsAre("60,109 70,59", "90,109", "100,109"));
+  EXPECT_THAT(Polylines({1, 3}, {0, 2.0F * ((1 << 20) + 109)}),
+              ElementsAre("60,109 70,-1048576 80,-1048576"));
+  EXPECT_THAT(Polylines({1, kInfinity}, {0, 50}), ElementsAre("60,109 149,109"));
+  EXPECT_THAT(Polylines({1, 1}, {-kInfinity, kInfinity}), ElementsAre("60,1048576 60,-1048576"));
+}
+
+TEST_F(PlotData, DrawsEachRowAtItsDepth) {
+  axes_ = MakeAxes(2, kArea, kMargins);  // 5 units of 20 pixels each
+  EXPECT_THAT(Polylines({4, 6}, {0, 100}), ElementsAre("130,44 149,27", "50,92 70,74"));
+  axes_ = MakeAxes(1, kArea, kMargins);
+  AxsModify(axes_, 1, 1);  // 50 wide, 50 high, and as much to the back
+  x_ = {0, 10};
+  y_ = {0, 100};
+  AxsPlotBlock plot = Block(AXS_PLOT_JOINED);
+  plot.z = 0.5;
+  recorded_.Forget();
+  EXPECT_EQ(AxsPlotData(dc(), axes_, &plot), 0);
+  EXPECT_EQ(recorded_.polylines[0].points[0].x, 75);
+  EXPECT_EQ(recorded_.polylines[0].points[0].y, 84);
+  EXPECT_EQ(recorded_.polylines[0].points[1].x, 124);
+  EXPECT_EQ(recorded_.polylines[0].clip->left, 75);
+  plot.z = kNan;
+  EXPECT_EQ(AxsPlotData(dc(), axes_, &plot), -1);
+}
+
+TEST_F(PlotData, DrawsSticksFromTheCrossing) {
+  x_ = {0, 2, 2.01F, 5, 10, 11, 7, kNan};
+  y_ = {50, 20, 80, 0, 100, 50, kNan, 1};
+  EXPECT_EQ(Plot(AXS_PLOT_STICKS), 0);
+  EXPECT_THAT(recorded_.LineTexts(), ElementsAre("50,59 50,110", "70,29 70,110", "149,9 149,110"));
+  const AxsRange y = {-100, 100, 0};
+  AxsSetAxisRange(axes_, &y, AXS_Y_AXIS);
+  x_ = {1, 2};
+  y_ = {-50, 1e30F};
+  EXPECT_EQ(Plot(AXS_PLOT_STICKS), 0);
+  EXPECT_THAT(recorded_.LineTexts(), ElementsAre("60,59 60,85", "70,-1048576 70,60"));
+  // A stick where two rows meet belongs to the first.
+  axes_ = MakeAxes(2, kArea, kMargins);
+  x_ = {5};
+  y_ = {100};
+  EXPECT_EQ(Plot(AXS_PLOT_STICKS), 0);
+  EXPECT_THAT(recorded_.LineTexts(), ElementsAre("149,9 149,45"));
+}
+
+TEST_F(PlotData, FillsDownToTheCrossing) {
+  x_ = {1, 3};
+  y_ = {50, 100};
+  EXPECT_EQ(AxsDisplayDefaultData(dc(), axes_, x_.data(), y_.data(), 2, AXS_PLOT_FILLED, 0), 0);
+  ASSERT_EQ(recorded_.fills.size(), 1U);
+  ASSERT_EQ(recorded_.fills[0].points.size(), 4U);
+  EXPECT_EQ(recorded_.fills[0].points[2].x, 80);
+  EXPECT_EQ(recorded_.fills[0].points[2].y, 109);
+  EXPECT_EQ(recorded_.fills[0].points[3].x, 60);
+  ASSERT_EQ(recorded_.polylines.size(), 1U);
+  EXPECT_NE(recorded_.fills[0].colour, recorded_.polylines[0].pen.colour);
+}
+
+// The pixels of the lines through `points`, in a picture of 200 by 200.
+std::vector<bool> PixelsOf(const std::vector<TvPoint>& points) {
+  std::vector<bool> pixels(200 * 200);
+  for (size_t i = 0; i < points.size(); ++i) {
+    const TvPoint a = points[i > 0 ? i - 1 : 0];
+    const TvPoint b = points[i];
+    const int32_t steps = std::max({std::abs(b.x - a.x), std::abs(b.y - a.y), 1});
+    for (int32_t s = 0; s <= steps; ++s) {
+      const double share = static_cast<double>(s) / steps;
+      const auto x = static_cast<size_t>(std::lround(a.x + share * (b.x - a.x)));
+      const auto y = static_cast<size_t>(std::lround(a.y + share * (b.y - a.y)));
+      pixels[y * 200 + x] = true;
+    }
+  }
+  return pixels;
+}
+
+// However many points there are, the picture is that of all of them, with a few points a column.
+TEST_F(PlotData, DrawsTheSamePictureWithFewerPoints) {
+  std::mt19937 random(4);
+  std::uniform_real_distribution<float> heights(0, 100);
+  for (const size_t count : {size_t{50}, size_t{300}, size_t{20000}}) {
+    for (const bool backward : {false, true}) {
+      x_.clear();
+      y_.clear();
+      for (size_t i = 0; i < count; ++i) {
+        const float share = static_cast<float>(i) / static_cast<float>(count);
+        x_.push_back(10.0F * (backward ? 1.0F - share : share));
+        y_.push_back(heights(random));
+      }
+      EXPECT_EQ(Plot(AXS_PLOT_JOINED), 0);
+      ASSERT_EQ(recorded_.polylines.size(), 1U);
+      const std::vector<TvPoint>& drawn = recorded_.polylines[0].points;
+      EXPECT_LE(drawn.size(), 4U * 100U);
+      std::vector<TvPoint> all;
+      const int32_t system = SystemOf(axes_).row_systems[0];
+      for (size_t i = 0; i < count; ++i) {
+        all.push_back(
+            {std::min(CosXPosOfValue(system, x_[i]), 149), CosYPosOfValue(system, y_[i])});
+      }
+      EXPECT_TRUE(PixelsOf(drawn) == PixelsOf(all)) << count;
+
+      EXPECT_EQ(Plot(AXS_PLOT_STICKS), 0);
+      EXPECT_LE(recorded_.lines.size(), 100U);
+      int32_t highest = 109;
+      for (const TvPoint& point : all) {
+        if (point.x == 77) highest = std::min(highest, point.y);
+      }
+      for (const auto& line : recorded_.lines) {
+        if (line.from.x == 77) {
+          EXPECT_EQ(line.from.y, highest);
+        }
+      }
+    }
+  }
+}
+
+TEST_F(PlotData, MultipliesAndMarksMagnifiedRanges) {
+  AxsMagnifyRange(axes_, 10, 4, 6, 0);
+  EXPECT_THAT(Polylines({3, 4, 5, 6}, {5, 5, 5, 5}), ElementsAre("80,104 90,59 100,59 110,104"));
+  // Boxes: 12 high, ends 3 wide, over the data's top at 9. The factor is 18 wide.
+  AxsPlotBlock plot = Block(AXS_PLOT_JOINED);
+  plot.flags = AXS_PLOT_ANNOTATE;
+  EXPECT_THAT(LinesOf([&] { return AxsPlotData(dc(), axes_, &plot); }),
+              ElementsAre("90,-3 90,9", "110,-3 110,9", "90,3 110,3"));
+  EXPECT_THAT(recorded_.TextTexts(), ElementsAre("113,-3 x10"));
+  AxsMagnifyRange(axes_, 2.5, -5, 5, 1);  // starts before the range
+  EXPECT_THAT(TextsOf([&] { return AxsAnnotateMagnify(dc(), axes_, &plot); }),
+              ElementsAre("113,-3 x10", "63,-3 x2.5"));
+  EXPECT_THAT(recorded_.LineTexts(), Contains("50,-3 50,9"));
+
+  TvRect strip = {};
+  EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, -1, 50, 0, &strip), 0);
+  EXPECT_EQ(AxsGetActiveMagnifyRange(axes_, nullptr, nullptr, nullptr), 1);
+  EXPECT_EQ(strip.left, 50);
+  EXPECT_EQ(strip.right, 149);
+  EXPECT_EQ(strip.top, -3);
+  EXPECT_EQ(strip.bottom, 9);
+  EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, -1, 112, 9, nullptr), 1);
+  EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, -1, 113, 9, nullptr), 0);  // beside it
+  EXPECT_EQ(AxsGetActiveMagnifyRange(axes_, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, 1, 200, 9, nullptr), 0);  // by number
+  EXPECT_EQ(AxsGetActiveMagnifyRange(axes_, nullptr, nullptr, nullptr), 1);
+  AxsMagnifyRange(axes_, 2, 20, 30, 2);  // out of view
+  strip = {};
+  EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, 2, 200, 9, &strip), 1);
+  EXPECT_EQ(strip.right, 0);
+  EXPECT_EQ(AxsSetActiveMagnifyRange(nullptr, axes_, 0, 0, 0, nullptr), 0);
+  EXPECT_EQ(AxsGetActiveMagnifyRange(axes_, nullptr, nullptr, nullptr), 2);
+}
+
+TEST_F(PlotData, LabelsAvoidEachOtherAndTheHeaders) {
+  const AxsPlotLabel labels[] = {{2, 40, nullptr},      {2.2F, 90, "high"}, {8, 50, nullptr},
+                                 {2.1F, 38, "no room"}, {20, 50, "out"},    {0, 30, nullptr},
+                                 {5, 1e30F, "top"},     {9, kNan, "nan"}};
+  TvRect rects[std::size(labels)];
+  AxsPlotBlock plot = Block(AXS_PLOT_STICKS);
+  plot.flags = AXS_PLOT_ANNOTATE;
+  plot.labels = labels;
+  plot.label_count = std::size(labels);
+  plot.label_decimals = 1;
+  plot.label_rects = rects;
+  const auto draw = [&] { return AxsPlotData(dc(), axes_, &plot); };
+  // 12 high, 6 a character, 2 over the peak; "no room" would be 42 wide at 50..92.
+  EXPECT_THAT(TextsOf(draw),
+              ElementsAre("91,0 top", "60,5 high", "121,45 8.0", "61,55 2.0", "41,65 0.0"));
+  EXPECT_EQ(rects[0].left, 61);
+  EXPECT_EQ(rects[0].bottom, 67);
+  for (const int missing : {3, 4, 7}) EXPECT_EQ(rects[missing].right, 0);
+
+  // A header over the middle: the label moves to the side.
+  EXPECT_GT(AxsDisplayHeaderAndExclude(dc(), axes_, nullptr, 0, 0, "abcdefghij", 1), 0);
+  plot.label_rects = nullptr;
+  const std::vector<std::string> texts = TextsOf(draw);
+  EXPECT_THAT(texts, ::testing::Not(Contains("91,0 top")));
+  EXPECT_THAT(texts, Contains("100,0 top"));
+
+  plot.label_count = -1;
+  EXPECT_EQ(draw(), -1);
+  plot.label_count = 0;
+  plot.mode = 3;
+  EXPECT_EQ(draw(), -1);
+  plot.mode = 0;
+  plot.count = 1;
+  plot.x = nullptr;
+  EXPECT_EQ(draw(), -1);
+}
+
+TEST_F(PlotData, WritesHeadersAndRemembersWhereTheyStand) {
+  // Lines of 16 with 4 leading: the area is inset to x 14..165, y 4.
+  const auto header = [&](int16_t flags, const char* text, int16_t offset) {
+    recorded_.Forget();
+    return AxsDisplayHeaderAndExclude(dc(), axes_, nullptr, 0x0000FF, flags, text, offset);
+  };
+  EXPECT_EQ(header(0, "left", 0), 16);
+  EXPECT_THAT(recorded_.TextTexts(), ElementsAre("14,4 left"));
+  EXPECT_EQ(recorded_.texts[0].colour, 0x0000FFU);
+  EXPECT_EQ(recorded_.texts[0].background, recorded_.window_colour);
+  EXPECT_EQ(header(0, "again", 16), -16);  // shares its upper edge
+  EXPECT_THAT(recorded_.texts, IsEmpty());
+  EXPECT_EQ(header(AXS_HEADER_RIGHT, "right", 16), 16);
+  EXPECT_THAT(recorded_.TextTexts(), ElementsAre("125,20 right"));
+  // Centred: the text in the area, its rectangle from 75 - 24 on, 50 wide.
+  EXPECT_EQ(header(AXS_HEADER_CENTRE, "centre", 0), 16);
+  EXPECT_THAT(recorded_.TextTexts(), ElementsAre("65,4 centre"));
+  for (const auto& [left, free] : {std::pair{100, 0}, std::pair{102, 1}}) {
+    const TvRect beside = {left, 4, 110, 10};
+    EXPECT_EQ(AxsCheckHeaderRect(&beside), free);
+  }
+  // Without exclusion nothing is asked or remembered.
+  EXPECT_EQ(AxsDisplayHeader(dc(), axes_, nullptr, 0, 0, "left", 0), 16);
+  EXPECT_EQ(AxsDisplayHeaderBkColour(dc(), axes_, nullptr, 0, 0, "left", 0, 0x00FF00), 16);
+  EXPECT_EQ(recorded_.texts.back().background, TvColour{0x00FF00});
+
+  const std::vector<TvRect> many(20, TvRect{500, 500, 510, 510});
+  AxsHdrExcludeRect(11, many.data());
+  const TvRect fifteenth = {600, 0, 610, 10};
+  AxsHdrExcludeRect(1, &fifteenth);
+  const TvRect sixteenth = {700, 0, 710, 10};
+  AxsHdrExcludeRect(1, &sixteenth);
+  EXPECT_EQ(AxsCheckHeaderRect(&fifteenth), 0);
+  EXPECT_EQ(AxsCheckHeaderRect(&sixteenth), 1);
+  AxsHdrExcludeRect(0, many.data());
+  EXPECT_EQ(AxsCheckHeaderRect(&fifteenth), 1);
+
+  EXPECT_EQ(AxsDisplayHeader(dc(), 50, nullptr, 0, 0, "x", 0), 0);
+  recorded_.fail_save = true;
+  EXPECT_EQ(header(0, "x", 0), 0);
+  recorded_.fail_save = false;
+}
+
+TEST_F(PlotData, ChecksMarkAPoint) {
+  EXPECT_EQ(AxsDisplayCheckMark(dc(), axes_, 5, 50, 0), 0);
+  ASSERT_EQ(recorded_.polylines.size(), 1U);
+  EXPECT_EQ(recorded_.polylines[0].points[1].x, 100);
+  EXPECT_EQ(recorded_.polylines[0].points[1].y, 59);
+  EXPECT_EQ(AxsDisplayCheckMark(dc(), axes_, 5, 101, 0), 0);
+  EXPECT_EQ(recorded_.polylines.size(), 1U);
+}
+
+}  // namespace
+}  // namespace tervalon::plot

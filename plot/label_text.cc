@@ -17,7 +17,8 @@ std::string GeneralLabel(double value, int32_t digits) {
 }
 
 std::string FactorLabel(float factor) {
-  std::string label = "x" + GeneralLabel(factor, 5);
+  std::string label = "x";
+  label += GeneralLabel(factor, 5);
   if (label.find('.') == std::string::npos || label.find('e') != std::string::npos) return label;
   label.erase(label.find_last_not_of('0') + 1);
   if (label.back() == '.') label.pop_back();

@@ -44,7 +44,10 @@ Step RoundStep(double minimum, int32_t decimals) {
   minimum = std::max(minimum, result.finest);
   double p = result.finest;
   int32_t k = 0;
-  for (; p < minimum; p *= 10.0) ++k;
+  while (p < minimum) {
+    p *= 10.0;
+    ++k;
+  }
 
   if (minimum <= p / 5.0) {
     result.step = p / 5.0;

@@ -313,7 +313,8 @@ int32_t Grant(const Request& request) {
     // The handle goes out although it is not in use; what was opened for it must not stay open.
     const DataType* type = FindType(request.type);
     if (type != nullptr && type->on_release == OnRelease::kReleaseSource) {
-      ReleaseSource(request.type, request.descriptor, no_source, nullptr, nullptr);
+      void* const no_items[DM_MAX_ITEMS] = {};
+      ReleaseSource(request.type, request.descriptor, no_source, nullptr, no_items);
       AfterRelease(*type);
     }
   } else if (!opened) {

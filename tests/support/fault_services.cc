@@ -1,6 +1,7 @@
 #include "tests/support/fault_services.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace tervalon::testing {
@@ -113,18 +114,27 @@ TvMemory FaultyMemory::Reallocate(TvMemory block, size_t size) {
 void* FaultyMemory::Lock(TvMemory block) {
   if (lock.Hit()) return nullptr;
   void* address = real_.Lock(block);
-  if (address != nullptr) ++live_locks_;
+  if (address != nullptr) ++locks_[block];
   return address;
 }
 
 int32_t FaultyMemory::Unlock(TvMemory block) {
-  --live_locks_;
+  int64_t& locks = locks_[block];
+  locks = std::max<int64_t>(locks - 1, 0);  // unlocking what is not locked is allowed
   return real_.Unlock(block);
+}
+
+int64_t FaultyMemory::live_locks() const {
+  return std::accumulate(locks_.begin(), locks_.end(), int64_t{0},
+                         [](int64_t sum, const auto& block) { return sum + block.second; });
 }
 
 bool FaultyMemory::Free(TvMemory block) {
   const bool success = real_.Free(block);
-  if (success) --live_blocks_;
+  if (success) {
+    --live_blocks_;
+    locks_.erase(block);
+  }
   return success;
 }
 

@@ -117,7 +117,7 @@ class FaultyMemory : public platform::MovableMemory {
 
   // Blocks not yet freed, and locks not yet removed, of those that went through here.
   int64_t live_blocks() const { return live_blocks_; }
-  int64_t live_locks() const { return live_locks_; }
+  int64_t live_locks() const;
 
   TvMemory Allocate(size_t size) override;
   TvMemory Reallocate(TvMemory block, size_t size) override;
@@ -129,7 +129,7 @@ class FaultyMemory : public platform::MovableMemory {
  private:
   platform::MovableMemory& real_;
   int64_t live_blocks_ = 0;
-  int64_t live_locks_ = 0;
+  std::map<TvMemory, int64_t> locks_;
 };
 
 class FaultyProfile : public platform::Profile {

@@ -80,9 +80,9 @@ extern "C" int32_t TERVALON_CALL DmRegisterAdapter(int16_t type, const DmAdapter
 
 extern "C" int32_t TERVALON_CALL DmDataRead(int16_t type, void* desc, int32_t no_source,
                                             uint32_t first, int32_t count, void* const* items) {
+  if (no_source != 0) return 0;
   const DataType* entry = FindType(type);
   if (entry == nullptr) return -1;
-  if (no_source != 0) return 0;
   return entry->adapter.read != nullptr ? entry->adapter.read(desc, 0, first, count, items) : -1;
 }
 

@@ -1,6 +1,8 @@
 // Storing spectra in processed data sets.
 
 #include <algorithm>
+#include <ctime>
+#include <string>
 #include <vector>
 
 #include "appsvc/export_guard.h"
@@ -9,6 +11,7 @@
 #include "raw/function_record.h"
 #include "raw/scan_store.h"
 #include "tervalon/raw_directory.h"
+#include "tervalon/raw_history.h"
 #include "tervalon/raw_spectra.h"
 
 namespace tervalon::datamgr {
@@ -130,6 +133,34 @@ int32_t Store(const Range& range, RawSource* source, DmRawDescriptor* descriptor
   return RAW_OK;
 }
 
+// The history names a processed data set as its files are named.
+std::string HistoryName(int16_t process) {
+  const std::string number = std::to_string(process);
+  return "_PROC" + std::string(3 - std::min<size_t>(number.size(), 3), '0') + number;
+}
+
+// Adds the set to its function's tree, or notes that it was made anew.
+int32_t RecordInHistory(int32_t handle, const DmRawDescriptor& descriptor) {
+  RawHistoryHeader header = {};
+  std::vector<RawHistoryEntry> entries(RAW_HISTORY_ENTRIES);
+  int32_t error = RawReadProcInfo(handle, &header, entries.data());
+  if (error != RAW_OK && error != RAW_MEMBER_NOT_OPEN) return error;
+  const std::string name = HistoryName(descriptor.process);
+  const auto now = static_cast<uint32_t>(std::time(nullptr));
+  const int32_t found =
+      RawHistSearchTag(&header, entries.data(), descriptor.function, name.c_str());
+  if (found != 0) {
+    entries[static_cast<uint32_t>(found) >> 16].process.created = now;
+  } else {
+    RawHistoryEntry entry = {};
+    std::copy(name.begin(), name.end(), entry.process.name);
+    entry.process.created = now;
+    error = RawHistAddProcess(&header, entries.data(), descriptor.function, 0, &entry);
+    if (error != 0) return error;
+  }
+  return RawHistUpdateInfo(handle, &header, entries.data());
+}
+
 }  // namespace
 }  // namespace tervalon::datamgr
 
@@ -151,8 +182,12 @@ extern "C" int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_
   });
 }
 
-extern "C" int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descriptor,
-                                                  int32_t /*save*/) {
-  // A written spectrum is on the disk already.
-  return descriptor != nullptr && descriptor->process >= 1 ? 0 : -1;
+extern "C" int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descriptor, int32_t save) {
+  return Guarded<int32_t>(-1, [&]() -> int32_t {
+    if (descriptor == nullptr || descriptor->process < 1 || descriptor->function < 1) return -1;
+    if (save == 0) return 0;
+    SourceLease source(DirectoryOf(*descriptor));
+    if (source.error() != RAW_OK) return source.error();
+    return RecordInHistory(source->handle(), *descriptor);
+  });
 }

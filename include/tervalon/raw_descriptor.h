@@ -89,8 +89,9 @@ TERVALON_API int32_t TERVALON_CALL DmRawRead(DmRawDescriptor* descriptor, int32_
 TERVALON_API int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_t first,
                                               int32_t count, void* const* items);
 
-// With `save`, records the descriptor's processed data set in the directory's processing history.
-// Returns 0, a Raw error code, or -1.
+// With `save`, records the descriptor's processed data set in the directory's processing history: an
+// entry "_PROCnnn" at the top level of its function's tree, without a type, that its maker may fill
+// in; or the present time in the entry that is there. Returns 0, a Raw error code, or -1.
 TERVALON_API int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descriptor,
                                                     int32_t save);
 

@@ -192,6 +192,8 @@ TEST_F(DataHandlesTest, WhatCannotBeIsNotGranted) {
   for (const int type : {-1, 3, 10, 12, 21, DM_TYPE_DATABASE, DM_TYPE_LIBRARY}) {
     EXPECT_EQ(grant(static_cast<int16_t>(type), 12, 1, kSizes), 0) << type;
   }
+  EXPECT_EQ(Grant(&descriptor, 1, DM_FLAG_NO_SOURCE, 3), 1) << "nothing is opened";
+  EXPECT_EQ(DmReleaseHandle(1, 0), 0);
   EXPECT_EQ(grant(DM_TYPE_GENERIC, 12, 0, nullptr), 1);
   EXPECT_EQ(DmGetData(1, 1, 1, 0), -1) << "a handle without items has no elements";
 }
@@ -371,7 +373,8 @@ TEST_F(DataHandlesTest, Adapters) {
   for (const int16_t type : std::vector<int16_t>{DM_TYPE_RAW, DM_TYPE_DATABASE, 3}) {
     EXPECT_EQ(DmRegisterAdapter(type, &kAdapter), -1) << type;
   }
-  EXPECT_EQ(DmDataRead(3, &descriptor, 1, 0, 0, nullptr), -1);
+  EXPECT_EQ(DmDataRead(3, &descriptor, 0, 0, 0, nullptr), -1);
+  EXPECT_EQ(DmDataRead(3, &descriptor, 1, 0, 0, nullptr), 0);
   EXPECT_EQ(DmDataWrite(3, &descriptor, 0, 0, nullptr, 0), -1);
   EXPECT_EQ(DmDataRelease(3, &descriptor, 0, 0, 0, nullptr), -1);
   for (const int16_t type :

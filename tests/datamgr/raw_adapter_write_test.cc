@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tervalon/raw_history.h"
 #include "tests/datamgr/raw_data_fixture.h"
 
 namespace tervalon::datamgr {
@@ -152,6 +153,39 @@ TEST_F(RawAdapterWriteTest, MassesAreNotCalibratedTwice) {
   ASSERT_GT(acquired.first[0], 200);
   ASSERT_EQ(Store(Spectrum(1, 1, kProcess), acquired.first, acquired.second), 0);
   EXPECT_EQ(ReadAll(Spectrum(1, 1, kProcess)).first, acquired.first);
+}
+
+TEST_F(RawAdapterWriteTest, SavingRecordsTheSetInTheHistory) {
+  const auto history = [this](RawHistoryHeader* header) {
+    std::vector<RawHistoryEntry> entries(RAW_HISTORY_ENTRIES);
+    int32_t handle = -1;
+    EXPECT_EQ(RawReadOpen(Path().c_str(), &handle), RAW_OK);
+    RawReadProcInfo(handle, header, entries.data());
+    RawReadClose(handle);
+    return entries;
+  };
+  RawHistoryHeader header = {};
+  const auto store = [](DmRawDescriptor descriptor, uint16_t flags) {
+    return Store(&descriptor, {100}, {1}, 1, flags);
+  };
+  ASSERT_EQ(store(Spectrum(1, 1, kProcess), 0), 0);
+  history(&header);
+  EXPECT_EQ(header.highest_index, 0);
+  for (const int16_t process : {kProcess, kProcess, int16_t{12}}) {
+    ASSERT_EQ(store(Spectrum(1, 2, process), DM_WRITE_SAVE_PROCESS), 0);
+  }
+  const std::vector<RawHistoryEntry> entries = history(&header);
+  EXPECT_EQ(header.highest_index, 2);
+  EXPECT_EQ(header.counts[1], 2);
+  EXPECT_STREQ(entries[header.roots[1]].process.name, "_PROC003");
+  EXPECT_STREQ(entries[entries[header.roots[1]].next].process.name, "_PROC012");
+  const uint32_t created = entries[1].process.created;  // the entry is packed
+  EXPECT_GT(created, 1700000000U);
+  // What is not written is not recorded.
+  EXPECT_NE(store(Spectrum(1), DM_WRITE_SAVE_PROCESS), 0);
+  EXPECT_NE(store(Spectrum(1, 3, kProcess), DM_WRITE_SAVE_PROCESS), 0);
+  history(&header);
+  EXPECT_EQ(header.highest_index, 2);
 }
 
 // Whatever fails, the set has its old scans or the new one, whole; and nothing stays open.

@@ -1,11 +1,15 @@
+#include <algorithm>
 #include <cstring>
 
+#include "db3/catalogue.h"
 #include "db3/causes.h"
 #include "db3/field_text.h"
 #include "tervalon/database_fields.h"
 
 namespace {
 
+using tervalon::db3::Catalogue;
+using tervalon::db3::DatabaseType;
 using tervalon::db3::FieldToMember;
 using tervalon::db3::kFileWrite;
 using tervalon::db3::kGeneralError;
@@ -28,6 +32,20 @@ int32_t ToRecord(const void* member, char* record, const DB3FieldOffsetWidth* en
 }
 
 }  // namespace
+
+extern "C" int32_t TERVALON_CALL DB3GetFields(int32_t type, DB3FieldDescriptor* fields,
+                                              int32_t capacity) {
+  const DatabaseType* const found = Catalogue(type);
+  if (found == nullptr) return 0;
+  const auto count = static_cast<int32_t>(found->fields.size());
+  if (fields != nullptr) std::copy_n(found->fields.begin(), std::min(count, capacity), fields);
+  return count;
+}
+
+extern "C" const char* TERVALON_CALL DB3GetTitle(int32_t type) {
+  const DatabaseType* const found = Catalogue(type);
+  return found != nullptr && found->title != nullptr ? found->title : "";
+}
 
 extern "C" int32_t TERVALON_CALL DB3SetFieldOffsetWidths(DB3FieldOffsetWidth* table,
                                                          const DB3FieldDescriptor* fields,

@@ -24,6 +24,7 @@ void AddSettingsCommand(CLI::App& program, Action& chosen);
 void AddSimulateCommand(CLI::App& program, Action& chosen);
 void AddProjectCommand(CLI::App& program, Action& chosen);
 void AddPathCommand(CLI::App& program, Action& chosen);
+void AddDbCommand(CLI::App& program, Action& chosen);
 
 // What several of them share.
 

@@ -49,6 +49,7 @@ int RunProgram(int argc, char** argv) {
   tervalon::tools::AddSimulateCommand(program, action);
   tervalon::tools::AddProjectCommand(program, action);
   tervalon::tools::AddPathCommand(program, action);
+  tervalon::tools::AddDbCommand(program, action);
 
   tervalon::tools::Output output;
   try {

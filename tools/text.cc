@@ -54,6 +54,22 @@ std::string Utf8FromLatin1(const char* text, size_t size) {
   return utf8;
 }
 
+std::optional<std::string> Latin1FromUtf8(std::string_view utf8) {
+  std::string text;
+  for (size_t i = 0; i < utf8.size(); ++i) {
+    const auto c = static_cast<unsigned char>(utf8[i]);
+    if (c < 0x80) {
+      text += utf8[i];
+      continue;
+    }
+    const auto next = static_cast<unsigned char>(i + 1 < utf8.size() ? utf8[i + 1] : 0);
+    if ((c != 0xC2 && c != 0xC3) || (next & 0xC0) != 0x80) return std::nullopt;
+    text += static_cast<char>((c << 6) | (next & 0x3F));
+    ++i;
+  }
+  return text;
+}
+
 std::string Printable(std::string_view utf8) {
   std::string printable;
   for (size_t i = 0; i < utf8.size(); ++i) {

@@ -23,6 +23,9 @@ std::optional<double> ParseNumber(std::string_view text);
 // Texts of raw data are Latin-1. `size` bounds a field whose terminating zero may be missing.
 std::string Utf8FromLatin1(const char* text, size_t size);
 
+// The other way round; nothing for a text that is no UTF-8, or has characters beyond Latin-1.
+std::optional<std::string> Latin1FromUtf8(std::string_view utf8);
+
 // The text with control characters, which a terminal would obey, replaced by "?".
 std::string Printable(std::string_view utf8);
 

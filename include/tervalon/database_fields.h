@@ -57,6 +57,15 @@ typedef struct DB3RecordMember {
   int16_t conversion;
 } DB3RecordMember;
 
+// Copies the fields of a database type, at most `capacity`, to `fields` (optional). Returns how many
+// the type has; 0 for a type outside 0..19.
+TERVALON_API int32_t TERVALON_CALL DB3GetFields(int32_t type, DB3FieldDescriptor* fields,
+                                                int32_t capacity);
+
+// Returns the title of a database type as messages show it; empty for type 19, which has none, and
+// for a type outside 0..19.
+TERVALON_API const char* TERVALON_CALL DB3GetTitle(int32_t type);
+
 // Fills one entry of `table` for each of `count` fields: the first has offset 0, each other follows
 // the one before it. Returns 0; 1 for a negative count.
 TERVALON_API int32_t TERVALON_CALL DB3SetFieldOffsetWidths(DB3FieldOffsetWidth* table,

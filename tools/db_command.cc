@@ -1,0 +1,400 @@
+// tervalon db: record databases, record by record or as CSV and JSON.
+
+#include <tervalon/database_fields.h>
+#include <tervalon/databases.h>
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "tools/command.h"
+#include "tools/csv.h"
+#include "tools/database.h"
+#include "tools/failure.h"
+#include "tools/text.h"
+
+namespace tervalon::tools {
+namespace {
+
+// The column of the record's number in CSV.
+constexpr const char* kRecordColumn = "record";
+
+struct Options {
+  std::string file;
+  std::string type;
+  bool replace = false;
+  int32_t record = 0;
+  std::vector<std::string> values;
+  std::string source;
+  std::string columns;
+  FormatOptions format;
+};
+
+std::unique_ptr<Database> Open(const Options& options) {
+  return std::make_unique<Database>(
+      DatabaseArgument(options.file),
+      options.type.empty() ? Database::kAnyType : DatabaseTypeArgument(options.type));
+}
+
+const Database::Field& FieldArgument(const Database& database, const std::string& name) {
+  const Database::Field* const field = database.Find(name);
+  if (field == nullptr) {
+    throw WrongUsage("'" + name + "' is no field of \"" + DatabaseTitle(database.type()) + "\"");
+  }
+  return *field;
+}
+
+// --- Printing ---
+
+Section Summary(const Database& database) {
+  return {.properties = {{"type", "Type", int64_t{database.type()}},
+                         {"title", "Title", DatabaseTitle(database.type())},
+                         {"count", "Records", int64_t{database.count()}}}};
+}
+
+// The fields that the user names, separated by commas.
+std::vector<const Database::Field*> ChosenFields(const Database& database,
+                                                 const std::string& names) {
+  std::vector<const Database::Field*> fields;
+  for (size_t begin = 0; begin <= names.size();) {
+    const size_t end = std::min(names.find(',', begin), names.size());
+    fields.push_back(&FieldArgument(database, names.substr(begin, end - begin)));
+    begin = end + 1;
+  }
+  return fields;
+}
+
+std::vector<const Database::Field*> FirstFields(const Database& database, size_t count) {
+  std::vector<const Database::Field*> fields;
+  for (const Database::Field& field : database.fields()) {
+    if (fields.size() < count) fields.push_back(&field);
+  }
+  return fields;
+}
+
+Section Records(Database& database, const std::vector<const Database::Field*>& fields) {
+  const int32_t count = database.count();
+  std::vector<int32_t> numbers;
+  std::vector<std::vector<Value>> cells(fields.size());
+  for (int32_t number = 1; number <= count; ++number) {
+    database.Read(number);
+    numbers.push_back(number);
+    for (size_t i = 0; i < fields.size(); ++i) cells[i].push_back(database.Get(*fields[i]));
+  }
+  Section section = {.key = "records", .title = "Records"};
+  section.columns.push_back({kRecordColumn, "Record", std::move(numbers)});
+  for (size_t i = 0; i < fields.size(); ++i) {
+    section.columns.push_back(
+        {fields[i]->name, fields[i]->name, std::move(cells[i]), fields[i]->form.decimals});
+  }
+  return section;
+}
+
+void PrintRecords(const Options& options, size_t default_fields, Format format, Output& output) {
+  const std::unique_ptr<Database> database = Open(options);
+  const auto fields = options.columns.empty() ? FirstFields(*database, default_fields)
+                                              : ChosenFields(*database, options.columns);
+  Print({.sections = {Summary(*database), Records(*database, fields)}, .csv_section = "records"},
+        format, output);
+}
+
+void List(const Options& options, Output& output) {
+  constexpr size_t kFields = 5;
+  PrintRecords(options, kFields, options.format.format(), output);
+}
+
+void Export(const Options& options, Output& output) {
+  PrintRecords(options, SIZE_MAX, options.format.json ? Format::kJson : Format::kCsv, output);
+}
+
+void Show(const Options& options, Output& output) {
+  const std::unique_ptr<Database> database = Open(options);
+  database->Read(options.record);
+  Section section = {.key = "record",
+                     .title = "Record " + std::to_string(options.record) + " of " +
+                              std::to_string(database->count())};
+  for (const Database::Field& field : database->fields()) {
+    section.properties.push_back(
+        {field.name, field.name, database->Get(field), "", field.form.decimals});
+  }
+  Print({.sections = {Summary(*database), std::move(section)}}, options.format.format(), output);
+}
+
+void Types(const Options& options, Output& output) {
+  std::vector<int32_t> numbers, fields;
+  std::vector<Value> titles;
+  for (int32_t type = 0; type < DB3_TYPES; ++type) {
+    numbers.push_back(type);
+    titles.emplace_back(DatabaseTitle(type));
+    fields.push_back(DB3GetFields(type, nullptr, 0));
+  }
+  Print({.sections = {{.key = "types",
+                       .title = "Types",
+                       .columns = {{"type", "Type", numbers},
+                                   {"title", "Title", titles},
+                                   {"fields", "Fields", fields}}}},
+         .csv_section = "types"},
+        options.format.format(), output);
+}
+
+// --- Changing ---
+
+struct Assignment {
+  const Database::Field* field;
+  std::string text;
+};
+
+// A record to be written.
+struct Change {
+  std::string where;   // for messages: the row that it comes from
+  int32_t record = 0;  // 0: not said
+  std::vector<Assignment> assignments;
+};
+
+Change ChangeFromArguments(const Database& database, const std::vector<std::string>& values) {
+  Change change;
+  for (const std::string& value : values) {
+    const size_t equals = value.find('=');
+    if (equals == std::string::npos) throw WrongUsage("'" + value + "' is not FIELD=VALUE");
+    change.assignments.push_back(
+        {&FieldArgument(database, value.substr(0, equals)), value.substr(equals + 1)});
+  }
+  return change;
+}
+
+int32_t RecordCell(const std::string& text) {
+  const std::optional<double> number = ParseNumber(text);
+  if (!number || !(*number >= 1 && *number <= DB3_MAX_RECORDS)) {
+    throw WrongUsage(std::string(kRecordColumn) + ": '" + text + "' is no record's number");
+  }
+  return static_cast<int32_t>(*number);
+}
+
+// A message of what is wrong with a row names the row.
+template <typename Body>
+void InRow(const std::string& where, Body&& body) {
+  try {
+    body();
+  } catch (const WrongUsage& wrong) {
+    if (where.empty()) throw;
+    throw Failure(where, wrong.what());
+  }
+}
+
+std::vector<Change> ChangesFromCsv(const Database& database, const std::string& file) {
+  std::vector<CsvRow> rows = ReadCsv(file);
+  if (rows.empty()) throw Failure(file, "has no line of column names");
+  const CsvRow names = std::move(rows.front());
+  rows.erase(rows.begin());
+  std::vector<const Database::Field*> fields;  // nullptr for the record's number
+  InRow(file, [&] {
+    for (const std::string& name : names.cells) {
+      fields.push_back(name == kRecordColumn ? nullptr : &FieldArgument(database, name));
+    }
+  });
+  std::vector<Change> changes;
+  for (CsvRow& row : rows) {
+    Change change;
+    change.where = file + ", line " + std::to_string(row.line);
+    if (row.cells.size() != fields.size()) {
+      throw Failure(change.where, "has " + std::to_string(row.cells.size()) + " values for " +
+                                      std::to_string(fields.size()) + " columns");
+    }
+    for (size_t i = 0; i < fields.size(); ++i) {
+      if (fields[i] != nullptr) {
+        change.assignments.push_back({fields[i], std::move(row.cells[i])});
+      } else {
+        InRow(change.where, [&] { change.record = RecordCell(row.cells[i]); });
+      }
+    }
+    changes.push_back(std::move(change));
+  }
+  return changes;
+}
+
+void Assign(Database& database, const Change& change) {
+  InRow(change.where, [&] {
+    for (const Assignment& assignment : change.assignments) {
+      database.Set(*assignment.field, assignment.text);
+    }
+  });
+}
+
+std::vector<Change> Changes(const Options& options, const Database& database) {
+  if (!options.source.empty()) return ChangesFromCsv(database, options.source);
+  return {ChangeFromArguments(database, options.values)};
+}
+
+// All records are checked before the first is written.
+void Insert(const Options& options) {
+  const std::unique_ptr<Database> database = Open(options);
+  const std::vector<Change> changes = Changes(options, *database);
+  const auto room = static_cast<size_t>(DB3_MAX_RECORDS - database->count());
+  if (changes.size() > room) {
+    throw Failure(options.file, "has room for " + std::to_string(room) + " more records");
+  }
+  for (const bool write : {false, true}) {
+    int32_t record = options.record != 0 ? options.record : database->count() + 1;
+    for (const Change& change : changes) {
+      database->Clear();
+      Assign(*database, change);
+      if (write) database->Insert(record++);
+    }
+  }
+}
+
+void Update(const Options& options) {
+  const std::unique_ptr<Database> database = Open(options);
+  const std::vector<Change> changes = Changes(options, *database);
+  for (const bool write : {false, true}) {
+    for (const Change& change : changes) {
+      const int32_t record = options.source.empty() ? options.record : change.record;
+      if (record == 0)
+        throw Failure(options.source, "has no column '" + std::string(kRecordColumn) + "'");
+      database->Read(record);
+      Assign(*database, change);
+      if (write) database->Update(record);
+    }
+  }
+}
+
+// --- The command line ---
+
+void AddFile(CLI::App& command, Options& options) {
+  command.add_option("FILE", options.file, "Database file")->type_name("")->required();
+  command
+      .add_option("--type", options.type,
+                  "Type, by number or title, of files that could be of\n"
+                  "more than one")
+      ->type_name("TYPE");
+}
+
+CLI::Option* AddRecord(CLI::App& command, Options& options) {
+  return command.add_option("RECORD", options.record, "Number of the record, from 1")
+      ->check(Between(1, DB3_MAX_RECORDS))
+      ->type_name("");
+}
+
+CLI::Option* AddChanges(CLI::App& command, Options& options) {
+  auto* values = command.add_option("VALUES", options.values, "FIELD=VALUE ...")->type_name("");
+  return command
+      .add_option("--from", options.source,
+                  "Read CSV, a line of column names and a line for each\n"
+                  "record, from a file ('-': standard input)")
+      ->type_name("CSV")
+      ->excludes(values);
+}
+
+CLI::App* AddSubcommand(CLI::App& db, const char* name, const char* what, const char* footer) {
+  auto* command = db.add_subcommand(name, what);
+  command->footer(footer);
+  return command;
+}
+
+void AddReaders(CLI::App& db, const std::shared_ptr<Options>& options, Action& chosen) {
+  auto* types =
+      AddSubcommand(db, "types", "Print the types of databases", "Example:\n  tervalon db types");
+  AddFormatOptions(*types, options->format);
+  types->callback(
+      [&chosen, options] { chosen = [options](Output& output) { Types(*options, output); }; });
+
+  auto* list = AddSubcommand(db, "list", "Print the records, a line each",
+                             "Examples:\n  tervalon db list P1.DBF\n  tervalon db list P1.DBF "
+                             "--fields NAME,FOUND_RT,AREA");
+  auto* show = AddSubcommand(db, "show", "Print every field of a record",
+                             "Example:\n  tervalon db show P1.DBF 3");
+  auto* all = AddSubcommand(db, "export", "Print all records as CSV, or with --json as JSON",
+                            "'tervalon db update --from' and 'insert --from' read the CSV.\n\n"
+                            "Example:\n  tervalon db export P1.DBF > p1.csv");
+  for (CLI::App* command : {list, show, all}) {
+    AddFile(*command, *options);
+    if (command == show) {
+      AddRecord(*command, *options)->required();
+    } else {
+      command->add_option("--fields", options->columns, "Only these, separated by commas")
+          ->type_name("FIELDS");
+    }
+    AddFormatOptions(*command, options->format);
+  }
+  list->callback(
+      [&chosen, options] { chosen = [options](Output& output) { List(*options, output); }; });
+  show->callback(
+      [&chosen, options] { chosen = [options](Output& output) { Show(*options, output); }; });
+  all->callback(
+      [&chosen, options] { chosen = [options](Output& output) { Export(*options, output); }; });
+}
+
+void AddWriters(CLI::App& db, const std::shared_ptr<Options>& options, Action& chosen) {
+  auto* create = AddSubcommand(db, "create", "Make an empty database",
+                               "Example:\n  tervalon db create P1.DBF --type \"Peak List\"");
+  AddFile(*create, *options);
+  create->get_option("--type")->required();
+  create->add_flag("--replace", options->replace, "Replace a file that is there");
+  create->callback([&chosen, options] {
+    const int32_t type = DatabaseTypeArgument(options->type);
+    chosen = [options, type](Output&) {
+      CreateDatabase(DatabaseArgument(options->file), type, options->replace);
+    };
+  });
+
+  auto* insert = AddSubcommand(db, "insert", "Add records",
+                               "Fields that are not named are blank or 0.\n\n"
+                               "Examples:\n"
+                               "  tervalon db insert P1.DBF NAME=Caffeine FOUND_RT=4.125\n"
+                               "  tervalon db insert P1.DBF --from peaks.csv --at 1");
+  AddFile(*insert, *options);
+  AddChanges(*insert, *options);
+  insert
+      ->add_option("--at", options->record, "Number of the first new record; those behind move up")
+      ->check(Between(1, DB3_MAX_RECORDS))
+      ->type_name("N");
+  insert->callback([&chosen, options] { chosen = [options](Output&) { Insert(*options); }; });
+
+  auto* update =
+      AddSubcommand(db, "update", "Change fields of records",
+                    "With --from, the column 'record' says which records.\n\n"
+                    "Examples:\n"
+                    "  tervalon db update P1.DBF 3 FOUND_RT=4.125 \"TEXT=checked by hand\"\n"
+                    "  tervalon db update P1.DBF --from changes.csv");
+  AddFile(*update, *options);
+  auto* record = AddRecord(*update, *options);
+  AddChanges(*update, *options)->excludes(record);
+  update->callback([&chosen, options] {
+    if (options->source.empty() && options->values.empty()) {
+      throw WrongUsage("update needs RECORD and FIELD=VALUE, or --from");
+    }
+    chosen = [options](Output&) { Update(*options); };
+  });
+
+  auto* remove = AddSubcommand(db, "delete", "Remove a record; those behind it move down",
+                               "Example:\n  tervalon db delete P1.DBF 3");
+  AddFile(*remove, *options);
+  AddRecord(*remove, *options)->required();
+  remove->callback([&chosen, options] {
+    chosen = [options](Output&) { Open(*options)->Delete(options->record); };
+  });
+}
+
+}  // namespace
+
+void AddDbCommand(CLI::App& program, Action& chosen) {
+  auto* db = program.add_subcommand("db", "Read and write record databases");
+  db->require_subcommand(1);
+  db->footer(
+      "A record database is a file in the dBASE III layout with the fields of one of twenty "
+      "types.\n"
+      "The second field of a name that a type has twice is NAME#2.\n\n"
+      "Examples:\n"
+      "  tervalon db create P1.DBF --type \"Peak List\"\n"
+      "  tervalon db insert P1.DBF NAME=Caffeine FOUND_RT=4.125\n"
+      "  tervalon db list P1.DBF --fields NAME,FOUND_RT");
+  auto options = std::make_shared<Options>();
+  AddReaders(*db, options, chosen);
+  AddWriters(*db, options, chosen);
+}
+
+}  // namespace tervalon::tools

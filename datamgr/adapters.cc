@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "datamgr/raw_sources.h"
+#include "tervalon/database_descriptor.h"
 #include "tervalon/raw_descriptor.h"
 
 namespace tervalon::datamgr {
@@ -34,6 +35,22 @@ int32_t TERVALON_CALL CompareRaw(const void* stored, const void* given, int32_t 
                       static_cast<const DmRawDescriptor*>(given), same_source);
 }
 
+uint32_t RawItemSize(const void* /*descriptor*/, int32_t /*item*/) { return sizeof(float); }
+
+int32_t TERVALON_CALL ReadDatabase(void* descriptor, int32_t no_source, uint32_t first,
+                                   int32_t count, void* const* items) {
+  return DmDB3Read(static_cast<DmDatabaseDescriptor*>(descriptor), no_source, first, count, items);
+}
+
+int32_t TERVALON_CALL CompareDatabases(const void* stored, const void* given, int32_t same_source) {
+  return DmDB3Compare(static_cast<const DmDatabaseDescriptor*>(stored),
+                      static_cast<const DmDatabaseDescriptor*>(given), same_source);
+}
+
+uint32_t DatabaseItemSize(const void* descriptor, int32_t item) {
+  return DmDB3ItemSize(static_cast<const DmDatabaseDescriptor*>(descriptor), item);
+}
+
 constexpr DmAdapter kNone = {nullptr, nullptr, nullptr, nullptr};
 
 DataType types[] = {
@@ -41,13 +58,19 @@ DataType types[] = {
      OnRelease::kReleaseSource,
      false,
      sizeof(DmRawDescriptor),
-     sizeof(float),
+     RawItemSize,
      CloseAllRawSources,
      {ReadRaw, WriteRaw, ReleaseRaw, CompareRaw}},
-    {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, 0, nullptr, kNone},
-    {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, 0, nullptr, kNone},
-    {DM_TYPE_DATABASE, OnRelease::kNothing, false, 0, 0, nullptr, kNone},
-    {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, 0, nullptr, kNone},
+    {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, kNone},
+    {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, nullptr, nullptr, kNone},
+    {DM_TYPE_DATABASE,
+     OnRelease::kNothing,
+     false,
+     sizeof(DmDatabaseDescriptor),
+     DatabaseItemSize,
+     nullptr,
+     {ReadDatabase, nullptr, nullptr, CompareDatabases}},
+    {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, kNone},
 };
 
 DataType* FindEntry(int16_t type) {

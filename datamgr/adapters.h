@@ -22,7 +22,8 @@ struct DataType {
   bool registrable;
   // 0: whatever the application's adapter takes.
   uint32_t descriptor_size;
-  uint32_t item_size;
+  // The bytes of an element that the descriptor makes the adapter store. nullptr: whatever.
+  uint32_t (*item_size)(const void* descriptor, int32_t item);
   // Called when no handle of the type is in use any more.
   void (*all_released)();
   DmAdapter adapter;

@@ -222,6 +222,21 @@ int32_t Release(Record* record) {
   return 0;
 }
 
+// Whether the elements have the sizes that the adapter stores, or would store after the caller has
+// changed the handle's descriptor.
+bool ItemsFit(const DataType& type, const void* descriptor, const uint32_t* sizes, int32_t count) {
+  for (int32_t item = 0; type.item_size != nullptr && item < count; ++item) {
+    if (sizes[item] != type.item_size(descriptor, item)) return false;
+  }
+  return true;
+}
+
+bool ItemsFit(const Record& record, const void* descriptor) {
+  const DataType* type = FindType(record.type);
+  return type == nullptr ||
+         ItemsFit(*type, descriptor, record.item_sizes.data(), record.item_count);
+}
+
 // What DmGetHandleEx was asked for.
 struct Request {
   int16_t type;
@@ -239,9 +254,8 @@ bool Fits(const Request& request) {
   if (request.descriptor != nullptr && request.descriptor_size < type->descriptor_size) {
     return false;
   }
-  return type->item_size == 0 || (request.flags & DM_FLAG_NO_SOURCE) != 0 ||
-         std::all_of(request.item_sizes, request.item_sizes + request.item_count,
-                     [type](uint32_t size) { return size == type->item_size; });
+  return (request.flags & DM_FLAG_NO_SOURCE) != 0 ||
+         ItemsFit(*type, request.descriptor, request.item_sizes, request.item_count);
 }
 
 Record* FindShared(const Request& request) {
@@ -327,6 +341,7 @@ int32_t Grant(const Request& request) {
 int32_t ReadPart(Record* record, uint32_t first, uint32_t count) {
   const BlockLock descriptor(record->descriptor);
   if (descriptor.failed()) return -1;
+  if (record->no_source() == 0 && !ItemsFit(*record, descriptor.address())) return -1;
   const ItemLocks locks(*record, first, count);
   if (locks.failed()) return -1;
   const BusyScope busy(record);
@@ -389,18 +404,12 @@ int32_t MakeResident(Record* record, uint32_t first, int32_t count, int32_t flag
   return Replace(record, first, static_cast<uint32_t>(count));
 }
 
-// Elements of another size than the adapter's own are nothing that it can store.
-bool CanWrite(const Record& record) {
-  const DataType* type = FindType(record.type);
-  return type == nullptr || type->item_size == 0 ||
-         std::all_of(record.item_sizes.begin(), record.item_sizes.begin() + record.item_count,
-                     [type](uint32_t size) { return size == type->item_size; });
-}
-
 int32_t Write(Record* record, uint16_t flags) {
-  if (!CanWrite(*record)) return -1;
   const BlockLock descriptor(record->descriptor);
   if (descriptor.failed()) return -1;
+  const DataType* type = FindType(record->type);
+  const bool writes = type != nullptr && type->adapter.write != nullptr;
+  if (writes && !ItemsFit(*record, descriptor.address())) return -1;
   const ItemLocks locks(*record);
   if (locks.failed()) return -1;
   const BusyScope busy(record);

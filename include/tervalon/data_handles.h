@@ -27,7 +27,7 @@ TERVALON_BEGIN_DECLS
 #define DM_TYPE_STRUCTURE \
   2                          // structures; registered. The descriptor begins with the TvMemory of
                              // the structure's block (or NULL), which the last release frees
-#define DM_TYPE_DATABASE 11  // database records
+#define DM_TYPE_DATABASE 11  // database records; the descriptor is a DmDatabaseDescriptor
 #define DM_TYPE_GENERIC 20   // generic files; registered
 
 // Flags of a handle.
@@ -68,9 +68,9 @@ TERVALON_API int32_t TERVALON_CALL DmRegisterAdapter(int16_t type, const DmAdapt
 // it is frozen: its descriptor is copied back to `desc`. Otherwise the adapter opens the source and
 // may fill `desc` (element counts, say), of which the handle keeps a copy.
 // Returns the handle; 0 when the source cannot be opened, when 59 handles are in use, when a handle
-// to share has other item sizes, and for what cannot be: sizes missing, a count out of range, a raw
-// descriptor of fewer than 456 bytes or raw elements of other than 4 bytes. When there is no memory
-// for the copy of the descriptor, a handle comes back that is not in use.
+// to share has other item sizes, and for what cannot be: sizes missing, a count out of range, and
+// for types 0 and 11 a descriptor that is too short or elements of another size than it selects.
+// When there is no memory for the copy of the descriptor, a handle comes back that is not in use.
 TERVALON_API int32_t TERVALON_CALL DmGetHandleEx(int16_t type, int16_t desc_size, void* desc,
                                                  int16_t item_count, const uint32_t* item_sizes,
                                                  uint16_t flags);

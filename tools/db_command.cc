@@ -68,11 +68,29 @@ std::vector<const Database::Field*> ChosenFields(const Database& database,
   return fields;
 }
 
-std::vector<const Database::Field*> FirstFields(const Database& database, size_t count) {
+std::vector<const Database::Field*> AllFields(const Database& database) {
   std::vector<const Database::Field*> fields;
-  for (const Database::Field& field : database.fields()) {
-    if (fields.size() < count) fields.push_back(&field);
+  for (const Database::Field& field : database.fields()) fields.push_back(&field);
+  return fields;
+}
+
+bool IsBlank(const Value& value) {
+  return value == Value(std::string()) || value == Value(int64_t{0}) || value == Value(0.0) ||
+         value == Value(0.0F) || value == Value(false);
+}
+
+// The first fields that are not blank in every record.
+std::vector<const Database::Field*> TellingFields(Database& database) {
+  constexpr size_t kMost = 5;
+  std::vector<const Database::Field*> blank = AllFields(database);
+  for (int32_t number = 1; number <= database.count(); ++number) {
+    database.Read(number);
+    std::erase_if(blank, [&](const auto* field) { return !IsBlank(database.Get(*field)); });
   }
+  std::vector<const Database::Field*> fields = AllFields(database);
+  std::erase_if(fields,
+                [&](const auto* field) { return std::ranges::find(blank, field) != blank.end(); });
+  if (fields.size() > kMost) fields.resize(kMost);
   return fields;
 }
 
@@ -94,21 +112,13 @@ Section Records(Database& database, const std::vector<const Database::Field*>& f
   return section;
 }
 
-void PrintRecords(const Options& options, size_t default_fields, Format format, Output& output) {
+void List(const Options& options, Format format, Output& output) {
   const std::unique_ptr<Database> database = Open(options);
-  const auto fields = options.columns.empty() ? FirstFields(*database, default_fields)
-                                              : ChosenFields(*database, options.columns);
+  const auto fields = !options.columns.empty()  ? ChosenFields(*database, options.columns)
+                      : format == Format::kText ? TellingFields(*database)
+                                                : AllFields(*database);
   Print({.sections = {Summary(*database), Records(*database, fields)}, .csv_section = "records"},
         format, output);
-}
-
-void List(const Options& options, Output& output) {
-  constexpr size_t kFields = 5;
-  PrintRecords(options, kFields, options.format.format(), output);
-}
-
-void Export(const Options& options, Output& output) {
-  PrintRecords(options, SIZE_MAX, options.format.json ? Format::kJson : Format::kCsv, output);
 }
 
 void Show(const Options& options, Output& output) {
@@ -320,12 +330,16 @@ void AddReaders(CLI::App& db, const std::shared_ptr<Options>& options, Action& c
     }
     AddFormatOptions(*command, options->format);
   }
-  list->callback(
-      [&chosen, options] { chosen = [options](Output& output) { List(*options, output); }; });
+  list->callback([&chosen, options] {
+    chosen = [options](Output& output) { List(*options, options->format.format(), output); };
+  });
   show->callback(
       [&chosen, options] { chosen = [options](Output& output) { Show(*options, output); }; });
-  all->callback(
-      [&chosen, options] { chosen = [options](Output& output) { Export(*options, output); }; });
+  all->callback([&chosen, options] {
+    chosen = [options](Output& output) {
+      List(*options, options->format.json ? Format::kJson : Format::kCsv, output);
+    };
+  });
 }
 
 void AddWriters(CLI::App& db, const std::shared_ptr<Options>& options, Action& chosen) {

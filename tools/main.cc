@@ -1,4 +1,4 @@
-// tervalon: raw data directories and settings from a command line.
+// tervalon: raw data directories, settings and databases from a command line.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -27,8 +27,9 @@ int Report(const std::string& message, ExitStatus status) {
 }
 
 int RunProgram(int argc, char** argv) {
-  CLI::App program("Raw data directories of the mass-spectrometry data system, and its settings.",
-                   "tervalon");
+  CLI::App program(
+      "Raw data directories of the mass-spectrometry data system, its settings and databases.",
+      "tervalon");
   program.set_version_flag("--version", "tervalon " TERVALON_VERSION);
   program.set_help_flag("-h,--help", "Print this help; 'tervalon COMMAND --help' tells more");
   program.require_subcommand(1);

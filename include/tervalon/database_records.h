@@ -443,8 +443,8 @@ typedef struct DB3GC2 {
   uint8_t reserved[536];
 } DB3GC2;
 
-// Type 15, "Unified Method": every field. What has up to 4 decimals or 13 characters is a float.
-// 1176 bytes.
+// Type 15, "Unified Method": every field. Numbers with decimals are floats, those of 19 characters
+// doubles. 1176 bytes.
 typedef struct DB3Method {
   char name[30];
   char cas_number[12];

@@ -130,7 +130,7 @@ int32_t OpenMode(int32_t type, const char* name, int32_t mode) {
   Action action = kInvalidAction;
   int32_t cause = kGeneralError;
   const bool name_fits =
-      !request.named || settings::CopyCut(name, request.file.name, sizeof(request.file.name));
+      name == nullptr || settings::CopyCut(name, request.file.name, sizeof(request.file.name));
   if (index < std::size(kOperations)) {
     action = kOperations[index].action;
     if (name_fits) {

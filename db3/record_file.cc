@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "appsvc/export_guard.h"
+#include "db3/file_bytes.h"
 
 namespace tervalon::db3 {
 namespace {
@@ -17,16 +18,6 @@ constexpr size_t kCopyBlock = 1 << 18;
 
 // A file that is being written, to take the place of the one at `path`.
 std::string NewPath(const std::string& path) { return path + ".new"; }
-
-bool WriteWhole(platform::File* file, uint64_t offset, std::span<const uint8_t> bytes) {
-  size_t written = 0;
-  return file->WriteAt(offset, bytes.data(), bytes.size(), &written) && written == bytes.size();
-}
-
-bool ReadWhole(platform::File* file, uint64_t offset, void* buffer, size_t count) {
-  size_t read = 0;
-  return file->ReadAt(offset, buffer, count, &read) && read == count;
-}
 
 void RemoveFile(const std::string& path) {
   if (Files().Status(path) == platform::PathStatus::kFile) Files().Remove(path);

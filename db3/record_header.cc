@@ -115,7 +115,7 @@ bool DecodeHeader(std::vector<uint8_t> bytes, RecordHeader* header) {
   header->record_size = RecordSize(header->fields);
   header->stored = Load<uint32_t>(&all[kCountOffset]);
   return header->record_size == Load<uint16_t>(&all[kRecordSizeOffset]) &&
-         header->stored <= uint32_t{std::numeric_limits<int32_t>::max()};
+         header->stored < uint32_t{std::numeric_limits<int32_t>::max()};
 }
 
 bool MakeHeader(std::span<const FieldDescriptor> fields, RecordHeader* header) {

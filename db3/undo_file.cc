@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "db3/file_bytes.h"
+
 namespace tervalon::db3 {
 namespace {
 
@@ -48,11 +50,6 @@ bool IsMixture(std::span<const uint8_t> found, const uint8_t* old_bytes, const u
     if (found[i] != old_bytes[i] && found[i] != new_bytes[i]) return false;
   }
   return true;
-}
-
-bool WriteWhole(platform::File* file, uint64_t offset, std::span<const uint8_t> bytes) {
-  size_t written = 0;
-  return file->WriteAt(offset, bytes.data(), bytes.size(), &written) && written == bytes.size();
 }
 
 }  // namespace

@@ -23,7 +23,6 @@
 namespace tervalon::db3 {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::EndsWith;
 using testing::FaultyFileSystem;
 using testing::FileCall;

@@ -76,10 +76,11 @@ TEST_F(RecordFileTest, HasTheLayoutByteForByte) {
 // Any sequence of operations on a file in which another program marked records deleted: ours are
 // what a plain list would hold, the marked ones keep their texts and their neighbours.
 TEST_F(RecordFileTest, OperationsMatchAListAndMarkedRecordsSurvive) {
+  constexpr size_t kMarked[] = {0, 2, 3, 6};
   Make({900, 1, 901, 902, 2, 3, 903});
   ASSERT_EQ(file_->Close(), kSuccess);
   Bytes bytes = ReadFile(path_);
-  for (const size_t place : {0, 2, 3, 6}) bytes[kSmallHeader + place * 25] = '*';
+  for (const size_t place : kMarked) bytes[kSmallHeader + place * 25] = '*';
   WriteFile(path_, bytes);
   Open();
 

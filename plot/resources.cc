@@ -16,6 +16,9 @@ using platform::TheDrawing;
 constexpr int32_t kScreenPixelsPerInch = 96;
 constexpr TvColour kBlack = 0;
 
+// Of ticks, and so of the grids that are made from their pen: behind the data, not in front.
+constexpr TvColour kGrey = 0x6A6A6A;
+
 struct Colour {
   uint8_t red, green, blue;
 };
@@ -69,7 +72,7 @@ DeviceResources::DeviceResources(int32_t pixels_per_inch) : pixels_per_inch_(pix
   // A pixel of a screen, and hairlines of about 0.2 mm on paper.
   const int32_t width = std::max(1, (pixels_per_inch + 48) / 120);
   own_.axis_pen = MakePen(platform::kPenSolid, width, kBlack);
-  own_.tick_pen = MakePen(platform::kPenSolid, width, kBlack);
+  own_.tick_pen = MakePen(platform::kPenSolid, width, kGrey);
   own_.axis_font = TheDrawing().MakeFont({"Arial", -(pixels_per_inch * 9 + 36) / 72, 400});
   complete_ = complete_ && own_.axis_font != nullptr;
   own_.text_colour = kBlack;

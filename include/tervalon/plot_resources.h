@@ -1,10 +1,10 @@
 // What plots are drawn with: axis pen, tick pen, axis font, text colour and two sets of five data
 // styles, per device context.
 //
-// Every device context starts with the library's own: black axes, a plain font and pens whose sizes
-// follow the device's resolution, a first set of solid pens in five colours that are told apart on
-// white paper and on a screen, and a second set of five line styles in black for devices and copies
-// without colour. Trace k of a plot is drawn with style k modulo 5.
+// Every device context starts with the library's own: black axes with grey ticks, a plain font and
+// pens whose sizes follow the device's resolution, a first set of solid pens in five colours that
+// are told apart on white paper and on a screen, and a second set of five line styles in black for
+// devices and copies without colour. Trace k of a plot is drawn with style k modulo 5.
 
 #ifndef TERVALON_PLOT_RESOURCES_H_
 #define TERVALON_PLOT_RESOURCES_H_

@@ -1,12 +1,16 @@
 // tervalon info: what a raw data directory holds.
 
+#include <tervalon/raw_analog.h>
+
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "tools/command.h"
 #include "tools/failure.h"
 #include "tools/function_description.h"
+#include "tools/history.h"
 #include "tools/text.h"
 
 namespace tervalon::tools {
@@ -267,6 +271,64 @@ Section AnalogSection(const RawDirectory& directory, bool for_people) {
   return section;
 }
 
+// What the channels are called, where the directory says so.
+struct AnalogText {
+  std::string name;
+  std::string unit;
+};
+
+std::vector<AnalogText> AnalogTexts(const RawDirectory& directory) {
+  RawAnalogDescriptor descriptors[RAW_MAX_ANALOG_CHANNELS] = {};
+  int16_t count = RAW_MAX_ANALOG_CHANNELS;
+  if (RawReadAnalogInf(directory.handle(), &count, descriptors) != RAW_OK) {
+    return {};
+  }
+  std::vector<AnalogText> texts;
+  for (int i = 0; i < count; ++i) {
+    const auto* const begin = reinterpret_cast<const char*>(descriptors[i].bytes);
+    const auto* const end = begin + RAW_ANALOG_DESCRIPTOR_SIZE;
+    const auto* const unit = std::min(std::find(begin, end, '\0') + 1, end);
+    texts.push_back({Utf8FromLatin1(begin, static_cast<size_t>(end - begin)),
+                     Utf8FromLatin1(unit, static_cast<size_t>(end - unit))});
+  }
+  return texts;
+}
+
+Value AnalogTime(const RawDirectory& directory, int16_t channels, int32_t record) {
+  float time = 0;
+  const bool read = record > 0 && RawReadAnalogChrom(directory.handle(), 0, channels, record, 1,
+                                                     nullptr, &time) == RAW_OK;
+  return read ? Value(time) : Value();
+}
+
+// All channels are sampled together.
+Section AnalogChannelSection(const RawDirectory& directory) {
+  const auto channels = static_cast<int16_t>(directory.AnalogChannels().value_or(0));
+  const std::vector<AnalogText> texts = AnalogTexts(directory);
+  int32_t count = 0;
+  const bool counted = RawReadAnalogSize(directory.handle(), channels, &count) == RAW_OK;
+  const Value first = AnalogTime(directory, channels, counted && count > 0 ? 1 : 0);
+  const Value last = AnalogTime(directory, channels, counted ? count : 0);
+  std::vector<Value> trace, name, unit, records, first_time, last_time;
+  for (int i = 0; i < channels; ++i) {
+    const AnalogText text = i < std::ssize(texts) ? texts[static_cast<size_t>(i)] : AnalogText();
+    trace.emplace_back("AN" + std::to_string(i + 1));
+    name.emplace_back(text.name);
+    unit.emplace_back(text.unit);
+    records.push_back(counted ? Value(int64_t{count}) : Value());
+    first_time.push_back(first);
+    last_time.push_back(last);
+  }
+  return {.key = "analog_channels",
+          .title = "Analog traces",
+          .columns = {{"trace", "Trace", trace},
+                      {"name", "Name", name},
+                      {"unit", "Unit", unit},
+                      {"records", "Records", records},
+                      {"first_time", "From min", first_time, 4},
+                      {"last_time", "To min", last_time, 4}}};
+}
+
 Section ProcessSection(const RawDirectory& directory) {
   std::vector<Value> numbers;
   for (const int process : directory.ProcessedSets()) {
@@ -275,6 +337,14 @@ Section ProcessSection(const RawDirectory& directory) {
   return {.key = "processed_sets",
           .title = "Processed data sets",
           .columns = {{"process", "Process", numbers}}};
+}
+
+std::vector<HistoryStep> StepsOf(const RawDirectory& directory) {
+  try {
+    return ReadHistory(directory).steps;
+  } catch (const Failure&) {
+    return {};  // the rest of the directory is still worth showing
+  }
 }
 
 // People read names, not codes, and nothing of what is empty.
@@ -308,7 +378,9 @@ void Run(const std::string& path, Format format, Output& output) {
                        CalibrationSection(directory, for_people),
                        CalibrationTexts(directory.calibration()),
                        AnalogSection(directory, for_people),
-                       ProcessSection(directory)};
+                       AnalogChannelSection(directory),
+                       ProcessSection(directory),
+                       HistorySection(StepsOf(directory), for_people)};
   if (for_people) {
     MakeReadable(document);
   }
@@ -326,7 +398,7 @@ void AddInfoCommand(CLI::App& program, Action& chosen) {
   command->footer(
       "Shows the header, the functions (each one repeated experiment of the acquisition) with\n"
       "type, ionisation mode, data type, mass range, complete scans and time range, the mass\n"
-      "calibration, the analog channels and the processed data sets.\n"
+      "calibration, the analog channels, the processed data sets and where they come from.\n"
       "Masses are m/z, times are minutes. --csv prints one value a line:\n"
       "section,row,name,value.\n\n"
       "Examples:\n"

@@ -46,6 +46,7 @@ int RunProgram(int argc, char** argv) {
   tervalon::tools::AddInfoCommand(program, action);
   tervalon::tools::AddSpectrumCommand(program, action);
   tervalon::tools::AddChromCommand(program, action);
+  tervalon::tools::AddHistoryCommand(program, action);
   tervalon::tools::AddSettingsCommand(program, action);
   tervalon::tools::AddSimulateCommand(program, action);
   tervalon::tools::AddProjectCommand(program, action);

@@ -1,5 +1,6 @@
 // tervalon simulate: a made-up acquisition, written as an instrument would write it.
 
+#include <tervalon/raw_analog.h>
 #include <tervalon/raw_directory.h>
 
 #include <CLI/Config.hpp>
@@ -34,6 +35,8 @@ constexpr MassRange kCentroidRange = {100, 900};
 constexpr MassRange kContinuumRange = {150, 650};
 constexpr int kContinuumPoints = 5001;
 constexpr double kHighestChannel = 700;
+constexpr int16_t kAnalogChannels = 2;
+constexpr int kAnalogRecordsPerScan = 2;
 
 // The centroid function is calibrated in root mass: m' = (c0 + c1 √m)².
 constexpr double kRootOffset = 0.0012;
@@ -92,6 +95,13 @@ std::unique_ptr<RawCalibration> MakeCalibration() {
   return calibration;
 }
 
+RawAnalogDescriptor AnalogDescriptor(const std::string& name, const std::string& unit) {
+  RawAnalogDescriptor descriptor = {};
+  const std::string text = name + '\0' + unit;
+  std::ranges::copy(text, descriptor.bytes);
+  return descriptor;
+}
+
 // One acquisition on its way to a directory.
 class Writer {
  public:
@@ -126,6 +136,10 @@ class Writer {
     for (int16_t function = 1; function <= kFunctions; ++function) {
       Check(RawCreateScanFile(handle_, function, 0, 0));
     }
+    const RawAnalogDescriptor channels[kAnalogChannels] = {
+        AnalogDescriptor("UV 254 nm", "mAU"), AnalogDescriptor("Pump pressure", "bar")};
+    Check(RawCreateAnalogInf(handle_, kAnalogChannels, channels));
+    Check(RawCreateAnalogFile(handle_));
     ProgressBar progress;
     for (int32_t scan = 0; scan < scans_; ++scan) {
       WriteCycle(scan);
@@ -134,6 +148,7 @@ class Writer {
     for (int16_t function = 1; function <= kFunctions; ++function) {
       Check(RawCreateScansEnd(handle_, function, 0));
     }
+    Check(RawCreateAnalogEnd(handle_));
     Check(RawCreateClose(std::exchange(handle_, -1)));
   }
 
@@ -191,6 +206,11 @@ class Writer {
     WriteScan(2, RAW_DATA_CONTINUUM, scan,
               model_.Continuum(TimeOf(scan, 2), kContinuumRange, kContinuumPoints));
     WriteScan(3, RAW_DATA_SIR, scan, model_.Channels(TimeOf(scan, 3), channels_));
+    for (int i = 0; i < kAnalogRecordsPerScan; ++i) {
+      const double time = (scan + static_cast<double>(i) / kAnalogRecordsPerScan) * interval_;
+      const std::vector<float> values = model_.Analog(time);
+      Check(RawCreateAnalogScan(handle_, static_cast<float>(time), kAnalogChannels, values.data()));
+    }
   }
 
   void WriteScan(int16_t function, int16_t data_type, int32_t scan, const Points& points) {
@@ -250,7 +270,9 @@ void AddSimulateCommand(CLI::App& program, Action& chosen) {
   command->footer(
       "Seven compounds elute one after the other, with their isotope patterns and noise, into\n"
       "three functions: 1 time-of-flight centroids with a root-mass calibration, 2 continuum data\n"
-      "(5001 points a scan), 3 selected ions. The directory appears when it is complete; when\n"
+      "(5001 points a scan), 3 selected ions. Two analog channels, absorbance and pump pressure, "
+      "are\n"
+      "sampled twice a scan. The directory appears when it is complete; when\n"
       "anything fails, nothing is left behind and what was there stays.\n\n"
       "Examples:\n"
       "  tervalon simulate DEMO.RAW\n"

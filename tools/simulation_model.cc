@@ -47,7 +47,8 @@ double Elution(double time, double apex, double width, double tail) {
 
 }  // namespace
 
-SimulationModel::SimulationModel(double duration, uint64_t seed) : random_(seed) {
+SimulationModel::SimulationModel(double duration, uint64_t seed)
+    : duration_(duration), random_(seed), analog_random_(seed) {
   for (const CompoundDesign& design : Designs()) {
     Compound compound = {.apex = design.apex * duration,
                          .width = 0.008 * duration,
@@ -152,6 +153,26 @@ Points SimulationModel::Channels(double time, const std::vector<float>& masses) 
     points.intensities.push_back(static_cast<float>(std::round(Noisy(intensity))));
   }
   return points;
+}
+
+std::vector<float> SimulationModel::Analog(double time) {
+  constexpr double kBaseline = 12;
+  constexpr double kDrift = 8;
+  constexpr double kIntensityOfOne = 450;  // what the spectrometer sees of 1 mAU
+  constexpr double kFlowTime = 0.03;       // minutes
+  const double share = time / duration_;
+  double absorbance = kBaseline + kDrift * share;
+  for (const Compound& compound : compounds_) {
+    absorbance += compound.height / kIntensityOfOne *
+                  Elution(time + kFlowTime, compound.apex, compound.width, compound.tail);
+  }
+  const double pressure = 180 + 60 * std::sin(std::numbers::pi * (0.1 + 0.8 * share));
+  std::vector<float> values;
+  for (const double value : {absorbance, pressure}) {
+    const double noise = static_cast<double>(analog_random_() >> 11) * 0x1p-53 - 0.5;
+    values.push_back(static_cast<float>(std::round(value + 2 * noise)));
+  }
+  return values;
 }
 
 std::vector<float> SimulationModel::MainMasses(double highest) const {

@@ -30,6 +30,10 @@ class SimulationModel {
   Points Continuum(double time, MassRange range, int count);
   Points Channels(double time, const std::vector<float>& masses);
 
+  // What the analog channels record: absorbance (mAU), ahead of the spectrometer by the time that
+  // the flow takes to it, and the pressure of a gradient pump (bar).
+  std::vector<float> Analog(double time);
+
   // The m/z of the compounds' strongest ions below `highest`, in the order of elution.
   std::vector<float> MainMasses(double highest) const;
 
@@ -51,8 +55,10 @@ class SimulationModel {
   double Noisy(double intensity);  // with the noise of counting
   std::vector<Ion> IonsAt(double time) const;
 
+  double duration_;
   std::vector<Compound> compounds_;
   std::mt19937_64 random_;
+  std::mt19937_64 analog_random_;  // of its own: equal spectra with and without analog channels
 };
 
 }  // namespace tervalon::tools

@@ -16,6 +16,7 @@
 #include "tools/failure.h"
 #include "tools/function_description.h"
 #include "tools/progress_bar.h"
+#include "tools/simulated_processing.h"
 #include "tools/simulation_model.h"
 #include "tools/staged_directory.h"
 
@@ -110,7 +111,8 @@ class Writer {
         scans_(options.scans),
         interval_(duration / options.scans),
         model_(duration, static_cast<uint64_t>(options.seed)),
-        channels_(model_.MainMasses(kHighestChannel)) {
+        channels_(model_.MainMasses(kHighestChannel)),
+        processing_(2, kContinuumRange, options.scans, ApexScan()) {
     const int32_t code = RawCreateOpen(directory.staging().c_str(), &handle_);
     if (code != RAW_OK) {
       RawReadClose(handle_);
@@ -149,6 +151,7 @@ class Writer {
       Check(RawCreateScansEnd(handle_, function, 0));
     }
     Check(RawCreateAnalogEnd(handle_));
+    Check(processing_.Write(handle_, static_cast<float>(TimeOf(ApexScan() - 1, 2))));
     Check(RawCreateClose(std::exchange(handle_, -1)));
   }
 
@@ -203,8 +206,9 @@ class Writer {
     std::ranges::transform(centroids.masses, centroids.masses.begin(),
                            [](float mass) { return static_cast<float>(StoredMass(mass)); });
     WriteScan(1, RAW_DATA_STANDARD_CENTROID, scan, centroids);
-    WriteScan(2, RAW_DATA_CONTINUUM, scan,
-              model_.Continuum(TimeOf(scan, 2), kContinuumRange, kContinuumPoints));
+    const Points continuum = model_.Continuum(TimeOf(scan, 2), kContinuumRange, kContinuumPoints);
+    WriteScan(2, RAW_DATA_CONTINUUM, scan, continuum);
+    processing_.Add(scan + 1, continuum.intensities);
     WriteScan(3, RAW_DATA_SIR, scan, model_.Channels(TimeOf(scan, 3), channels_));
     for (int i = 0; i < kAnalogRecordsPerScan; ++i) {
       const double time = (scan + static_cast<double>(i) / kAnalogRecordsPerScan) * interval_;
@@ -222,11 +226,17 @@ class Writer {
                            static_cast<int32_t>(points.intensities.size())));
   }
 
+  // The scan, from 1, nearest to the top of the strongest peak.
+  int32_t ApexScan() const {
+    return std::clamp(static_cast<int32_t>(model_.StrongestApex() / interval_ + 1), 1, scans_);
+  }
+
   const StagedDirectory& directory_;
   const int32_t scans_;
   const double interval_;
   SimulationModel model_;
   const std::vector<float> channels_;
+  SimulatedProcessing processing_;
   int32_t handle_ = -1;
 };
 

@@ -175,6 +175,10 @@ std::vector<float> SimulationModel::Analog(double time) {
   return values;
 }
 
+double SimulationModel::StrongestApex() const {
+  return std::ranges::max_element(compounds_, {}, &Compound::height)->apex;
+}
+
 std::vector<float> SimulationModel::MainMasses(double highest) const {
   std::vector<float> masses;
   for (const Compound& compound : compounds_) {

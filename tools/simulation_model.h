@@ -34,6 +34,9 @@ class SimulationModel {
   // the flow takes to it, and the pressure of a gradient pump (bar).
   std::vector<float> Analog(double time);
 
+  // When the strongest compound elutes.
+  double StrongestApex() const;
+
   // The m/z of the compounds' strongest ions below `highest`, in the order of elution.
   std::vector<float> MainMasses(double highest) const;
 

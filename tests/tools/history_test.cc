@@ -51,6 +51,7 @@ class ShownHistory : public ProgramTest {
 };
 
 TEST_F(ShownHistory, IsAnOutlineForPeople) {
+  std::filesystem::remove(NativePath("run.raw/_HISTORY.INF"));
   EXPECT_EQ(Output({"history", "run.raw"}), "Processing history\n  none\n");
   EXPECT_EQ(Json({"history", "run.raw"})["history"], json::array());
   WriteSample();
@@ -80,7 +81,7 @@ TEST_F(ShownHistory, IsATableForPrograms) {
                             {"protected", true}}));
   EXPECT_EQ(Json({"info", "run.raw"})["history"], steps);
   EXPECT_THAT(Output({"history", "run.raw", "--csv"}),
-              HasSubstr("\n3,0,4,0,6,Modify,_PROC004,0,false,false\n"));
+              HasSubstr("\n3,0,4,0,6,Modify,_PROC004,0,0,0\n"));
 }
 
 TEST_F(ShownHistory, CirclesAndCutOffFilesEnd) {

@@ -66,7 +66,10 @@ TEST_F(SimulatedRun, ShowsItsHeaderAndFunctions) {
   EXPECT_EQ(functions[0]["first_time"], 0);
   EXPECT_FLOAT_EQ(functions[0]["last_time"].get<float>(), 2.95F);
   EXPECT_EQ(info["channels"].size(), 7U);
-  EXPECT_EQ(info["processed_sets"], json::array());
+  EXPECT_EQ(Summary(info["processed_sets"], "process"), json({1, 2, 3}));
+  EXPECT_EQ(Summary(info["history"], "parent"), json({0, 1, 2}));
+  EXPECT_EQ(Summary(info["history"], "description"),
+            json({"Combine (33:37-(23:26)x1)", "Smooth (Mean,3x2)", "Center"}));
 
   const std::string text = Output({"info", "run.raw"});
   EXPECT_NE(text.find("  Conditions     2.1 x 50 mm, 0.4 mL/min, 40 \u00B0C\n"), std::string::npos);
@@ -90,6 +93,12 @@ TEST_F(SimulatedRun, HoldsTheFirstCompoundWithItsIsotopes) {
   const auto apex_time = trace["chromatogram"]["time"][static_cast<size_t>(apex)].get<double>();
   EXPECT_NEAR(apex_time, 0.5, 0.06);  // a little late: peaks tail
   EXPECT_LT(values.back(), values[static_cast<size_t>(apex)] / 100);
+}
+
+TEST_F(SimulatedRun, ProcessingFindsTheStrongestCompound) {
+  const json scan = Json(
+      {"spectrum", "run.raw", "-f", "2", "-p", "3", "--data-type", "1", "-s", "1", "--top", "1"});
+  EXPECT_NEAR(scan["points"]["mass"][0].get<double>(), 455.29, 0.02);  // C27H38N2O4, protonated
 }
 
 TEST_F(SimulatedRun, ChromatogramsAgreeWithSpectra) {

@@ -15,7 +15,7 @@ namespace {
 constexpr int32_t kPeakReach = 2;  // scans to both sides of the top
 constexpr int32_t kBackgroundDistance = 12;
 constexpr int32_t kBackgroundScans = 4;
-constexpr int32_t kSmoothReach = 3;  // points
+constexpr int32_t kSmoothReach = 1;  // points
 constexpr int32_t kSmoothTimes = 2;
 constexpr float kThreshold = 200;
 

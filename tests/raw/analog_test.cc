@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <numeric>
+
 #include "raw/member_files.h"
 #include "settings/settings.h"
 #include "tervalon/application.h"
@@ -35,10 +37,8 @@ class AnalogTest : public testing::RawTest {
     ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
     ASSERT_EQ(RawCreateAnalogFile(handle_), RAW_OK);
     for (size_t i = 0; i < times.size(); ++i) {
-      std::vector<float> values;
-      for (int32_t c = 0; c < channels; ++c) {
-        values.push_back(static_cast<float>(10 * (i + 1)) + static_cast<float>(c));
-      }
+      std::vector<float> values(static_cast<size_t>(channels));
+      std::iota(values.begin(), values.end(), static_cast<float>(10 * (i + 1)));
       ASSERT_EQ(RawCreateAnalogScan(handle_, times[i], channels, values.data()), RAW_OK);
     }
     ASSERT_EQ(RawCreateAnalogEnd(handle_), RAW_OK);

@@ -411,7 +411,7 @@ class HistoryDescriptionTest : public ::testing::Test {
     std::string text(static_cast<size_t>(capacity) + 1, '#');
     EXPECT_EQ(RawHistDescription(&process, flags, text.data(), capacity), 1);
     EXPECT_EQ(text.back(), '#') << "wrote behind the buffer";
-    return text.c_str();
+    return text.substr(0, text.find('\0'));
   }
 };
 

@@ -69,7 +69,7 @@ TEST_F(SimulatedRun, ShowsItsHeaderAndFunctions) {
   EXPECT_EQ(Summary(info["processed_sets"], "process"), json({1, 2, 3}));
   EXPECT_EQ(Summary(info["history"], "parent"), json({0, 1, 2}));
   EXPECT_EQ(Summary(info["history"], "description"),
-            json({"Combine (33:37-(23:26)x1)", "Smooth (Mean,3x2)", "Center"}));
+            json({"Combine (33:37-(23:26)x1)", "Smooth (Mean,1x2)", "Center"}));
 
   const std::string text = Output({"info", "run.raw"});
   EXPECT_NE(text.find("  Conditions     2.1 x 50 mm, 0.4 mL/min, 40 \u00B0C\n"), std::string::npos);

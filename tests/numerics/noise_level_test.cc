@@ -46,7 +46,7 @@ double ModelQuantile(const std::vector<double>& series, double p) {
         ++high_count;
         high_sum += term;
         least_high = std::min(least_high, term);
-      } else {
+      } else if (term < e) {
         ++low_count;
         low_sum += term;
         most_low = std::max(most_low, term);

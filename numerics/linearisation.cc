@@ -48,39 +48,22 @@ uint32_t PointCount(double span, double step) {
   return steps >= 0 && steps < LIN_MAX_POINTS ? static_cast<uint32_t>(steps) + 1 : 0;
 }
 
-using Sums = std::unique_ptr<double[]>;
+// A position between the samples a and a + 1, which differ.
+struct Place {
+  Place(double position, size_t sample, double x_a, double x_b)
+      : a(sample),
+        to_b(position - x_b),
+        from_a(x_a - position),
+        distance(static_cast<float>(x_a - x_b)) {}
 
-Sums RunningSums(const float* values, size_t count) {
-  Sums sums = std::make_unique_for_overwrite<double[]>(count);
-  double sum = 0;
-  for (size_t i = 0; i < count; ++i) sums[i] = sum += values[i];
-  return sums;
-}
-
-// A position between the samples a and b = a + 1, or on sample a = b.
-class Place {
- public:
-  explicit Place(size_t sample) : a_(sample), b_(sample) {}
-  Place(double position, size_t a, double x_a, double x_b)
-      : a_(a),
-        b_(a + 1),
-        to_b_(position - x_b),
-        from_a_(x_a - position),
-        distance_(static_cast<float>(x_a - x_b)) {}
-
-  template <typename Value>
-  double Interpolate(const Value* values) const {
-    // Samples at one position: there is nothing between them.
-    if (distance_ == 0) return values[b_];
-    return (to_b_ * values[a_] + from_a_ * values[b_]) / distance_;
+  double Interpolate(double value_a, double value_b) const {
+    return (to_b * value_a + from_a * value_b) / distance;
   }
 
- private:
-  size_t a_;
-  size_t b_;
-  double to_b_ = 0;
-  double from_a_ = 0;
-  float distance_ = 0;
+  size_t a;
+  double to_b;
+  double from_a;
+  float distance;
 };
 
 // Finds where the points of an ascending grid lie among ascending positions.
@@ -88,26 +71,31 @@ class GridSearch {
  public:
   GridSearch(const float* x, size_t n) : x_(x), last_(n - 1) {}
 
-  Place Find(float position) {
-    if (!started_ && !Guess(position)) return Between(position);
-    while (at_ > 0 && x_[at_ - 1] >= position) --at_;
-    while (at_ < last_ && x_[at_] < position) ++at_;
-    return position > x_[at_] ? Place(at_) : Between(position);
+  // Calls put(place) for a position between samples, or hold(sample) for one beside them.
+  template <typename Put, typename Hold>
+  void Find(float position, Put put, Hold hold) {
+    size_t above = last_;
+    if (started_ || Start(position)) {
+      while (at_ < last_ && x_[at_] < position) ++at_;
+      if (at_ == 0 || position > x_[at_]) return hold(at_);
+      above = at_;
+    } else if (x_[last_ - 1] == x_[last_]) {
+      return hold(last_);
+    }
+    put(Place(position, above - 1, x_[above - 1], x_[above]));
   }
 
  private:
   // Starts where the position would be if the samples were evenly spaced. False when that is behind
   // the last sample: then this one position is taken to be next to it, wherever it is.
-  bool Guess(float position) {
+  bool Start(float position) {
     started_ = true;
     const auto n = static_cast<double>(last_ + 1);
     const double guess = (position - double{x_[0]}) * n / (double{x_[last_]} - x_[0]) + 0.5;
-    at_ = guess < n ? static_cast<size_t>(guess) : last_;
-    return guess < n;
-  }
-
-  Place Between(float position) const {
-    return at_ > 0 ? Place(position, at_ - 1, x_[at_ - 1], x_[at_]) : Place(at_);
+    if (!(guess < n)) return false;
+    at_ = static_cast<size_t>(guess);
+    while (at_ > 0 && x_[at_ - 1] >= position) --at_;
+    return true;
   }
 
   const float* const x_;
@@ -116,35 +104,65 @@ class GridSearch {
   bool started_ = false;
 };
 
-// Output points of one signal. Copy takes over a sample that a grid point hits; Put takes a place
-// between samples.
-class FluxOutput {
+// The sum of the samples as far as one that moves on from call to call.
+class RunningSum {
  public:
-  FluxOutput(const float* y, size_t n, float* out) : y_(y), sums_(RunningSums(y, n)), out_(out) {}
+  explicit RunningSum(const float* y) : y_(y), sum_(y[0]) {}
 
-  void Copy(size_t sample) {
-    *out_++ = y_[sample];
-    previous_ = sums_[sample];
-  }
-  void Put(const Place& place) {
-    const double sum = place.Interpolate(sums_.get());
-    *out_++ = static_cast<float>(sum - previous_);
-    previous_ = sum;
+  double At(size_t sample) {
+    if (sample < at_) {
+      at_ = 0;
+      sum_ = y_[0];
+    }
+    while (at_ < sample) sum_ += y_[++at_];
+    return sum_;
   }
 
  private:
   const float* const y_;
-  const Sums sums_;
+  size_t at_ = 0;
+  double sum_;
+};
+
+// Output points of one signal. Copy takes over a sample that a grid point hits, Put interpolates
+// between samples, Hold takes a sample as the nearest end. The samples of Copy ascend, and those of
+// the others together.
+class FluxOutput {
+ public:
+  FluxOutput(const float* y, float* out) : y_(y), copied_(y), put_(y), out_(out) {}
+
+  void Copy(size_t sample) {
+    *out_++ = y_[sample];
+    previous_ = copied_.At(sample);
+  }
+  void Put(const Place& place) {
+    const double sum = put_.At(place.a);
+    PutSum(place.Interpolate(sum, sum + y_[place.a + 1]));
+  }
+  void Hold(size_t sample) { PutSum(put_.At(sample)); }
+
+ private:
+  void PutSum(double sum) {
+    *out_++ = static_cast<float>(sum - previous_);
+    previous_ = sum;
+  }
+
+  const float* const y_;
+  RunningSum copied_;
+  RunningSum put_;
   float* out_;
   double previous_ = 0;
 };
 
 class PlainOutput {
  public:
-  PlainOutput(const float* y, size_t /*n*/, float* out) : y_(y), out_(out) {}
+  PlainOutput(const float* y, float* out) : y_(y), out_(out) {}
 
   void Copy(size_t sample) { *out_++ = y_[sample]; }
-  void Put(const Place& place) { *out_++ = static_cast<float>(place.Interpolate(y_)); }
+  void Put(const Place& place) {
+    *out_++ = static_cast<float>(place.Interpolate(y_[place.a], y_[place.a + 1]));
+  }
+  void Hold(size_t sample) { *out_++ = y_[sample]; }
 
  private:
   const float* const y_;
@@ -160,8 +178,9 @@ void Resample(const float* x, size_t n, double step, size_t count, Outputs... ou
     if (j < n && x[j] == position) {
       (outputs.Copy(j), ...);
     } else {
-      const Place place = search.Find(position);
-      (outputs.Put(place), ...);
+      search.Find(
+          position, [&](const Place& place) { (outputs.Put(place), ...); },
+          [&](size_t sample) { (outputs.Hold(sample), ...); });
     }
   }
 }
@@ -175,7 +194,7 @@ int32_t Linearise(const float* x, const float* y, int32_t n, float step, LinData
   return Guarded(-1, [=] {
     FloatBlock values(count);
     if (values.data() == nullptr) return -1;
-    Resample(x, size, step, count, Output(y, size, values.data()));
+    Resample(x, size, step, count, Output(y, values.data()));
     *result = {values.HandOut(), count, x[0], step};
     return 0;
   });
@@ -189,10 +208,19 @@ struct Spacing {
   float At(size_t sample) const {
     return static_cast<float>(static_cast<double>(sample) * dx + x0);
   }
-  Place Between(double position, size_t sample) const {
-    return {position, sample, At(sample), At(sample + 1)};
-  }
 };
+
+// Puts a position between the samples a and a + 1.
+template <typename Output>
+void PutBetween(const Spacing& spacing, double position, size_t a, Output* output) {
+  const float x_a = spacing.At(a);
+  const float x_b = spacing.At(a + 1);
+  if (x_a == x_b) {
+    output->Hold(a + 1);  // floats cannot tell them apart
+  } else {
+    output->Put(Place(position, a, x_a, x_b));
+  }
+}
 
 void ResampleRegular(const Spacing& spacing, size_t n, double start, double step, size_t count,
                      FluxOutput output) {
@@ -202,12 +230,13 @@ void ResampleRegular(const Spacing& spacing, size_t n, double start, double step
     const double nearest = (position - spacing.x0) / spacing.dx + 0.5;
     const auto k = static_cast<size_t>(std::clamp(nearest, 0.0, static_cast<double>(last)));
     const float x = spacing.At(k);
+    const bool behind = x <= position;
     if (x == static_cast<float>(position)) {
       output.Copy(k);
-    } else if (x <= position) {
-      output.Put(k == last ? Place(k) : spacing.Between(position, k));
+    } else if (k == (behind ? last : 0)) {
+      output.Hold(k);
     } else {
-      output.Put(k == 0 ? Place(k) : spacing.Between(position, k - 1));
+      PutBetween(spacing, position, behind ? k : k - 1, &output);
     }
   }
 }
@@ -224,18 +253,18 @@ int32_t ScaleProfile(const Spacing& spacing, float* y, int32_t n, int32_t* out_c
     const auto size = static_cast<size_t>(n);
     const auto count = static_cast<size_t>(points);
     const auto scaled = std::make_unique_for_overwrite<float[]>(count);
-    Output output(y, size, scaled.get());
+    Output output(y, scaled.get());
     output.Copy(0);
     for (size_t j = 1; j < count; ++j) {
       const double offset = static_cast<double>(j) * spacing.dx;
       const double position = offset / scale + spacing.x0;
       const auto k = static_cast<size_t>(static_cast<double>(j) / scale);
       if (k >= size - 1) {
-        output.Put(Place(size - 1));
+        output.Hold(size - 1);
       } else if (static_cast<float>(offset + spacing.x0) == static_cast<float>(position)) {
         output.Copy(k);
       } else {
-        output.Put(spacing.Between(position, k));
+        PutBetween(spacing, position, k, &output);
       }
     }
     std::copy_n(scaled.get(), count, y);
@@ -276,8 +305,8 @@ extern "C" int32_t TERVALON_CALL LineariseDatasetPreserveVariance(const float* x
     numerics::FloatBlock values(count);
     numerics::FloatBlock variances(count);
     if (values.data() == nullptr || variances.data() == nullptr) return -1;
-    numerics::Resample(x, size, step, count, numerics::FluxOutput(y, size, values.data()),
-                       numerics::FluxOutput(variance, size, variances.data()));
+    numerics::Resample(x, size, step, count, numerics::FluxOutput(y, values.data()),
+                       numerics::FluxOutput(variance, variances.data()));
     *result = {values.HandOut(), variances.HandOut(), count, x[0], step};
     return 0;
   });
@@ -298,7 +327,7 @@ extern "C" int32_t TERVALON_CALL LineariseRegularDataset(float x0, float dx, con
     const auto size = static_cast<size_t>(n);
     const double start = std::floor(x0 + 0.5);
     numerics::ResampleRegular({x0, dx}, size, start, step, count,
-                              numerics::FluxOutput(y, size, values.data()));
+                              numerics::FluxOutput(y, values.data()));
     *result = {values.HandOut(), count, static_cast<float>(start), step};
     return 0;
   });

@@ -1,5 +1,7 @@
 #include "platform/linux/cairo_font.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 
@@ -14,22 +16,42 @@ constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmno
 
 int32_t Rounded(double value) { return static_cast<int32_t>(std::lround(value)); }
 
-// The bytes that follow the first one of a UTF-8 sequence; -1 where none may start.
-int Following(unsigned char first) {
-  if (first < 0x80) return 0;
-  if (first >= 0xC2 && first <= 0xDF) return 1;
-  if (first >= 0xE0 && first <= 0xEF) return 2;
-  if (first >= 0xF0 && first <= 0xF4) return 3;
-  return -1;
+// A UTF-8 sequence by its first byte: how many follow, what the first adds, and the smallest
+// character that needs as many.
+struct SequenceKind {
+  unsigned char mask, first;
+  int following;
+  uint32_t smallest;
+};
+constexpr std::array<SequenceKind, 4> kSequences = {
+    {{0x80, 0x00, 0, 0}, {0xE0, 0xC0, 1, 0x80}, {0xF0, 0xE0, 2, 0x800}, {0xF8, 0xF0, 3, 0x10000}}};
+
+// Cairo stops using a font for good once it has met a text with a character that there is not.
+bool IsCharacter(uint32_t code) {
+  return code < 0x110000 && (code & 0xFFFFF800) != 0xD800 && (code < 0xFDD0 || code > 0xFDEF) &&
+         (code & 0xFFFE) != 0xFFFE;
+}
+
+// Takes a character off the text's front. False where there is none.
+bool TakeCharacter(std::string_view* text) {
+  const auto first = static_cast<unsigned char>(text->front());
+  for (const SequenceKind& kind : kSequences) {
+    if ((first & kind.mask) != kind.first) continue;
+    uint32_t code = first & static_cast<unsigned char>(~kind.mask);
+    if (text->size() <= static_cast<size_t>(kind.following)) return false;
+    for (const char c : text->substr(1, static_cast<size_t>(kind.following))) {
+      if ((c & 0xC0) != 0x80) return false;
+      code = code << 6 | (c & 0x3F);
+    }
+    text->remove_prefix(static_cast<size_t>(kind.following) + 1);
+    return code >= kind.smallest && IsCharacter(code);
+  }
+  return false;
 }
 
 bool IsUtf8(std::string_view text) {
-  for (size_t i = 0; i < text.size(); ++i) {
-    const int following = Following(static_cast<unsigned char>(text[i]));
-    if (following < 0) return false;
-    for (int n = 0; n < following; ++n) {
-      if (++i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
-    }
+  while (!text.empty()) {
+    if (!TakeCharacter(&text)) return false;
   }
   return true;
 }
@@ -74,9 +96,9 @@ struct Glyphs {
 };
 
 cairo_font_face_t* MakeFace(const FontDescription& description) {
-  const char* family = description.face.empty() ? "sans-serif" : description.face.c_str();
+  const std::string family = description.face.empty() ? "sans-serif" : Utf8(description.face);
   return cairo_toy_font_face_create(
-      family, CAIRO_FONT_SLANT_NORMAL,
+      family.c_str(), CAIRO_FONT_SLANT_NORMAL,
       description.weight >= kBoldWeight ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
 }
 

@@ -133,7 +133,7 @@ TEST(CairoFilesTest, SizesOutOfRange) {
 TEST(CairoFilesTest, DeletedObjectsAndTexts) {
   const TvDC dc = TvCreateImageDC(100, 100, 96);
   const TvPen pen = TvCreatePen(0, 3, 0xFF);
-  const TvFont font = TvCreateFont(nullptr, -20, 700);
+  const TvFont font = TvCreateFont("\xC3", -20, 700);
   platform::Drawing& drawing = platform::TheDrawing();
   ASSERT_TRUE(drawing.SelectPen(dc, pen));
   ASSERT_TRUE(drawing.SelectFont(dc, font));
@@ -144,7 +144,11 @@ TEST(CairoFilesTest, DeletedObjectsAndTexts) {
   EXPECT_EQ(drawing.SelectedPen(dc), nullptr);
   DrawSomething(dc);
   EXPECT_EQ(drawing.Extent(dc, "\xB5m").width, drawing.Extent(dc, "\xC2\xB5m").width);
-  EXPECT_GT(drawing.Extent(dc, "\xC3").width, 0);
+  for (const char* no_utf8 :
+       {"\xC3", "\xED\xA0\x80", "\xC0\x80", "\xF4\x90\x80\x80", "\xEF\xBF\xBF"}) {
+    EXPECT_GT(drawing.Extent(dc, no_utf8).width, 0);
+  }
+  EXPECT_GT(drawing.Extent(dc, "\xE2\x82\xAC\xF0\x9D\x84\x9E m/z").width, 0);
   EXPECT_EQ(TvDeleteDC(dc), 1);
 }
 

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <string>
-#include <utility>
 
 #include "platform/drawing.h"
 #include "plot/headers.h"
 #include "plot/label_text.h"
 #include "plot/magnification.h"
+#include "plot/trace.h"
 
 namespace tervalon::plot {
 namespace {
@@ -41,58 +42,79 @@ bool FindPeak(int32_t handle, const Axes& axes, const AxsPlotLabel& label, Place
   return true;
 }
 
+// Finds room for labels in one row.
 class LabelPlacer {
  public:
-  LabelPlacer(TvDC dc, int32_t handle, int32_t top, std::vector<TvRect> taken)
-      : dc_(dc), handle_(handle), top_(top), taken_(std::move(taken)) {}
+  LabelPlacer(TvDC dc, const TvRect& area, const TvRect& data, const TraceTops& tops,
+              std::vector<TvRect>* taken)
+      : dc_(dc), area_(area), data_(data), tops_(tops), taken_(*taken) {}
 
-  // Writes a label over its peak, else beside that to either side. All 0 where there is no room.
+  // Writes a label over its peak, else beside that to either side; over a high peak rather across
+  // the trace than not at all. All 0 where there is no room.
   TvRect Place(const PlacedLabel& place, const std::string& text) {
-    constexpr int32_t kKeepMargins =
-        AXS_AREA_KEEP_LEFT | AXS_AREA_KEEP_RIGHT | AXS_AREA_KEEP_TOP | AXS_AREA_KEEP_BOTTOM;
-    TvRect area = {};
-    if (text.empty() || AxsGetArea(handle_, place.row, &area, kKeepMargins) == 0) return {};
-    area.top = std::max(area.top, top_);
+    if (text.empty()) return {};
     const TvSize extent = platform::TheDrawing().Extent(dc_, text);
-    const int32_t offsets[] = {-(extent.width / 2), 0, -extent.width};
-    for (const int32_t offset : offsets) {
-      const TvRect rect = At(place, extent, offset, area);
-      if (rect.left < area.left || rect.top < area.top || rect.bottom > area.bottom ||
-          IsTaken(rect)) {
-        continue;
-      }
-      taken_.push_back(rect);
-      platform::TheDrawing().Text(dc_, rect.left, rect.top, text);
-      return rect;
+    const int32_t middle = -(extent.width / 2);
+    for (const int32_t offset : {middle, kGap, -kGap - extent.width}) {
+      const TvRect rect = At(place, extent, offset, true);
+      if (IsFree(rect)) return Write(rect, text);
     }
-    return {};
+    const int64_t high = (int64_t{data_.bottom} - data_.top) / 5;
+    const TvRect across = At(place, extent, middle, false);
+    return place.height >= high && IsFree(across) ? Write(across, text) : TvRect{};
   }
 
  private:
-  // Moved into the area where the peak is at its edge.
-  static TvRect At(const PlacedLabel& place, TvSize extent, int32_t offset, const TvRect& area) {
-    int64_t left = int64_t{place.peak.x} + offset;
-    left =
-        std::max<int64_t>(std::min<int64_t>(left, int64_t{area.right} - extent.width), area.left);
+  // Moved into the area where the peak is at its edge, and a little upward where the trace beside
+  // the peak is higher and has to stay clear. Empty where that does not do.
+  TvRect At(const PlacedLabel& place, TvSize extent, int32_t offset, bool clear_of_trace) const {
+    // Beside the data's lower right corner is the title of the X axis.
+    const bool is_low = place.peak.y > data_.bottom - 2 * int64_t{extent.height};
+    const int64_t last = int64_t{is_low ? data_.right : area_.right} - extent.width;
+    const int64_t left =
+        std::max<int64_t>(std::min(int64_t{place.peak.x} + offset, last), area_.left);
+    const int64_t right = left + extent.width;
     int64_t top = int64_t{place.peak.y} + kGap;
     if (!place.downward) {
-      top = std::max<int64_t>(int64_t{place.peak.y} - kGap - extent.height, area.top);
+      const int64_t over_peak = int64_t{place.peak.y} - kGap - extent.height;
+      const int64_t clear = tops_.Highest(Saturate(left), Saturate(right));
+      top = clear_of_trace ? std::min(over_peak, clear - kGap - extent.height) : over_peak;
+      if (top < over_peak - extent.height / 2) return {};
+      // There is no room over the highest peaks where the axes have no margin.
+      top = std::max<int64_t>(top, area_.top);
     }
-    return {Saturate(left), Saturate(top), Saturate(left + extent.width),
-            Saturate(top + extent.height)};
+    if (right > area_.right || top + extent.height > area_.bottom) return {};
+    return {Saturate(left), Saturate(top), Saturate(right), Saturate(top + extent.height)};
   }
 
-  bool IsTaken(const TvRect& rect) const {
+  bool IsFree(const TvRect& rect) const {
+    if (rect.left == rect.right) return false;
     const auto touches = [&rect](const TvRect& other) { return Touch(rect, other); };
-    return std::any_of(taken_.begin(), taken_.end(), touches) ||
-           std::any_of(LabelExclusions().begin(), LabelExclusions().end(), touches);
+    const std::span<const TvRect> headers = LabelExclusions();
+    return std::none_of(taken_.begin(), taken_.end(), touches) &&
+           std::none_of(headers.begin(), headers.end(), touches);
+  }
+
+  TvRect Write(const TvRect& rect, const std::string& text) {
+    taken_.push_back(rect);
+    platform::TheDrawing().Text(dc_, rect.left, rect.top, text);
+    return rect;
   }
 
   TvDC dc_;
-  int32_t handle_;
-  int32_t top_;  // of the axes object
-  std::vector<TvRect> taken_;
+  TvRect area_;
+  TvRect data_;
+  const TraceTops& tops_;
+  std::vector<TvRect>& taken_;
 };
+
+// The row with its margins, inside the axes object, but without the Y axis.
+bool LabelArea(int32_t handle, const Axes& axes, int32_t row, TvRect* area) {
+  constexpr int32_t kKeep = AXS_AREA_KEEP_TOP | AXS_AREA_KEEP_BOTTOM | AXS_AREA_KEEP_RIGHT;
+  if (AxsGetArea(handle, row, area, kKeep) == 0) return false;
+  area->top = std::max(area->top, axes.system.area.top);
+  return true;
+}
 
 }  // namespace
 
@@ -107,11 +129,19 @@ void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBloc
   }
   std::stable_sort(places.begin(), places.end(),
                    [](const PlacedLabel& a, const PlacedLabel& b) { return a.height > b.height; });
-  LabelPlacer placer(dc, handle, axes.system.area.top, std::move(taken));
-  for (const PlacedLabel& place : places) {
-    const AxsPlotLabel& label = plot.labels[place.index];
-    plot.label_rects[place.index] = placer.Place(
-        place, label.text != nullptr ? label.text : FixedLabel(label.x, plot.label_decimals));
+  const Trace trace = {plot.x, plot.y, static_cast<size_t>(plot.count)};
+  for (int32_t row = 0; row < axes.system.row_count; ++row) {
+    TvRect area = {};
+    if (!LabelArea(handle, axes, row, &area)) continue;
+    const RowView view(axes, row);
+    const TraceTops tops(trace, view, plot.mode == AXS_PLOT_STICKS);
+    LabelPlacer placer(dc, area, view.data, tops, &taken);
+    for (const PlacedLabel& place : places) {
+      if (place.row != row) continue;
+      const AxsPlotLabel& label = plot.labels[place.index];
+      plot.label_rects[place.index] = placer.Place(
+          place, label.text != nullptr ? label.text : FixedLabel(label.x, plot.label_decimals));
+    }
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "plot/magnification.h"
@@ -272,6 +274,46 @@ std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& r
   }
   if (open) AddStick(column, row, &sticks);
   return sticks;
+}
+
+TraceTops::TraceTops(const Trace& trace, const RowView& row, bool sticks)
+    : data_(row.data),
+      tops_(static_cast<size_t>(std::min<int64_t>(int64_t{data_.right} - data_.left + 1, kFar)),
+            std::numeric_limits<int32_t>::max()) {
+  if (sticks) {
+    for (const platform::LineSegment& stick : SticksOf(trace, row)) Add(stick.from.x, stick.from.y);
+  } else {
+    for (const Outline& outline : OutlinesOf(trace, row)) AddOutline(outline);
+  }
+}
+
+void TraceTops::AddOutline(const Outline& outline) {
+  for (size_t i = 0; i < outline.size(); ++i) {
+    const TvPoint& from = outline[i > 0 ? i - 1 : 0];
+    const TvPoint& to = outline[i];
+    // Long lines are few, unless the points are in no order; then their ends have to do.
+    const int32_t width = std::abs(to.x - from.x);
+    const int32_t steps = outline.size() > tops_.size() * 8 ? 1 : std::max(width, 1);
+    for (int32_t step = 0; step <= steps; ++step) {
+      const double share = static_cast<double>(step) / steps;
+      Add(Truncate(from.x + share * (to.x - from.x)), Truncate(from.y + share * (to.y - from.y)));
+    }
+  }
+}
+
+void TraceTops::Add(int32_t x, int32_t y) {
+  const int64_t column = int64_t{x} - data_.left;
+  if (column < 0 || column >= static_cast<int64_t>(tops_.size())) return;
+  int32_t& top = tops_[static_cast<size_t>(column)];
+  top = std::min(top, std::max(y, data_.top));
+}
+
+int32_t TraceTops::Highest(int32_t left, int32_t right) const {
+  const auto size = static_cast<int64_t>(tops_.size());
+  const auto first = std::clamp<int64_t>(int64_t{left} - data_.left, 0, size);
+  const auto end = std::clamp<int64_t>(int64_t{right} - data_.left + 1, first, size);
+  if (first == end) return std::numeric_limits<int32_t>::max();
+  return *std::min_element(tops_.data() + first, tops_.data() + end);
 }
 
 }  // namespace tervalon::plot

@@ -43,6 +43,22 @@ std::vector<Outline> OutlinesOf(const Trace& trace, const RowView& row);
 // Lines from the base to the trace's points. A point where two rows meet belongs to the first.
 std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& row);
 
+// The highest pixel of what is drawn in each column, for what is to stand clear of it.
+class TraceTops {
+ public:
+  TraceTops(const Trace& trace, const RowView& row, bool sticks);
+
+  // Over the columns `left` to `right`; INT32_MAX where nothing is drawn.
+  int32_t Highest(int32_t left, int32_t right) const;
+
+ private:
+  void AddOutline(const Outline& outline);
+  void Add(int32_t x, int32_t y);
+
+  TvRect data_;
+  std::vector<int32_t> tops_;
+};
+
 }  // namespace tervalon::plot
 
 #endif  // PLOT_TRACE_H_

@@ -226,7 +226,7 @@ TEST_F(PlotData, MultipliesAndMarksMagnifiedRanges) {
 
 TEST_F(PlotData, LabelsAvoidEachOtherAndTheHeaders) {
   const AxsPlotLabel labels[] = {{2, 40, nullptr},      {2.2F, 90, "high"}, {8, 50, nullptr},
-                                 {2.1F, 38, "no room"}, {20, 50, "out"},    {0, 30, nullptr},
+                                 {2.1F, 38, "no room"}, {20, 50, "out"},    {0, 10, nullptr},
                                  {5, 1e30F, "top"},     {9, kNan, "nan"}};
   TvRect rects[std::size(labels)];
   AxsPlotBlock plot = Block(AXS_PLOT_STICKS);
@@ -238,7 +238,7 @@ TEST_F(PlotData, LabelsAvoidEachOtherAndTheHeaders) {
   const auto draw = [&] { return AxsPlotData(dc(), axes_, &plot); };
   // 12 high, 6 a character, 2 over the peak; "no room" would be 42 wide at 50..92.
   EXPECT_THAT(TextsOf(draw),
-              ElementsAre("91,0 top", "60,5 high", "121,45 8.0", "61,55 2.0", "41,65 0.0"));
+              ElementsAre("91,0 top", "60,5 high", "121,45 8.0", "61,55 2.0", "50,85 0.0"));
   EXPECT_EQ(rects[0].left, 61);
   EXPECT_EQ(rects[0].bottom, 67);
   for (const int missing : {3, 4, 7}) EXPECT_EQ(rects[missing].right, 0);
@@ -248,7 +248,17 @@ TEST_F(PlotData, LabelsAvoidEachOtherAndTheHeaders) {
   plot.label_rects = nullptr;
   const std::vector<std::string> texts = TextsOf(draw);
   EXPECT_THAT(texts, ::testing::Not(Contains("91,0 top")));
-  EXPECT_THAT(texts, Contains("100,0 top"));
+  EXPECT_THAT(texts, Contains("102,0 top"));
+
+  // Clear of the trace: beside a higher peak on the free side, above a slightly higher one.
+  x_ = {2, 3, 7, 7.2F};
+  y_ = {90, 50, 50, 52};
+  const AxsPlotLabel beside[] = {{3, 50, "peak"}, {7, 50, "peak"}};
+  plot = Block(AXS_PLOT_STICKS);
+  plot.flags = AXS_PLOT_ANNOTATE;
+  plot.labels = beside;
+  plot.label_count = 2;
+  EXPECT_THAT(TextsOf(draw), ElementsAre("82,45 peak", "108,43 peak"));
 
   plot.label_count = -1;
   EXPECT_EQ(draw(), -1);

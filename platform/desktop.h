@@ -58,6 +58,9 @@ struct FileChoice {
   std::string directory;   // shown first; empty: the current one
   std::string path;        // the initial name; on return the full path that was chosen
 
+  // Directories with this extension are chosen as files are: to open one is to choose it.
+  std::string extension;
+
   // Asked with the full path before a choice is taken; `dialog` is the owner for questions. False
   // keeps the dialog open. Empty: every choice is taken.
   std::function<bool(TvWindow dialog, const std::string& path)> accept;

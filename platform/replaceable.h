@@ -3,6 +3,8 @@
 #ifndef PLATFORM_REPLACEABLE_H_
 #define PLATFORM_REPLACEABLE_H_
 
+#include <new>
+
 namespace tervalon::platform {
 
 // Returns the service in use. Each platform folder specialises it with its real implementation as
@@ -32,14 +34,15 @@ class ScopedReplacement {
 
 // Defines Current and Replace for `Service`, whose platform implementation is the
 // default-constructed `Default`. That one is never destroyed: tables that are torn down at exit
-// still use it.
+// still use it. It has its room in the module, so that unloading the library gives it back.
 #define TERVALON_DEFINE_SERVICE(Service, Default)                   \
   namespace {                                                       \
   Service* replaced_##Default = nullptr;                            \
   }                                                                 \
   template <>                                                       \
   Service& Current<Service>() {                                     \
-    static Default& platform_own = *new Default;                    \
+    alignas(Default) static unsigned char room[sizeof(Default)];    \
+    static Default& platform_own = *new (room) Default;             \
     return replaced_##Default ? *replaced_##Default : platform_own; \
   }                                                                 \
   template <>                                                       \

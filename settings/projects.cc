@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "appsvc/application.h"
 #include "appsvc/export_guard.h"
 #include "platform/desktop.h"
 #include "platform/file_system.h"
@@ -222,12 +223,13 @@ int32_t OpenProject(TvWindow owner, SystemFile* project) {
   const SystemFile start = StartingProject(&is_default);
   platform::FileChoice choice;
   choice.owner = owner;
-  choice.instance = AppGetInstance();
+  if (!appsvc::ApplicationInstance(&choice.instance)) choice.instance = AppGetInstance();
   choice.dialog_template = "PROJECT_OPEN";
   choice.title = is_default ? "Select Tervalon default project" : kSelectCaption;
   choice.name_label = "Project &Name:";
   choice.directory = FieldText(start.directory);
   choice.path = std::string(FieldText(start.name)).append(".").append(FieldText(start.extension));
+  choice.extension = kDefaultProject.extension;
   choice.accept = Accept;
   uint32_t error = 0;
   const platform::FileChoiceResult result = platform::TheDesktop().ChooseFile(&choice, &error);

@@ -7,16 +7,11 @@
 #include <cstring>
 #include <string>
 
+#include "platform/message_handler.h"
 #include "tervalon/desktop.h"
 
 namespace tervalon::platform {
 namespace {
-
-struct MessageAnswerer {
-  TvMessageHandler handler = nullptr;
-  void* user = nullptr;
-};
-MessageAnswerer message_answerer;
 
 struct FileAnswerer {
   TvFileChooser chooser = nullptr;
@@ -72,9 +67,8 @@ class LinuxDesktop : public Desktop {
   int32_t ShowMessage(TvWindow owner, const char* text, const char* caption,
                       uint32_t style) override {
     if (text == nullptr) text = "";
-    if (message_answerer.handler != nullptr) {
-      return message_answerer.handler(message_answerer.user, text, caption, style, owner);
-    }
+    int32_t answer = 0;
+    if (AskMessageHandler(owner, text, caption, style, &answer)) return answer;
     const bool has_caption = caption != nullptr && *caption != '\0';
     WriteLine(has_caption ? std::string(caption) + ": " + text : text);
     return DefaultAnswer(style);
@@ -135,11 +129,6 @@ class LinuxDesktop : public Desktop {
 TERVALON_DEFINE_SERVICE(Desktop, LinuxDesktop)
 
 }  // namespace tervalon::platform
-
-extern "C" int32_t TERVALON_CALL TvSetMessageHandler(TvMessageHandler handler, void* user) {
-  tervalon::platform::message_answerer = {handler, user};
-  return 1;
-}
 
 extern "C" int32_t TERVALON_CALL TvSetFileChooser(TvFileChooser chooser, void* user) {
   tervalon::platform::file_answerer = {chooser, user};

@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <new>
-#include <unordered_map>
 
 struct TvMemoryBlock {
   ~TvMemoryBlock() { std::free(bytes); }
@@ -69,7 +69,7 @@ class LinuxMemory : public MovableMemory {
  private:
   bool IsLive(TvMemory block) const { return live_.contains(block); }
 
-  std::unordered_map<TvMemory, std::unique_ptr<TvMemoryBlock>> live_;
+  std::map<TvMemory, std::unique_ptr<TvMemoryBlock>> live_;
 };
 
 }  // namespace

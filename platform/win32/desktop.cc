@@ -5,7 +5,9 @@
 #include <array>
 #include <string>
 
+#include "platform/message_handler.h"
 #include "platform/win32/attach.h"
+#include "platform/win32/file_dialog.h"
 
 namespace tervalon::platform {
 namespace {
@@ -16,14 +18,16 @@ class Win32Desktop : public Desktop {
  public:
   int32_t ShowMessage(TvWindow owner, const char* text, const char* caption,
                       uint32_t style) override {
-    return MessageBoxA(owner, text != nullptr ? text : "", caption, style);
+    if (text == nullptr) text = "";
+    int32_t answer = 0;
+    if (AskMessageHandler(owner, text, caption, style, &answer)) return answer;
+    return MessageBoxA(owner, text, caption, style);
   }
 
   void Beep(uint32_t sound) override { MessageBeep(sound); }
 
-  FileChoiceResult ChooseFile(FileChoice* /*choice*/, uint32_t* error) override {
-    *error = 0;
-    return FileChoiceResult::kFailed;
+  FileChoiceResult ChooseFile(FileChoice* choice, uint32_t* error) override {
+    return ShowFileDialog(choice, error);
   }
 
   void DebugText(const char* text) override {

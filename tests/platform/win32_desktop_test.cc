@@ -7,74 +7,17 @@
 #include <windows.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "appsvc/application.h"
 #include "tervalon/application.h"
 #include "tervalon/messages.h"
+#include "tests/support/screen.h"
 
 namespace tervalon {
 namespace {
 
-std::string TextOf(HWND window) {
-  char text[512] = {};
-  GetWindowTextA(window, text, sizeof(text));
-  return text;
-}
-
-// Reads a message box of this process back from the screen and presses one of its buttons.
-class BoxReader {
- public:
-  BoxReader(std::string caption, int button)
-      : caption_(std::move(caption)), button_(button), thread_([this] { Run(); }) {}
-  ~BoxReader() { Join(); }
-  BoxReader(const BoxReader&) = delete;
-  BoxReader& operator=(const BoxReader&) = delete;
-
-  void Join() {
-    if (thread_.joinable()) thread_.join();
-  }
-
-  bool shown = false;
-  std::vector<std::string> texts;
-  std::vector<int> buttons;
-  HICON icon = nullptr;
-  HWND owner = nullptr;
-
- private:
-  void Run() {
-    for (int tries = 0; tries < 200; ++tries, Sleep(50)) {
-      HWND box = FindWindowA("#32770", caption_.c_str());
-      DWORD process = 0;
-      if (box != nullptr) GetWindowThreadProcessId(box, &process);
-      if (process != GetCurrentProcessId() || !IsWindowVisible(box)) continue;
-      shown = true;
-      owner = GetWindow(box, GW_OWNER);
-      EnumChildWindows(box, ReadControl, reinterpret_cast<LPARAM>(this));
-      PostMessageA(box, WM_COMMAND, static_cast<WPARAM>(button_), 0);
-      return;
-    }
-  }
-
-  static BOOL CALLBACK ReadControl(HWND control, LPARAM parameter) {
-    auto* reader = reinterpret_cast<BoxReader*>(parameter);
-    char name[32] = {};
-    GetClassNameA(control, name, sizeof(name));
-    if (lstrcmpiA(name, "Button") == 0) {
-      if (IsWindowVisible(control)) reader->buttons.push_back(GetDlgCtrlID(control));
-    } else if ((GetWindowLongA(control, GWL_STYLE) & SS_TYPEMASK) == SS_ICON) {
-      reader->icon = reinterpret_cast<HICON>(SendMessageA(control, STM_GETICON, 0, 0));
-    } else if (!TextOf(control).empty()) {
-      reader->texts.push_back(TextOf(control));
-    }
-    return TRUE;
-  }
-
-  std::string caption_;
-  int button_;
-  std::thread thread_;  // last: it uses the others
-};
+using testing::BoxReader;
 
 HWND MakeWindow() {
   return CreateWindowExA(0, "STATIC", "test", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr,
@@ -84,22 +27,35 @@ HWND MakeWindow() {
 TEST(RealMessageBox, ShowsTheLibrarysOwnText) {
   BoxReader reader("Real peaks", IDOK);
   EXPECT_EQ(MsgReport(7, "Real peaks", "C:\\A.PDB"), 1);
-  reader.Join();
-  ASSERT_TRUE(reader.shown);
-  EXPECT_EQ(reader.texts, std::vector<std::string>{"File not found: C:\\A.PDB"});
+  ASSERT_TRUE(reader.Join());
+  EXPECT_EQ(reader.text, "File not found: C:\\A.PDB");
   EXPECT_EQ(reader.buttons, std::vector<int>{IDOK});
   EXPECT_EQ(reader.icon, LoadIconA(nullptr, IDI_EXCLAMATION));
   EXPECT_EQ(reader.owner, nullptr);
 }
 
-TEST(RealMessageBox, ReturnsThePressedButton) {
+TEST(RealMessageBox, ShowsWhatTheApplicationsTextsAskFor) {
+  const testing::ResourceModule module(
+      {testing::StringResource(35, "RETRYCANCEL STOP DEFBUTTON2 NOLOG, Vial %d of %s: no answer")});
+  BoxReader reader("Attention", IDRETRY);
+  EXPECT_EQ(MsgReportMsg(module.instance(), 35, nullptr, 12, "rack B"), IDRETRY);
+  ASSERT_TRUE(reader.Join());
+  EXPECT_EQ(reader.text, "Vial 12 of rack B: no answer");
+  EXPECT_EQ(reader.buttons, (std::vector<int>{IDRETRY, IDCANCEL}));
+  EXPECT_EQ(reader.icon, LoadIconA(nullptr, IDI_HAND));
+  BoxReader missing("Vials", IDOK);
+  EXPECT_EQ(MsgReportMsg(module.instance(), 36, "Vials"), IDOK);
+  ASSERT_TRUE(missing.Join());
+  EXPECT_EQ(missing.text, "Application Error: 36");
+}
+
+TEST(RealMessageBox, BelongsToItsOwner) {
   HWND owner = MakeWindow();
   ASSERT_NE(owner, nullptr);
   BoxReader reader("Real range", IDNO);
   EXPECT_EQ(GenMessage(owner, "Mass", "Real range", MB_YESNO | MB_ICONQUESTION, "1", "2"), IDNO);
-  reader.Join();
-  ASSERT_TRUE(reader.shown);
-  EXPECT_EQ(reader.texts, std::vector<std::string>{"Mass\nMin Value: 1\nMax Value: 2"});
+  ASSERT_TRUE(reader.Join());
+  EXPECT_EQ(reader.text, "Mass\nMin Value: 1\nMax Value: 2");
   EXPECT_EQ(reader.buttons, (std::vector<int>{IDYES, IDNO}));
   EXPECT_EQ(reader.icon, LoadIconA(nullptr, IDI_QUESTION));
   EXPECT_EQ(reader.owner, owner);

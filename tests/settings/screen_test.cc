@@ -1,21 +1,32 @@
-// Window placement with the windows of a real screen.
+// Window placement and projects with the windows of a real screen.
 
 #ifdef _WIN32
 
 #include <gtest/gtest.h>
 #include <windows.h>
+// After it.
+#include <dlgs.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "appsvc/application.h"
 #include "settings/settings.h"
+#include "tervalon/application.h"
+#include "tervalon/projects.h"
 #include "tervalon/settings.h"
 #include "tervalon/window_placement.h"
+#include "tests/support/screen.h"
 #include "tests/support/temp_directory.h"
 
 namespace tervalon::settings {
 namespace {
+
+namespace fs = std::filesystem;
+using testing::BoxReader;
+using testing::ScreenReader;
 
 constexpr const char* kFrameClass = "TervalonTestFrame";
 constexpr const char* kDocumentClass = "TervalonTestDocument";
@@ -152,6 +163,90 @@ TEST_F(ScreenTest, FramesAreMeasuredInEveryState) {
     EXPECT_EQ(IsZoomed(frame.window()) != FALSE, state == TV_PLACEMENT_MAXIMIZED);
     ShowWindow(frame.window(), SW_RESTORE);
   }
+}
+
+LRESULT CALLBACK AgreeToClose(HWND window, UINT message, WPARAM first, LPARAM second) {
+  return message == PRO_CLOSE_REQUEST ? 1 : DefWindowProcA(window, message, first, second);
+}
+
+// A directory with a path short enough for projects, and the settings file in it.
+class RealProjectTest : public ::testing::Test {
+ protected:
+  RealProjectTest() {
+    fs::create_directory(directory_);
+    ResetGlobalStore();
+    ResetSettingsFile(directory_.c_str());
+  }
+  ~RealProjectTest() override {
+    appsvc::ResetApplication();
+    ResetGlobalStore();
+    ResetSettingsFile(nullptr);
+    fs::remove_all(directory_);
+  }
+
+  static HWND MakeWindow() {
+    return CreateWindowA("STATIC", "", WS_OVERLAPPEDWINDOW, 0, 0, 90, 90, nullptr, nullptr,
+                         GetModuleHandleA(nullptr), nullptr);
+  }
+  // What the user does with the dialog; the rest of its answers are message boxes.
+  static void Press(HWND dialog, WORD button) { PostMessageA(dialog, WM_COMMAND, button, 0); }
+
+  const std::string directory_ = "C:\\tv" + std::to_string(GetCurrentProcessId());
+};
+
+TEST_F(RealProjectTest, IsOfferedCreatedAndSelected) {
+  const HWND owner = MakeWindow();
+  AppSetMainWindow(owner, nullptr);
+  SystemFile project = {0, "", "Oils", "PRO", 0, 0};
+  (directory_ + "\\").copy(project.directory, sizeof(project.directory) - 1);
+  EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &project, 1), 1);
+  project = {5, "", "", "", 6, 7};
+  {
+    ScreenReader dialog(ScreenReader::Kind::kFileDialog, "Select Project", [](HWND window) {
+      EXPECT_EQ(testing::TextOf(GetDlgItem(window, stc3)), "Project &Name:");
+      Press(window, IDCANCEL);
+    });
+    EXPECT_EQ(ProFileOpen(owner, &project), 0);
+    EXPECT_TRUE(dialog.Join());
+    EXPECT_STREQ(project.name, "");
+  }
+  {
+    ScreenReader dialog(ScreenReader::Kind::kFileDialog, "Select Project",
+                        [](HWND window) { Press(window, IDOK); });
+    BoxReader offer("Select Project", IDYES);
+    EXPECT_EQ(ProFileOpen(owner, &project), 1);
+    EXPECT_TRUE(dialog.Join() && offer.Join());
+    EXPECT_EQ(offer.text, directory_ +
+                              "\\Oils.PRO\n\nThis Project does not exist.\n"
+                              "Create Project directory?");
+    EXPECT_EQ(std::string(project.directory) + project.name, directory_ + "\\Oils");
+    EXPECT_TRUE(fs::is_directory(directory_ + "\\Oils.PRO\\TABLEDB"));
+  }
+
+  fs::create_directory(directory_ + "\\Oils.PRO\\DATA\\B.RAW");
+  testing::WriteText(directory_ + "\\Oils.PRO\\PEAKDB\\Palm.PDB", "");
+  const HWND service = MakeWindow();
+  SetWindowLongPtrA(service, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(AgreeToClose));
+  AppSetService(3, service, 1);
+  BoxReader question("Select Project", IDYES);
+  EXPECT_EQ(ProSetCurrent(owner, &project), 1);
+  EXPECT_TRUE(question.Join());
+  EXPECT_EQ(question.owner, owner);
+  EXPECT_EQ(question.icon, LoadIconA(nullptr, IDI_QUESTION));
+  EXPECT_FALSE(IsWindow(service));
+  FreeGlobal(0);
+  const std::string parent = "0," + directory_ + "\\Oils.PRO\\";
+  const std::map<std::string, std::string> entries = {
+      {"PROJECT", "5," + directory_ + "\\,Oils,PRO,6,7"},
+      {"CURVE_DB", parent + "CURVEDB\\,Oils,CDB,0,0"},
+      {"RAW", parent + "DATA\\,B,RAW,0,0"},
+      {"METHOD_DB", parent + "METHDB\\,Oils,MDB,0,0"},
+      {"PEAK_DB", parent + "PEAKDB\\,Palm,PDB,0,0"},
+      {"SAMPLES_DB", parent + "SAMPLEDB\\,Oils,SPL,0,0"},
+      {"PTABLE_DB", parent + "TABLEDB\\,Oils,TDB,0,0"},
+  };
+  for (const auto& [key, entry] : entries) EXPECT_EQ(Get("SystemList", key.c_str()), entry);
+  DestroyWindow(owner);
 }
 
 }  // namespace

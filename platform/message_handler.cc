@@ -1,0 +1,28 @@
+#include "platform/message_handler.h"
+
+#include "tervalon/desktop.h"
+
+namespace tervalon::platform {
+namespace {
+
+struct MessageHandler {
+  TvMessageHandler function = nullptr;
+  void* user = nullptr;
+};
+MessageHandler message_handler;
+
+}  // namespace
+
+bool AskMessageHandler(TvWindow owner, const char* text, const char* caption, uint32_t style,
+                       int32_t* answer) {
+  if (message_handler.function == nullptr) return false;
+  *answer = message_handler.function(message_handler.user, text, caption, style, owner);
+  return true;
+}
+
+}  // namespace tervalon::platform
+
+extern "C" int32_t TERVALON_CALL TvSetMessageHandler(TvMessageHandler handler, void* user) {
+  tervalon::platform::message_handler = {handler, user};
+  return 1;
+}

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(
-  g++ cmake ninja-build g++-mingw-w64-i686-posix # both platforms
+  g++ cmake ninja-build g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32 # both platforms
   libcairo2-dev pkg-config fonts-dejavu-core     # pictures on Linux
   googletest libbenchmark-dev                    # tests and benchmarks
   libcli11-dev nlohmann-json3-dev                # the command-line program

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/win32/runtime.h"
+
 namespace tervalon::platform {
 namespace {
 
@@ -42,8 +44,11 @@ TvInstance LibraryInstance() {
 
 }  // namespace tervalon::platform
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID process_ends) {
   if (reason == DLL_PROCESS_ATTACH) tervalon::platform::Attach(instance);
-  if (reason == DLL_PROCESS_DETACH) tervalon::platform::Detach();
+  if (reason == DLL_PROCESS_DETACH) {
+    tervalon::platform::Detach();
+    if (process_ends == nullptr) tervalon::platform::ReturnRuntimeResources();
+  }
   return TRUE;
 }

@@ -11,6 +11,7 @@
 
 #include <windows.h>
 // After it.
+#include <cderr.h>
 #include <commdlg.h>
 #include <dlgs.h>
 
@@ -153,6 +154,35 @@ UINT_PTR CALLBACK MessageHook(HWND dialog, UINT message, WPARAM first, LPARAM se
   return 0;
 }
 
+// The system's dialogs bring half of the desktop with them, so they are only loaded when one is
+// shown.
+class DialogLibrary {
+ public:
+  DialogLibrary() : library_(LoadLibraryA("comdlg32.dll")) {}
+  ~DialogLibrary() {
+    if (library_ != nullptr) FreeLibrary(library_);
+  }
+  DialogLibrary(const DialogLibrary&) = delete;
+  DialogLibrary& operator=(const DialogLibrary&) = delete;
+
+  // Returns the dialog's own error number, 0 for none.
+  DWORD ShowOpenFile(OPENFILENAMEA* settings) const {
+    const auto show = Find<BOOL(WINAPI*)(OPENFILENAMEA*)>("GetOpenFileNameA");
+    const auto last_error = Find<DWORD(WINAPI*)()>("CommDlgExtendedError");
+    if (show == nullptr || last_error == nullptr) return CDERR_INITIALIZATION;
+    return show(settings) ? 0 : last_error();
+  }
+
+ private:
+  template <typename Function>
+  Function Find(const char* name) const {
+    const FARPROC found = library_ != nullptr ? GetProcAddress(library_, name) : nullptr;
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(found));
+  }
+
+  HMODULE library_;
+};
+
 // The style of a dialog template in a module's resources; 0 when there is none.
 DWORD TemplateStyle(HINSTANCE instance, const char* name) {
   HRSRC found = FindResourceA(instance, name, RT_DIALOG);
@@ -211,8 +241,8 @@ FileChoiceResult ShowFileDialog(FileChoice* choice, uint32_t* error) {
   } else {
     settings.lpfnHook = MessageHook;
   }
-  GetOpenFileNameA(&settings);
-  *error = session.taken ? 0 : CommDlgExtendedError();
+  const DWORD dialog_error = DialogLibrary().ShowOpenFile(&settings);
+  *error = session.taken ? 0 : dialog_error;
   if (*error != 0) return FileChoiceResult::kFailed;
   if (!session.taken) return FileChoiceResult::kCancelled;
   choice->path = session.path;

@@ -1,11 +1,15 @@
 // What only the platform without a desktop does by itself.
 #if !defined(_WIN32)
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -13,7 +17,10 @@
 #include "platform/file_system.h"
 #include "platform/memory.h"
 #include "platform/profile.h"
+#include "tervalon/application.h"
 #include "tervalon/desktop.h"
+#include "tervalon/memory.h"
+#include "tervalon/projects.h"
 #include "tests/support/fault_services.h"
 #include "tests/support/temp_directory.h"
 
@@ -218,6 +225,40 @@ TEST(LinuxDesktopTest, WithoutAHandlerTheDefaultButtonAnswers) {
         << std::hex << one.style;
   }
   ::testing::internal::GetCapturedStderr();
+}
+
+template <typename Function>
+Function* Find(void* library, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
+TEST(LinuxLibrary, LeavesNothingBehind) {
+  namespace fs = std::filesystem;
+  const fs::path path =
+      fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "lib/libtervalon.so";
+  const TempDirectory directory;
+  const auto open_files = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  size_t heap_before = 0;
+  auto files_before = open_files();
+  for (int round = 0; round < 100; ++round) {
+    if (round == 5) heap_before = mallinfo2().uordblks;  // once the loader's tables have been made
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    // Windows, memory and files are used and given back, and an application is never taken back.
+    EXPECT_EQ(Find<decltype(AppSetWindow)>(library, "AppSetWindow")(3, nullptr), 1);
+    const TvMemory block = Find<decltype(TvMemAlloc)>(library, "TvMemAlloc")(1000);
+    EXPECT_EQ(Find<decltype(TvMemFree)>(library, "TvMemFree")(block), 1);
+    SystemFile project = {0, "", "P", "PRO", 0, 0};
+    (directory.Path() + "\\").copy(project.directory, sizeof(project.directory) - 1);
+    EXPECT_EQ(Find<decltype(ProFindFirstFileName)>(library, "ProFindFirstFileName")(&project, 1),
+              0);
+    ASSERT_EQ(dlclose(library), 0);
+    ASSERT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "still there";
+  }
+  EXPECT_EQ(open_files(), files_before);
+  EXPECT_LE(mallinfo2().uordblks, heap_before);
 }
 
 }  // namespace

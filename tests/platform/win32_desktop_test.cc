@@ -11,7 +11,10 @@
 
 #include "appsvc/application.h"
 #include "tervalon/application.h"
+#include "tervalon/memory.h"
 #include "tervalon/messages.h"
+#include "tervalon/paths.h"
+#include "tervalon/projects.h"
 #include "tests/support/screen.h"
 
 namespace tervalon {
@@ -96,9 +99,77 @@ bool IsRegistered(const char* name) {
   return GetClassInfoA(GetModuleHandleA(nullptr), name, &description) != FALSE;
 }
 
-TEST(Library, RegistersItsClassesWhileLoaded) {
-  DWORD handles_before = 0;
-  for (int round = 0; round < 100; ++round) {
+// What a process has, so that what a library leaves behind can be seen.
+struct Holdings {
+  DWORD handles = 0;
+  DWORD gdi_objects = 0;
+  DWORD user_objects = 0;
+  int atoms = 0;
+  int thread_slots = 0;  // of thread-local values
+  size_t committed = 0;  // bytes of memory
+  size_t heap = 0;       // bytes in use
+
+  static Holdings Now() {
+    Holdings now;
+    for (uintptr_t handle = 4; handle < 0x4000; handle += 4) {
+      DWORD flags = 0;
+      if (GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) ++now.handles;
+    }
+    now.gdi_objects = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+    now.user_objects = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
+    std::vector<DWORD> free_slots;
+    while (free_slots.empty() || free_slots.back() != TLS_OUT_OF_INDEXES) {
+      free_slots.push_back(TlsAlloc());
+    }
+    for (const DWORD slot : free_slots) TlsFree(slot);
+    now.thread_slots = -static_cast<int>(free_slots.size());
+    char name[256];
+    for (unsigned atom = 0xC000; atom < 0xD000; ++atom) {
+      if (GetAtomNameA(static_cast<ATOM>(atom), name, sizeof(name)) != 0) ++now.atoms;
+      if (GlobalGetAtomNameA(static_cast<ATOM>(atom), name, sizeof(name)) != 0) ++now.atoms;
+      if (GetClipboardFormatNameA(atom, name, sizeof(name)) != 0) ++now.atoms;
+    }
+    MEMORY_BASIC_INFORMATION region = {};
+    for (char* at = nullptr; VirtualQuery(at, &region, sizeof(region)) != 0;
+         at = static_cast<char*>(region.BaseAddress) + region.RegionSize) {
+      if (region.State == MEM_COMMIT) now.committed += region.RegionSize;
+    }
+    HANDLE heaps[64];
+    const DWORD heap_count = GetProcessHeaps(64, heaps);
+    for (DWORD i = 0; i < heap_count && i < 64; ++i) {
+      PROCESS_HEAP_ENTRY entry = {};
+      while (HeapWalk(heaps[i], &entry)) {
+        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) now.heap += entry.cbData;
+      }
+    }
+    return now;
+  }
+};
+
+template <typename Function>
+Function* Find(HMODULE library, const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+// Some of what callers do, memory and a failure included.
+void Use(HMODULE library) {
+  char path[TV_PATH_SIZE] = {};
+  EXPECT_EQ(Find<decltype(CreatePathName)>(library, "CreatePathName")("A", "C:\\D", "E", path, 260),
+            1);
+  EXPECT_STREQ(path, "C:\\D\\A.E");
+  EXPECT_EQ(Find<decltype(AppSetMainWindow)>(library, "AppSetMainWindow")(nullptr, library), 1);
+  const TvMemory block = Find<decltype(TvMemAlloc)>(library, "TvMemAlloc")(100000);
+  EXPECT_EQ(Find<decltype(TvMemFree)>(library, "TvMemFree")(block), 1);
+  SystemFile none = {0, "C:\\none\\", "", "RAW", 0, 0};
+  EXPECT_EQ(Find<decltype(ProFindFirstFileName)>(library, "ProFindFirstFileName")(&none, 0), 0);
+}
+
+TEST(Library, LeavesNothingBehind) {
+  constexpr int kRounds = 100;
+  constexpr int kFirst = 5;  // once the system's own tables have been made
+  Holdings before;
+  for (int round = 0; round < kRounds; ++round) {
+    if (round == kFirst) before = Holdings::Now();
     HMODULE library = LoadLibraryA("tervalon.dll");
     ASSERT_NE(library, nullptr) << round;
     for (const char* name : kClasses) ASSERT_TRUE(IsRegistered(name)) << name << " " << round;
@@ -109,17 +180,19 @@ TEST(Library, RegistersItsClassesWhileLoaded) {
     char text[64] = {};
     ASSERT_GT(LoadStringA(library, 6, text, sizeof(text)), 0);
     ASSERT_STREQ(text, "2 Out of Memory");
+    Use(library);
     ASSERT_TRUE(FreeLibrary(library));
     ASSERT_EQ(GetModuleHandleA("tervalon.dll"), nullptr) << round;
     for (const char* name : kClasses) ASSERT_FALSE(IsRegistered(name)) << name << " " << round;
-
-    DWORD handles = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &handles));
-    if (round == 4) handles_before = handles;  // once the system's own tables have been made
-    if (round > 4) {
-      ASSERT_LE(handles, handles_before) << round;
-    }
   }
+  const Holdings after = Holdings::Now();
+  EXPECT_LE(after.handles, before.handles);
+  EXPECT_LE(after.gdi_objects, before.gdi_objects);
+  EXPECT_LE(after.user_objects, before.user_objects);
+  EXPECT_LE(after.atoms, before.atoms);
+  EXPECT_LT(after.committed, before.committed + 0x10000);  // the system's own heaps grow by pages
+  EXPECT_LT(after.heap, before.heap + kRounds) << "not even a byte each time";
+  EXPECT_LE(after.thread_slots, before.thread_slots);
 }
 
 }  // namespace

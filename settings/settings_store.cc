@@ -74,10 +74,16 @@ bool Seed() {
   return true;
 }
 
-// Reads a key's text for a typed form.
-bool ReadText(const char* section, const char* key, char (&text)[kValueSize]) {
-  return section != nullptr && key != nullptr &&
-         GetGlobalString(section, key, nullptr, text, kValueSize) >= 0;
+// Reads a key for a typed form, which `parse` makes of its text.
+template <typename Parse>
+int32_t ReadAs(const char* section, const char* key, Parse parse) {
+  char text[kValueSize];
+  if (section == nullptr || key == nullptr ||
+      GetGlobalString(section, key, nullptr, text, kValueSize) < 0) {
+    return 0;
+  }
+  parse(text);
+  return 1;
 }
 
 template <typename Record>
@@ -157,10 +163,8 @@ extern "C" int32_t TERVALON_CALL GetGlobalLong(const char* section, const char* 
                                                int32_t /*fallback*/, int32_t* value) {
   if (value == nullptr) return 0;
   *value = 0;
-  char text[settings::kValueSize];
-  if (!settings::ReadText(section, key, text)) return 0;
-  *value = tervalon::appsvc::ParseInt(text);
-  return 1;
+  return settings::ReadAs(section, key,
+                          [=](const char* text) { *value = tervalon::appsvc::ParseInt(text); });
 }
 
 extern "C" int32_t TERVALON_CALL SetGlobalLong(const char* section, const char* key, int32_t value,
@@ -174,10 +178,8 @@ extern "C" int32_t TERVALON_CALL GetGlobalDouble(const char* section, const char
                                                  double /*fallback*/, double* value) {
   if (value == nullptr) return 0;
   *value = 0.0;
-  char text[settings::kValueSize];
-  if (!settings::ReadText(section, key, text)) return 0;
-  *value = tervalon::appsvc::ParseDouble(text);
-  return 1;
+  return settings::ReadAs(section, key,
+                          [=](const char* text) { *value = tervalon::appsvc::ParseDouble(text); });
 }
 
 extern "C" int32_t TERVALON_CALL SetGlobalDouble(const char* section, const char* key, double value,
@@ -190,10 +192,7 @@ extern "C" int32_t TERVALON_CALL GetGlobalFile(const char* section, const char* 
                                                const SystemFile* /*fallback*/, SystemFile* file) {
   if (file == nullptr) return 0;
   *file = {};
-  char text[settings::kValueSize];
-  if (!settings::ReadText(section, key, text)) return 0;
-  settings::Parse(text, file);
-  return 1;
+  return settings::ReadAs(section, key, [=](const char* text) { settings::Parse(text, file); });
 }
 
 extern "C" int32_t TERVALON_CALL SetGlobalFile(const char* section, const char* key,
@@ -206,10 +205,7 @@ extern "C" int32_t TERVALON_CALL GetGlobalRawFile(const char* section, const cha
                                                   SystemRawFile* file) {
   if (file == nullptr) return 0;
   std::memset(file, 0, offsetof(SystemRawFile, function));
-  char text[settings::kValueSize];
-  if (!settings::ReadText(section, key, text)) return 0;
-  settings::Parse(text, file);
-  return 1;
+  return settings::ReadAs(section, key, [=](const char* text) { settings::Parse(text, file); });
 }
 
 extern "C" int32_t TERVALON_CALL SetGlobalRawFile(const char* section, const char* key,

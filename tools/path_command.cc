@@ -27,7 +27,7 @@ std::string Part(int32_t(TERVALON_CALL* get)(const char*, char*, int32_t),
                  const std::string& path) {
   Buffer part = {};
   get(path.c_str(), part.data(), TV_PATH_SIZE);
-  return Utf8FromLatin1(part.data(), part.size());
+  return Utf8FromSystem(part.data());
 }
 
 void Run(const Options& options, Output& output) {
@@ -37,7 +37,7 @@ void Run(const Options& options, Output& output) {
     throw Failure(options.path, "the path is longer than 259 characters");
   }
   const std::string path = full.data();
-  Print({.sections = {{.properties = {{"path", "Path", Utf8FromLatin1(path.data(), path.size())},
+  Print({.sections = {{.properties = {{"path", "Path", Utf8FromSystem(path)},
                                       {"directory", "Directory", Part(GetPathDirectory, path)},
                                       {"name", "Name", Part(GetPathName, path)},
                                       {"extension", "Extension", Part(GetPathExtension, path)},

@@ -13,12 +13,12 @@
 
 #include "tools/command.h"
 #include "tools/failure.h"
+#include "tools/settings_file.h"
 #include "tools/text.h"
 
 namespace tervalon::tools {
 namespace {
 
-constexpr const char* kSettingsFile = "TERVALON.INI";
 constexpr const char* kSection = "SystemList";
 constexpr std::array kFileKeys = {"CURVE_DB", "RAW",        "METHOD_DB",
                                   "PEAK_DB",  "SAMPLES_DB", "PTABLE_DB"};
@@ -37,6 +37,11 @@ SystemFile Record(std::string path) {
       ConvertPathToKXFile(&project, full.data()) == 0) {
     throw Failure(path, "the path is too long");
   }
+  const std::string_view name = project.name;
+  if (name.find_first_not_of('.') == std::string_view::npos || IsValidPath(full.data()) == 0 ||
+      name.find(',') != std::string_view::npos) {
+    throw WrongUsage("PROJECT: '" + path + "' cannot be a project");
+  }
   return project;
 }
 
@@ -46,29 +51,18 @@ std::string PathOf(const SystemFile& file) {
   return path.data();
 }
 
-std::string Utf8(const std::string& text) { return Utf8FromLatin1(text.data(), text.size()); }
-
-// Where the library's message box text goes instead of a box. On Windows it is shown.
+// Where the library's message box text goes instead of a box.
 class MessageCatcher {
  public:
-  MessageCatcher() {
-#if !defined(_WIN32)
-    TvSetMessageHandler(&MessageCatcher::Take, this);
-#endif
-  }
-  ~MessageCatcher() {
-#if !defined(_WIN32)
-    TvSetMessageHandler(nullptr, nullptr);
-#endif
-  }
+  MessageCatcher() { TvSetMessageHandler(&MessageCatcher::Take, this); }
+  ~MessageCatcher() { TvSetMessageHandler(nullptr, nullptr); }
   MessageCatcher(const MessageCatcher&) = delete;
   MessageCatcher& operator=(const MessageCatcher&) = delete;
 
   const std::string& text() const { return text_; }
 
  private:
-  [[maybe_unused]] static int32_t TERVALON_CALL Take(void* user, const char* text, const char*,
-                                                     uint32_t, TvWindow) {
+  static int32_t TERVALON_CALL Take(void* user, const char* text, const char*, uint32_t, TvWindow) {
     std::string& taken = static_cast<MessageCatcher*>(user)->text_;
     taken = text;
     std::ranges::replace(taken, '\n', ' ');
@@ -87,12 +81,6 @@ void Create(const Options& options) {
   }
 }
 
-std::string Setting(const char* key) {
-  std::array<char, 1024> text = {};
-  GetIniString(kSection, key, nullptr, text.data(), static_cast<int16_t>(text.size()));
-  return text.data();
-}
-
 // Other programs with other working directories read the entries, so they hold full paths.
 void Select(const Options& options) {
   const std::filesystem::path typed = DirectoryArgument(options.project);
@@ -109,7 +97,7 @@ void Select(const Options& options) {
     throw Failure(path, "the path is too long for the settings, or holds a comma");
   }
   FreeGlobal(0);
-  if (Setting("PROJECT") != entry.data()) {
+  if (ReadSetting(kSection, "PROJECT", "") != entry.data()) {
     throw Failure(kSettingsFile, "cannot be written");
   }
 }
@@ -128,9 +116,9 @@ void Show(const Options& options, Output& output) {
     SystemFile file;
     GetGlobalFile(kSection, key, nullptr, &file);
     keys.emplace_back(key);
-    files.emplace_back(Utf8(PathOf(file)));
+    files.emplace_back(Utf8FromSystem(PathOf(file)));
   }
-  Print({.sections = {{.properties = {{"project", "Project", Utf8(path)},
+  Print({.sections = {{.properties = {{"project", "Project", Utf8FromSystem(path)},
                                       {"exists", "Exists", DirectoryExists(path.c_str()) != 0}}},
                       {.key = "files",
                        .title = "Current files",
@@ -152,6 +140,9 @@ void AddProjectCommand(CLI::App& program, Action& chosen) {
       "  tervalon project select Oils\n"
       "  tervalon project show --json");
   auto options = std::make_shared<Options>();
+  const auto check = [options] {
+    if (options->project.empty()) throw WrongUsage("PROJECT: the name is empty");
+  };
   const auto takes_project = [options](CLI::App& command) {
     command.add_option("PROJECT", options->project, "Project directory")->type_name("")->required();
   };
@@ -161,16 +152,16 @@ void AddProjectCommand(CLI::App& program, Action& chosen) {
   create->footer(
       "Directories that exist are left as they are. The path as given has at most 29\n"
       "characters.\n\nExample:\n  tervalon project create Oils");
-  create->callback([&chosen, options] {
-    DirectoryArgument(options->project);
+  create->callback([&chosen, options, check] {
+    check();
     chosen = [options](Output&) { Create(*options); };
   });
 
   auto* select = project->add_subcommand("select", "Make a project the current one");
   takes_project(*select);
   select->footer("Example:\n  tervalon project select Oils.PRO");
-  select->callback([&chosen, options] {
-    DirectoryArgument(options->project);
+  select->callback([&chosen, options, check] {
+    check();
     chosen = [options](Output&) { Select(*options); };
   });
 

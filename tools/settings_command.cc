@@ -5,18 +5,17 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <optional>
 
 #include "tools/command.h"
 #include "tools/failure.h"
+#include "tools/settings_file.h"
 #include "tools/text.h"
 
 namespace tervalon::tools {
 namespace {
 
-constexpr const char* kFile = "TERVALON.INI";
 constexpr size_t kLongestValue = 512;
 
 struct Options {
@@ -26,55 +25,30 @@ struct Options {
   FormatOptions format;
 };
 
-using Buffer = std::array<char, 32767>;
-
-std::string Utf8(std::string_view text) { return Utf8FromLatin1(text.data(), text.size()); }
-
-std::string ReadValue(const std::string& section, const std::string& key, const char* fallback) {
-  auto buffer = std::make_unique<Buffer>();
-  GetIniString(section.c_str(), key.c_str(), fallback, buffer->data(),
-               static_cast<int16_t>(buffer->size()));
-  return buffer->data();
-}
-
 // A key is absent exactly when the fallback decides what is read.
 std::optional<std::string> Find(const std::string& section, const std::string& key) {
-  std::string value = ReadValue(section, key, "0");
-  if (value == "0" && ReadValue(section, key, "1") == "1") {
+  std::string value = ReadSetting(section.c_str(), key.c_str(), "0");
+  if (value == "0" && ReadSetting(section.c_str(), key.c_str(), "1") == "1") {
     return std::nullopt;
   }
   return value;
 }
 
-// The names of all sections, or of a section's keys.
-std::vector<std::string> Names(const char* section) {
-  auto buffer = std::make_unique<Buffer>();
-  const int32_t length =
-      GetIniString(section, nullptr, nullptr, buffer->data(), static_cast<int16_t>(buffer->size()));
-  if (length >= std::ssize(*buffer) - 2) {
-    throw Failure(kFile, "too many names to list");
-  }
-  std::vector<std::string> names;
-  for (const char* name = buffer->data(); *name != '\0'; name += names.back().size() + 1) {
-    names.emplace_back(name);
-  }
-  return names;
-}
-
 void Get(const Options& options, Output& output) {
   const std::optional<std::string> value = Find(options.section, options.key);
   if (!value) {
-    throw Failure(kFile, "no key '" + options.key + "' in section '" + options.section + "'");
+    throw Failure(kSettingsFile,
+                  "no key '" + options.key + "' in section '" + options.section + "'");
   }
   const Format format = options.format.format();
   if (format == Format::kText) {
-    output << Printable(Utf8(*value)) << "\n";
+    output << Printable(Utf8FromSystem(*value)) << "\n";
     return;
   }
   Print({.sections = {{.key = "setting",
-                       .properties = {{"section", "", options.section},
-                                      {"key", "", options.key},
-                                      {"value", "", Utf8(*value)}}}}},
+                       .properties = {{"section", "", Utf8FromSystem(options.section)},
+                                      {"key", "", Utf8FromSystem(options.key)},
+                                      {"value", "", Utf8FromSystem(*value)}}}}},
         format, output);
 }
 
@@ -104,28 +78,28 @@ void CheckValue(const std::string& value) {
 void Set(const Options& options) {
   std::string value = options.value;
   if (SetIniString(options.section.c_str(), options.key.c_str(), value.data(), 0) == 0) {
-    throw Failure(kFile, "cannot be written");
+    throw Failure(kSettingsFile, "cannot be written");
   }
 }
 
 void List(const Options& options, Output& output) {
-  std::vector<std::string> sections = Names(nullptr);
+  std::vector<std::string> sections = SettingNames(nullptr);
   if (!options.section.empty()) {
     sections = {options.section};
   }
   std::vector<Value> names, keys, values;
   for (const std::string& section : sections) {
-    for (const std::string& key : Names(section.c_str())) {
-      names.emplace_back(Utf8(section));
-      keys.emplace_back(Utf8(key));
-      values.emplace_back(Utf8(ReadValue(section, key, "")));
+    for (const std::string& key : SettingNames(section.c_str())) {
+      names.emplace_back(Utf8FromSystem(section));
+      keys.emplace_back(Utf8FromSystem(key));
+      values.emplace_back(Utf8FromSystem(ReadSetting(section.c_str(), key.c_str(), "")));
     }
   }
   if (!options.section.empty() && keys.empty()) {
-    throw Failure(kFile, "no keys in section '" + options.section + "'");
+    throw Failure(kSettingsFile, "no keys in section '" + options.section + "'");
   }
   Print({.sections = {{.key = "settings",
-                       .title = kFile,
+                       .title = kSettingsFile,
                        .columns = {{"section", "Section", names},
                                    {"key", "Key", keys},
                                    {"value", "Value", values}}}},

@@ -18,6 +18,29 @@ std::string NumberText(Arguments... arguments) {
   return {buffer.data(), result.ptr};
 }
 
+bool IsUtf8(std::string_view text) {
+  for (size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i++]);
+    const size_t more = lead < 0x80                    ? 0
+                        : lead >= 0xC2 && lead <= 0xDF ? 1
+                        : lead >= 0xE0 && lead <= 0xEF ? 2
+                        : lead >= 0xF0 && lead <= 0xF4 ? 3
+                                                       : text.size();
+    if (more > text.size() - i) return false;
+    if (more > 1) {  // forms longer than needed, halves of pairs, beyond the last character
+      const auto second = static_cast<unsigned char>(text[i]);
+      if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
+          (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) {
+        return false;
+      }
+    }
+    for (const size_t end = i + more; i < end; ++i) {
+      if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
+    }
+  }
+  return true;
+}
+
 bool IsControl(unsigned char c) { return c < 0x20 || c == 0x7F; }
 
 }  // namespace
@@ -68,6 +91,10 @@ std::optional<std::string> Latin1FromUtf8(std::string_view utf8) {
     ++i;
   }
   return text;
+}
+
+std::string Utf8FromSystem(const std::string& text) {
+  return IsUtf8(text) ? text : Utf8FromLatin1(text.data(), text.size());
 }
 
 std::string Printable(std::string_view utf8) {

@@ -26,6 +26,10 @@ std::string Utf8FromLatin1(const char* text, size_t size);
 // The other way round; nothing for a text that is no UTF-8, or has characters beyond Latin-1.
 std::optional<std::string> Latin1FromUtf8(std::string_view utf8);
 
+// Names and values that came from the command line or the system: as they are when they are UTF-8,
+// else taken as Latin-1.
+std::string Utf8FromSystem(const std::string& text);
+
 // The text with control characters, which a terminal would obey, replaced by "?".
 std::string Printable(std::string_view utf8);
 

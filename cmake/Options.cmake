@@ -9,9 +9,6 @@ target_include_directories(tervalon_options INTERFACE ${PROJECT_SOURCE_DIR})
 
 if(WIN32)
   target_compile_options(tervalon_options INTERFACE -msse2 -mfpmath=sse -mstackrealign)
-  # The library is called from one thread at a time. Guards of static variables would leave handles
-  # behind when the DLL is unloaded.
-  target_compile_options(tervalon_options INTERFACE -fno-threadsafe-statics)
   target_compile_definitions(tervalon_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX
                              _WIN32_WINNT=0x0501)
   # Nothing but the system's own libraries at run time; export names without "@n".

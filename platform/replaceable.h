@@ -34,22 +34,25 @@ class ScopedReplacement {
 
 // Defines Current and Replace for `Service`, whose platform implementation is the
 // default-constructed `Default`. That one is never destroyed: tables that are torn down at exit
-// still use it. It has its room in the module, so that unloading the library gives it back.
-#define TERVALON_DEFINE_SERVICE(Service, Default)                   \
-  namespace {                                                       \
-  Service* replaced_##Default = nullptr;                            \
-  }                                                                 \
-  template <>                                                       \
-  Service& Current<Service>() {                                     \
-    alignas(Default) static unsigned char room[sizeof(Default)];    \
-    static Default& platform_own = *new (room) Default;             \
-    return replaced_##Default ? *replaced_##Default : platform_own; \
-  }                                                                 \
-  template <>                                                       \
-  Service* Replace<Service>(Service * service) {                    \
-    Service* previous = replaced_##Default;                         \
-    replaced_##Default = service;                                   \
-    return previous;                                                \
+// still use it. It has its room in the module, and no guard for threads, which the library does
+// not have: unloading the library leaves nothing of it behind.
+#define TERVALON_DEFINE_SERVICE(Service, Default)                               \
+  namespace {                                                                   \
+  Service* replaced_##Default = nullptr;                                        \
+  Default* own_##Default = nullptr;                                             \
+  alignas(Default) unsigned char room_##Default[sizeof(Default)];               \
+  }                                                                             \
+  template <>                                                                   \
+  Service& Current<Service>() {                                                 \
+    if (replaced_##Default != nullptr) return *replaced_##Default;              \
+    if (own_##Default == nullptr) own_##Default = new (room_##Default) Default; \
+    return *own_##Default;                                                      \
+  }                                                                             \
+  template <>                                                                   \
+  Service* Replace<Service>(Service * service) {                                \
+    Service* previous = replaced_##Default;                                     \
+    replaced_##Default = service;                                               \
+    return previous;                                                            \
   }
 
 #endif  // PLATFORM_REPLACEABLE_H_

@@ -74,9 +74,11 @@ bool IsStorable(const SystemFile& project) {
                      [&](const FileKind& kind) { return FileOf(project, kind, &file, &text); });
 }
 
-bool EndsWithoutCase(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() &&
-         platform::EqualWithoutCase(text.substr(text.size() - end.size()), end);
+// What the pattern "*." and the extension finds: without an extension, names without a point.
+bool Matches(std::string_view name, std::string_view extension) {
+  if (extension.empty()) return name.find('.') == std::string_view::npos;
+  return name.size() > extension.size() && name[name.size() - extension.size() - 1] == '.' &&
+         platform::EqualWithoutCase(name.substr(name.size() - extension.size()), extension);
 }
 
 bool ComesBefore(std::string_view left, std::string_view right) {
@@ -96,11 +98,10 @@ bool FindFirst(SystemFile* file, bool want_directory) {
   if (!platform::Files().List(directory.empty() ? "." : std::string(directory), &entries)) {
     return false;
   }
-  const std::string ending = std::string(".").append(FieldText(file->extension));
   const std::string* first = nullptr;
   for (const platform::DirectoryEntry& entry : entries) {
     if (!(want_directory ? entry.is_directory : entry.is_ordinary)) continue;
-    if (!EndsWithoutCase(entry.name, ending)) continue;
+    if (!Matches(entry.name, FieldText(file->extension))) continue;
     if (first == nullptr || ComesBefore(entry.name, *first)) first = &entry.name;
   }
   if (first == nullptr) return false;

@@ -42,7 +42,7 @@ TERVALON_API int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* pro
 TERVALON_API int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const SystemFile* project);
 
 // Looks in a record's directory for the first file, or with `want_directory` the first directory,
-// of the record's extension, first in the alphabet.
+// of the record's extension (empty: one without a point), first in the alphabet.
 // Returns 1 and stores its name, up to the first point, in the record; 0 when there is none.
 TERVALON_API int32_t TERVALON_CALL ProFindFirstFileName(SystemFile* file, int32_t want_directory);
 

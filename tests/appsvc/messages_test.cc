@@ -11,6 +11,7 @@
 #include "appsvc/application.h"
 #include "platform/headless/window_records.h"
 #include "tervalon/application.h"
+#include "tervalon/desktop.h"
 #include "tervalon/messages.h"
 #include "tests/support/fault_services.h"
 
@@ -132,6 +133,22 @@ TEST(LibraryStrings, AreInThePlatformsTable) {
   EXPECT_EQ(text, "2 Invalid %s");
   EXPECT_FALSE(desktop.LoadText(desktop.LibraryInstance(), 10, &text));
   EXPECT_FALSE(desktop.LoadText(desktop.LibraryInstance(), 0, &text));
+}
+
+// On every platform, so that programs without a user never wait for one.
+TEST(MessageHandler, AnswersInPlaceOfTheBox) {
+  std::string seen;
+  const TvMessageHandler handler = [](void* user, const char* text, const char* caption,
+                                      uint32_t style, TvWindow owner) -> int32_t {
+    EXPECT_EQ(style, 0x1010U);
+    EXPECT_EQ(owner, nullptr);
+    *static_cast<std::string*>(user) = std::string(caption) + ": " + text;
+    return platform::kAnswerRetry;
+  };
+  EXPECT_EQ(TvSetMessageHandler(handler, &seen), 1);
+  EXPECT_EQ(MsgReportMsg(nullptr, 30000, "Library"), platform::kAnswerRetry);
+  EXPECT_EQ(seen, "Library: Out of memory");
+  EXPECT_EQ(TvSetMessageHandler(nullptr, nullptr), 1);
 }
 
 class MessagesTest : public ::testing::Test {

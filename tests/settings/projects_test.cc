@@ -116,9 +116,12 @@ TEST_F(ProjectsTest, FailuresTellTheUserAndLeaveWhatIsThere) {
   ExpectMessage(kNoDirectory, "Create Project", kExclamation);
   EXPECT_EQ(testing::ReadText(directory_.Path("P1.PRO")), "kept");
   fs::remove("P1.PRO");
-  const SystemFile nowhere = {0, "none\\", "P", "PRO", 0, 0};
-  EXPECT_EQ(ProCreateDirectory(owner_, &nowhere), 0);
-  ExpectMessage(kNoDirectory, "Create Project", kExclamation);
+  // No such place, and one where nobody may make a directory.
+  for (const SystemFile& nowhere :
+       {SystemFile{0, "none\\", "P", "PRO", 0, 0}, SystemFile{0, "\\proc\\", "P", "PRO", 0, 0}}) {
+    EXPECT_EQ(ProCreateDirectory(owner_, &nowhere), 0);
+    ExpectMessage(kNoDirectory, "Create Project", kExclamation);
+  }
 
   // A device that fails after every step: what was made before stays, and a second attempt ends it.
   testing::FaultyFileSystem files;
@@ -159,6 +162,9 @@ TEST_F(ProjectsTest, FindsTheFirstFileOfAKind) {
     EXPECT_EQ(ProFindFirstFileName(&none, 0), 0);
     EXPECT_STREQ(none.name, "old");
   }
+  SystemFile plain = {0, "D\\", "old", "", 0, 0};
+  EXPECT_EQ(ProFindFirstFileName(&plain, 0), 1);
+  EXPECT_STREQ(plain.name, "list");
   EXPECT_EQ(ProFindFirstFileName(nullptr, 0), 0);
 }
 
@@ -270,6 +276,7 @@ TEST_F(ProjectsTest, DialogChoosesAProject) {
   EXPECT_EQ(first.name_label, "Project &Name:");
   EXPECT_EQ(first.directory, "c:\\tervalon\\");
   EXPECT_EQ(first.path, ".PRO");
+  EXPECT_EQ(first.extension, "PRO");
   EXPECT_STREQ(chosen.name, "old");
 
   SetGlobalFile("SystemList", "PROJECT", &project_, 1);

@@ -111,7 +111,7 @@ TEST(PathsTest, WhatDoesNotFitIsRefused) {
     const auto length = static_cast<int32_t>(Part(get, path).size());
     EXPECT_EQ(part(out, length + 1), 1);
     EXPECT_TRUE(refused(part, length));
-    EXPECT_EQ(part(out, 0) + part(nullptr, 9) + get(nullptr, out, 9), 0);
+    EXPECT_EQ(part(out, 0), 0);
   }
 
   // The path of a record is cut instead.
@@ -119,8 +119,6 @@ TEST(PathsTest, WhatDoesNotFitIsRefused) {
   EXPECT_EQ(ConvertKXFileToPath(out, 13, &file), 1);
   EXPECT_EQ(out, path);
   EXPECT_EQ(ConvertKXFileToPath(out, 12, &file), 0);
-  EXPECT_EQ(out, path.substr(0, 11));
-  EXPECT_EQ(ConvertKXFileToPath(out, 0, &file) + ConvertKXFileToPath(out, 13, nullptr), 0);
   EXPECT_EQ(out, path.substr(0, 11));
 }
 
@@ -143,17 +141,12 @@ TEST(PathsTest, OverlongPartsAreCutToTheirFields) {
     EXPECT_EQ(std::string(file.extension), std::string(std::min<size_t>(c.extension, 255), 'e'));
     EXPECT_EQ(file.number * 100 + file.first_value * 10 + file.second_value, 789);
   }
-  SystemFile file = {7, "kept", "", "", 8, 9};
-  EXPECT_EQ(StringToFile(nullptr, &file) + StringToFile("A", nullptr), 0);
-  EXPECT_STREQ(file.directory, "kept");
 }
 
 TEST(PathsTest, NamesAndTypesAreChecked) {
   EXPECT_EQ(IsFileOfType("C:\\A.B\\DATA.Raw", "rAW"), 1);
   EXPECT_EQ(IsFileOfType("DATA.RAW", "RA") + IsFileOfType("DATA.RAW", ".RAW"), 0);
   EXPECT_EQ(IsFileOfType("DATA", ""), 1);
-  EXPECT_EQ(IsFileOfType(nullptr, "RAW") + IsFileOfType("DATA", nullptr), 0);
-
   EXPECT_EQ(IsValidFilename("Peaks 2-b_\xE4"), 1);
   for (const char c : std::string("'\\/:*?<>|.")) {
     EXPECT_EQ(IsValidFilename((std::string("A") + c + "B").c_str()), 0) << c;

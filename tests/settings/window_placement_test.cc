@@ -97,10 +97,7 @@ TEST_F(PlacementTest, LinesAreReadAsFarAsTheyGo) {
   EXPECT_EQ(GetIniWindPos("Windows", "W", &fallback, &placement), 0);
   EXPECT_EQ(placement, IniWindPos{});
 
-  EXPECT_EQ(GetIniWindPos(nullptr, "W", nullptr, &placement), 0);
   EXPECT_EQ(GetIniWindPos("Windows", nullptr, nullptr, &placement), 0);
-  EXPECT_EQ(GetIniWindPos("Windows", "W", nullptr, nullptr), 0);
-  EXPECT_EQ(SetIniWindPos("Windows", "W", nullptr, 0), 0);
 }
 
 TEST_F(PlacementTest, NormalPlacesAreMeasuredInEveryState) {
@@ -235,9 +232,7 @@ TEST_F(DesktopTest, UnknownDocumentsArePlacedByTheArea) {
   EXPECT_GT(create.width, 0);
   EXPECT_EQ(IniCreateMDIWnd(frame_, "Windows", "New", &create), nullptr);
   EXPECT_EQ(IniCreateMDIWnd(nullptr, "Windows", "New", &create), nullptr);
-  EXPECT_EQ(IniCreateMDIWnd(area_, nullptr, "New", &create), nullptr);
   EXPECT_EQ(IniCreateMDIWnd(area_, "Windows", nullptr, &create), nullptr);
-  EXPECT_EQ(IniCreateMDIWnd(area_, "Windows", "New", nullptr), nullptr);
 }
 
 TEST_F(DesktopTest, MinimisedFramesAreRestoredHidden) {

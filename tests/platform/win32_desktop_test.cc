@@ -104,7 +104,7 @@ struct Holdings {
   DWORD handles = 0;
   DWORD gdi_objects = 0;
   DWORD user_objects = 0;
-  int atoms = 0;
+  int atoms = 0;         // of the process alone: other tables are everybody's
   int thread_slots = 0;  // of thread-local values
   size_t committed = 0;  // bytes of memory
   size_t heap = 0;       // bytes in use
@@ -126,8 +126,6 @@ struct Holdings {
     char name[256];
     for (unsigned atom = 0xC000; atom < 0xD000; ++atom) {
       if (GetAtomNameA(static_cast<ATOM>(atom), name, sizeof(name)) != 0) ++now.atoms;
-      if (GlobalGetAtomNameA(static_cast<ATOM>(atom), name, sizeof(name)) != 0) ++now.atoms;
-      if (GetClipboardFormatNameA(atom, name, sizeof(name)) != 0) ++now.atoms;
     }
     MEMORY_BASIC_INFORMATION region = {};
     for (char* at = nullptr; VirtualQuery(at, &region, sizeof(region)) != 0;

@@ -54,10 +54,10 @@ extern "C" int32_t TERVALON_CALL AxsMaxAxes(const AxsPosition* position, const T
 
 extern "C" int32_t TERVALON_CALL AxsGetPositionInfo(TvDC dc, int32_t flags, AxsPosition* position) {
   TvSize least = {};
-  if (position == nullptr || AxsMinLength(dc, &least) == 0) return 0;
+  if (position == nullptr || position->count < 0 || AxsMinLength(dc, &least) == 0) return 0;
   AxsPosition result = *position;
-  result.count =
-      std::min(result.count, AxsMaxAxes(position, &position->margins, least.width, least.height));
+  const int32_t most = AxsMaxAxes(position, &position->margins, least.width, least.height);
+  result.count = std::clamp(most, 0, position->count);
   if ((flags & AXS_POSITION_OVERLAY) != 0) {
     result.first = 0;
     result.step = 0;

@@ -291,12 +291,14 @@ void TraceTops::AddOutline(const Outline& outline) {
   for (size_t i = 0; i < outline.size(); ++i) {
     const TvPoint& from = outline[i > 0 ? i - 1 : 0];
     const TvPoint& to = outline[i];
-    // Long lines are few, unless the points are in no order; then their ends have to do.
-    const int32_t width = std::abs(to.x - from.x);
-    const int32_t steps = outline.size() > tops_.size() * 8 ? 1 : std::max(width, 1);
+    // Long lines are few, unless the points are in no order; then the ends of the rest have to do.
+    const int64_t width = std::abs(int64_t{to.x} - from.x);
+    const int32_t steps = width < steps_left_ ? std::max(static_cast<int32_t>(width), 1) : 1;
+    steps_left_ -= steps;
     for (int32_t step = 0; step <= steps; ++step) {
       const double share = static_cast<double>(step) / steps;
-      Add(Truncate(from.x + share * (to.x - from.x)), Truncate(from.y + share * (to.y - from.y)));
+      Add(Truncate(from.x + share * static_cast<double>(int64_t{to.x} - from.x)),
+          Truncate(from.y + share * (to.y - from.y)));
     }
   }
 }

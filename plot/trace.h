@@ -57,6 +57,7 @@ class TraceTops {
 
   TvRect data_;
   std::vector<int32_t> tops_;
+  int64_t steps_left_ = int64_t{16} << 20;  // along lines, pixel by pixel
 };
 
 }  // namespace tervalon::plot

@@ -107,7 +107,7 @@ typedef struct AxsStyle {
   int32_t offset;            // device units from the row's anchor to where ticks start
   const AxsTickInfo* ticks;  // NULL: chosen for the call
   int32_t tick_length;       // minor ticks have half of it; negative: inward
-  int32_t decimals;          // of labels; negative on a Y axis: significant digits
+  int32_t decimals;          // of labels; negative: 6, on a Y axis its significant digits
   const char* title;         // NULL: none
   uint32_t placement;        // AXS_PLACE_ flags
 } AxsStyle;

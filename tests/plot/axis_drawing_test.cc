@@ -243,6 +243,11 @@ TEST_F(AxisDrawing, MeasuresBorders) {
   position = {{0, 0, 300, 200}, {20, 10, 5, 15}, 7, 9, 8, 0};
   EXPECT_EQ(AxsGetPositionInfo(dc(), 0, &position), 4);
   EXPECT_EQ(position.first, 5);
+  position.count = -1;
+  EXPECT_EQ(AxsGetPositionInfo(dc(), 0, &position), 0);
+  EXPECT_EQ(position.count, -1);
+  position = {{0, 200, 300, 0}, {}, 0, 9, 0, 0};  // upside down
+  EXPECT_EQ(AxsGetPositionInfo(dc(), 0, &position), 0);
 }
 
 // Tick info that no axis would choose ends all the same, with no more ticks than anybody can see.

@@ -11,6 +11,7 @@
 
 #include "appsvc/export_guard.h"
 #include "db3/catalogue.h"
+#include "db3/record_file.h"
 #include "db3/slots.h"
 #include "tervalon/database_descriptor.h"
 
@@ -18,6 +19,8 @@ namespace tervalon::datamgr {
 namespace {
 
 using db3::DatabaseType;
+
+static_assert(sizeof(DmDatabaseDescriptor) == 276);
 
 // The part of a record's structure that an item holds.
 struct Part {
@@ -63,15 +66,20 @@ int32_t Read(DmDatabaseDescriptor* descriptor, uint32_t first, int32_t count, vo
   const DatabaseType* const type = db3::Catalogue(descriptor->type);
   const std::string path(PathOf(*descriptor));
   if (type == nullptr || path.empty() || count < 0) return -1;
-  std::unique_ptr<db3::OpenDatabase> database;
-  const int32_t cause = db3::OpenAs(*type, path, &database);
-  if (cause != db3::kSuccess) return cause;
-  const auto records = static_cast<uint32_t>(database->file->count());
+  // Opening a file a second time would remove the undo file of the one who has it open.
+  db3::RecordFile* file = db3::OpenFileAt(path);
+  std::unique_ptr<db3::RecordFile> opened;
+  if (file == nullptr) {
+    const int32_t cause = db3::RecordFile::Open(path, &opened);
+    if (cause != db3::kSuccess) return cause;
+    file = opened.get();
+  }
+  if (!db3::HasFields(file->fields(), *type)) return db3::kRecordStructure;
+  const auto records = static_cast<uint32_t>(file->count());
   descriptor->element_count = records;
   if (count == 0) return 0;
   if (first < 1 || first > records || static_cast<uint32_t>(count) > records - first + 1) return -1;
-  return ReadElements(*type, *descriptor, database->file.get(), static_cast<int32_t>(first), count,
-                      items);
+  return ReadElements(*type, *descriptor, file, static_cast<int32_t>(first), count, items);
 }
 
 }  // namespace

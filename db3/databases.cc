@@ -39,13 +39,13 @@ struct Request {
 };
 
 Cause Open(const Request& request) {
-  if (IsExcluded(request.number) || IsPathOpen(request.path)) return kAlreadyOpen;
+  if (IsExcluded(request.number) || OpenFileAt(request.path) != nullptr) return kAlreadyOpen;
   if (OpenDatabases() >= DB3_MAX_OPEN) return kTooManyOpen;
   return OpenAs(request.type, request.path, &request.slot.database);
 }
 
 Cause Create(const Request& request) {
-  if (request.slot.database != nullptr || IsPathOpen(request.path)) return kAlreadyOpen;
+  if (request.slot.database != nullptr || OpenFileAt(request.path) != nullptr) return kAlreadyOpen;
   if (OpenDatabases() >= DB3_MAX_OPEN) return kTooManyOpen;
   if (Files().Status(request.path) == PathStatus::kFile && !RecordFile::Remove(request.path)) {
     return kFileDeletion;
@@ -60,7 +60,7 @@ Cause Delete(const Request& request) {
       request.slot.database != nullptr &&
       (!request.named || platform::EqualWithoutCase(settings::FieldText(request.file.name),
                                                     settings::FieldText(request.slot.file.name)));
-  if (names_open_file || IsPathOpen(request.path)) return kAlreadyOpen;
+  if (names_open_file || OpenFileAt(request.path) != nullptr) return kAlreadyOpen;
   return RecordFile::Remove(request.path) ? kSuccess : kFileDeletion;
 }
 

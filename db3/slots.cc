@@ -53,15 +53,6 @@ bool SameField(const FieldDescriptor& a, const FieldDescriptor& b) {
          a.width == b.width && a.decimals == b.decimals;
 }
 
-// Whether a file has the fields of a type. It may have the marker field behind them.
-bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& type) {
-  const size_t count = type.fields.size();
-  const bool marked =
-      fields.size() == count + 1 && platform::EqualWithoutCase(fields.back().name, kMarkerField);
-  return (fields.size() == count || marked) &&
-         std::equal(type.fields.begin(), type.fields.end(), fields.begin(), SameField);
-}
-
 Cause FillTables(const DatabaseType& type, OpenDatabase* database) {
   std::vector<DB3FieldOffsetWidth> table(type.fields.size());
   DB3SetFieldOffsetWidths(table.data(), type.fields.data(), static_cast<int32_t>(table.size()));
@@ -98,6 +89,14 @@ TableLock::~TableLock() {
   if (locked_) Memory().Unlock(block_);
 }
 
+bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& type) {
+  const size_t count = type.fields.size();
+  const bool marked =
+      fields.size() == count + 1 && platform::EqualWithoutCase(fields.back().name, kMarkerField);
+  return (fields.size() == count || marked) &&
+         std::equal(type.fields.begin(), type.fields.end(), fields.begin(), SameField);
+}
+
 Slot* FindSlot(int32_t type) {
   const DatabaseType* row = Catalogue(type);
   if (row == nullptr) return nullptr;
@@ -117,12 +116,13 @@ bool IsExcluded(int32_t type) {
   return std::any_of(methods.begin(), methods.end(), IsOpen);
 }
 
-bool IsPathOpen(const std::string& path) {
+RecordFile* OpenFileAt(const std::string& path) {
   const std::string plain = PlainPath(path);
-  return std::any_of(slots.begin(), slots.end(), [&plain](const Slot& slot) {
+  const auto found = std::find_if(slots.begin(), slots.end(), [&plain](const Slot& slot) {
     return slot.database != nullptr &&
            platform::EqualWithoutCase(PlainPath(slot.database->file->path()), plain);
   });
+  return found != slots.end() ? found->database->file.get() : nullptr;
 }
 
 Cause OpenAs(const DatabaseType& type, const std::string& path,

@@ -70,8 +70,11 @@ int32_t OpenDatabases();
 // Whether a file of one of the types that exclude each other with `type` is open; it is one itself.
 bool IsExcluded(int32_t type);
 
-// Whether any type has the file at `path` open.
-bool IsPathOpen(const std::string& path);
+// The file at `path` when any type has it open, else nullptr.
+RecordFile* OpenFileAt(const std::string& path);
+
+// Whether the fields of a file are those of the type, or those and the marker field.
+bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& type);
 
 // Opens the file at `path` as one of `type`.
 Cause OpenAs(const DatabaseType& type, const std::string& path,

@@ -313,7 +313,9 @@ void AddReaders(CLI::App& db, const std::shared_ptr<Options>& options, Action& c
       [&chosen, options] { chosen = [options](Output& output) { Types(*options, output); }; });
 
   auto* list = AddSubcommand(db, "list", "Print the records, a line each",
-                             "Examples:\n  tervalon db list P1.DBF\n  tervalon db list P1.DBF "
+                             "Without --fields the first five fields that are not blank in every "
+                             "record, for programs all.\n\nExamples:\n  tervalon db list P1.DBF\n  "
+                             "tervalon db list P1.DBF "
                              "--fields NAME,FOUND_RT,AREA");
   auto* show = AddSubcommand(db, "show", "Print every field of a record",
                              "Example:\n  tervalon db show P1.DBF 3");

@@ -4,9 +4,9 @@
 // record: the whole structure, or the member of one field, so that a column of a peak list is an
 // array of numbers. A handle is granted only when its item sizes are those.
 //
-// The file is opened for each request for data that are not resident, and for no longer. It need
-// not be open as a database, does not become the current file of its type, and nothing is shown to
-// the user. What is resident does not follow changes to the file.
+// The file need not be open as a database: it is then opened for each request for data that are not
+// resident, and for no longer. It does not become the current file of its type, and nothing is
+// shown to the user. What is resident does not follow changes to the file.
 
 #ifndef TERVALON_DATABASE_DESCRIPTOR_H_
 #define TERVALON_DATABASE_DESCRIPTOR_H_

@@ -161,6 +161,7 @@ TEST_F(DatabaseHandles, ReadWhatAnOpenDatabaseHolds) {
   ASSERT_EQ(DB3HandleRecord(DB3_PEAK_LIST, DB3_HANDLE_UPDATE, 6, &peak, 0), DB3_SUCCESS);
   ASSERT_EQ(DmGetData(handle, 6, 1, DM_DATA_DISCARD), 0);
   EXPECT_EQ(Elements<int32_t>(handle, 0, 6, 1), (std::vector<int32_t>{-10}));
+  EXPECT_TRUE(testing::Exists(path_ + ".undo")) << "what protects the next update is gone";
   EXPECT_EQ(DB3Close(DB3_PEAK_LIST), DB3_SUCCESS);
 }
 

@@ -128,15 +128,16 @@ TEST_F(AnalogTest, ReadsRunsOfEveryChannel) {
 
 TEST_F(AnalogTest, ReportsProgressOfEveryRecord) {
   WriteRecords(Times(4), 1);
-  std::vector<int32_t> reports;
-  RawUpdateInit(
-      [](int32_t percent, void* user) -> int32_t {
-        static_cast<std::vector<int32_t>*>(user)->push_back(percent);
-        return 0;
-      },
-      &reports);
+  struct Reports {
+    std::vector<int32_t> percents;
+    static int32_t TERVALON_CALL Add(int32_t percent, void* user) {
+      static_cast<Reports*>(user)->percents.push_back(percent);
+      return 0;
+    }
+  } reports;
+  RawUpdateInit(&Reports::Add, &reports);
   EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 1, 1, 4, nullptr, nullptr), RAW_OK);
-  EXPECT_THAT(reports, ElementsAre(50, 75, 100, 100));
+  EXPECT_THAT(reports.percents, ElementsAre(50, 75, 100, 100));
 }
 
 TEST_F(AnalogTest, FindsTheNearestRecord) {

@@ -110,8 +110,9 @@ void DeviceResources::Replace(const PltResources& wanted) {
 }
 
 using Table = std::map<TvDC, DeviceResources>;
+// Destroyed when the library is unloaded: what it made is given back to the platform.
 Table& AllResources() {
-  static Table& all = *new Table;
+  static Table all;
   return all;
 }
 

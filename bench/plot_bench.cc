@@ -1,0 +1,147 @@
+// A long chromatogram drawn as a picture, beside a plain loop that keeps the lowest and highest
+// point of each pixel column and the drawing of those.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "bench/ratio_reporter.h"
+#include "tervalon/drawing.h"
+#include "tervalon/drawing_devices.h"
+
+namespace {
+
+constexpr int32_t kPoints = 1000000;
+constexpr int32_t kWidth = 1600;
+constexpr int32_t kHeight = 900;
+constexpr int32_t kPixelsPerInch = 96;
+constexpr float kEnd = 30;
+constexpr float kHighest = 1e6F;
+constexpr uintmax_t kMaxFileBytes = 300 * 1024;
+
+using Floats = std::vector<float>;
+
+void Check(bool good, const char* what) {
+  if (!good) throw std::runtime_error(std::string(what) + " failed");
+}
+
+struct Chromatogram {
+  Floats x;
+  Floats y;
+};
+
+// Peaks over noise.
+const Chromatogram& Data() {
+  static const Chromatogram data = [] {
+    Chromatogram made;
+    std::mt19937 random(5);
+    for (int32_t i = 0; i < kPoints; ++i) {
+      const auto distance = static_cast<float>(i % 50000 - 25000) / 1500;
+      const auto noise = static_cast<float>(random() % 20000);
+      made.x.push_back(kEnd * static_cast<float>(i) / kPoints);
+      made.y.push_back(noise + 9e5F / (1 + distance * distance * distance * distance));
+    }
+    return made;
+  }();
+  return data;
+}
+
+// Axes on a device context, both given up at the end.
+class Picture {
+ public:
+  explicit Picture(TvDC dc) : dc_(dc), axes_(AxsCreate(1, 0, 1, 1)) {
+    TvRect margins = {};
+    const TvRect area = {0, 0, kWidth - 1, kHeight - 1};
+    Check(dc != nullptr && AxsGetBorder(dc, &margins, "min", nullptr, 0) > 0, "preparing");
+    Check(AxsSize(axes_, &area, &margins) == 1, "sizing");
+    AxsSetRanges(axes_, 0, kEnd, 0, kHighest);
+  }
+  ~Picture() {
+    AxsDelete(axes_);
+    TvDeleteDC(dc_);
+  }
+  Picture(const Picture&) = delete;
+  Picture& operator=(const Picture&) = delete;
+
+  void Draw(const Chromatogram& data) {
+    Check(AxsDisplayDefaultData(dc_, axes_, data.x.data(), data.y.data(),
+                                static_cast<int32_t>(data.x.size()), AXS_PLOT_JOINED, 0) == 0,
+          "drawing");
+  }
+  void DrawAxes() { Check(AxsDisplayDefaultAxes(dc_, axes_, "min", 1, nullptr, 0) == 0, "axes"); }
+
+ private:
+  TvDC dc_;
+  int32_t axes_;
+};
+
+void Plot(benchmark::State& state) {
+  Picture picture(TvCreateImageDC(kWidth, kHeight, kPixelsPerInch));
+  for ([[maybe_unused]] auto _ : state) picture.Draw(Data());
+  state.SetItemsProcessed(state.iterations() * kPoints);
+}
+
+void PlotColumnsOnly(benchmark::State& state) {
+  Picture picture(TvCreateImageDC(kWidth, kHeight, kPixelsPerInch));
+  const Chromatogram& data = Data();
+  for ([[maybe_unused]] auto _ : state) {
+    constexpr double kXScale = kWidth / double{kEnd};
+    constexpr double kYScale = kHeight / double{kHighest};
+    std::vector<int32_t> lowest(kWidth, kHeight);
+    std::vector<int32_t> highest(kWidth, 0);
+    for (size_t i = 0; i < data.x.size(); ++i) {
+      const auto column = static_cast<size_t>(
+          std::min<int32_t>(static_cast<int32_t>(data.x[i] * kXScale + 0.5), kWidth - 1));
+      const auto height = static_cast<int32_t>(data.y[i] * kYScale + 0.5);
+      lowest[column] = std::min(lowest[column], height);
+      highest[column] = std::max(highest[column], height);
+    }
+    Chromatogram columns;
+    for (size_t column = 0; column < kWidth; ++column) {
+      const auto x = static_cast<float>(static_cast<double>(column) / kXScale);
+      columns.x.insert(columns.x.end(), {x, x});
+      columns.y.insert(columns.y.end(), {static_cast<float>(lowest[column] / kYScale),
+                                         static_cast<float>(highest[column] / kYScale)});
+    }
+    picture.Draw(columns);
+  }
+  state.SetItemsProcessed(state.iterations() * kPoints);
+}
+
+// Files of the whole plot have to stay small.
+void WriteFile(benchmark::State& state, bool svg) {
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / (svg ? "plot_bench.svg" : "plot_bench.pdf");
+  for ([[maybe_unused]] auto _ : state) {
+    const auto create = svg ? &TvCreateSvgDC : &TvCreatePdfDC;
+    Picture picture(create(path.c_str(), kWidth, kHeight, kPixelsPerInch));
+    picture.DrawAxes();
+    picture.Draw(Data());
+  }
+  const uintmax_t bytes = std::filesystem::file_size(path);
+  std::filesystem::remove(path);
+  state.counters["KB"] = static_cast<double>(bytes) / 1024;
+  Check(bytes < kMaxFileBytes, "a file below 300 KB");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  for (const auto& [name, run] : {std::pair("plot", &Plot), {"plain columns", &PlotColumnsOnly}}) {
+    benchmark::RegisterBenchmark(name, run)->Unit(benchmark::kMillisecond)->Repetitions(5);
+  }
+  for (const bool svg : {true, false}) {
+    benchmark::RegisterBenchmark(svg ? "SVG file" : "PDF file", WriteFile, svg)
+        ->Unit(benchmark::kMillisecond);
+  }
+  tervalon::bench::RatioReporter reporter({{"plot / plain columns", "plot", "plain columns", 2}});
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return 0;
+}

@@ -377,8 +377,7 @@ TEST_F(DataHandlesTest, Adapters) {
   EXPECT_EQ(DmDataRead(3, &descriptor, 1, 0, 0, nullptr), 0);
   EXPECT_EQ(DmDataWrite(3, &descriptor, 0, 0, nullptr, 0), -1);
   EXPECT_EQ(DmDataRelease(3, &descriptor, 0, 0, 0, nullptr), -1);
-  for (const int16_t type :
-       std::vector<int16_t>{DM_TYPE_LIBRARY, DM_TYPE_STRUCTURE, DM_TYPE_DATABASE}) {
+  for (const int16_t type : std::vector<int16_t>{DM_TYPE_LIBRARY, DM_TYPE_STRUCTURE}) {
     EXPECT_EQ(DmDataRead(type, &descriptor, 0, 0, 0, nullptr), -1);
     EXPECT_EQ(DmDataRead(type, &descriptor, 1, 0, 0, nullptr), 0);
     EXPECT_EQ(DmDataWrite(type, &descriptor, 0, 0, nullptr, 0), 0);

@@ -69,39 +69,55 @@ struct Place {
 // Finds where the points of an ascending grid lie among ascending positions.
 class GridSearch {
  public:
+  enum Where {
+    kBetween,  // in front of sample at()
+    kBeside,   // at sample at() or on its far side
+    kFar,      // to be taken as next to the last sample, wherever it is
+  };
+
   GridSearch(const float* x, size_t n) : x_(x), last_(n - 1) {}
 
-  // Calls put(place) for a position between samples, or hold(sample) for one beside them.
-  template <typename Put, typename Hold>
-  void Find(float position, Put put, Hold hold) {
-    size_t above = last_;
-    if (started_ || Start(position)) {
-      while (at_ < last_ && x_[at_] < position) ++at_;
-      if (at_ == 0 || position > x_[at_]) return hold(at_);
-      above = at_;
-    } else if (x_[last_ - 1] == x_[last_]) {
-      return hold(last_);
+  Where Find(float position) {
+    if (!inside_) {
+      const Where where = Enter(position);
+      if (where != kBetween) return where;
     }
-    put(Place(position, above - 1, x_[above - 1], x_[above]));
+    while (x_[at_] < position) {
+      if (at_ == last_) return kBeside;
+      ++at_;
+    }
+    return kBetween;
+  }
+
+  size_t at() const { return at_; }
+  size_t last() const { return last_; }
+  Place InFrontOf(size_t sample, float position) const {
+    return {position, sample - 1, x_[sample - 1], x_[sample]};
   }
 
  private:
-  // Starts where the position would be if the samples were evenly spaced. False when that is behind
-  // the last sample: then this one position is taken to be next to it, wherever it is.
-  bool Start(float position) {
-    started_ = true;
-    const auto n = static_cast<double>(last_ + 1);
-    const double guess = (position - double{x_[0]}) * n / (double{x_[last_]} - x_[0]) + 0.5;
-    if (!(guess < n)) return false;
-    at_ = static_cast<size_t>(guess);
-    while (at_ > 0 && x_[at_ - 1] >= position) --at_;
-    return true;
+  // The first position starts the search where it would be if the samples were evenly spaced; a
+  // guess behind the last sample stands, for this one position.
+  Where Enter(float position) {
+    if (!started_) {
+      started_ = true;
+      const auto n = static_cast<double>(last_ + 1);
+      const double guess = (position - double{x_[0]}) * n / (double{x_[last_]} - x_[0]) + 0.5;
+      const bool behind = !(guess < n);
+      if (behind && position <= x_[last_] && x_[last_ - 1] != x_[last_]) return kFar;
+      at_ = behind ? last_ : static_cast<size_t>(guess);
+      while (at_ > 0 && x_[at_ - 1] >= position) --at_;
+    }
+    if (at_ == 0 && x_[0] < position) at_ = 1;
+    inside_ = at_ > 0;
+    return inside_ ? kBetween : kBeside;
   }
 
   const float* const x_;
   const size_t last_;
-  size_t at_ = 0;  // the first sample at or behind the position, or the last
+  size_t at_ = 0;
   bool started_ = false;
+  bool inside_ = false;  // behind the first sample, from where the search only moves on
 };
 
 // The sum of the samples as far as one that moves on from call to call.
@@ -110,10 +126,6 @@ class RunningSum {
   explicit RunningSum(const float* y) : y_(y), sum_(y[0]) {}
 
   double At(size_t sample) {
-    if (sample < at_) {
-      at_ = 0;
-      sum_ = y_[0];
-    }
     while (at_ < sample) sum_ += y_[++at_];
     return sum_;
   }
@@ -126,7 +138,7 @@ class RunningSum {
 
 // Output points of one signal. Copy takes over a sample that a grid point hits, Put interpolates
 // between samples, Hold takes a sample as the nearest end. The samples of Copy ascend, and those of
-// the others together.
+// Put and Hold together; only PutAnywhere, which is slow, is free of that.
 class FluxOutput {
  public:
   FluxOutput(const float* y, float* out) : y_(y), copied_(y), put_(y), out_(out) {}
@@ -135,13 +147,18 @@ class FluxOutput {
     *out_++ = y_[sample];
     previous_ = copied_.At(sample);
   }
-  void Put(const Place& place) {
-    const double sum = put_.At(place.a);
-    PutSum(place.Interpolate(sum, sum + y_[place.a + 1]));
+  void Put(const Place& place) { PutFrom(&put_, place); }
+  void PutAnywhere(const Place& place) {
+    RunningSum from_start(y_);
+    PutFrom(&from_start, place);
   }
   void Hold(size_t sample) { PutSum(put_.At(sample)); }
 
  private:
+  void PutFrom(RunningSum* sums, const Place& place) {
+    const double sum = sums->At(place.a);
+    PutSum(place.Interpolate(sum, sum + y_[place.a + 1]));
+  }
   void PutSum(double sum) {
     *out_++ = static_cast<float>(sum - previous_);
     previous_ = sum;
@@ -162,6 +179,7 @@ class PlainOutput {
   void Put(const Place& place) {
     *out_++ = static_cast<float>(place.Interpolate(y_[place.a], y_[place.a + 1]));
   }
+  void PutAnywhere(const Place& place) { Put(place); }
   void Hold(size_t sample) { *out_++ = y_[sample]; }
 
  private:
@@ -177,10 +195,22 @@ void Resample(const float* x, size_t n, double step, size_t count, Outputs... ou
     const auto position = static_cast<float>(x[0] + static_cast<double>(j) * step);
     if (j < n && x[j] == position) {
       (outputs.Copy(j), ...);
-    } else {
-      search.Find(
-          position, [&](const Place& place) { (outputs.Put(place), ...); },
-          [&](size_t sample) { (outputs.Hold(sample), ...); });
+      continue;
+    }
+    switch (search.Find(position)) {
+      case GridSearch::kBetween: {
+        const Place place = search.InFrontOf(search.at(), position);
+        (outputs.Put(place), ...);
+        break;
+      }
+      case GridSearch::kBeside:
+        (outputs.Hold(search.at()), ...);
+        break;
+      case GridSearch::kFar: {
+        const Place place = search.InFrontOf(search.last(), position);
+        (outputs.PutAnywhere(place), ...);
+        break;
+      }
     }
   }
 }

@@ -26,6 +26,9 @@ void AddSimulateCommand(CLI::App& program, Action& chosen);
 void AddProjectCommand(CLI::App& program, Action& chosen);
 void AddPathCommand(CLI::App& program, Action& chosen);
 void AddDbCommand(CLI::App& program, Action& chosen);
+void AddNoiseCommand(CLI::App& program, Action& chosen);
+void AddResampleCommand(CLI::App& program, Action& chosen);
+void AddRetentionCommand(CLI::App& program, Action& chosen);
 
 // What several of them share.
 

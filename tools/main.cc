@@ -52,6 +52,9 @@ int RunProgram(int argc, char** argv) {
   tervalon::tools::AddProjectCommand(program, action);
   tervalon::tools::AddPathCommand(program, action);
   tervalon::tools::AddDbCommand(program, action);
+  tervalon::tools::AddNoiseCommand(program, action);
+  tervalon::tools::AddResampleCommand(program, action);
+  tervalon::tools::AddRetentionCommand(program, action);
 
   tervalon::tools::Output output;
   try {

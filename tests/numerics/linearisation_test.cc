@@ -187,6 +187,16 @@ TEST(Linearisation, RepeatedPositions) {
   EXPECT_EQ(Linearise(LineariseDataset, x, y, 0.5f), (Floats{1, 1, 3, 6.5f, 5}));
 }
 
+// A grid point that a float rounds to behind the last sample, far behind the first.
+TEST(Linearisation, RoundingPastTheEnd) {
+  const Floats x = {16777214, 16777215};
+  EXPECT_EQ(Linearise(LineariseDatasetNoFluxPreserve, x, {1, 5}, 0.9f),
+            ModelLinearise(x, {1, 5}, 0.9f, false));
+  // The first guess is behind samples at one position.
+  EXPECT_EQ(Linearise(LineariseDatasetNoFluxPreserve, {0, 1, 1}, {1, 3, 9}, 0.9f),
+            (Floats{1, static_cast<float>((0.9f - 1.0) * -1 + 0.9f * 3.0)}));
+}
+
 TEST(Linearisation, RegularGridStartsAtAWholeNumber) {
   // The sums are 1, 3, 6, 10, 15, 21, the first at 100.4.
   const Floats out = LineariseRegular(100.4f, 1, {1, 2, 3, 4, 5, 6}, 2, 100);

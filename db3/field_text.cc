@@ -137,7 +137,8 @@ bool SaysReal(const void* member, const char* field, int width, int decimals) {
   const NumberText number = ScanNumber(field, width, /*with_decimals=*/true);
   if (!number.any) return false;
   const Real value = RealAs<Real>(number, field, width);
-  if (std::memcmp(&value, member, sizeof(value)) != 0) return false;
+  const Real held = Load<Real>(member);
+  if (value != held || std::signbit(value) != std::signbit(held)) return false;
   const bool as_written = number.end == width && number.plain && number.decimals == decimals &&
                           number.point == (decimals > 0);
   const bool more =

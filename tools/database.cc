@@ -189,7 +189,7 @@ void Database::LoadFields() {
   DB3GetFields(type_, forms.data(), static_cast<int32_t>(forms.size()));
   const TvMemory table = DB3GetRecordStructureHandle(type_);
   const auto* const members = static_cast<const DB3RecordMember*>(TvMemLock(table));
-  Check(members != nullptr ? DB3_SUCCESS : DB3_MEMORY_ALLOCATION, file_);
+  if (members == nullptr) throw Failure(file_, "out of memory");
   std::map<std::string, int> uses;
   for (size_t i = 0; i < forms.size(); ++i) {
     std::string name = forms[i].name;

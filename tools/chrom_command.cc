@@ -14,6 +14,7 @@
 #include "tools/progress_bar.h"
 #include "tools/text.h"
 #include "tools/text_plot.h"
+#include "tools/trace_reader.h"
 
 namespace tervalon::tools {
 namespace {
@@ -24,6 +25,8 @@ struct Options {
   bool total_ion = false;
   bool base_peak = false;
   std::vector<std::string> masses;
+  std::string traces;
+  std::string tolerance;
   bool plot = false;
 };
 
@@ -52,74 +55,123 @@ std::vector<MassWindow> ParseWindows(const std::vector<std::string>& texts) {
   return windows;
 }
 
-// A trace's key and title.
-struct Name {
-  std::string key;
-  std::string title;
-};
-
-std::vector<Name> TraceNames(const Options& options) {
-  if (options.base_peak) {
-    return {{"bpi", "Base peak intensity"}};
+// "0.05" or "20ppm"
+MassTolerance ParseTolerance(const std::string& text) {
+  if (text.empty()) {
+    return {};
   }
-  if (options.masses.empty()) {
-    return {{"tic", "Total ion current"}};
+  const bool in_ppm = text.ends_with("ppm");
+  const std::string number = in_ppm ? text.substr(0, text.size() - 3) : text;
+  const std::optional<double> value = ParseNumber(number);
+  if (!value || !(*value > 0) || !std::isfinite(*value)) {
+    throw WrongUsage("--tolerance: '" + text + "' is no tolerance such as 0.05 or 20ppm");
   }
-  std::vector<Name> names;
-  for (const std::string& mass : options.masses) {
-    names.push_back({"mass_" + mass, "m/z " + mass});
-  }
-  return names;
+  return {static_cast<float>(*value), in_ppm};
 }
 
-Chromatogram Read(const Options& options, const DataReader& reader) {
+std::vector<Trace> ReadMasses(const Options& options, const DataReader& reader) {
+  const Chromatogram sums = reader.ReadMassChromatograms(ParseWindows(options.masses));
+  std::vector<Trace> traces;
+  for (size_t i = 0; i < options.masses.size(); ++i) {
+    const std::string& mass = options.masses[i];
+    traces.push_back({"mass_" + mass, "m/z " + mass, false, sums.times, sums.traces[i]});
+  }
+  return traces;
+}
+
+std::vector<Trace> ReadIndex(const Options& options, const DataReader& reader) {
+  Chromatogram read =
+      reader.ReadIndexChromatogram(options.base_peak ? RAW_CHROM_BASE_PEAK : RAW_CHROM_TOTAL_ION);
+  Trace trace = {options.base_peak ? "bpi" : "tic",
+                 options.base_peak ? "Base peak intensity" : "Total ion current"};
+  trace.times = std::move(read.times);
+  trace.values = std::move(read.traces[0]);
+  return {std::move(trace)};
+}
+
+std::vector<Trace> Read(const Options& options, const RawDirectory& directory,
+                        const DataReader& reader) {
   const ProgressBar progress;
   if (!options.masses.empty()) {
-    return reader.ReadMassChromatograms(ParseWindows(options.masses));
+    return ReadMasses(options, reader);
   }
-  return reader.ReadIndexChromatogram(options.base_peak ? RAW_CHROM_BASE_PEAK
-                                                        : RAW_CHROM_TOTAL_ION);
+  if (options.traces.empty()) {
+    return ReadIndex(options, reader);
+  }
+  std::vector<Trace> traces;
+  for (const TraceRequest& request :
+       ParseTraces(options.traces, ParseTolerance(options.tolerance))) {
+    traces.push_back(ReadTrace(directory.path(), options.data.data_set, request, reader.Subject()));
+  }
+  return traces;
 }
 
-void PrintPlots(const Chromatogram& chromatogram, const std::vector<Name>& names,
-                const std::string& title, Output& output) {
+void PrintPlots(const std::vector<Trace>& traces, const std::string& title, Output& output) {
   output << title << "\n";
-  for (size_t i = 0; i < names.size() && !chromatogram.times.empty(); ++i) {
-    const std::vector<float>& trace = chromatogram.traces[i];
-    const auto apex = std::ranges::max_element(trace) - trace.begin();
+  for (const Trace& trace : traces) {
+    if (trace.times.empty()) {
+      continue;
+    }
+    const auto apex = std::ranges::max_element(trace.values) - trace.values.begin();
     output << "\n"
-           << Plot(chromatogram.times, trace, PlotStyle::kCurve,
-                   {.title = names[i].title + ", highest at " +
-                             RoundedText(chromatogram.times[static_cast<size_t>(apex)], 3) + " min",
+           << Plot(trace.times, trace.values, PlotStyle::kCurve,
+                   {.title = trace.title + ", highest at " +
+                             RoundedText(trace.times[static_cast<size_t>(apex)], 3) + " min",
                     .x_title = "min",
                     .width = console::OutputWidth(),
                     .height = 8});
   }
 }
 
+std::string ScansTitle(const std::string& subject, size_t scans) {
+  return subject + ", " + std::to_string(scans) + " scans";
+}
+
+// One table of all traces that have a value for every scan; analog channels have times of their
+// own, each in its table.
+Document MakeDocument(const std::string& subject, std::vector<Trace> traces) {
+  Document document;
+  for (Trace& trace : traces) {
+    if (trace.is_analog) {
+      continue;
+    }
+    if (document.sections.empty()) {
+      std::vector<int32_t> scans(trace.times.size());
+      std::iota(scans.begin(), scans.end(), 1);
+      document.sections.push_back({.key = "chromatogram",
+                                   .title = ScansTitle(subject, scans.size()),
+                                   .columns = {{"scan", "Scan", std::move(scans)},
+                                               {"time", "Time (min)", std::move(trace.times), 4}},
+                                   .layout = TableLayout::kColumns});
+    }
+    document.sections[0].columns.push_back({trace.key, trace.title, std::move(trace.values)});
+  }
+  for (Trace& trace : traces) {
+    if (trace.is_analog) {
+      document.sections.push_back(
+          {.key = trace.key,
+           .title = trace.title + ", " + std::to_string(trace.times.size()) + " records",
+           .columns = {{"time", "Time (min)", std::move(trace.times), 4},
+                       {"intensity", "Intensity", std::move(trace.values)}},
+           .layout = TableLayout::kColumns});
+    }
+  }
+  if (document.sections.size() == 1) {
+    document.csv_section = document.sections[0].key;
+  }
+  return document;
+}
+
 void Run(const Options& options, Output& output) {
   const RawDirectory directory(DirectoryArgument(options.data.directory));
   const DataReader reader(directory, options.data.data_set);
-  Chromatogram chromatogram = Read(options, reader);
-  const std::vector<Name> names = TraceNames(options);
-  const std::string title =
-      reader.Subject() + ", " + std::to_string(chromatogram.times.size()) + " scans";
+  std::vector<Trace> traces = Read(options, directory, reader);
   if (options.plot) {
-    PrintPlots(chromatogram, names, title, output);
+    PrintPlots(traces, ScansTitle(reader.Subject(), static_cast<size_t>(reader.ScanCount())),
+               output);
     return;
   }
-  std::vector<int32_t> scans(chromatogram.times.size());
-  std::iota(scans.begin(), scans.end(), 1);
-  Section section = {.key = "chromatogram",
-                     .title = title,
-                     .columns = {{"scan", "Scan", std::move(scans)},
-                                 {"time", "Time (min)", std::move(chromatogram.times), 4}},
-                     .layout = TableLayout::kColumns};
-  for (size_t i = 0; i < names.size(); ++i) {
-    section.columns.push_back({names[i].key, names[i].title, std::move(chromatogram.traces[i])});
-  }
-  Print({.sections = {std::move(section)}, .csv_section = "chromatogram"}, options.format.format(),
-        output);
+  Print(MakeDocument(reader.Subject(), std::move(traces)), options.format.format(), output);
 }
 
 }  // namespace
@@ -138,7 +190,21 @@ void AddChromCommand(CLI::App& program, Action& chosen) {
       ->type_name("LO-HI")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  auto* trace = which
+                    ->add_option("--trace", options->traces,
+                                 "Traces, separated by commas: TIC, BPI, analog channels\n"
+                                 "AN1 to AN4, masses (184.1), ranges (100_200), sums and\n"
+                                 "differences of them (184+200-150), neutral losses and\n"
+                                 "gains of MRM functions (NL18, NG18)")
+                    ->type_name("TEXT")
+                    ->expected(1);
   which->require_option(0, 1);
+  command
+      ->add_option("--tolerance", options->tolerance,
+                   "What a mass of --trace takes to both sides, 0.5 unless\n"
+                   "given: mass units, or with 'ppm' behind it a part of it")
+      ->type_name("WIDTH")
+      ->needs(trace);
   auto* plot = command->add_flag("--plot", options->plot, "Draw the chromatograms");
   AddFormatOptions(*command, options->format);
   plot->excludes("--csv")->excludes("--json");
@@ -150,9 +216,15 @@ void AddChromCommand(CLI::App& program, Action& chosen) {
       "Examples:\n"
       "  tervalon chrom SAMPLE.RAW -f 1 --plot\n"
       "  tervalon chrom SAMPLE.RAW -f 1 --mass 184.0-184.2 --mass 195.0-195.2 --csv\n"
-      "  tervalon chrom SAMPLE.RAW -f 3 --bpi --json");
-  command->callback([&chosen, options] {
-    ParseWindows(options->masses);  // wrong usage is told before anything is read
+      "  tervalon chrom SAMPLE.RAW -f 3 --bpi --json\n"
+      "  tervalon chrom SAMPLE.RAW -f 1 --trace 184.1,184+200-150,TIC,AN1 --tolerance 10ppm");
+  command->callback([&chosen, options, trace] {
+    // Wrong usage is told before anything is read.
+    ParseWindows(options->masses);
+    const MassTolerance tolerance = ParseTolerance(options->tolerance);
+    if (trace->count() > 0) {
+      ParseTraces(options->traces, tolerance);
+    }
     std::vector<std::string> masses;
     for (const std::string& mass : options->masses) {
       if (std::ranges::find(masses, mass) == masses.end()) {

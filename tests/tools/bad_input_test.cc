@@ -61,6 +61,12 @@ TEST_F(BadInput, WrongUsageIsToldApart) {
       {{"spectrum", "run.raw", "-f", "1", "-s", "1", "--data-type", "3"}, "--process"},
       {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-p", "256"}, "--process"},
       {{"chrom", "run.raw", "-f", "1", "--tic", "--bpi"}, "at most 1"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "TIC", "--bpi"}, "at most 1"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "TIC,184--200"}, "'184--200' is no trace"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "AN5"}, "'AN5' is no trace"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", " , "}, "no trace is given"},
+      {{"chrom", "run.raw", "-f", "1", "--tolerance", "1"}, "--tolerance requires --trace"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "184", "--tolerance", "-1"}, "no tolerance"},
       {{"chrom", "run.raw", "-f", "1", "--mass", "200-100"}, "'200-100' begins above its end"},
       {{"chrom", "run.raw", "-f", "1", "--mass", "200"}, "not a range of masses"},
       {{"chrom", "run.raw", "-f", "1", "--mass", "1-2x"}, "not a range of masses"},
@@ -81,6 +87,9 @@ TEST_F(BadInput, WhatIsNotThereIsNamed) {
   ExpectFailure({"info", "plain"}, 1, "plain: not a raw data directory");
   ExpectFailure({"chrom", "empty", "-f", "1"}, 1, "empty: not a raw data directory");
   ExpectFailure({"chrom", "run.raw", "-f", "4"}, 1, "run.raw: no function 4");
+  ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "TIC,3000"}, 1,
+                "function 1: has no trace 3000");
+  ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "AN4"}, 1, "has no trace AN4");
   ExpectFailure({"spectrum", "run.raw", "-f", "1", "-s", "21"}, 1,
                 "no scan 21: it has scans 1 to 20");
   ExpectFailure({"spectrum", "run.raw", "-f", "1", "-p", "7", "-s", "1"}, 1,

@@ -99,7 +99,6 @@ class ExpectedValues : public ProgramTest {
     return arguments;
   }
 
- private:
   std::vector<fs::path> directories_;
 };
 
@@ -125,6 +124,11 @@ TEST_F(ExpectedValues, Chromatograms) {
     const json base = Json(With(chrom, {"--bpi"}))["chromatogram"];
     EXPECT_EQ(base["bpi"].get<std::vector<float>>(), expected.at("bpi"));
 
+    const json traces = Json(With(chrom, {"--trace", "TIC,BPI"}))["chromatogram"];
+    EXPECT_EQ(traces["time"], total["time"]);
+    EXPECT_EQ(traces["tic"], total["tic"]);
+    EXPECT_EQ(traces["bpi"], base["bpi"]);
+
     Arguments masses = chrom;
     for (const json& trace : set["traces"]) {
       for (const json& window : trace) {
@@ -144,6 +148,25 @@ TEST_F(ExpectedValues, Chromatograms) {
       }
     }
   });
+}
+
+TEST_F(ExpectedValues, AnalogTraces) {
+  for (const fs::path& raw : directories_) {
+    const fs::path path = fs::path(raw).replace_extension(".expected") / "analog.tsv";
+    if (!fs::exists(path)) {
+      continue;
+    }
+    const Table expected = ReadTable(path);
+    const json traces = Json({"chrom", raw.string(), "-f", "1", "--trace", "AN1,an2,AN3,TIC"});
+    for (const char* channel : {"1", "2", "3"}) {
+      const json& trace = traces[std::string("an") + channel];
+      EXPECT_EQ(trace["time"].get<std::vector<float>>(), expected.at("time"));
+      EXPECT_EQ(trace["intensity"].get<std::vector<float>>(),
+                expected.at(std::string("channel_") + channel));
+    }
+    EXPECT_EQ(traces["chromatogram"]["tic"],
+              Json({"chrom", raw.string(), "-f", "1"})["chromatogram"]["tic"]);
+  }
 }
 
 TEST_F(ExpectedValues, Spectra) {

@@ -129,6 +129,42 @@ TEST_F(SimulatedRun, ChromatogramsAgreeWithSpectra) {
   }
 }
 
+TEST_F(SimulatedRun, TracesAgreeWithChromatograms) {
+  for (const char* function : {"1", "2", "3"}) {
+    SCOPED_TRACE(function);
+    const Arguments chrom = {"chrom", "run.raw", "-f", function};
+    const auto with = [&chrom](Arguments more) {
+      more.insert(more.begin(), chrom.begin(), chrom.end());
+      return more;
+    };
+    const json total = Json(chrom)["chromatogram"];
+    const json base = Json(with({"--bpi"}))["chromatogram"];
+    const json traces = Json(with({"--trace", " tic, bpi ,TIC"}))["chromatogram"];
+    EXPECT_EQ(traces["scan"].size(), 60U);
+    EXPECT_EQ(traces["time"], total["time"]);
+    EXPECT_EQ(traces["tic"], total["tic"]);
+    EXPECT_EQ(traces["bpi"], base["bpi"]);
+  }
+  const json sums = Json({"chrom", "run.raw", "-f", "1", "--mass", "194.5-195.5", "--mass",
+                          "194.75-195.25", "--mass", "200-300"})["chromatogram"];
+  const std::string all = "195,200_300,195+200_300-195";
+  const json traces = Json({"chrom", "run.raw", "-f", "1", "--trace", all})["chromatogram"];
+  EXPECT_EQ(traces["mass_195"], sums["mass_194.5-195.5"]);
+  EXPECT_EQ(traces["mass_200_300"], sums["mass_200-300"]);
+  EXPECT_EQ(traces["mass_195+200_300-195"], traces["mass_200_300"]);
+  const json narrow =
+      Json({"chrom", "run.raw", "-f", "1", "--trace", "195", "--tolerance", "0.25"});
+  EXPECT_EQ(narrow["chromatogram"]["mass_195"], sums["mass_194.75-195.25"]);
+  const json relative =
+      Json({"chrom", "run.raw", "-f", "1", "--trace", "200", "--tolerance", "2500ppm"});
+  EXPECT_EQ(relative["chromatogram"]["mass_200"],
+            Json({"chrom", "run.raw", "-f", "1", "--mass",
+                  "199.5-200.5"})["chromatogram"]["mass_199.5-200.5"]);
+  EXPECT_NE(Output({"chrom", "run.raw", "-f", "1", "--trace", "195,TIC", "--plot"})
+                .find("195, highest at "),
+            std::string::npos);
+}
+
 TEST_F(SimulatedRun, CsvAndJsonHoldTheSameFloats) {
   const json points = Json({"spectrum", "run.raw", "-f", "1", "-s", "12"})["points"];
   const std::vector<Row> rows =

@@ -211,7 +211,7 @@ int32_t Release(Record* record) {
       ReleaseSource(record->type, descriptor.address(), record->no_source(), record,
                     locks.pointers());
     } else if (type != nullptr && type->on_release == OnRelease::kFreeBlock &&
-               record->descriptor_size >= sizeof(TvMemory)) {
+               record->descriptor_size >= sizeof(void*)) {
       TvMemory block = nullptr;
       std::memcpy(&block, descriptor.address(), sizeof(block));
       FreeBlock(&block);

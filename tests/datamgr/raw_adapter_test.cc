@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "tervalon/raw_analog.h"
@@ -12,13 +13,11 @@ namespace tervalon::datamgr {
 namespace {
 
 using testing::ChannelRecord;
-using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
+using ::testing::SizeIs;
 using testing::FaultyFileSystem;
 using testing::FileCall;
 using testing::NumberedScan;
-using ::testing::Pair;
 using testing::Put;
 using testing::Scan;
 using testing::ScanningRecord;
@@ -369,6 +368,40 @@ TEST_F(RawAdapterTest, FileFaults) {
     }
     EXPECT_GT(failures, 0) << static_cast<int>(call);
     files.On(call).Heal();
+  }
+}
+
+// Recorded acquisitions: what the data handles deliver is what the raw exports do.
+TEST_F(RawAdapterTest, RecordedData) {
+  const char* folder = std::getenv("TERVALON_TEST_DATA");
+  if (folder == nullptr || *folder == '\0') GTEST_SKIP() << "TERVALON_TEST_DATA is not set";
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".RAW") continue;
+    const std::string directory = entry.path().string();
+    RawCalibration calibration;
+    int16_t functions = 0;
+    int32_t raw = -1;
+    ASSERT_EQ(RawReadOpen(directory.c_str(), &raw), RAW_OK);
+    ASSERT_EQ(RawReadHeader(raw, nullptr, &calibration, &functions, nullptr), RAW_OK);
+    for (int16_t function = 1; function <= functions; ++function) {
+      RawFunctionRecord record;
+      ASSERT_EQ(RawReadFuncInfo(raw, function, &record, nullptr), RAW_OK);
+      ASSERT_EQ(RawReadFuncInit(raw, function, 0, &record, &calibration), RAW_OK);
+      const auto scans = testing::Get<int32_t>(record, 18);
+      DmRawDescriptor trace = Chromatogram(DM_TRACE_TIC, {}, function);
+      std::strcpy(trace.directory, directory.c_str());
+      EXPECT_THAT(ReadAll(trace).first, SizeIs(scans));
+      for (int32_t scan = 1; scan <= scans; scan += 1 + scans / 10) {
+        SCOPED_TRACE(directory + ", " + std::to_string(function) + ", " + std::to_string(scan));
+        DmRawDescriptor descriptor = Spectrum(scan, function);
+        std::strcpy(descriptor.directory, directory.c_str());
+        const Items items = ReadAll(descriptor);
+        const testing::Spectrum expected = testing::Read(raw, function, 0, scan);
+        EXPECT_EQ(items.first, expected.masses);
+        EXPECT_EQ(items.second, expected.intensities);
+      }
+    }
+    RawReadClose(raw);
   }
 }
 

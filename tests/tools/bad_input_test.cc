@@ -87,8 +87,8 @@ TEST_F(BadInput, WhatIsNotThereIsNamed) {
   ExpectFailure({"info", "plain"}, 1, "plain: not a raw data directory");
   ExpectFailure({"chrom", "empty", "-f", "1"}, 1, "empty: not a raw data directory");
   ExpectFailure({"chrom", "run.raw", "-f", "4"}, 1, "run.raw: no function 4");
-  ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "TIC,3000"}, 1,
-                "function 1: has no trace 3000");
+  ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "TIC,NL18"}, 1,
+                "function 1: has no trace NL18");
   ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "AN4"}, 1, "has no trace AN4");
   ExpectFailure({"spectrum", "run.raw", "-f", "1", "-s", "21"}, 1,
                 "no scan 21: it has scans 1 to 20");

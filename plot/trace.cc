@@ -11,8 +11,23 @@
 namespace tervalon::plot {
 namespace {
 
-// Far outside every device, yet no further than all of them can count.
-constexpr int32_t kFar = 1 << 20;
+// How far beside a row lines are drawn. What is further away would only keep the device busy, all
+// the more with a broken pen.
+constexpr int32_t kBeside = 4096;
+
+// More than any device has.
+constexpr int64_t kMaxColumns = 1 << 20;
+
+struct Limits {
+  explicit Limits(const TvRect& data)
+      : top(Saturate(int64_t{data.top} - kBeside)),
+        bottom(Saturate(int64_t{data.bottom} + kBeside)) {}
+
+  int32_t Limited(int32_t y) const { return std::clamp(y, top, bottom); }
+
+  int32_t top;
+  int32_t bottom;
+};
 
 // Points of a trace that fall into one column of pixels, one after another.
 struct Column {
@@ -80,16 +95,18 @@ class Magnifier {
 // Puts pixels together to lines: none twice in a row, none too far away for the device.
 class OutlineBuilder {
  public:
+  explicit OutlineBuilder(const TvRect& data) : limits_(data) {}
+
   // The next point begins another line.
   void Start() { outlines_.emplace_back(); }
 
   void Add(TvPoint point) {
     if (!outlines_.back().empty()) {
       const bool downward = point.y > last_.y;
-      AddCrossing(downward ? -kFar : kFar, point);
-      AddCrossing(downward ? kFar : -kFar, point);
+      AddCrossing(downward ? limits_.top : limits_.bottom, point);
+      AddCrossing(downward ? limits_.bottom : limits_.top, point);
     }
-    Push({point.x, std::clamp(point.y, -kFar, kFar)});
+    Push({point.x, limits_.Limited(point.y)});
     last_ = point;
   }
 
@@ -112,6 +129,7 @@ class OutlineBuilder {
     outline.push_back(point);
   }
 
+  Limits limits_;
   std::vector<Outline> outlines_;
   TvPoint last_ = {};  // where it really is
 };
@@ -119,7 +137,8 @@ class OutlineBuilder {
 // Follows a trace through a row.
 class OutlineTracer {
  public:
-  explicit OutlineTracer(const RowView& row) : row_(row), finder_(row), magnify_(row.axes) {}
+  explicit OutlineTracer(const RowView& row)
+      : row_(row), finder_(row), magnify_(row.axes), builder_(row.data) {}
 
   std::vector<Outline> Follow(const Trace& trace) {
     for (size_t i = 0; i < trace.count;) {
@@ -227,8 +246,10 @@ void AddStick(const Column& column, const RowView& row,
   const int32_t top = std::min(row.system.YPosition(column.highest), row.base_y);
   const int32_t bottom = std::max(row.system.YPosition(column.lowest), row.base_y);
   if (top == bottom) return;
+  const Limits limits(row.data);
   // Lines are drawn without their last pixel.
-  sticks->push_back({{column.x, std::max(top, -kFar)}, {column.x, std::min(bottom, kFar) + 1}});
+  sticks->push_back(
+      {{column.x, limits.Limited(top)}, {column.x, Saturate(int64_t{limits.Limited(bottom)} + 1)}});
 }
 
 }  // namespace
@@ -278,7 +299,8 @@ std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& r
 
 TraceTops::TraceTops(const Trace& trace, const RowView& row, bool sticks)
     : data_(row.data),
-      tops_(static_cast<size_t>(std::min<int64_t>(int64_t{data_.right} - data_.left + 1, kFar)),
+      tops_(static_cast<size_t>(
+                std::min<int64_t>(int64_t{data_.right} - data_.left + 1, kMaxColumns)),
             std::numeric_limits<int32_t>::max()) {
   if (sticks) {
     for (const platform::LineSegment& stick : SticksOf(trace, row)) Add(stick.from.x, stick.from.y);

@@ -212,9 +212,10 @@ int32_t Release(Record* record) {
                     locks.pointers());
     } else if (type != nullptr && type->on_release == OnRelease::kFreeBlock &&
                record->descriptor_size >= sizeof(void*)) {
-      TvMemory block = nullptr;
-      std::memcpy(&block, descriptor.address(), sizeof(block));
-      FreeBlock(&block);
+      void* block = nullptr;
+      std::memcpy(&block, descriptor.address(), sizeof(void*));
+      TvMemory structure = static_cast<TvMemory>(block);
+      FreeBlock(&structure);
     }
   }
   FreeBlocks(record);

@@ -153,6 +153,7 @@ int32_t RecordInHistory(int32_t handle, const DmRawDescriptor& descriptor) {
     entries[static_cast<uint32_t>(found) >> 16].process.created = now;
   } else {
     RawHistoryEntry entry = {};
+    entry.process.type = RAW_STEP_MODIFY;
     std::copy(name.begin(), name.end(), entry.process.name);
     entry.process.created = now;
     error = RawHistAddProcess(&header, entries.data(), descriptor.function, 0, &entry);

@@ -114,8 +114,8 @@ TERVALON_API int32_t TERVALON_CALL DmFreezeHandle(int32_t handle, int32_t freeze
 TERVALON_API int32_t TERVALON_CALL DmReleaseHandle(int32_t handle, int32_t ignored);
 
 // The adapters without a handle. `items` holds 4 pointers (NULL: not wanted) or is NULL.
-// DmDataRead with no_source returns 0, whatever the type, and calls nothing. Otherwise all return -1
-// for an unknown type.
+// DmDataRead with no_source returns 0, whatever the type, and calls nothing. Otherwise all return
+// -1 for an unknown type.
 TERVALON_API int32_t TERVALON_CALL DmDataRead(int16_t type, void* desc, int32_t no_source,
                                               uint32_t first, int32_t count, void* const* items);
 TERVALON_API int32_t TERVALON_CALL DmDataWrite(int16_t type, void* desc, uint32_t first,

@@ -57,8 +57,8 @@ typedef struct DB3RecordMember {
   int16_t conversion;
 } DB3RecordMember;
 
-// Copies the fields of a database type, at most `capacity`, to `fields` (optional). Returns how many
-// the type has; 0 for a type outside 0..19.
+// Copies the fields of a database type, at most `capacity`, to `fields` (optional). Returns how
+// many the type has; 0 for a type outside 0..19.
 TERVALON_API int32_t TERVALON_CALL DB3GetFields(int32_t type, DB3FieldDescriptor* fields,
                                                 int32_t capacity);
 

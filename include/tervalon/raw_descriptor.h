@@ -47,7 +47,7 @@ typedef struct DmRawDescriptor {
   float total_intensity;
 } DmRawDescriptor;
 
-// Makes the path of a raw directory from the specification's directory, name and, when not empty,
+// Makes the path of a raw directory from the file's directory, name and, when not empty,
 // "." and extension, and stores it in `identifier` (TV_PATH_SIZE bytes; a descriptor's directory).
 // Returns 0, -1 when it is too long.
 TERVALON_API int32_t TERVALON_CALL DmRawFileToID(const SystemRawFile* raw_file, char* identifier);
@@ -55,7 +55,7 @@ TERVALON_API int32_t TERVALON_CALL DmRawFileToID(const SystemRawFile* raw_file, 
 // Tries whether the raw data can be opened; nothing stays open. Returns 0, a Raw error code, or -1.
 TERVALON_API int32_t TERVALON_CALL DmRawOpen(const char* identifier);
 
-// Reads the record of the function that the specification selects (1..32).
+// Reads the record of the function that is selected (1..32).
 // Returns 0, a Raw error code, or -1.
 TERVALON_API int32_t TERVALON_CALL DmRawGetFunctionInfo(const SystemRawFile* raw_file,
                                                         RawFunctionRecord* record);
@@ -89,9 +89,10 @@ TERVALON_API int32_t TERVALON_CALL DmRawRead(DmRawDescriptor* descriptor, int32_
 TERVALON_API int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_t first,
                                               int32_t count, void* const* items);
 
-// With `save`, records the descriptor's processed data set in the directory's processing history: an
-// entry "_PROCnnn" at the top level of its function's tree, without a type, that its maker may fill
-// in; or the present time in the entry that is there. Returns 0, a Raw error code, or -1.
+// With `save`, records the descriptor's processed data set in the directory's processing history:
+// an entry "_PROCnnn" at the top level of its function's tree, of type RAW_STEP_MODIFY, that its
+// maker may fill in; or the present time in the entry that is there. Returns 0, a Raw error code,
+// or -1.
 TERVALON_API int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descriptor,
                                                     int32_t save);
 

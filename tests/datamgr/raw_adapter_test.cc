@@ -14,13 +14,13 @@ namespace {
 
 using testing::ChannelRecord;
 using ::testing::ElementsAre;
-using ::testing::SizeIs;
 using testing::FaultyFileSystem;
 using testing::FileCall;
 using testing::NumberedScan;
 using testing::Put;
 using testing::Scan;
 using testing::ScanningRecord;
+using ::testing::SizeIs;
 using testing::WriteScan;
 
 constexpr uint32_t kScans = 6;

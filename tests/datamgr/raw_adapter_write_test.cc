@@ -179,6 +179,7 @@ TEST_F(RawAdapterWriteTest, SavingRecordsTheSetInTheHistory) {
   EXPECT_EQ(header.counts[1], 2);
   EXPECT_STREQ(entries[header.roots[1]].process.name, "_PROC003");
   EXPECT_STREQ(entries[entries[header.roots[1]].next].process.name, "_PROC012");
+  EXPECT_EQ(uint16_t{entries[1].process.type}, RAW_STEP_MODIFY);
   const uint32_t created = entries[1].process.created;  // the entry is packed
   EXPECT_GT(created, 1700000000U);
   // What is not written is not recorded.

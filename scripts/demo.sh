@@ -66,7 +66,13 @@ else
   done
 fi
 
+say "5. Pictures: a chromatogram, a spectrum, and the scans over a peak one behind another"
+show plot DEMO.RAW --trace TIC,AN1 -o chromatogram.png
+show plot DEMO.RAW -t 4.67 --magnify 100-420x20 --magnify 490-700x20 -o spectrum.png
+show plot DEMO.RAW -f 2 -s 136-146 --layout 3d --filled --range 452-462 -o peak.png
+
 say "Done"
 files=(DEMO.RAW/*)
+printf 'The pictures are %s\n' "$PWD"/{chromatogram,spectrum,peak}.png
 printf 'DEMO.RAW holds %d files, %s; look further with\n  %s --help\n' "${#files[@]}" \
   "$(du -sh DEMO.RAW | cut -f1)" "$tervalon"

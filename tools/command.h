@@ -21,6 +21,7 @@ void AddInfoCommand(CLI::App& program, Action& chosen);
 void AddSpectrumCommand(CLI::App& program, Action& chosen);
 void AddChromCommand(CLI::App& program, Action& chosen);
 void AddHistoryCommand(CLI::App& program, Action& chosen);
+void AddPlotCommand(CLI::App& program, Action& chosen);
 void AddSettingsCommand(CLI::App& program, Action& chosen);
 void AddSimulateCommand(CLI::App& program, Action& chosen);
 void AddProjectCommand(CLI::App& program, Action& chosen);

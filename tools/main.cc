@@ -47,6 +47,7 @@ int RunProgram(int argc, char** argv) {
   tervalon::tools::AddSpectrumCommand(program, action);
   tervalon::tools::AddChromCommand(program, action);
   tervalon::tools::AddHistoryCommand(program, action);
+  tervalon::tools::AddPlotCommand(program, action);
   tervalon::tools::AddSettingsCommand(program, action);
   tervalon::tools::AddSimulateCommand(program, action);
   tervalon::tools::AddProjectCommand(program, action);

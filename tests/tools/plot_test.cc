@@ -1,0 +1,200 @@
+// Pictures as files: what kinds there are, that they show what they should, and where it stands.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "tervalon/axes.h"
+#include "tervalon/drawing.h"
+#include "tervalon/drawing_devices.h"
+#include "tests/tools/program.h"
+
+namespace tervalon::testing {
+namespace {
+
+using ::testing::StartsWith;
+
+class Plots : public ProgramTest {
+ protected:
+  void SetUp() override { Output({"simulate", "run.raw", "--scans", "24"}); }
+
+  Arguments Plot(const Arguments& more) const {
+    Arguments all = {"plot", "run.raw"};
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  }
+
+  std::string File(const std::string& name) const {
+    std::ifstream stream(NativePath(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+};
+
+TEST_F(Plots, RefuseWhatCannotBeMeant) {
+  for (const auto& [arguments, text] : std::vector<std::pair<Arguments, std::string>>{
+           {{"-o", "x.txt"}, "--output: 'x.txt' does not end in "},
+           {{"--size", "900"}, "--size: '900'"},
+           {{"--range", "5-2"}, "--range: '5-2'"},
+           {{"--magnify", "2-5"}, "--magnify: '2-5'"},
+           {{"-s", "0"}, "--scan: '0'"},
+           {{"-s", "5-"}, "--scan: '5-'"},
+           {{"-t", "-1"}, "--time: -1"},
+           {{"--trace", "x"}, "'x' is no trace"},
+           {{"-s", "1-999999"}, "more than 200 plots"},
+           {{"-s", "1", "--trace", "TIC", "--layout", "3d"}, "different axes"}}) {
+    ExpectFailure(Plot(arguments), 2, text);
+  }
+  ExpectFailure(Plot({"-s", "25"}), 1, "no scan 25");
+  ExpectFailure(Plot({"--trace", "AN4"}), 1, "has no trace AN4");
+  ExpectFailure(Plot({"-s", "1-20", "--size", "300x200"}), 1, "too small for 20 plots");
+  EXPECT_EQ(Names(), std::vector<std::string>{"run.raw"});
+}
+
+#if !defined(_WIN32)
+
+// The big-endian number at a place of a PNG file.
+size_t NumberAt(const std::string& file, size_t place) {
+  if (file.size() < place + 4) return 0;
+  size_t number = 0;
+  for (size_t i = 0; i < 4; ++i) number = number << 8 | static_cast<unsigned char>(file[place + i]);
+  return number;
+}
+
+// The paths of an SVG file that are drawn in a colour, and the rectangle around them.
+struct Paths {
+  int count = 0;
+  double left = HUGE_VAL;
+  double top = HUGE_VAL;
+  double right = -HUGE_VAL;
+  double bottom = -HUGE_VAL;
+
+  bool Surround(const Paths& inner) const {
+    return left <= inner.left && top <= inner.top && right >= inner.right && bottom >= inner.bottom;
+  }
+};
+
+Paths PathsOf(const std::string& svg, const std::string& colour) {
+  Paths paths;
+  std::istringstream lines(svg);
+  for (std::string line; std::getline(lines, line);) {
+    const size_t path = line.find(" d=\"");
+    if (line.rfind("<path", 0) != 0 || path == std::string::npos) continue;
+    std::istringstream words(line.substr(path + 4));
+    line.erase(std::remove(line.begin(), line.end(), ' '), line.end());
+    if (line.find("stroke:rgb(" + colour) == std::string::npos &&
+        line.find("stroke=\"rgb(" + colour) == std::string::npos) {
+      continue;
+    }
+    ++paths.count;
+    double x = 0;
+    double y = 0;
+    for (std::string word; words >> word >> x >> y;) {
+      paths.left = std::min(paths.left, x);
+      paths.right = std::max(paths.right, x);
+      paths.top = std::min(paths.top, y);
+      paths.bottom = std::max(paths.bottom, y);
+    }
+  }
+  return paths;
+}
+
+constexpr char kBlack[] = "0%,0%,0%";
+constexpr char kBlue[] = "0%,28.2";
+constexpr char kRed[] = "78.4";
+
+TEST_F(Plots, AreOfTheSizeAndKindAskedFor) {
+  EXPECT_EQ(Output(Plot({})), "run.png: 960 by 600 pixels, 96 per inch\n");
+  EXPECT_EQ(NumberAt(File("run.png"), 16), 960U);
+  Output(Plot({"--resolution", "192", "--size", "700x500", "--trace", "AN1,AN2", "-o", "A.PNG"}));
+  EXPECT_EQ(NumberAt(File("A.PNG"), 16), 700U);
+  EXPECT_EQ(NumberAt(File("A.PNG"), 20), 500U);
+  EXPECT_EQ(Output(Plot({"-o", "a.pdf"})), "a.pdf: 2880 by 1800 pixels, 288 per inch\n");
+  EXPECT_THAT(File("a.pdf"), StartsWith("%PDF"));
+}
+
+TEST_F(Plots, ShowEverySeriesInsideTheAxes) {
+  const struct {
+    Arguments arguments;
+    int blue;
+    int red;
+  } kCases[] = {{{}, 1, 0},
+                {{"--trace", "TIC,AN1"}, 2, 0},
+                {{"--trace", "TIC,BPI", "--layout", "overlaid"}, 1, 1},
+                {{"--rows", "3", "--filled"}, 3, 0},
+                {{"-t", "2", "--trace", "TIC"}, 2, 0},
+                {{"-f", "2", "-s", "3-4", "--range", "200-300"}, 2, 0}};
+  for (const auto& expected : kCases) {
+    SCOPED_TRACE(::testing::PrintToString(expected.arguments));
+    Arguments all = Plot(expected.arguments);
+    all.insert(all.end(), {"-o", "a.svg"});
+    Output(all);
+    const std::string svg = File("a.svg");
+    const Paths axes = PathsOf(svg, kBlack);
+    for (const auto& [colour, count] :
+         {std::pair(std::string(kBlue), expected.blue), {kRed, expected.red}}) {
+      const Paths data = PathsOf(svg, colour);
+      EXPECT_EQ(data.count, count);
+      EXPECT_TRUE(count == 0 || axes.Surround(data));
+    }
+  }
+}
+
+TEST_F(Plots, MoveScansBackInThreeDimensions) {
+  Output(Plot({"-f", "2", "-s", "12-13", "--layout", "3d", "-o", "a.svg"}));
+  const Paths front = PathsOf(File("a.svg"), kBlue);
+  const Paths back = PathsOf(File("a.svg"), kRed);
+  EXPECT_GT(back.left, front.left);
+  EXPECT_NEAR(back.right - front.right, back.left - front.left, 1);
+  EXPECT_LT(back.bottom, front.bottom);
+}
+
+// Whatever the number of points, a picture holds what its pixels can show.
+TEST_F(Plots, OfAMillionPointsAreSmallFiles) {
+  std::vector<float> x(1000000);
+  std::vector<float> y(x.size());
+  uint32_t random = 1;
+  for (size_t i = 0; i < x.size(); ++i) {
+    random = random * 1664525 + 1013904223;
+    x[i] = static_cast<float>(i);
+    y[i] = static_cast<float>(random >> 8);
+  }
+  const TvRect area = {0, 0, 1599, 899};
+  for (const auto& [name, create] :
+       {std::pair("a.svg", &TvCreateSvgDC), std::pair("a.pdf", &TvCreatePdfDC)}) {
+    const TvDC dc = create(Path(name).c_str(), 1600, 900, 96);
+    ASSERT_NE(dc, nullptr);
+    const int32_t axes = AxsCreate(1, 0, 1, 1);
+    TvRect margins = {};
+    AxsGetBorder(dc, &margins, "min", nullptr, 0);
+    EXPECT_EQ(AxsSize(axes, &area, &margins), 1);
+    AxsSetRanges(axes, 0, 1e6, 0, 1 << 24);
+    EXPECT_EQ(AxsDisplayDefaultData(dc, axes, x.data(), y.data(), 1000000, AXS_PLOT_JOINED, 0), 0);
+    EXPECT_EQ(AxsDisplayDefaultAxes(dc, axes, "min", 0, nullptr, 0), 0);
+    AxsDelete(axes);
+    ASSERT_EQ(TvDeleteDC(dc), 1);
+    EXPECT_LT(File(name).size(), 300U << 10) << name;
+    EXPECT_GT(File(name).size(), 10U << 10) << name;
+  }
+}
+
+#else
+
+TEST_F(Plots, AreMetafilesAndBitmaps) {
+  EXPECT_THAT(Output(Plot({})), StartsWith("run.emf: "));
+  const std::string metafile = File("run.emf");
+  ASSERT_GT(metafile.size(), 2000U);
+  EXPECT_EQ(metafile.substr(40, 4), " EMF");
+  Output(Plot({"-s", "12", "--size", "300x200", "-o", "a.bmp"}));
+  const std::string bitmap = File("a.bmp");
+  ASSERT_EQ(bitmap.size(), 54U + 300 * 200 * 4);
+  EXPECT_NE(bitmap.substr(54, bitmap.npos).find_first_not_of('\xFF'), std::string::npos);
+}
+
+#endif
+
+}  // namespace
+}  // namespace tervalon::testing

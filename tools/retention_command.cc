@@ -117,8 +117,13 @@ void Convert(const Options& options, Output& output) {
     const bool found = RTIndicesCalculateIndex(time, &calibration, &index) != 0 &&
                        RTIndicesCalculateLogP(time, &calibration, &p) != 0;
     times.emplace_back(time);
-    indices.push_back(found ? Value(index) : Value(std::monostate()));
-    log_p.push_back(found ? Value(p) : Value(std::monostate()));
+    if (found) {
+      indices.emplace_back(index);
+      log_p.emplace_back(p);
+    } else {
+      indices.emplace_back();
+      log_p.emplace_back();
+    }
   }
   PrintTable(options, std::move(times), std::move(indices), std::move(log_p), output);
 }

@@ -49,8 +49,8 @@ class LabelPlacer {
               std::vector<TvRect>* taken)
       : dc_(dc), area_(area), data_(data), tops_(tops), taken_(*taken) {}
 
-  // Writes a label over its peak, else beside that to either side; over a high peak rather across
-  // the trace than not at all. All 0 where there is no room.
+  // Writes a label over its peak, else beside that to either side; for a high peak also beside its
+  // top, and rather across the trace than not at all. All 0 where there is no room.
   TvRect Place(const PlacedLabel& place, const std::string& text) {
     if (text.empty()) return {};
     const TvSize extent = platform::TheDrawing().Extent(dc_, text);
@@ -59,9 +59,15 @@ class LabelPlacer {
       const TvRect rect = At(place, extent, offset, true);
       if (IsFree(rect)) return Write(rect, text);
     }
-    const int64_t high = (int64_t{data_.bottom} - data_.top) / 5;
+    const int64_t full_height = int64_t{data_.bottom} - data_.top;
+    if (place.height >= full_height / 2) {
+      for (const int32_t offset : {kGap, -kGap - extent.width}) {
+        const TvRect rect = BesideTop(place, extent, offset);
+        if (IsFree(rect)) return Write(rect, text);
+      }
+    }
     const TvRect across = At(place, extent, middle, false);
-    return place.height >= high && IsFree(across) ? Write(across, text) : TvRect{};
+    return place.height >= full_height / 5 && IsFree(across) ? Write(across, text) : TvRect{};
   }
 
  private:
@@ -85,6 +91,18 @@ class LabelPlacer {
     }
     if (right > area_.right || top + extent.height > area_.bottom) return {};
     return {Saturate(left), Saturate(top), Saturate(right), Saturate(top + extent.height)};
+  }
+
+  // Below the level of the top, where the trace is lower. Empty where it is not.
+  TvRect BesideTop(const PlacedLabel& place, TvSize extent, int32_t offset) const {
+    const int64_t left = int64_t{place.peak.x} + offset;
+    const int64_t right = left + extent.width;
+    const int64_t bottom = int64_t{place.peak.y} + kGap + extent.height;
+    if (place.downward || left < area_.left || right > area_.right || bottom > area_.bottom ||
+        tops_.Highest(Saturate(left), Saturate(right)) < bottom + kGap) {
+      return {};
+    }
+    return {Saturate(left), Saturate(bottom - extent.height), Saturate(right), Saturate(bottom)};
   }
 
   bool IsFree(const TvRect& rect) const {

@@ -11,6 +11,8 @@
 #include <new>
 #include <span>
 
+#include "platform/linux/png_resolution.h"
+
 namespace tervalon::platform {
 namespace {
 
@@ -216,6 +218,30 @@ bool PictureFile::Complete() {
   return false;
 }
 
+namespace {
+
+// Puts the resolution behind the header of a PNG file on its way to the disk.
+struct PngStream {
+  PictureFile* picture;
+  PngResolution resolution;
+  size_t header_left = kPngHeaderSize;
+
+  static cairo_status_t Write(void* closure, const unsigned char* data, unsigned int length) {
+    auto* stream = static_cast<PngStream*>(closure);
+    const auto header = static_cast<unsigned int>(std::min<size_t>(stream->header_left, length));
+    cairo_status_t status = PictureFile::Write(stream->picture, data, header);
+    stream->header_left -= header;
+    if (header > 0 && stream->header_left == 0 && status == CAIRO_STATUS_SUCCESS) {
+      status = PictureFile::Write(stream->picture, stream->resolution.data(),
+                                  static_cast<unsigned int>(stream->resolution.size()));
+    }
+    if (status != CAIRO_STATUS_SUCCESS) return status;
+    return PictureFile::Write(stream->picture, data + header, length - header);
+  }
+};
+
+}  // namespace
+
 std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::string& path,
                                                  const DeviceMetrics& capabilities) {
   const auto in_range = [](int32_t value, int32_t most) { return value >= 1 && value <= most; };
@@ -266,8 +292,10 @@ bool CairoDevice::SavePng(const std::string& path) {
   const std::unique_ptr<PictureFile> picture = PictureFile::Create(path);
   if (picture == nullptr) return false;
   cairo_surface_flush(surface_);
+  PngStream stream = {picture.get(), MakePngResolution(capabilities_.pixels_per_inch_x,
+                                                       capabilities_.pixels_per_inch_y)};
   return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS &&
-         cairo_surface_write_to_png_stream(surface_, PictureFile::Write, picture.get()) ==
+         cairo_surface_write_to_png_stream(surface_, PngStream::Write, &stream) ==
              CAIRO_STATUS_SUCCESS &&
          picture->Complete();
 }

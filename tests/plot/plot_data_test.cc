@@ -259,6 +259,19 @@ TEST_F(PlotData, LabelsAvoidEachOtherAndTheHeaders) {
   plot.label_count = 2;
   EXPECT_THAT(TextsOf(draw), ElementsAre("82,45 peak", "108,43 peak"));
 
+  // Where brackets leave no room above a high peak: beside its top.
+  AxsHdrExcludeRect(0, nullptr);
+  AxsMagnifyRange(axes_, 2, 0, 2.9, 0);
+  AxsMagnifyRange(axes_, 2, 3.1, 6, 1);
+  const AxsPlotLabel between = {3, 100, "peak"};
+  x_ = {3, 7};
+  y_ = {100, 50};
+  plot = Block(AXS_PLOT_STICKS);
+  plot.flags = AXS_PLOT_ANNOTATE;
+  plot.labels = &between;
+  plot.label_count = 1;
+  EXPECT_THAT(TextsOf(draw), Contains("82,11 peak"));
+
   plot.label_count = -1;
   EXPECT_EQ(draw(), -1);
   plot.label_count = 0;

@@ -112,6 +112,10 @@ TEST_F(Plots, AreOfTheSizeAndKindAskedFor) {
   Output(Plot({"--resolution", "192", "--size", "700x500", "--trace", "AN1,AN2", "-o", "A.PNG"}));
   EXPECT_EQ(NumberAt(File("A.PNG"), 16), 700U);
   EXPECT_EQ(NumberAt(File("A.PNG"), 20), 500U);
+  // 192 pixels an inch are 7559 a metre. The check sum stands for all of the chunk.
+  EXPECT_EQ(File("A.PNG").substr(33, 8), std::string("\0\0\0\x09pHYs", 8));
+  EXPECT_EQ(NumberAt(File("A.PNG"), 41), 7559U);
+  EXPECT_EQ(NumberAt(File("A.PNG"), 50), 0x8FE5F165U);
   EXPECT_EQ(Output(Plot({"-o", "a.pdf"})), "a.pdf: 2880 by 1800 pixels, 288 per inch\n");
   EXPECT_THAT(File("a.pdf"), StartsWith("%PDF"));
 }

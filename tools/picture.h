@@ -33,7 +33,7 @@ class Picture {
 
   TvDC dc() const { return dc_; }
 
-  // Puts the file, complete, in its place. Throws a Failure.
+  // Puts the file, complete, in its place. Throws a Failure. Without, no file is left.
   void Finish();
 
   // A UTF-8 text as a device context of the platform takes it.
@@ -41,9 +41,16 @@ class Picture {
 
  private:
   const std::string path_;
+  const std::string partial_;  // where it is written first
   TvDC dc_ = nullptr;
   void* image_ = nullptr;  // the platform's own
 };
+
+// Puts a file that is complete in the place of another. Throws a Failure.
+void MoveOver(const std::string& partial, const std::string& path);
+
+// Does nothing when there is no such file.
+void RemovePartial(const std::string& partial);
 
 // The ending of a file name in lower case, without its point.
 std::string Ending(const std::string& path);

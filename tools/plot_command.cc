@@ -38,6 +38,7 @@ struct Options {
   std::vector<std::string> magnified;
   std::string title;
   bool has_title = false;
+  bool no_labels = false;
   PlotStyle style;
 };
 
@@ -161,6 +162,7 @@ Plan MakePlan(const Options& options) {
   Plan plan;
   plan.scans = ParseScans(options);
   plan.style = options.style;
+  plan.style.labels = !options.no_labels;
   if (!options.traces.empty() || plan.scans.empty()) {
     plan.traces = ParseTraces(options.traces.empty() ? "TIC" : options.traces, {});
   }
@@ -295,7 +297,7 @@ void AddPlotCommand(CLI::App& program, Action& chosen) {
                  "Draw each relative to its own highest point")
       ->excludes(counts);
   look->add_flag("--filled", options->style.filled, "Fill the area below lines");
-  look->add_flag("!--no-labels", options->style.labels, "No labels at peaks");
+  look->add_flag("--no-labels", options->no_labels, "No labels at peaks");
   look->add_flag("--grid", options->style.grid, "A grid behind the data");
   auto* title = look->add_option("--title", options->title, "The title, instead of the usual one")
                     ->type_name("TEXT");

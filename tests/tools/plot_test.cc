@@ -51,6 +51,9 @@ TEST_F(Plots, RefuseWhatCannotBeMeant) {
   ExpectFailure(Plot({"-s", "25"}), 1, "no scan 25");
   ExpectFailure(Plot({"--trace", "AN4"}), 1, "has no trace AN4");
   ExpectFailure(Plot({"-s", "1-20", "--size", "300x200"}), 1, "too small for 20 plots");
+#if !defined(_WIN32)
+  ExpectFailure(Plot({"--size", "50x50", "-o", "x.svg"}), 1, "too small for a plot");
+#endif
   EXPECT_EQ(Names(), std::vector<std::string>{"run.raw"});
 }
 

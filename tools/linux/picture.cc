@@ -22,13 +22,14 @@ int32_t Picture::UsualResolution(const std::string& path) {
   return ending == "svg" || ending == "pdf" ? kPaperPixelsPerInch : 0;
 }
 
-Picture::Picture(std::string path, const PictureSize& size) : path_(std::move(path)) {
+Picture::Picture(std::string path, const PictureSize& size)
+    : path_(std::move(path)), partial_(path_ + ".part") {
   const std::string ending = Ending(path_);
   const auto [width, height, pixels_per_inch] = size;
   if (ending == "svg") {
-    dc_ = TvCreateSvgDC(path_.c_str(), width, height, pixels_per_inch);
+    dc_ = TvCreateSvgDC(partial_.c_str(), width, height, pixels_per_inch);
   } else if (ending == "pdf") {
-    dc_ = TvCreatePdfDC(path_.c_str(), width, height, pixels_per_inch);
+    dc_ = TvCreatePdfDC(partial_.c_str(), width, height, pixels_per_inch);
   } else {
     dc_ = TvCreateImageDC(width, height, pixels_per_inch);
   }
@@ -41,16 +42,19 @@ Picture::Picture(std::string path, const PictureSize& size) : path_(std::move(pa
 Picture::~Picture() {
   if (dc_ != nullptr) {
     TvDeleteDC(dc_);
+    RemovePartial(partial_);
   }
 }
 
 void Picture::Finish() {
-  bool written = Ending(path_) != "png" || TvSavePng(dc_, path_.c_str()) != 0;
+  bool written = Ending(path_) != "png" || TvSavePng(dc_, partial_.c_str()) != 0;
   written = TvDeleteDC(dc_) != 0 && written;
   dc_ = nullptr;
   if (!written) {
+    RemovePartial(partial_);
     throw Failure(path_, "cannot be written");
   }
+  MoveOver(partial_, path_);
 }
 
 std::string Picture::DeviceText(const std::string& utf8) { return utf8; }

@@ -6,9 +6,7 @@
 #include <tervalon/plot_resources.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <cstddef>
-#include <filesystem>
 #include <fstream>
 
 #include "tools/failure.h"
@@ -59,7 +57,6 @@ void MakeWhite(HDC dc, const PictureSize& size) {
   FillRect(dc, &all, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
 }
 
-// The whole file, beside the old one first, which it then replaces.
 bool WriteBitmap(const std::string& path, HBITMAP bitmap) {
   DIBSECTION section = {};
   GdiFlush();
@@ -73,21 +70,12 @@ bool WriteBitmap(const std::string& path, HBITMAP bitmap) {
   file.bfType = 0x4D42;
   file.bfOffBits = sizeof(file) + sizeof(header);
   file.bfSize = file.bfOffBits + static_cast<DWORD>(bytes);
-  const std::string partial = path + ".part";
-  std::ofstream stream(partial, std::ios::binary);
+  std::ofstream stream(path, std::ios::binary);
   stream.write(reinterpret_cast<const char*>(&file), sizeof(file));
   stream.write(reinterpret_cast<const char*>(&header), sizeof(header));
   stream.write(static_cast<const char*>(section.dsBm.bmBits), static_cast<std::streamsize>(bytes));
   stream.close();
-  std::error_code failed;
-  if (stream.good()) {
-    std::filesystem::rename(partial, path, failed);
-    if (!failed) {
-      return true;
-    }
-  }
-  std::filesystem::remove(partial, failed);
-  return false;
+  return stream.good();
 }
 
 }  // namespace
@@ -98,7 +86,8 @@ int32_t Picture::UsualResolution(const std::string& path) {
   return IsMetafile(path) || Ending(path) == "bmp" ? Screen().pixels_per_inch() : 0;
 }
 
-Picture::Picture(std::string path, const PictureSize& size) : path_(std::move(path)) {
+Picture::Picture(std::string path, const PictureSize& size)
+    : path_(std::move(path)), partial_(path_ + ".part") {
   const Screen screen;
   if (size.pixels_per_inch != screen.pixels_per_inch()) {
     throw Failure(path_, "pictures can be drawn here with the screen's resolution only, " +
@@ -106,7 +95,7 @@ Picture::Picture(std::string path, const PictureSize& size) : path_(std::move(pa
   }
   if (IsMetafile(path_)) {
     const RECT frame = FrameOf(screen.dc(), size);
-    dc_ = CreateEnhMetaFileA(screen.dc(), path_.c_str(), &frame, nullptr);
+    dc_ = CreateEnhMetaFileA(screen.dc(), partial_.c_str(), &frame, nullptr);
   } else {
     BITMAPINFO info = {};
     info.bmiHeader = HeaderOf(size);
@@ -130,6 +119,7 @@ Picture::Picture(std::string path, const PictureSize& size) : path_(std::move(pa
 Picture::~Picture() {
   if (dc_ != nullptr && IsMetafile(path_)) {
     DeleteEnhMetaFile(CloseEnhMetaFile(dc_));
+    RemovePartial(partial_);
   } else if (dc_ != nullptr) {
     DeleteDC(dc_);
   }
@@ -147,11 +137,13 @@ void Picture::Finish() {
     written = metafile != nullptr;
     DeleteEnhMetaFile(metafile);
   } else {
-    written = WriteBitmap(path_, static_cast<HBITMAP>(image_));
+    written = WriteBitmap(partial_, static_cast<HBITMAP>(image_));
   }
   if (!written) {
+    RemovePartial(partial_);
     throw Failure(path_, "cannot be written");
   }
+  MoveOver(partial_, path_);
 }
 
 // Of the system's code page, in place of which Latin-1 has to do.

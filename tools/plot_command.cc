@@ -39,7 +39,7 @@ struct Options {
   std::string title;
   bool has_title = false;
   bool no_labels = false;
-  PlotStyle style;
+  PictureStyle style;
 };
 
 // What a command line asks for, checked.
@@ -48,7 +48,7 @@ struct Plan {
   std::vector<ScanRequest> scans;
   std::string path;
   PictureSize size = {};
-  PlotStyle style;
+  PictureStyle style;
 };
 
 std::vector<std::string> Parts(const std::string& text, char separator) {
@@ -215,7 +215,7 @@ std::string UsualTitle(const RawDirectory& directory, const Options& options,
 void Run(const Options& options, const Plan& plan, Output& output) {
   const RawDirectory directory(DirectoryArgument(options.data.directory));
   const DataReader reader(directory, options.data.data_set);
-  std::vector<Series> series;
+  std::vector<PlotSeries> series;
   for (const TraceRequest& request : plan.traces) {
     series.push_back(
         ReadChromatogramSeries(directory, options.data.data_set, request, reader.Subject()));
@@ -226,7 +226,7 @@ void Run(const Options& options, const Plan& plan, Output& output) {
       series.back().sticks = options.points == "sticks";
     }
   }
-  PlotStyle style = plan.style;
+  PictureStyle style = plan.style;
   style.title = Printable(options.has_title ? Utf8FromSystem(options.title)
                                             : UsualTitle(directory, options, reader));
   Picture picture(plan.path, plan.size);

@@ -102,8 +102,8 @@ class Axes {
 // Axes with all that is drawn on them.
 class Panel {
  public:
-  Panel(TvDC dc, const TextMeasure& measure, const PlotStyle& style, std::vector<Series> series,
-        std::string title)
+  Panel(TvDC dc, const TextMeasure& measure, const PictureStyle& style,
+        std::vector<PlotSeries> series, std::string title)
       : dc_(dc),
         measure_(measure),
         style_(style),
@@ -156,7 +156,7 @@ class Panel {
   void ChooseRanges();
   void ComposeLegend();
   int32_t XDecimals() const;
-  AxsPlotBlock Block(const Series& series, size_t index) const;
+  AxsPlotBlock Block(const PlotSeries& series, size_t index) const;
   void DrawHeaders(int32_t width) const;
   std::vector<AxsPlotLabel> Labels() const;
   void DrawAnnotation() const;
@@ -164,8 +164,8 @@ class Panel {
 
   const TvDC dc_;
   const TextMeasure& measure_;
-  const PlotStyle& style_;
-  std::vector<Series> series_;
+  const PictureStyle& style_;
+  std::vector<PlotSeries> series_;
   const std::string title_;
   const Axes axes_;
   Span x_;
@@ -179,7 +179,7 @@ void Panel::ChooseRanges() {
     x_ = {style_.x_range->low, style_.x_range->high};
   } else {
     bool sticks = false;
-    for (const Series& series : series_) {
+    for (const PlotSeries& series : series_) {
       std::ranges::for_each(series.x, [this](float x) { x_.Add(x); });
       sticks = sticks || series.sticks;
     }
@@ -188,7 +188,7 @@ void Panel::ChooseRanges() {
       x_ = {x_.low - edge, x_.high + edge};
     }
   }
-  for (Series& series : series_) {
+  for (PlotSeries& series : series_) {
     Span own;
     for (size_t i = 0; i < series.x.size(); ++i) {
       if (in_view(series.x[i])) {
@@ -218,7 +218,7 @@ void Panel::ChooseRanges() {
 // Of several series a line for each, or for all what they have in common.
 void Panel::ComposeLegend() {
   if (HasOwnColours()) {
-    for (const Series& series : series_) {
+    for (const PlotSeries& series : series_) {
       legend_.push_back(series.title);
     }
   } else {
@@ -239,7 +239,7 @@ int32_t Panel::XDecimals() const {
   return decimals;
 }
 
-AxsPlotBlock Panel::Block(const Series& series, size_t index) const {
+AxsPlotBlock Panel::Block(const PlotSeries& series, size_t index) const {
   AxsPlotBlock block = {};
   block.flags = AXS_PLOT_TRACE;
   block.mode = series.sticks ? AXS_PLOT_STICKS : style_.filled ? AXS_PLOT_FILLED : AXS_PLOT_JOINED;
@@ -283,7 +283,7 @@ std::vector<AxsPlotLabel> Panel::Labels() const {
   AxsSystem system = {};
   AxsGetSystem(handle(), &system);
   std::vector<AxsPlotLabel> labels;
-  for (const Series& series : series_) {
+  for (const PlotSeries& series : series_) {
     const std::vector<AxsPlotLabel> peaks = FindPeaks(series, system);
     labels.insert(labels.end(), peaks.begin(), peaks.end());
   }
@@ -306,8 +306,8 @@ std::vector<AxsPlotLabel> Panel::Labels() const {
 
 // Brackets, and the labels of all series together, so that they avoid each other.
 void Panel::DrawAnnotation() const {
-  Series all = {.sticks = series_[0].sticks};
-  for (const Series& series : series_) {
+  PlotSeries all = {.sticks = series_[0].sticks};
+  for (const PlotSeries& series : series_) {
     all.x.insert(all.x.end(), series.x.begin(), series.x.end());
     all.y.insert(all.y.end(), series.y.begin(), series.y.end());
     all.x.push_back(NAN);  // between the ends of two series there is no line
@@ -367,16 +367,16 @@ TvRect LargestMargins(const std::vector<std::unique_ptr<Panel>>& panels, int32_t
 
 }  // namespace
 
-void DrawPlots(TvDC dc, int32_t width, int32_t height, std::vector<Series> series,
-               const PlotStyle& style) {
+void DrawPlots(TvDC dc, int32_t width, int32_t height, std::vector<PlotSeries> series,
+               const PictureStyle& style) {
   const TextMeasure measure(dc);
   std::vector<std::unique_ptr<Panel>> panels;
-  const auto add = [&](std::vector<Series> shown) {
+  const auto add = [&](std::vector<PlotSeries> shown) {
     panels.push_back(std::make_unique<Panel>(dc, measure, style, std::move(shown),
                                              panels.empty() ? style.title : ""));
   };
   if (style.layout == Layout::kStacked) {
-    std::ranges::for_each(series, [&](Series& one) { add({std::move(one)}); });
+    std::ranges::for_each(series, [&](PlotSeries& one) { add({std::move(one)}); });
   } else {
     add(std::move(series));
   }

@@ -19,7 +19,7 @@ enum class Layout {
   kDepth,     // one behind another
 };
 
-struct PlotStyle {
+struct PictureStyle {
   std::string title = {};
   Layout layout = Layout::kStacked;
   int32_t rows = 1;  // that the X range is divided into
@@ -32,10 +32,10 @@ struct PlotStyle {
   bool grid = false;
 };
 
-// Series that do not share axes may have different X axes. Throws a Failure when the picture, of
-// width by height pixels, is too small.
-void DrawPlots(TvDC dc, int32_t width, int32_t height, std::vector<Series> series,
-               const PlotStyle& style);
+// Series that do not share axes may have different X axes. Throws a Failure when the picture,
+// of width by height pixels, is too small.
+void DrawPlots(TvDC dc, int32_t width, int32_t height, std::vector<PlotSeries> series,
+               const PictureStyle& style);
 
 }  // namespace tervalon::tools
 

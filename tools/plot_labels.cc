@@ -67,7 +67,7 @@ class PeakFinder {
 
 }  // namespace
 
-std::vector<AxsPlotLabel> FindPeaks(const Series& series, const AxsSystem& axes) {
+std::vector<AxsPlotLabel> FindPeaks(const PlotSeries& series, const AxsSystem& axes) {
   const float scale = axes.y.high - std::max(axes.y.low, 0.0F);
   const float least_height = kLeastHeight * scale;
   PeakFinder finder(least_height, kLeastFall * scale);

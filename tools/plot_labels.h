@@ -14,7 +14,7 @@ namespace tervalon::tools {
 
 // Peaks within the X range of the axes that stand out from their neighbours on its Y range, with
 // the factors of magnified ranges applied; of too many the highest.
-std::vector<AxsPlotLabel> FindPeaks(const Series& series, const AxsSystem& axes);
+std::vector<AxsPlotLabel> FindPeaks(const PlotSeries& series, const AxsSystem& axes);
 
 }  // namespace tervalon::tools
 

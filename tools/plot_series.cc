@@ -19,28 +19,28 @@ bool IsContinuum(int data_type) {
 
 }  // namespace
 
-Series ReadChromatogramSeries(const RawDirectory& directory, const DataSet& data_set,
-                              const TraceRequest& request, const std::string& subject) {
+PlotSeries ReadChromatogramSeries(const RawDirectory& directory, const DataSet& data_set,
+                                  const TraceRequest& request, const std::string& subject) {
   Trace trace = ReadTrace(directory.path(), data_set, request, subject);
   const bool is_mass = request.trace.type == DM_TRACE_MASS || request.trace.type == DM_TRACE_MASSES;
-  Series series = {.title = (is_mass ? "m/z " : "") + trace.title, .x_title = "min"};
+  PlotSeries series = {.title = (is_mass ? "m/z " : "") + trace.title, .x_title = "min"};
   series.x = std::move(trace.times);
   series.y = std::move(trace.values);
   return series;
 }
 
-Series ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request) {
+PlotSeries ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request) {
   const int32_t scan = request.scan != 0 ? request.scan : reader.ScanAtTime(request.minutes);
   if (scan == 0) {
     throw Failure(reader.Subject(), "it has no scans");
   }
   Spectrum spectrum = reader.ReadSpectrum(scan);
   const bool continuum = IsContinuum(DataType(reader.record()));
-  Series series = {.title = "scan " + std::to_string(scan) + " (" +
-                            RoundedText(spectrum.header.retention_time, 2) + " min)",
-                   .x_title = "m/z",
-                   .sticks = !continuum,
-                   .label_decimals = continuum ? kCoarseMassDecimals : kMassDecimals};
+  PlotSeries series = {.title = "scan " + std::to_string(scan) + " (" +
+                                RoundedText(spectrum.header.retention_time, 2) + " min)",
+                       .x_title = "m/z",
+                       .sticks = !continuum,
+                       .label_decimals = continuum ? kCoarseMassDecimals : kMassDecimals};
   series.x = std::move(spectrum.masses);
   series.y = std::move(spectrum.intensities);
   return series;

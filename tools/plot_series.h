@@ -11,7 +11,7 @@
 
 namespace tervalon::tools {
 
-struct Series {
+struct PlotSeries {
   std::string title = {};    // "TIC"
   std::string x_title = {};  // "min"
   bool sticks = false;       // nothing between points
@@ -27,9 +27,9 @@ struct ScanRequest {
 };
 
 // All throw a Failure about what cannot be read.
-Series ReadChromatogramSeries(const RawDirectory& directory, const DataSet& data_set,
-                              const TraceRequest& request, const std::string& subject);
-Series ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request);
+PlotSeries ReadChromatogramSeries(const RawDirectory& directory, const DataSet& data_set,
+                                  const TraceRequest& request, const std::string& subject);
+PlotSeries ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request);
 
 }  // namespace tervalon::tools
 

@@ -135,17 +135,18 @@ TEST(LibraryStrings, AreInThePlatformsTable) {
   EXPECT_FALSE(desktop.LoadText(desktop.LibraryInstance(), 0, &text));
 }
 
+int32_t TERVALON_CALL AnswerRetry(void* user, const char* text, const char* caption, uint32_t style,
+                                  TvWindow owner) {
+  EXPECT_EQ(style, 0x1010U);
+  EXPECT_EQ(owner, nullptr);
+  *static_cast<std::string*>(user) = std::string(caption) + ": " + text;
+  return platform::kAnswerRetry;
+}
+
 // On every platform, so that programs without a user never wait for one.
 TEST(MessageHandler, AnswersInPlaceOfTheBox) {
   std::string seen;
-  const TvMessageHandler handler = [](void* user, const char* text, const char* caption,
-                                      uint32_t style, TvWindow owner) -> int32_t {
-    EXPECT_EQ(style, 0x1010U);
-    EXPECT_EQ(owner, nullptr);
-    *static_cast<std::string*>(user) = std::string(caption) + ": " + text;
-    return platform::kAnswerRetry;
-  };
-  EXPECT_EQ(TvSetMessageHandler(handler, &seen), 1);
+  EXPECT_EQ(TvSetMessageHandler(&AnswerRetry, &seen), 1);
   EXPECT_EQ(MsgReportMsg(nullptr, 30000, "Library"), platform::kAnswerRetry);
   EXPECT_EQ(seen, "Library: Out of memory");
   EXPECT_EQ(TvSetMessageHandler(nullptr, nullptr), 1);

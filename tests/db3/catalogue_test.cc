@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "db3/causes.h"
@@ -57,9 +58,10 @@ std::string FullRecord(const DatabaseType& type, std::mt19937& random) {
   size_t offset = 0;
   for (const FieldDescriptor& field : type.fields) {
     for (size_t i = 0; i < field.width; ++i) {
-      text[offset + i] = static_cast<char>(field.type == 'N'   ? '1' + random() % 9
-                                           : field.type == 'C' ? ' ' + random() % 95
-                                                               : "TF"[random() % 2]);
+      const std::string_view characters = field.type == 'N'   ? "123456789"
+                                          : field.type == 'C' ? " !0AZaz~\"',;"
+                                                              : "TF";
+      text[offset + i] = characters[random() % characters.size()];
     }
     if (field.decimals != 0) text[offset + field.width - field.decimals - 1] = '.';
     offset += field.width;

@@ -15,7 +15,6 @@ namespace {
 
 using tervalon::datamgr::Floats;
 using tervalon::testing::FaultyMemory;
-using tervalon::testing::FaultyProfile;
 using tervalon::testing::Scan;
 
 // Function 1: a total ion current of 11 scans over a minute. Function 2: one scan of points.

@@ -10,7 +10,6 @@ namespace tervalon::testing {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 class DbCommand : public ProgramTest {
  protected:

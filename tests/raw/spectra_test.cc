@@ -28,8 +28,9 @@ using testing::WriteScan;
 // Bit for bit, but for the bit that a 32-bit machine sets in a not-a-number that a function, here
 // one of the model's, returns.
 bool Same(float a, float b) {
+  constexpr uint32_t kSetOnReturn = sizeof(void*) == 4 ? 0x00400000 : 0;
   const auto bits = [](float value) {
-    return std::bit_cast<uint32_t>(value) | (std::isnan(value) ? 0x00400000u : 0u);
+    return std::bit_cast<uint32_t>(value) | (std::isnan(value) ? kSetOnReturn : 0u);
   };
   return bits(a) == bits(b);
 }

@@ -259,8 +259,25 @@ class Expander {
                                    form, conversion.precision >= 0 ? conversion.precision : 6)
                          .ptr;
     std::string text(digits.data(), end);
+    if (conversion.alternative && std::isfinite(value)) {
+      ShowPoint(&text, type == 'g' ? conversion.precision : 0);
+    }
     if (conversion.type != type) MakeUpperCase(&text);
     Put(conversion, SignOf(conversion, std::signbit(value)), text, std::isfinite(value));
+  }
+
+  // Gives a number its point, and behind it the zeros that fill up `digits` significant digits
+  // (negative: 6).
+  static void ShowPoint(std::string* text, int32_t digits) {
+    size_t end = std::min(text->find('e'), text->size());
+    if (text->find('.') == std::string::npos) text->insert(end++, 1, '.');
+    const size_t first = std::min(text->find_first_of("123456789"), end);
+    const size_t start = first < end ? first : 0;
+    const auto shown =
+        std::count_if(text->begin() + static_cast<ptrdiff_t>(start),
+                      text->begin() + static_cast<ptrdiff_t>(end), [](char c) { return c != '.'; });
+    const ptrdiff_t wanted = digits < 0 ? 6 : digits;
+    if (shown < wanted) text->insert(end, static_cast<size_t>(wanted - shown), '0');
   }
 
   bool ConvertText(const Conversion& conversion) {

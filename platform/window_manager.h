@@ -59,7 +59,7 @@ class WindowManager {
   virtual bool IsVisible(TvWindow window) = 0;
   virtual bool IsMinimized(TvWindow window) = 0;
   virtual bool IsMaximized(TvWindow window) = 0;
-  virtual TvWindow Parent(TvWindow window) = 0;
+  virtual TvWindow Parent(TvWindow window) = 0;      // nullptr for one on the screen, owned or not
   virtual TvInstance Instance(TvWindow window) = 0;  // the module that made the window
 
   // Cut to `longest` characters.

@@ -2,9 +2,10 @@
 // severity or box style in front of the message, so that a message's look is decided where the
 // message is written.
 //
-// Formats are printf's, always with "." as the decimal point. An expanded text is cut to 255
-// characters. Message number 30000 means "Out of memory" and needs no resource; a number without a
-// resource shows "Application Error: " and the number.
+// Formats are printf's for 8-bit text and decimal numbers, always with "." as the decimal point; a
+// conversion of another kind (%ls, %a) and what follows it stand as they are. An expanded text is
+// cut to 255 characters. Message number 30000 means "Out of memory" and needs no resource; a number
+// without a resource shows "Application Error: " and the number.
 
 #ifndef TERVALON_MESSAGES_H_
 #define TERVALON_MESSAGES_H_

@@ -23,7 +23,10 @@ class Win32Windows : public WindowManager {
   bool IsVisible(TvWindow window) override { return IsWindowVisible(window) != FALSE; }
   bool IsMinimized(TvWindow window) override { return IsIconic(window) != FALSE; }
   bool IsMaximized(TvWindow window) override { return IsZoomed(window) != FALSE; }
-  TvWindow Parent(TvWindow window) override { return GetParent(window); }
+  TvWindow Parent(TvWindow window) override {
+    const bool is_child = (GetWindowLongPtrA(window, GWL_STYLE) & WS_CHILD) != 0;
+    return is_child ? GetParent(window) : nullptr;  // of another it would be the owner
+  }
 
   TvInstance Instance(TvWindow window) override {
     return reinterpret_cast<TvInstance>(GetWindowLongPtrA(window, GWLP_HINSTANCE));

@@ -42,6 +42,8 @@ TEST(MessageFormat, ExpandsWhatPrintfExpands) {
   EXPECT_EQ(
       Expand("%f|%.2f|%e|%G|%08.3f|%*.*f", 1.5, 2.345, 12345.678, 1e-10, -3.14159, 7, 1, 2.25),
       "1.500000|2.35|1.234568e+04|1E-10|-003.142|    2.2");
+  EXPECT_EQ(Expand("%#.0f|%#.0e|%#g|%#.3G|%#g", 12.0, 3e7, 0.0025, 1e9, 0.0),
+            "12.|3.e+07|0.00250000|1.00E+09|0.00000");
   EXPECT_EQ(Expand("%lld", std::numeric_limits<long long>::min()), "-9223372036854775808");
 }
 

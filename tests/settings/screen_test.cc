@@ -163,6 +163,15 @@ TEST_F(ScreenTest, FramesAreMeasuredInEveryState) {
     EXPECT_EQ(IsZoomed(frame.window()) != FALSE, state == TV_PLACEMENT_MAXIMIZED);
     ShowWindow(frame.window(), SW_RESTORE);
   }
+  // An owner is no parent: its windows are measured on the screen, where they are moved.
+  const HWND owned = CreateWindowA("STATIC", "", WS_POPUP, 100, 90, 200, 150, frame.window(),
+                                   nullptr, GetModuleHandleA(nullptr), nullptr);
+  IniWindPos placement;
+  EXPECT_EQ(ObtainWindPos(owned, &placement), 1);
+  EXPECT_EQ(placement.left, 100);
+  EXPECT_EQ(placement.top, 90);
+  EXPECT_EQ(placement.right, 300);
+  EXPECT_EQ(placement.bottom, 240);
 }
 
 LRESULT CALLBACK AgreeToClose(HWND window, UINT message, WPARAM first, LPARAM second) {

@@ -7,6 +7,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "tools/command.h"
 #include "tools/console.h"
@@ -24,6 +25,24 @@ int Report(const std::string& message, ExitStatus status) {
   const std::string line = "tervalon: " + tervalon::tools::Printable(message) + "\n";
   std::fputs(line.c_str(), stderr);
   return status;
+}
+
+// What is wrong with the usage, and where more is told about it.
+std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) {
+  const CLI::App* command = &program;
+  std::string name = "tervalon";
+  while (!command->get_subcommands().empty()) {
+    command = command->get_subcommands().front();
+    name += " " + command->get_name();
+  }
+  const std::vector<std::string> rest = command->remaining();
+  if (command->get_require_subcommand_min() == 0) {
+    return std::string(error.what()) + " ('" + name + " --help' tells more)";
+  }
+  const std::string what =
+      rest.empty() ? "a command is missing"
+                   : (rest[0][0] == '-' ? "no option '" : "no command '") + rest[0] + "'";
+  return what + " ('" + name + " --help' lists them)";
 }
 
 int RunProgram(int argc, char** argv) {
@@ -66,11 +85,7 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::CallForVersion&) {
     output << program.version() << "\n";
   } catch (const CLI::ParseError& error) {
-    if (argc > 1 && argv[1][0] != '-' && program.get_subcommands().empty()) {
-      return Report("no command '" + std::string(argv[1]) + "' ('tervalon --help' lists them)",
-                    kWrongUsage);
-    }
-    return Report(std::string(error.what()) + " ('tervalon --help' tells more)", kWrongUsage);
+    return Report(UsageMessage(program, error), kWrongUsage);
   }
   output.Flush();
   return kDone;

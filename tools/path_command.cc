@@ -59,6 +59,7 @@ void AddPathCommand(CLI::App& program, Action& chosen) {
       ->type_name("EXT");
   AddFormatOptions(*command, options->format);
   command->footer(
+      "A path is valid when it has none of the characters /*?<>| in it.\n\n"
       "Examples:\n"
       "  tervalon path 'C:\\DATA\\PEAKS.PDB'\n"
       "  tervalon path PEAKS --directory 'C:\\DATA' --extension PDB --json");

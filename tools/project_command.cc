@@ -65,7 +65,9 @@ class MessageCatcher {
   static int32_t TERVALON_CALL Take(void* user, const char* text, const char*, uint32_t, TvWindow) {
     std::string& taken = static_cast<MessageCatcher*>(user)->text_;
     taken = text;
-    std::ranges::replace(taken, '\n', ' ');
+    for (size_t at = 0; (at = taken.find('\n', at)) != std::string::npos;) {
+      taken.replace(at, 1, ". ");
+    }
     return 1;
   }
 
@@ -150,8 +152,8 @@ void AddProjectCommand(CLI::App& program, Action& chosen) {
   auto* create = project->add_subcommand("create", "Make a project's directories");
   takes_project(*create);
   create->footer(
-      "Directories that exist are left as they are. The path as given has at most 29\n"
-      "characters.\n\nExample:\n  tervalon project create Oils");
+      "Directories that exist are left as they are. The path, .PRO included, has at most 29\n"
+      "characters as it is given.\n\nExample:\n  tervalon project create Oils");
   create->callback([&chosen, options, check] {
     check();
     chosen = [options](Output&) { Create(*options); };

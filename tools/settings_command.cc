@@ -122,8 +122,8 @@ void AddSettingsCommand(CLI::App& program, Action& chosen) {
   auto options = std::make_shared<Options>();
 
   auto* get = settings->add_subcommand("get", "Print the value of a key");
-  get->add_option("SECTION", options->section, "Section")->type_name("")->required();
-  get->add_option("KEY", options->key, "Key")->type_name("")->required();
+  get->add_option("SECTION", options->section, "Name of the section")->type_name("")->required();
+  get->add_option("KEY", options->key, "Name of the key")->type_name("")->required();
   AddFormatOptions(*get, options->format);
   get->footer(
       "A key that is not there is an error (exit status 1).\n\n"
@@ -134,8 +134,8 @@ void AddSettingsCommand(CLI::App& program, Action& chosen) {
   });
 
   auto* set = settings->add_subcommand("set", "Write a key; the file is made when there is none");
-  set->add_option("SECTION", options->section, "Section")->type_name("")->required();
-  set->add_option("KEY", options->key, "Key")->type_name("")->required();
+  set->add_option("SECTION", options->section, "Name of the section")->type_name("")->required();
+  set->add_option("KEY", options->key, "Name of the key")->type_name("")->required();
   set->add_option("VALUE", options->value, "Value, at most 512 characters on one line")
       ->type_name("")
       ->required();
@@ -147,7 +147,7 @@ void AddSettingsCommand(CLI::App& program, Action& chosen) {
   });
 
   auto* list = settings->add_subcommand("list", "Print all keys and values, or those of a section");
-  list->add_option("SECTION", options->section, "Section")->type_name("");
+  list->add_option("SECTION", options->section, "Name of the section")->type_name("");
   AddFormatOptions(*list, options->format);
   list->footer("Examples:\n  tervalon settings list\n  tervalon settings list Acquisition --csv");
   list->callback(

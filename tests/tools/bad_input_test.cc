@@ -44,7 +44,8 @@ TEST_F(BadInput, WrongUsageIsToldApart) {
     std::string text;
   };
   const Case cases[] = {
-      {{}, "subcommand is required"},
+      {{}, "a command is missing ('tervalon --help' lists them)"},
+      {{"settings", "put"}, "no command 'put' ('tervalon settings --help' lists them)"},
       {{"frobnicate"}, "no command 'frobnicate'"},
       {{"info"}, "DIR is required"},
       {{"info", ""}, "name is empty"},

@@ -66,7 +66,7 @@ int32_t Read(DmDatabaseDescriptor* descriptor, uint32_t first, int32_t count, vo
   const DatabaseType* const type = db3::Catalogue(descriptor->type);
   const std::string path(PathOf(*descriptor));
   if (type == nullptr || path.empty() || count < 0) return -1;
-  // Opening a file a second time would remove the undo file of the one who has it open.
+  // A file that is open as a database is read through that.
   db3::RecordFile* file = db3::OpenFileAt(path);
   std::unique_ptr<db3::RecordFile> opened;
   if (file == nullptr) {

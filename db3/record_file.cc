@@ -11,6 +11,7 @@ namespace tervalon::db3 {
 namespace {
 
 using platform::Files;
+using platform::LockMode;
 using platform::OpenMode;
 
 constexpr size_t kMarkerBlock = 16384;  // read at a time when looking for deleted records
@@ -21,6 +22,22 @@ std::string NewPath(const std::string& path) { return path + ".new"; }
 
 void RemoveFile(const std::string& path) {
   if (Files().Status(path) == platform::PathStatus::kFile) Files().Remove(path);
+}
+
+// Makes the file that is to take the place of the one at `path`. Whoever finds it locked leaves it
+// alone; what a process left that ended while it wrote is written over.
+std::unique_ptr<platform::File> CreateNew(const std::string& path) {
+  std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
+  if (file != nullptr && !file->Lock(LockMode::kExclusive)) return nullptr;
+  file = Files().Open(path, OpenMode::kCreate);
+  return file != nullptr && file->Lock(LockMode::kExclusive) ? std::move(file) : nullptr;
+}
+
+// Removes such a file when no process has it in use.
+void RemoveLeftOver(const std::string& path) {
+  if (Files().Status(path) != platform::PathStatus::kFile) return;
+  const std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
+  if (file != nullptr && file->Lock(LockMode::kExclusive)) Files().Remove(path);
 }
 
 // A record as it is stored, with room for the end mark.
@@ -38,15 +55,21 @@ std::span<const uint8_t> BytesOf(std::span<const char> text) {
 
 }  // namespace
 
+std::string FromRoot(const std::string& path) {
+  const bool has_drive = path.size() > 1 && path[1] == ':';
+  if (has_drive || path.starts_with('\\') || path.starts_with('/')) return path;
+  const std::string directory = Files().WorkingDirectory();
+  return directory.empty() ? path : directory + "\\" + path;
+}
+
 Cause RecordFile::Create(const std::string& path, std::span<const FieldDescriptor> fields) {
   RecordHeader header;
   if (!MakeHeader(fields, &header)) return kFileCreation;
   header.bytes.push_back(kEndMark);
   const std::string beside = NewPath(path);
-  const std::unique_ptr<platform::File> file = Files().Open(beside, OpenMode::kCreate);
+  const std::unique_ptr<platform::File> file = CreateNew(beside);
   if (file == nullptr) return kFileCreation;
-  const bool wrote = WriteWhole(file.get(), 0, header.bytes);
-  if (file->Close() && wrote && Files().MoveOver(beside, path)) {
+  if (WriteWhole(file.get(), 0, header.bytes) && Files().MoveOver(beside, path)) {
     UndoFile(path).Remove();
     return kSuccess;
   }
@@ -55,7 +78,7 @@ Cause RecordFile::Create(const std::string& path, std::span<const FieldDescripto
 }
 
 Cause RecordFile::Open(const std::string& path, std::unique_ptr<RecordFile>* file) {
-  file->reset(new RecordFile(path));
+  file->reset(new RecordFile(FromRoot(path)));
   const Cause cause = (*file)->Load();
   if (cause != kSuccess) file->reset();
   return cause;
@@ -72,7 +95,7 @@ RecordFile::~RecordFile() {
 }
 
 Cause RecordFile::Close() {
-  if (!torn_) undo_.Remove();
+  if (!torn_) undo_.Close();
   torn_ = false;
   if (file_ == nullptr) return kSuccess;
   const bool closed = file_->Close();
@@ -94,9 +117,10 @@ Cause RecordFile::Load() {
     torn_ = true;  // for the next who opens the file
     return kFileWrite;
   }
+  undo_.Close();
   Cause cause = LoadHeader();
   if (cause == kSuccess) cause = FindDeleted();
-  if (cause == kSuccess) RemoveFile(NewPath(path_));  // of a process that ended while it wrote
+  if (cause == kSuccess) RemoveLeftOver(NewPath(path_));
   return cause;
 }
 
@@ -192,8 +216,7 @@ bool RecordFile::Overwrite(uint64_t offset, std::span<const uint8_t> bytes) {
     undo_.Forget();
     return true;
   }
-  torn_ = !WriteWhole(file_.get(), offset, scratch_);
-  if (!torn_) undo_.Forget();
+  torn_ = !undo_.TakeBack(file_.get(), false);
   return false;
 }
 
@@ -233,11 +256,10 @@ bool RecordFile::Rewrite(uint32_t place, std::span<const char> inserted) {
     if (other >= place) other += inserted.empty() ? uint32_t(-1) : 1;
   }
   const std::string beside = NewPath(path_);
-  const std::unique_ptr<platform::File> target = Files().Open(beside, OpenMode::kCreate);
+  const std::unique_ptr<platform::File> target = CreateNew(beside);
   if (target == nullptr) return false;
-  const bool wrote =
+  const bool complete =
       WriteWhole(target.get(), 0, changed.bytes) && WriteAnew(target.get(), place, inserted);
-  const bool complete = target->Close() && wrote;
   if (complete) file_.reset();  // some systems do not replace what is open
   const bool moved = complete && Files().MoveOver(beside, path_);
   // A file that cannot be opened again now is tried with the next operation.

@@ -8,7 +8,7 @@
 //  - A record that is added at the end is written before the header counts it.
 //  - Bytes that are written over, a record or the header's count, are first put into an undo file
 //    beside the database. A write that was cut short is taken back, at once or when the file is
-//    opened again.
+//    opened again and the process that wrote has ended.
 //  - To insert or delete a record elsewhere, the file is written anew beside itself and put in its
 //    own place.
 
@@ -31,6 +31,9 @@
 
 namespace tervalon::db3 {
 
+// A path from the root on: the program may change its working directory while a file is open.
+std::string FromRoot(const std::string& path);
+
 class RecordFile {
  public:
   // Makes an empty file with these fields, in place of what is at `path`: whole or not at all.
@@ -48,7 +51,7 @@ class RecordFile {
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;
 
-  // The path that Open was given.
+  // From the root on.
   const std::string& path() const { return path_; }
 
   const std::vector<FieldDescriptor>& fields() const { return header_.fields; }

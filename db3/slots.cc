@@ -29,11 +29,8 @@ bool IsOpen(int32_t type) { return slots[static_cast<size_t>(type)].database != 
 
 // A path by which files can be told apart: from the root on, without "." and "..".
 std::string PlainPath(std::string path) {
+  path = FromRoot(path);
   std::replace(path.begin(), path.end(), '/', '\\');
-  const bool has_drive = path.size() > 1 && path[1] == ':';
-  if (!has_drive && !path.starts_with('\\')) {
-    path = platform::Files().WorkingDirectory() + "\\" + path;
-  }
   std::string plain;
   for (size_t begin = 0; begin < path.size();) {
     const size_t end = std::min(path.find('\\', begin), path.size());

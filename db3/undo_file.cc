@@ -10,6 +10,11 @@
 namespace tervalon::db3 {
 namespace {
 
+using platform::Files;
+using platform::LockMode;
+using platform::OpenMode;
+using platform::PathStatus;
+
 // The file holds one record: this head, the old bytes, as many new bytes.
 struct Head {
   uint64_t magic;
@@ -56,7 +61,11 @@ bool IsMixture(std::span<const uint8_t> found, const uint8_t* old_bytes, const u
 
 bool UndoFile::Keep(uint64_t offset, std::span<const uint8_t> old_bytes,
                     std::span<const uint8_t> new_bytes) {
-  if (file_ == nullptr) file_ = platform::Files().Open(path_, platform::OpenMode::kCreate);
+  if (file_ == nullptr) {
+    file_ = Files().Open(path_, OpenMode::kReadWrite);
+    if (file_ == nullptr) file_ = Files().Open(path_, OpenMode::kCreate);
+    if (file_ != nullptr && !file_->Lock(LockMode::kShared)) file_.reset();
+  }
   if (file_ == nullptr) return false;
   Head head = {kMagic, 0, offset, old_bytes.size()};
   record_.resize(sizeof(head));
@@ -75,9 +84,14 @@ bool UndoFile::Forget() {
 
 bool UndoFile::TakeBack(platform::File* target, bool finished_stands) {
   if (file_ == nullptr) {
-    if (platform::Files().Status(path_) != platform::PathStatus::kFile) return true;
-    file_ = platform::Files().Open(path_, platform::OpenMode::kReadWrite);
+    if (Files().Status(path_) != PathStatus::kFile) return true;
+    file_ = Files().Open(path_, OpenMode::kReadWrite);
+    if (file_ == nullptr) file_ = Files().Open(path_, OpenMode::kRead);
     if (file_ == nullptr) return false;
+    if (!file_->Lock(LockMode::kExclusive)) {
+      file_.reset();
+      return true;
+    }
   }
   record_.assign(sizeof(Head) + 2 * kLargestCount, 0);
   size_t size = 0;
@@ -93,8 +107,9 @@ bool UndoFile::TakeBack(platform::File* target, bool finished_stands) {
   std::vector<uint8_t> found(count);
   size_t read = 0;
   if (!target->ReadAt(head.offset, found.data(), count, &read)) return false;
+  const bool untouched = std::equal(found.begin(), found.end(), old_bytes);
   const bool finished = finished_stands && std::equal(found.begin(), found.end(), new_bytes);
-  if (read == count && !finished && IsMixture(found, old_bytes, new_bytes) &&
+  if (read == count && !untouched && !finished && IsMixture(found, old_bytes, new_bytes) &&
       !WriteWhole(target, head.offset, {old_bytes, count})) {
     return false;
   }
@@ -102,11 +117,14 @@ bool UndoFile::TakeBack(platform::File* target, bool finished_stands) {
   return true;
 }
 
+void UndoFile::Close() {
+  if (file_ != nullptr && file_->Lock(LockMode::kExclusive)) Files().Remove(path_);
+  file_.reset();
+}
+
 void UndoFile::Remove() {
   file_.reset();
-  if (platform::Files().Status(path_) == platform::PathStatus::kFile) {
-    platform::Files().Remove(path_);
-  }
+  if (Files().Status(path_) == PathStatus::kFile) Files().Remove(path_);
 }
 
 }  // namespace tervalon::db3

@@ -1,5 +1,8 @@
 // What a file held before its bytes were written over, kept beside it ("P1.DBF.undo") while the
 // write lasts, so that a write that is cut short can be taken back.
+//
+// Those who write have it locked, so that one whom the end of a process left can be told from one
+// that is in use.
 
 #ifndef DB3_UNDO_FILE_H_
 #define DB3_UNDO_FILE_H_
@@ -32,11 +35,14 @@ class UndoFile {
 
   // Puts old bytes that are kept back into `target` where these and the new ones stand mixed, as
   // a write leaves them that was cut short. Whatever else stands there is somebody's later work and
-  // stays. `finished_stands`: new bytes that are all there stay too. False when reading or writing
-  // fails.
+  // stays, and so does all while somebody else has the file in use. `finished_stands`: new bytes
+  // that are all there stay too. False when reading or writing fails.
   bool TakeBack(platform::File* target, bool finished_stands);
 
-  // Closes and removes the file.
+  // Closes the file that Keep or TakeBack opened, and removes it unless somebody else uses it.
+  void Close();
+
+  // Removes the file, whoever uses it: what it is of is no more.
   void Remove();
 
  private:

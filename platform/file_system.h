@@ -20,6 +20,11 @@ enum class OpenMode {
   kReadWrite,  // existing
 };
 
+enum class LockMode {
+  kShared,     // beside others who lock alike
+  kExclusive,  // alone
+};
+
 enum class PathStatus { kNothing, kFile, kDirectory };
 
 struct DirectoryEntry {
@@ -42,6 +47,12 @@ class File {
   virtual bool WriteAt(uint64_t offset, const void* buffer, size_t count, size_t* written) = 0;
 
   virtual bool Size(uint64_t* size) = 0;
+
+  // Tells all others who ask, in this process and elsewhere, that the file is in use, until it is
+  // closed or the process ends. A lock that is held already is given up first. Returns false when
+  // another's stands against it or the file was removed and its name is free; true where the file
+  // system knows no locks. Nobody is kept from reading and writing.
+  virtual bool Lock(LockMode mode) = 0;
 
   // Closes the file; false when the system reports a failure. Nothing else may be called after.
   virtual bool Close() = 0;

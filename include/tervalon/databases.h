@@ -8,11 +8,12 @@
 // kept in the global store (GetGlobalFile, section "SystemList") from one run to the next; types
 // with the same key there share the file.
 //
-// Results are causes, DB3_SUCCESS or what went wrong. A call that fails changes nothing, and unless
-// its text says otherwise or DB3SetReportErrors switched it off, it shows the user a message box
-// with the cause. Every change to a record is in the file when the call returns. Whatever fails,
-// and wherever the process ends, the record then has its old or its new content and all others
-// theirs; files beside the database with ".undo" or ".new" behind its name see to that.
+// Results are causes, DB3_SUCCESS or what went wrong. A call that fails changes nothing. DB3Open,
+// DB3Close and the record operations then show the user a message box with the cause, unless
+// DB3SetReportErrors switched it off. Every change to a record is in the file when the call
+// returns. Whatever fails, and wherever the process ends, the record then has its old or its new
+// content and all others theirs; files beside the database with ".undo" or ".new" behind its name
+// see to that.
 //
 // A type outside 0..19 gives DB3_GENERAL_ERROR, NULL or 0 and shows nothing.
 
@@ -78,10 +79,11 @@ enum { DB3_HANDLE_READ = 1, DB3_HANDLE_UPDATE = 2, DB3_HANDLE_INSERT = 3, DB3_HA
 // becomes the type's current one, here and in the global store, unless one of the type is open.
 //  - open: DB3_ALREADY_OPEN also when any type has this very file open; DB3_TOO_MANY_OPEN,
 //    DB3_FILE_MISSING, DB3_FILE_OPEN, DB3_INVALID_FORMAT (not a file of this layout, or its header
-//    and its size do not fit together), DB3_RECORD_STRUCTURE (not the fields of this type).
-//  - create: removes a file that is there, and makes an empty one. It is not left open.
-//    DB3_ALREADY_OPEN when the type or the file is open, DB3_TOO_MANY_OPEN, DB3_FILE_DELETION,
-//    DB3_FILE_CREATION.
+//    and its size do not fit together), DB3_RECORD_STRUCTURE (not the fields of this type),
+//    DB3_FILE_READ; DB3_FILE_WRITE when an update that was cut short cannot be taken back.
+//  - create: removes a file that is there, and makes an empty one; a failure between leaves none.
+//    It is not left open. DB3_ALREADY_OPEN when the type or the file is open, DB3_TOO_MANY_OPEN,
+//    DB3_FILE_DELETION, DB3_FILE_CREATION.
 //  - delete: DB3_FILE_DELETION; DB3_ALREADY_OPEN for a file that is open.
 //  - file exists: DB3_SUCCESS or DB3_FILE_MISSING.
 //  - is open: DB3_ALREADY_OPEN when a file of the type is open, else DB3_NOT_OPEN. Shows nothing.

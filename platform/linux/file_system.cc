@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -145,6 +146,14 @@ class LinuxFile : public File {
     if (fstat(fd_.get(), &status) != 0) return false;
     *size = static_cast<uint64_t>(status.st_size);
     return true;
+  }
+
+  bool Lock(LockMode mode) override {
+    const int operation = (mode == LockMode::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
+    const bool locked = Retry([&] { return flock(fd_.get(), operation); }) == 0;
+    if (!locked && errno != ENOLCK && errno != EOPNOTSUPP && errno != ENOSYS) return false;
+    struct stat status;
+    return fstat(fd_.get(), &status) == 0 && status.st_nlink > 0;
   }
 
   // An interrupted close has closed the descriptor all the same.

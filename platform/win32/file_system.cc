@@ -12,6 +12,8 @@ namespace tervalon::platform {
 namespace {
 
 constexpr uint64_t kMaxOffset = std::numeric_limits<int64_t>::max();
+// What is locked can be neither read nor written: a byte that no file has.
+constexpr uint64_t kLockedByte = uint64_t{1} << 62;
 constexpr size_t kMaxTransfer = 1u << 30;  // of one system call
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -83,6 +85,16 @@ class Win32File : public File {
     if (!GetFileSizeEx(handle_.get(), &bytes)) return false;
     *size = static_cast<uint64_t>(bytes.QuadPart);
     return true;
+  }
+
+  bool Lock(LockMode mode) override {
+    OVERLAPPED position = PositionOf(kLockedByte);
+    UnlockFileEx(handle_.get(), 0, 1, 0, &position);
+    const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY |
+                        (mode == LockMode::kExclusive ? DWORD{LOCKFILE_EXCLUSIVE_LOCK} : 0);
+    if (LockFileEx(handle_.get(), flags, 0, 1, 0, &position)) return true;
+    const DWORD error = GetLastError();
+    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED;
   }
 
   bool Close() override { return CloseHandle(handle_.Release()) != 0; }

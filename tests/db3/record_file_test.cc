@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <random>
@@ -124,6 +125,20 @@ TEST_F(RecordFileTest, OperationsMatchAListAndMarkedRecordsSurvive) {
   }
   EXPECT_EQ(marked, (std::vector{NumberedText(900), NumberedText(901), NumberedText(902),
                                  NumberedText(903)}));
+}
+
+TEST_F(RecordFileTest, StaysItsOwnWhenTheWorkingDirectoryChanges) {
+  Make({1, 2});
+  const std::filesystem::path start = std::filesystem::current_path();
+  std::string native = directory_.Path();
+  std::replace(native.begin(), native.end(), '\\', '/');
+  std::filesystem::current_path(native);
+  EXPECT_EQ(RecordFile::Open("P1.DBF", &file_), kSuccess);
+  std::filesystem::current_path(start);
+  EXPECT_EQ(file_->Insert(1, NumberedText(3)), kSuccess);
+  EXPECT_EQ(file_->Update(3, NumberedText(4)), kSuccess);
+  file_.reset();
+  EXPECT_EQ(RecordsIn(path_), (std::vector{NumberedText(3), NumberedText(1), NumberedText(4)}));
 }
 
 // Headers as other programs write them.

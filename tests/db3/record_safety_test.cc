@@ -165,6 +165,54 @@ TEST_F(RecordSafetyTest, FullDisk) {
   }
 }
 
+TEST_F(RecordSafetyTest, OthersLeaveTheFilesOfAWriterAlone) {
+  testing::WriteFile(path_, base_);
+  const Change& update = changes_[0];
+  {
+    FaultyFileSystem faulty;
+    const platform::ScopedReplacement<platform::FileSystem> replaced(&faulty);
+    std::unique_ptr<RecordFile> writer;
+    ASSERT_EQ(RecordFile::Open(path_, &writer), kSuccess);
+    ASSERT_EQ(update.make(writer.get()), kSuccess);
+    EXPECT_EQ(RecordsIn(path_), update.after);
+    // A write of the writer is cut short, and it cannot take it back.
+    constexpr uint64_t kUndoRecord = 32 + 2 * 24;
+    faulty.SetDiskSpace(kUndoRecord + 5);
+    EXPECT_EQ(writer->Update(3, new_text_), kFileWrite);
+    EXPECT_NE(RecordsIn(path_), update.after);
+  }
+  EXPECT_EQ(RecordsIn(path_), update.after);
+
+  const std::string beside = path_ + ".new";
+  testing::WriteText(beside, "half");
+  {
+    const auto other = platform::Files().Open(beside, platform::OpenMode::kReadWrite);
+    ASSERT_TRUE(other->Lock(platform::LockMode::kExclusive));
+    std::unique_ptr<RecordFile> file;
+    ASSERT_EQ(RecordFile::Open(path_, &file), kSuccess);
+    EXPECT_EQ(file->Delete(1), kFileWrite);
+    EXPECT_EQ(testing::ReadText(beside), "half");
+  }
+  EXPECT_EQ(RecordsIn(path_), update.after);
+  EXPECT_FALSE(testing::Exists(beside));
+}
+
+TEST_F(RecordSafetyTest, AFileThatCannotBeWrittenStaysReadable) {
+  testing::WriteFile(path_, base_);
+  FaultyFileSystem faulty;
+  const platform::ScopedReplacement<platform::FileSystem> replaced(&faulty);
+  std::unique_ptr<RecordFile> file;
+  faulty.On(FileCall::kOpen).FailNth(1);
+  ASSERT_EQ(RecordFile::Open(path_, &file), kSuccess);
+  for (const Change& change : {changes_[0], changes_[1]}) {
+    EXPECT_EQ(change.make(file.get()), kFileWrite);
+    EXPECT_EQ(RecordsOf(file.get()), before_);
+  }
+  file.reset();
+  EXPECT_EQ(testing::ReadFile(path_), base_);
+  EXPECT_FALSE(testing::Exists(path_ + ".undo"));
+}
+
 #if !defined(_WIN32)
 
 // Records of several memory pages, whose writes can be cut between any two.

@@ -153,6 +153,29 @@ TEST_F(FileSystemTest, MovesAFileInPlaceOfAnother) {
   EXPECT_EQ(ReadText(Path("target")), "newer");
 }
 
+TEST_F(FileSystemTest, LocksStandAgainstEachOther) {
+  WriteText(Path("data"), "data");
+  auto first = Files().Open(Path("data"), OpenMode::kReadWrite);
+  const auto second = Files().Open(Path("data"), OpenMode::kReadWrite);
+  EXPECT_TRUE(first->Lock(LockMode::kShared));
+  EXPECT_TRUE(second->Lock(LockMode::kShared));
+  EXPECT_FALSE(first->Lock(LockMode::kExclusive));
+  EXPECT_TRUE(second->Lock(LockMode::kExclusive));  // the first gave its own up
+  EXPECT_FALSE(first->Lock(LockMode::kShared));
+  EXPECT_EQ(ReadBack(first.get(), 0, 10), "data");
+#if !defined(_WIN32)  // where the name is free when the last has closed
+  EXPECT_TRUE(Files().Remove(Path("data")));
+  EXPECT_FALSE(second->Lock(LockMode::kExclusive));
+#endif
+
+  WriteText(Path("other"), "");
+  first = Files().Open(Path("other"), OpenMode::kReadWrite);
+  EXPECT_TRUE(first->Lock(LockMode::kExclusive));
+  first.reset();
+  first = Files().Open(Path("other"), OpenMode::kRead);
+  EXPECT_TRUE(first->Lock(LockMode::kExclusive));
+}
+
 TEST_F(FileSystemTest, KnowsTheWorkingDirectoryAndTouches) {
   const std::string working = Files().WorkingDirectory();
   EXPECT_EQ(Files().Status(working), PathStatus::kDirectory);

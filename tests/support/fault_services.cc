@@ -44,6 +44,8 @@ class FaultyFileSystem::FaultyFile : public File {
     return !owner_->Fails(FileCall::kSize, path_) && real_->Size(size);
   }
 
+  bool Lock(platform::LockMode mode) override { return real_->Lock(mode); }
+
   bool Close() override {
     closed_ = true;
     --owner_->open_files_;

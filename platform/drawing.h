@@ -130,7 +130,7 @@ class Drawing {
   // Writes one line of text with its upper left corner at (x, y).
   virtual bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) = 0;
 
-  // Writes one line of text at the top of a rectangle, cut off at its edges.
+  // Writes one line of text at the top of a rectangle. What does not fit is cut off at its edges.
   virtual bool TextWithin(TvDC dc, const TvRect& rect, TextAlign align, std::string_view text) = 0;
 
   // Draws only inside `rect` from now on (and inside what was set before), until the state from

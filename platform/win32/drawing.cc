@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <vector>
 
 namespace tervalon::platform {
@@ -230,14 +231,18 @@ class Win32Drawing : public Drawing {
   }
 
   bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) override {
-    return IsLive(dc) && Write(dc, {x, y}, 0, nullptr, text);
+    return IsLive(dc) && Write(dc, {x, y}, nullptr, text);
   }
 
   bool TextWithin(TvDC dc, const TvRect& rect, TextAlign align, std::string_view text) override {
     if (!IsLive(dc)) return false;
+    const TvSize size = Extent(dc, text);
+    const TvPoint at = {AlignedLeft(rect, align, size.width), rect.top};
+    // Some letters reach a little beyond their place, which is no reason to cut them.
+    const bool fits = size.width <= int64_t{rect.right} - rect.left &&
+                      size.height <= int64_t{rect.bottom} - rect.top;
     const RECT reachable = Reachable(dc, rect);
-    const int32_t x = AlignedLeft(rect, align, Extent(dc, text).width);
-    return Write(dc, {x, rect.top}, ETO_CLIPPED, &reachable, text);
+    return Write(dc, at, fits ? nullptr : &reachable, text);
   }
 
   bool Clip(TvDC dc, const TvRect& rect) override {
@@ -277,12 +282,30 @@ class Win32Drawing : public Drawing {
     return previous != nullptr && previous != HGDI_ERROR;
   }
 
-  static bool Write(HDC dc, TvPoint at, UINT options, const RECT* within, std::string_view text) {
+  // How far it is from each character to the next, as measured; nothing when it cannot be. Without
+  // these the platform may set a text wider than it says: by the widths of smoothed or hinted
+  // forms.
+  std::vector<INT> Advances(HDC dc, std::string_view text) {
+    std::vector<INT> advances(static_cast<size_t>(TextLength(text)));
+    SIZE size = {};
+    const MeasuringFont font(Measured(dc), FontToMeasure(dc));
+    if (advances.empty() || !GetTextExtentExPointA(Measured(dc), text.data(), TextLength(text), 0,
+                                                   nullptr, advances.data(), &size)) {
+      return {};
+    }
+    std::adjacent_difference(advances.begin(), advances.end(), advances.begin());
+    return advances;
+  }
+
+  // Cut off at the edges of `within`, unless it is null.
+  bool Write(HDC dc, TvPoint at, const RECT* within, std::string_view text) {
     constexpr UINT kFromUpperLeft = TA_LEFT | TA_TOP | TA_NOUPDATECP;
     if (IsOldMetafile(dc) || GetTextAlign(dc) != kFromUpperLeft) SetTextAlign(dc, kFromUpperLeft);
     const POINT reachable = Reachable(dc, at);
-    return ExtTextOutA(dc, reachable.x, reachable.y, options, within, text.data(),
-                       static_cast<UINT>(TextLength(text)), nullptr) != FALSE;
+    const std::vector<INT> advances = Advances(dc, text);
+    return ExtTextOutA(dc, reachable.x, reachable.y, within != nullptr ? ETO_CLIPPED : 0, within,
+                       text.data(), static_cast<UINT>(TextLength(text)),
+                       advances.empty() ? nullptr : advances.data()) != FALSE;
   }
 
   static POINT Within(int32_t farthest, const TvPoint& point) {

@@ -1,4 +1,4 @@
-// Metafiles: what is recorded, and what it is measured on.
+// Texts on real device contexts, and metafiles: what is recorded, and what it is measured on.
 
 #if defined(_WIN32)
 
@@ -34,6 +34,30 @@ void DrawSomething(TvDC dc, TvPen pen, TvFont font) {
   EXPECT_GT(size.width, 20);
   EXPECT_TRUE(drawing.Text(dc, 50 - size.width / 2, 2, "184.1"));
   EXPECT_TRUE(drawing.TextWithin(dc, {120, 10, 190, 40}, TextAlign::kRight, "header"));
+}
+
+// A text takes the room that it is said to take, and is whole where that is all there is.
+TEST(Win32TextTest, IsAsWideAsMeasured) {
+  platform::Drawing& drawing = TheDrawing();
+  const std::string text = "scan 130 (4.31 min) to scan 150 (4.98 min), 100% = 3.20e5";
+  for (int32_t height = 9; height <= 24; ++height) {
+    const TvFont font = drawing.MakeFont({"Arial", -height, 400});
+    testing::Canvas free(900, 60);
+    testing::Canvas tight(900, 60);
+    for (const TvDC dc : {free.dc(), tight.dc()}) {
+      drawing.SelectFont(dc, font);
+      drawing.SetOpaqueBackground(dc, false);
+    }
+    const TvSize size = drawing.Extent(free.dc(), text);
+    const TvRect room = {5, 10, 5 + size.width, 10 + size.height};
+    EXPECT_TRUE(drawing.Text(free.dc(), room.left, room.top, text));
+    EXPECT_TRUE(drawing.TextWithin(tight.dc(), room, TextAlign::kRight, text));
+    free.Look();
+    tight.Look();
+    EXPECT_NEAR(free.Inked()->right, room.right, 2) << height;
+    EXPECT_EQ(tight.InkedCount(), free.InkedCount()) << height;
+    drawing.DeleteFont(font);
+  }
 }
 
 class MetafileTest : public ::testing::Test {

@@ -40,13 +40,14 @@ BITMAPINFOHEADER HeaderOf(const PictureSize& size) {
   header.biPlanes = 1;
   header.biBitCount = 32;
   header.biCompression = BI_RGB;
+  header.biXPelsPerMeter = header.biYPelsPerMeter = MulDiv(size.pixels_per_inch, 10000, 254);
   return header;
 }
 
 // In hundredths of a millimetre, which the system turns back into the screen's pixels.
 RECT FrameOf(HDC screen, const PictureSize& size) {
   const auto length = [](int32_t pixels, int millimetres, int all_pixels) {
-    return static_cast<LONG>(int64_t{pixels} * millimetres * 100 / all_pixels);
+    return LONG{MulDiv(pixels, millimetres * 100, all_pixels)};
   };
   return {0, 0, length(size.width, GetDeviceCaps(screen, HORZSIZE), GetDeviceCaps(screen, HORZRES)),
           length(size.height, GetDeviceCaps(screen, VERTSIZE), GetDeviceCaps(screen, VERTRES))};

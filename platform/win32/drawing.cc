@@ -65,9 +65,9 @@ class Win32Drawing : public Drawing {
   bool Capabilities(TvDC dc, DeviceMetrics* out) override {
     *out = {};
     if (!IsLive(dc)) return false;
-    const HDC measured = Measured(dc);
-    *out = {GetDeviceCaps(measured, LOGPIXELSX), GetDeviceCaps(measured, LOGPIXELSY),
-            GetDeviceCaps(measured, HORZRES), GetDeviceCaps(measured, VERTRES)};
+    const Ruler ruler = RulerOf(dc);
+    *out = {GetDeviceCaps(ruler.dc(), LOGPIXELSX), GetDeviceCaps(ruler.dc(), LOGPIXELSY),
+            GetDeviceCaps(ruler.dc(), HORZRES), GetDeviceCaps(ruler.dc(), VERTRES)};
     BITMAP bitmap = {};
     if (GetObjectType(dc) == OBJ_MEMDC &&
         GetObjectA(GetCurrentObject(dc, OBJ_BITMAP), sizeof(bitmap), &bitmap) != 0) {
@@ -161,8 +161,8 @@ class Win32Drawing : public Drawing {
     *out = {};
     if (!IsLive(dc)) return false;
     TEXTMETRICA metrics = {};
-    const MeasuringFont font(Measured(dc), FontToMeasure(dc));
-    if (!GetTextMetricsA(Measured(dc), &metrics)) return false;
+    const Ruler ruler = RulerOf(dc);
+    if (!GetTextMetricsA(ruler.dc(), &metrics)) return false;
     *out = {metrics.tmHeight, metrics.tmAscent, metrics.tmInternalLeading, metrics.tmAveCharWidth};
     return true;
   }
@@ -170,8 +170,8 @@ class Win32Drawing : public Drawing {
   TvSize Extent(TvDC dc, std::string_view text) override {
     if (!IsLive(dc)) return {};
     SIZE size = {};
-    const MeasuringFont font(Measured(dc), FontToMeasure(dc));
-    if (!GetTextExtentPoint32A(Measured(dc), text.data(), TextLength(text), &size)) return {};
+    const Ruler ruler = RulerOf(dc);
+    if (!GetTextExtentPoint32A(ruler.dc(), text.data(), TextLength(text), &size)) return {};
     return {size.cx, size.cy};
   }
 
@@ -261,21 +261,28 @@ class Win32Drawing : public Drawing {
     TvFont font = nullptr;
   };
 
-  // A font that is selected for a measurement; nullptr where the context has its own already.
-  class MeasuringFont {
+  // Where texts for a device context are measured: there, or for an old metafile on the screen in
+  // the font that the metafile has selected.
+  class Ruler {
    public:
-    MeasuringFont(HDC dc, TvFont font)
-        : dc_(dc), previous_(font != nullptr ? SelectObject(dc, font) : nullptr) {}
-    ~MeasuringFont() {
-      if (previous_ != nullptr) SelectObject(dc_, previous_);
+    Ruler(HDC dc, TvFont font)
+        : screen_(IsOldMetafile(dc) ? CreateCompatibleDC(nullptr) : nullptr),
+          dc_(IsOldMetafile(dc) ? screen_ : dc) {
+      if (screen_ != nullptr && font != nullptr) SelectObject(screen_, font);
     }
-    MeasuringFont(const MeasuringFont&) = delete;
-    MeasuringFont& operator=(const MeasuringFont&) = delete;
+    ~Ruler() {
+      if (screen_ != nullptr) DeleteDC(screen_);
+    }
+    Ruler(const Ruler&) = delete;
+    Ruler& operator=(const Ruler&) = delete;
+
+    HDC dc() const { return dc_; }
 
    private:
-    HDC dc_;
-    HGDIOBJ previous_;
+    const HDC screen_;
+    const HDC dc_;
   };
+  Ruler RulerOf(HDC dc) { return {dc, IsOldMetafile(dc) ? SelectedFont(dc) : nullptr}; }
 
   static bool Select(HDC dc, HGDIOBJ object) {
     const HGDIOBJ previous = SelectObject(dc, object);
@@ -288,8 +295,8 @@ class Win32Drawing : public Drawing {
   std::vector<INT> Advances(HDC dc, std::string_view text) {
     std::vector<INT> advances(static_cast<size_t>(TextLength(text)));
     SIZE size = {};
-    const MeasuringFont font(Measured(dc), FontToMeasure(dc));
-    if (advances.empty() || !GetTextExtentExPointA(Measured(dc), text.data(), TextLength(text), 0,
+    const Ruler ruler = RulerOf(dc);
+    if (advances.empty() || !GetTextExtentExPointA(ruler.dc(), text.data(), TextLength(text), 0,
                                                    nullptr, advances.data(), &size)) {
       return {};
     }
@@ -327,13 +334,6 @@ class Win32Drawing : public Drawing {
     return result;
   }
 
-  HDC Measured(HDC dc) {
-    if (!IsOldMetafile(dc)) return dc;
-    if (screen_ == nullptr) screen_ = CreateCompatibleDC(nullptr);
-    return screen_;
-  }
-  TvFont FontToMeasure(HDC dc) { return IsOldMetafile(dc) ? SelectedFont(dc) : nullptr; }
-
   Selection* CurrentSelection(TvDC dc) {
     const auto found = selections_.find(dc);
     return found != selections_.end() ? &found->second.back() : nullptr;
@@ -346,7 +346,6 @@ class Win32Drawing : public Drawing {
   }
 
   std::map<TvDC, std::vector<Selection>> selections_;  // of old metafiles, while saved
-  HDC screen_ = nullptr;
 };
 
 }  // namespace

@@ -11,11 +11,14 @@
 
 #include "appsvc/application.h"
 #include "tervalon/application.h"
+#include "tervalon/axes.h"
+#include "tervalon/drawing.h"
 #include "tervalon/memory.h"
 #include "tervalon/messages.h"
 #include "tervalon/paths.h"
 #include "tervalon/projects.h"
 #include "tests/support/screen.h"
+#include "tests/support/temp_directory.h"
 
 namespace tervalon {
 namespace {
@@ -149,6 +152,23 @@ Function* Find(HMODULE library, const char* name) {
   return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
+// Asks for more memory than there is, for which the library has an exception of its own.
+void RunOutOfMemory(HMODULE library) {
+  const HDC dc = CreateCompatibleDC(nullptr);
+  const int32_t axes = Find<decltype(AxsCreate)>(library, "AxsCreate")(1, 0, 1, 1);
+  const TvRect area = {0, 0, 100, 100};
+  const TvRect margins = {};
+  EXPECT_EQ(Find<decltype(AxsSize)>(library, "AxsSize")(axes, &area, &margins), 1);
+  const AxsPlotLabel label = {};
+  AxsPlotBlock plot = {};
+  plot.flags = AXS_PLOT_ANNOTATE;
+  plot.labels = &label;
+  plot.label_count = INT32_MAX;
+  EXPECT_EQ(Find<decltype(AxsPlotData)>(library, "AxsPlotData")(dc, axes, &plot), -1);
+  EXPECT_EQ(SaveDC(dc), 1);
+  DeleteDC(dc);
+}
+
 // Some of what callers do, memory and a failure included.
 void Use(HMODULE library) {
   char path[TV_PATH_SIZE] = {};
@@ -191,6 +211,26 @@ TEST(Library, LeavesNothingBehind) {
   EXPECT_LT(after.committed, before.committed + 0x10000);  // the system's own heaps grow by pages
   EXPECT_LT(after.heap, before.heap + kRounds) << "not even a byte each time";
   EXPECT_LE(after.thread_slots, before.thread_slots);
+}
+
+// Another module may have brought the shared form of the compiler's runtime; a copy of the library
+// under its name stands for it.
+TEST(Library, KeepsItsExceptionsBesideAnotherRuntime) {
+  const testing::TempDirectory directory;
+  const std::string shared = directory.Path("libgcc_s_dw2-1.dll");
+  HMODULE library = LoadLibraryA("tervalon.dll");
+  char path[TV_PATH_SIZE] = {};
+  GetModuleFileNameA(library, path, sizeof(path));
+  FreeLibrary(library);
+  ASSERT_TRUE(CopyFileA(path, shared.c_str(), TRUE));
+  HMODULE runtime = LoadLibraryA(shared.c_str());
+  ASSERT_NE(runtime, nullptr);
+  ASSERT_EQ(GetModuleHandleW(L"libgcc_s_dw2-1.dll"), runtime);
+  library = LoadLibraryA("tervalon.dll");
+  RunOutOfMemory(library);
+  EXPECT_TRUE(FreeLibrary(library));
+  EXPECT_TRUE(FreeLibrary(runtime));
+  EXPECT_EQ(GetModuleHandleW(L"libgcc_s_dw2-1.dll"), nullptr) << "held by the library";
 }
 
 }  // namespace

@@ -25,12 +25,19 @@ const DataType& WordType() { return *FindDataType(RAW_DATA_CONTINUUM); }
 // Whether the analog data come from the pen-procedure provider.
 bool FromProvider() { return IsGCMD() != 0; }
 
+// Whoever is called back while samples are read may close them.
+bool IsOpen(int32_t handle, const platform::File* samples) {
+  return OpenMember(handle, kAnalogData, 0) == samples;
+}
+
 // Calls use(file) with the samples opened for reading.
 template <typename Use>
 int32_t WithSamples(int32_t handle, Use use) {
   int32_t error = RawFileOpen(handle, kAnalogData, 0, kReadMember);
   if (error != RAW_OK) return error;
-  error = use(*OpenMember(handle, kAnalogData, 0));
+  platform::File* const samples = OpenMember(handle, kAnalogData, 0);
+  error = use(*samples);
+  if (!IsOpen(handle, samples)) return RAW_MEMBER_NOT_OPEN;
   const int32_t close_error = RawFileClose(handle, kAnalogData, 0);
   return error != RAW_OK ? error : close_error;
 }
@@ -65,7 +72,7 @@ struct Run {
   void Limit(int32_t records) { count = std::min(count, std::max(records - (first - 1), 0)); }
 };
 
-int32_t ReadSamples(platform::File& samples, const AnalogRecord& record, Run run) {
+int32_t ReadSamples(int32_t handle, platform::File& samples, const AnalogRecord& record, Run run) {
   int32_t records = 0;
   const int32_t error = CountRecords(samples, record, &records);
   if (error != RAW_OK) return error;
@@ -85,7 +92,7 @@ int32_t ReadSamples(platform::File& samples, const AnalogRecord& record, Run run
     for (size_t i = 1; i <= count; ++i) {
       ReportProgress(static_cast<int32_t>(done + i), run.count);
     }
-    if (read < bytes) break;  // cut off meanwhile
+    if (read < bytes || !IsOpen(handle, &samples)) break;  // cut off or closed meanwhile
   }
   return RAW_OK;
 }
@@ -240,7 +247,7 @@ extern "C" int32_t TERVALON_CALL RawReadAnalogChrom(int32_t handle, int16_t chan
                      .times = times};
     if (FromProvider()) return ReadProvided(handle, run);
     return WithSamples(handle, [&](platform::File& samples) {
-      return ReadSamples(samples, AnalogRecord(channels), run);
+      return ReadSamples(handle, samples, AnalogRecord(channels), run);
     });
   });
 }

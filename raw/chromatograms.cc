@@ -1,5 +1,7 @@
 // Chromatograms from the index.
 
+#include <memory>
+
 #include "appsvc/application.h"
 #include "appsvc/export_guard.h"
 #include "raw/function_reader.h"
@@ -13,19 +15,47 @@ namespace {
 
 constexpr int32_t kScansBetweenYields = 6;
 
-// Calls step(i, record) for the scans first .. first + count - 1, reporting progress after each.
-template <typename Step>
-int32_t ForEachScan(FunctionReader* reader, int32_t first, int32_t count, Step step) {
-  for (int32_t i = 0; i < count; ++i) {
-    IndexRecord record;
-    int32_t error =
-        reader->ReadIndex(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &record);
-    if (error == RAW_OK) error = step(i, record);
+// A function that is being read. Whoever is called back meanwhile may end it: the reader lives on
+// until the call returns, but its files are gone.
+class Reading {
+ public:
+  Reading(int32_t handle, int16_t function, int16_t process)
+      : handle_(handle),
+        function_(function),
+        process_(process),
+        held_(HoldScanBuffer(handle, function, process)) {}
+
+  // The reader, unless it has been ended. Returns RAW_OK, RAW_SCAN_BUFFER_ABSENT or what is wrong
+  // with the handle.
+  int32_t Find(FunctionReader** reader) const {
+    const int32_t error = GetScanBufferAs(handle_, function_, process_, reader);
     if (error != RAW_OK) return error;
-    ReportProgress(i + 1, count);
+    return *reader == held_.get() ? RAW_OK : RAW_SCAN_BUFFER_ABSENT;
   }
-  return RAW_OK;
-}
+
+  // Calls step(i, record) for the scans first .. first + count - 1, reporting progress after each.
+  template <typename Step>
+  int32_t ForEachScan(int32_t first, int32_t count, Step step) const {
+    for (int32_t i = 0; i < count; ++i) {
+      FunctionReader* reader = nullptr;
+      IndexRecord record;
+      int32_t error = Find(&reader);
+      if (error == RAW_OK) {
+        error = reader->ReadIndex(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &record);
+      }
+      if (error == RAW_OK) error = step(i, record);
+      if (error != RAW_OK) return error;
+      ReportProgress(i + 1, count);
+    }
+    return RAW_OK;
+  }
+
+ private:
+  int32_t handle_;
+  int16_t function_;
+  int16_t process_;
+  std::shared_ptr<ScanBuffer> held_;
+};
 
 bool IsValidTrace(const RawTrace& trace) {
   return trace.window_count >= 0 && (trace.window_count == 0 || trace.windows != nullptr);
@@ -41,12 +71,13 @@ extern "C" int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function, 
                                               int32_t first, int32_t count, float* values,
                                               float* times, int16_t kind) {
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
-    if (first < 1 || count < 0) return RAW_BAD_ARGUMENT;
+    if (count < 0) return RAW_BAD_ARGUMENT;
+    const Reading reading(handle, function, process);
     FunctionReader* reader = nullptr;
-    int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    int32_t error = reading.Find(&reader);
     if (error != RAW_OK) return error;
     ReportProgress(0, 1);
-    error = ForEachScan(reader, first, count, [&](int32_t i, const IndexRecord& record) {
+    error = reading.ForEachScan(first, count, [&](int32_t i, const IndexRecord& record) {
       if (values != nullptr) {
         values[i] = kind == RAW_CHROM_BASE_PEAK
                         ? DecodeBasePeak(reader->type_code(), record.base_peak.data()).intensity
@@ -65,11 +96,12 @@ extern "C" int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t func
                                                     int16_t trace_count, const RawTrace* traces,
                                                     float* const* values, float* const* times) {
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
-    if (first < 1 || count < 0 || trace_count < 0 || (trace_count > 0 && traces == nullptr)) {
+    if (count < 0 || trace_count < 0 || (trace_count > 0 && traces == nullptr)) {
       return RAW_BAD_ARGUMENT;
     }
+    const Reading reading(handle, function, process);
     FunctionReader* reader = nullptr;
-    const int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    const int32_t error = reading.Find(&reader);
     if (error != RAW_OK) return error;
 
     TraceExtractor extractor(reader);
@@ -78,8 +110,12 @@ extern "C" int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t func
       for (int32_t w = 0; w < traces[t].window_count; ++w) traces[t].windows[w].started = 1;
       if (ArrayOf(values, t) != nullptr) extractor.AddTrace(traces[t], ArrayOf(values, t));
     }
-    return ForEachScan(reader, first, count, [&](int32_t i, const IndexRecord& record) {
-      if (i % kScansBetweenYields == kScansBetweenYields - 1) appsvc::YieldToApplication();
+    return reading.ForEachScan(first, count, [&](int32_t i, const IndexRecord& record) {
+      if (i % kScansBetweenYields == kScansBetweenYields - 1) {
+        appsvc::YieldToApplication();
+        const int32_t ended = reading.Find(&reader);
+        if (ended != RAW_OK) return ended;
+      }
       for (int32_t t = 0; t < trace_count; ++t) {
         float* trace_times = ArrayOf(times, t);
         if (trace_times != nullptr) trace_times[i] = record.retention_time;

@@ -63,7 +63,7 @@ struct Member {
 struct RawDirectory {
   std::string path;
   std::array<std::unique_ptr<Member>, kSlotCount> members;
-  std::array<std::array<std::unique_ptr<ScanBuffer>, RAW_MAX_PROCESSES + 1>, RAW_MAX_FUNCTIONS>
+  std::array<std::array<std::shared_ptr<ScanBuffer>, RAW_MAX_PROCESSES + 1>, RAW_MAX_FUNCTIONS>
       scan_buffers;
 };
 
@@ -118,7 +118,7 @@ void InvertBytes(void* buffer, size_t count) {
 }
 
 int32_t FindScanBuffer(int32_t handle, int32_t function, int32_t process,
-                       std::unique_ptr<ScanBuffer>** slot) {
+                       std::shared_ptr<ScanBuffer>** slot) {
   const int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   if (function < 1 || function > RAW_MAX_FUNCTIONS || process < 0 || process > RAW_MAX_PROCESSES) {
@@ -300,7 +300,7 @@ File* OpenMember(int32_t handle, int32_t code, int32_t number) {
 
 int32_t PutScanBuffer(int32_t handle, int32_t function, int32_t process,
                       std::unique_ptr<ScanBuffer> buffer) {
-  std::unique_ptr<ScanBuffer>* slot = nullptr;
+  std::shared_ptr<ScanBuffer>* slot = nullptr;
   const int32_t error = FindScanBuffer(handle, function, process, &slot);
   if (error != RAW_OK) return error;
   if (*slot != nullptr) return RAW_SCAN_BUFFER_EXISTS;
@@ -310,7 +310,7 @@ int32_t PutScanBuffer(int32_t handle, int32_t function, int32_t process,
 }
 
 int32_t GetScanBuffer(int32_t handle, int32_t function, int32_t process, ScanBuffer** buffer) {
-  std::unique_ptr<ScanBuffer>* slot = nullptr;
+  std::shared_ptr<ScanBuffer>* slot = nullptr;
   const int32_t error = FindScanBuffer(handle, function, process, &slot);
   if (error != RAW_OK) return error;
   *buffer = slot->get();
@@ -318,12 +318,17 @@ int32_t GetScanBuffer(int32_t handle, int32_t function, int32_t process, ScanBuf
 }
 
 int32_t FreeScanBuffer(int32_t handle, int32_t function, int32_t process) {
-  std::unique_ptr<ScanBuffer>* slot = nullptr;
+  std::shared_ptr<ScanBuffer>* slot = nullptr;
   const int32_t error = FindScanBuffer(handle, function, process, &slot);
   if (error != RAW_OK) return error;
   if (*slot == nullptr) return RAW_SCAN_BUFFER_ABSENT;
   slot->reset();
   return RAW_OK;
+}
+
+std::shared_ptr<ScanBuffer> HoldScanBuffer(int32_t handle, int32_t function, int32_t process) {
+  std::shared_ptr<ScanBuffer>* slot = nullptr;
+  return FindScanBuffer(handle, function, process, &slot) == RAW_OK ? *slot : nullptr;
 }
 
 void ReportProgress(int32_t index, int32_t count) {

@@ -106,6 +106,9 @@ int32_t GetScanBuffer(int32_t handle, int32_t function, int32_t process, ScanBuf
 
 int32_t FreeScanBuffer(int32_t handle, int32_t function, int32_t process);
 
+// A share in a buffer, which lives on when it is freed meanwhile; nullptr when there is none.
+std::shared_ptr<ScanBuffer> HoldScanBuffer(int32_t handle, int32_t function, int32_t process);
+
 // The buffer as a reader's or writer's; RAW_SCAN_BUFFER_ABSENT when the slot holds the other kind.
 template <typename Kind>
 int32_t GetScanBufferAs(int32_t handle, int32_t function, int32_t process, Kind** buffer) {

@@ -38,9 +38,9 @@ typedef struct RawTrace {
 
 // Reads `count` values from the scan index, starting at scan `first`. Each array is optional and
 // holds `count` elements; times are minutes.
-// Returns RAW_OK; RAW_SCAN_ABSENT at the first scan that the index does not have, with the values
-// before it delivered; RAW_BAD_ARGUMENT for a first scan below 1 or a negative count;
-// RAW_SCAN_BUFFER_ABSENT; a member-file error.
+// Returns RAW_OK; RAW_SCAN_ABSENT at the first scan that the index does not have (none below 1),
+// with the values before it delivered; RAW_BAD_ARGUMENT for a negative count;
+// RAW_SCAN_BUFFER_ABSENT without RawReadFuncInit; a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function, int16_t process,
                                                 int32_t first, int32_t count, float* values,
                                                 float* times, int16_t kind);
@@ -50,7 +50,8 @@ TERVALON_API int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function
 // elements. A point-range window covers the points whose number lies from the integer part of `low`
 // to that of `high`; a mass window the points whose calibrated mass lies from low to high. In
 // selected-ion functions (data types 2 and 11) the mass of a point is that of its channel. Flagged
-// points count. Returns as RawReadChrom.
+// points count. Returns as RawReadChrom, and RAW_BAD_ARGUMENT for traces or windows that are
+// missing.
 TERVALON_API int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t function,
                                                       int16_t process, int32_t first, int32_t count,
                                                       int16_t trace_count, const RawTrace* traces,

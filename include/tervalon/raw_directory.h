@@ -92,7 +92,9 @@ TERVALON_API int32_t TERVALON_CALL RawFileErase(const char* directory);
 // Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
 TERVALON_API int32_t TERVALON_CALL RawHandleGetClusterName(int32_t handle, char* directory);
 
-// Sets the process-wide progress callback of long reads and its user value (both optional).
+// Sets the process-wide progress callback of long reads and its user value (both optional). The
+// callback, like the yield point of application.h, may end or close what is being read: the call
+// then returns RAW_SCAN_BUFFER_ABSENT, RAW_MEMBER_NOT_OPEN or RAW_HANDLE_NOT_OPEN.
 // Returns the callback.
 TERVALON_API RawProgressCallback TERVALON_CALL RawUpdateInit(RawProgressCallback callback,
                                                              void* user);

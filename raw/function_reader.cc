@@ -10,13 +10,13 @@ FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function
     : type_code_(DataTypeCode(record)),
       type_(FindDataType(type_code_)),
       range_(ReaderRange(record)),
+      channels_(static_cast<uint32_t>(std::max(StoredSegments(record), 1))),
       index_file_(index_file),
       data_file_(data_file),
       index_(index_file),
       data_(data_file) {
-  const int32_t channels = std::max(StoredSegments(record), 1);
-  for (int32_t i = 0; i < channels; ++i) {
-    channel_masses_[static_cast<size_t>(i)] = raw::ChannelMass(record, i);
+  for (uint32_t i = 0; i < channels_; ++i) {
+    channel_masses_[i] = raw::ChannelMass(record, static_cast<int32_t>(i));
   }
   if (calibration != nullptr) RawGetFuncCalib(calibration, function, &calibration_);
 }
@@ -28,8 +28,16 @@ int32_t FunctionReader::ReadIndex(uint32_t scan, IndexRecord* record) {
   return index_.Read(scan, record);
 }
 
+uint32_t FunctionReader::StoredPoints(const IndexRecord& scan) {
+  const uint64_t bytes = uint64_t{type_->Units(scan.points())} * type_->unit_bytes;
+  if (scan.offset + bytes > data_size_ && !data_file_->Size(&data_size_)) data_size_ = 0;
+  if (scan.offset + bytes <= data_size_) return scan.points();
+  const uint64_t there = data_size_ - std::min<uint64_t>(scan.offset, data_size_);
+  return static_cast<uint32_t>(there / type_->unit_bytes) * type_->unit_points;
+}
+
 float FunctionReader::ChannelMass(uint32_t channel) const {
-  return channel < channel_masses_.size() ? channel_masses_[channel] : 0;
+  return channel < channels_ ? channel_masses_[channel] : 0;
 }
 
 const MassCalibration& FunctionReader::CalibrationOf(const IndexRecord& scan) {

@@ -33,10 +33,16 @@ class FunctionReader : public ScanBuffer {
 
   uint32_t CompleteScans() const { return CountCompleteScans(*index_file_, *data_file_, *type_); }
 
+  // How many of a scan's points the data have: fewer than it claims when they are cut off.
+  uint32_t StoredPoints(const IndexRecord& scan);
+
   // Selected-ion data: every point is a channel.
   bool has_channels() const {
     return type_code_ == RAW_DATA_SIR || type_code_ == RAW_DATA_ENHANCED_SIR;
   }
+
+  // The channels of the function, at least 1.
+  uint32_t channels() const { return channels_; }
 
   // Mass of a channel (0-based); 0 for one that the function does not have.
   float ChannelMass(uint32_t channel) const;
@@ -61,6 +67,7 @@ class FunctionReader : public ScanBuffer {
   int32_t type_code_;
   const DataType* type_;
   MassRange range_;
+  uint32_t channels_;
   std::array<float, RAW_MAX_SEGMENTS> channel_masses_ = {};
   RawFunctionCalibration calibration_ = {};
   MassCalibration segment_calibration_;  // of segment cached_segment_
@@ -70,6 +77,7 @@ class FunctionReader : public ScanBuffer {
   int32_t spaced_segment_ = -1;  // the segment whose calibration they have had
   platform::File* index_file_;
   platform::File* data_file_;
+  uint64_t data_size_ = 0;  // when last asked for
   IndexReader index_;
   DataReader data_;
 };

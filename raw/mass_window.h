@@ -42,7 +42,8 @@ struct PointRun {
 // Adds the point behind those of `runs`.
 void AppendPoint(uint32_t point, std::vector<PointRun>* runs);
 
-// The points of an evenly spaced scan whose calibrated mass lies from low to high.
+// Those of the first `points` points of an evenly spaced scan whose calibrated mass lies from low
+// to high.
 std::vector<PointRun> FindRuns(const GrowingCalibration& calibration, const MassAxis& axis,
                                uint32_t points, float low, float high);
 

@@ -23,7 +23,7 @@ std::vector<PointRun> PointRange(float low, float high) {
 // The channels whose mass lies from low to high.
 std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float high) {
   std::vector<PointRun> runs;
-  for (uint32_t channel = 0; channel < RAW_MAX_SEGMENTS; ++channel) {
+  for (uint32_t channel = 0; channel < reader.channels(); ++channel) {
     const float mass = reader.ChannelMass(channel);
     if (mass >= low && mass <= high) AppendPoint(channel, &runs);
   }
@@ -100,16 +100,19 @@ void TraceExtractor::PrepareFor(const IndexRecord& scan) {
   const int32_t segment =
       calibration.identity() ? kUncalibrated : static_cast<int32_t>(scan.segment());
   const bool same_segment = segment == prepared_segment_;
-  const bool same_points = scan.points() == prepared_points_;
+  const uint32_t stored_points = reader_->StoredPoints(scan);
+  const bool same_points =
+      scan.points() == prepared_points_ && stored_points == prepared_stored_points_;
   if (!same_segment) growing_ = std::make_unique<GrowingCalibration>(calibration, reader_->range());
   prepared_segment_ = segment;
   prepared_points_ = scan.points();
+  prepared_stored_points_ = stored_points;
   for (Window& window : windows_) {
     if (window.selection == Selection::kMasses && !same_segment) {
       window.stored = growing_->StoredWindow(window.low, window.high);
     }
     if (window.selection == Selection::kSpacedRuns && !(same_segment && same_points)) {
-      window.runs = FindRuns(*growing_, MassAxis(reader_->range(), scan.points()), scan.points(),
+      window.runs = FindRuns(*growing_, MassAxis(reader_->range(), scan.points()), stored_points,
                              window.low, window.high);
     }
   }

@@ -59,6 +59,7 @@ class TraceExtractor {
   std::unique_ptr<GrowingCalibration> growing_;
   int32_t prepared_segment_ = -1;  // -1: not prepared, 16: no calibration
   uint32_t prepared_points_ = UINT32_MAX;
+  uint32_t prepared_stored_points_ = 0;
 };
 
 }  // namespace tervalon::raw

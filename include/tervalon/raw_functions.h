@@ -66,11 +66,12 @@ enum {
 //   10  float    first retention time, minutes 14  float  last retention time, minutes; 0 unknown
 //   18  uint32   number of scans; replaced on reading by the count of complete scans
 //   22  uint16   high byte: number of segments or channels, 0 = one full-range segment
+//   24  uint16   of function type RAW_TYPE_MALDI_TOF: 0 = calibrated in root mass
 //   28  float    low mass                      32  float  high mass (single-segment functions)
 //   32 + 4i      float   duration of segment i, i = 0..31 (segmented functions)
 //   70, 74       floats  high and low mass of function type RAW_TYPE_MALDI_TOF
 //  160 + 4i      float   start mass of segment i, or mass of channel i
-//  288 + 4i      float   end mass of segment i
+//  288 + 4i      float   end mass of segment i, or daughter mass of channel i of RAW_TYPE_MRM
 typedef struct RawFunctionRecord {
   uint8_t bytes[RAW_FUNCTION_RECORD_SIZE];
 } RawFunctionRecord;
@@ -107,7 +108,7 @@ TERVALON_API int32_t TERVALON_CALL RawReadFuncInit(int32_t handle, int16_t funct
                                                    const RawCalibration* calibration);
 
 // Ends what RawReadFuncInit began.
-// Returns RAW_OK or a member-file error.
+// Returns RAW_OK, RAW_SCAN_BUFFER_ABSENT without RawReadFuncInit, or a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawReadFuncEnd(int32_t handle, int16_t function,
                                                   int16_t process);
 

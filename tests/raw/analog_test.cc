@@ -138,6 +138,13 @@ TEST_F(AnalogTest, ReportsProgressOfEveryRecord) {
   RawUpdateInit(&Reports::Add, &reports);
   EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 1, 1, 4, nullptr, nullptr), RAW_OK);
   EXPECT_THAT(reports.percents, ElementsAre(50, 75, 100, 100));
+
+  WriteRecords(Times(3), 20000);  // one a block
+  RawUpdateInit(
+      [](int32_t, void* handle)
+          TERVALON_CALL -> int32_t { return RawReadClose(*static_cast<int32_t*>(handle)); },
+      &handle_);
+  ReadChannel(0, 20000, 1, 3, RAW_MEMBER_NOT_OPEN);
 }
 
 TEST_F(AnalogTest, FindsTheNearestRecord) {

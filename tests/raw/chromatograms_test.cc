@@ -259,7 +259,8 @@ TEST_F(ChromatogramsTest, RangesThatFallOrAreNone) {
 
 TEST_F(ChromatogramsTest, ChannelsNeedNotFollowEachOther) {
   Scan scan;
-  scan.intensities = {1, 2, 4, 8, 16, 32};  // at 150.5, 90.25, 300, 210.75, 90.5 and 410
+  // At 150.5, 90.25, 300, 210.75, 90.5, 410, and behind the channels.
+  scan.intensities = {1, 2, 4, 8, 16, 32, 64};
   for (const int16_t type : {RAW_DATA_SIR, RAW_DATA_ENHANCED_SIR}) {
     MakeRun({testing::RecordFor(type)}, {{scan}});
     OpenFunction();
@@ -267,10 +268,10 @@ TEST_F(ChromatogramsTest, ChannelsNeedNotFollowEachOther) {
     traces.Add(RAW_TRACE_MASSES, {MakeWindow(80, 160)});
     traces.Add(RAW_TRACE_MASSES, {MakeWindow(90.25f, 90.5f)});
     traces.Add(RAW_TRACE_MASSES, {MakeWindow(91, 150)});
-    traces.Add(RAW_TRACE_MASSES, {MakeWindow(1, 1000), MakeWindow(200, 420, true)});
+    traces.Add(RAW_TRACE_MASSES, {MakeWindow(0, 1000), MakeWindow(200, 420, true)});
     traces.Add(RAW_TRACE_POINTS, {MakeWindow(2, 3), MakeWindow(5, 99)});
     ASSERT_EQ(traces.Extract(handle_, 1, 1), RAW_OK);
-    const std::vector<std::vector<float>> expected = {{19}, {18}, {0}, {63 - 44}, {6 + 48}};
+    const std::vector<std::vector<float>> expected = {{19}, {18}, {0}, {63 - 44}, {6 + 112}};
     EXPECT_EQ(traces.values, expected);
     EXPECT_EQ(traces.windows()[3][1].started, 1);
   }
@@ -293,7 +294,8 @@ TEST_F(ChromatogramsTest, StopsAtTheFirstScanThatIsNotThere) {
   EXPECT_EQ(RawReadChrom(handle_, 1, 0, INT32_MAX, INT32_MAX, nullptr, nullptr, 1),
             RAW_SCAN_ABSENT);
   EXPECT_EQ(RawReadChrom(handle_, 1, 0, 1, 0, nullptr, nullptr, 1), RAW_OK);
-  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 0, 1, nullptr, nullptr, 1), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 0, 1, nullptr, nullptr, 1), RAW_SCAN_ABSENT);
+  EXPECT_EQ(traces.Extract(handle_, -1, 3), RAW_SCAN_ABSENT);
   EXPECT_EQ(RawReadChrom(handle_, 1, 0, 1, -1, nullptr, nullptr, 1), RAW_BAD_ARGUMENT);
   EXPECT_EQ(RawReadChrom(handle_, 2, 0, 1, 1, nullptr, nullptr, 1), RAW_SCAN_BUFFER_ABSENT);
 
@@ -336,6 +338,30 @@ TEST_F(ChromatogramsTest, ProgressAndYields) {
     EXPECT_EQ(reports.back(), 100);
   }
   AppSetYield(nullptr, nullptr);
+}
+
+TEST_F(ChromatogramsTest, CallbacksMayEndWhatIsRead) {
+  MakeRun({ScanningRecord(3)}, {RandomScans(3)});
+  OpenFunction();
+  Traces traces;
+  traces.Add(RAW_TRACE_MASSES, {MakeWindow(0, 1e6f)});
+  // Ended and begun again it is another reader.
+  std::pair<int32_t, RawFunctionRecord> run = {handle_, record_};
+  AppSetYield(
+      [](void* user) TERVALON_CALL {
+        const auto& [handle, record] = *static_cast<decltype(run)*>(user);
+        RawReadFuncEnd(handle, 1, 0);
+        RawReadFuncInit(handle, 1, 0, &record, nullptr);
+      },
+      &run);
+  EXPECT_EQ(traces.Extract(handle_, 1, kScans), RAW_SCAN_BUFFER_ABSENT);
+  EXPECT_EQ(traces.values[0][5], -1);
+  AppSetYield(nullptr, nullptr);
+  RawUpdateInit(
+      [](int32_t, void* handle)
+          TERVALON_CALL -> int32_t { return RawReadClose(*static_cast<int32_t*>(handle)); },
+      &handle_);
+  EXPECT_EQ(RawReadChrom(handle_, 1, 0, 1, kScans, nullptr, nullptr, 1), RAW_HANDLE_NOT_OPEN);
 }
 
 // --- what is read for an answer

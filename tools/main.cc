@@ -5,6 +5,7 @@
 #include <CLI/Formatter.hpp>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -52,7 +53,12 @@ int RunProgram(int argc, char** argv) {
   program.set_version_flag("--version", "tervalon " TERVALON_VERSION);
   program.set_help_flag("-h,--help", "Print this help; 'tervalon COMMAND --help' tells more");
   program.require_subcommand(1);
-  program.get_formatter()->column_width(34);
+  const std::shared_ptr<CLI::FormatterBase> help = program.get_formatter();
+  help->column_width(34);
+  help->label("Positionals", "Arguments");
+  help->label("REQUIRED", "(required)");
+  help->label("Needs", "only with");
+  help->label("Excludes", "not with");
   program.footer(
       "First steps:\n"
       "  tervalon simulate DEMO.RAW                write an acquisition to look at\n"

@@ -246,16 +246,18 @@ int32_t SetString(IniStore* store, const char* section, const char* key, char* v
   if (std::strlen(value) > room) value[room] = '\0';
   const std::string_view kept = SafeValue(value);
 
-  int16_t old_length = 0;
   if (!SelectSection(store, section, create)) return 0;
-  char* line = FindLine(store, key, &old_length, create);
-  if (line == nullptr) return 0;
   const size_t length = prefix + kept.size() + kLineEnd.size();
-  const int32_t delta = static_cast<int32_t>(length) - old_length;
-  if (delta >= FreeBytes(*store)) {
-    if (!GrowOrReport(store, delta, "SetString")) return 0;
-    line = FindLine(store, key, &old_length, create);
+  char* line = nullptr;
+  int16_t old_length = 0;
+  int32_t delta = 0;
+  for (bool grown = false;; grown = true) {
+    // A line that was added is found again, but for a damaged text.
+    line = FindLine(store, key, &old_length, grown ? 0 : create);
     if (line == nullptr) return 0;
+    delta = static_cast<int32_t>(length) - old_length;
+    if (delta < FreeBytes(*store)) break;
+    if (grown || !GrowOrReport(store, delta, "SetString")) return 0;
   }
   if (delta != 0) {
     char* const old_end = line + old_length;

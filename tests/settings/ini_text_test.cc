@@ -343,8 +343,9 @@ TEST_F(IniTextTest, DamagedRecordsAndTextsStayWithinTheBlock) {
     store_.section_length = number();
     store_.free_bytes = number();
     CopyBounded(store_.section_name, "A", static_cast<int32_t>(random() % 2));
-    const std::string key = random() % 2 != 0 ? "k" : "";
-    Set("A", key, std::string(random() % 20, 'v'), random() % 2 != 0);
+    const bool is_long = random() % 4 == 0;
+    const std::string key(random() % (is_long ? 400 : 2), 'k');
+    Set("A", key, std::string(random() % (is_long ? 500 : 20), 'v'), random() % 2 != 0);
     Get("A", key);
     List("A", static_cast<int16_t>(random() % 20));
     List(nullptr, static_cast<int16_t>(random() % 20));

@@ -1,5 +1,5 @@
 // A long chromatogram drawn as a picture, beside a plain loop that keeps the lowest and highest
-// point of each pixel column and the drawing of those.
+// point of each pixel column and the drawing of those by the same library.
 
 #include <benchmark/benchmark.h>
 

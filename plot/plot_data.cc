@@ -52,10 +52,11 @@ void DrawRow(TvDC dc, const RowView& row, const Trace& trace, int32_t mode, TvCo
     drawing.Lines(dc, sticks.data(), sticks.size());
     return;
   }
-  for (const Outline& outline : OutlinesOf(trace, row)) {
-    if (mode == AXS_PLOT_FILLED) Fill(dc, outline, row.base_y, Tint(colour));
-    drawing.Polyline(dc, outline.data(), outline.size());
+  const std::vector<Outline> outlines = OutlinesOf(trace, row);
+  if (mode == AXS_PLOT_FILLED) {  // no area hides a line
+    for (const Outline& outline : outlines) Fill(dc, outline, row.base_y, Tint(colour));
   }
+  for (const Outline& outline : outlines) drawing.Polyline(dc, outline.data(), outline.size());
 }
 
 void DrawTrace(TvDC dc, const Axes& axes, const AxsPlotBlock& plot) {

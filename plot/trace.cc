@@ -155,8 +155,8 @@ class OutlineTracer {
   enum class Side { kBefore, kInside, kBehind };
 
   Side SideOf(float x) const {
-    if (x < row_.range.from) return Side::kBefore;
-    return x > row_.range.to ? Side::kBehind : Side::kInside;
+    if (x < row_.lowest_x) return Side::kBefore;
+    return x > row_.highest_x ? Side::kBehind : Side::kInside;
   }
 
   // The points from `i` on that stay in the current column, as fast as they can be read. Returns
@@ -198,7 +198,7 @@ class OutlineTracer {
 
   // Where the line from the last point to (x, y) passes an end of the row.
   void AddEdge(Side side, float x, float y) {
-    const float edge = side == Side::kBefore ? row_.range.from : row_.range.to;
+    const float edge = side == Side::kBefore ? row_.lowest_x : row_.highest_x;
     const double share = (double{edge} - last_x_) / (double{x} - last_x_);
     const double crossing = last_y_ + share * (double{y} - last_y_);
     AddInside(edge, std::isnan(crossing) ? y : static_cast<float>(crossing));
@@ -243,8 +243,9 @@ class OutlineTracer {
 
 void AddStick(const Column& column, const RowView& row,
               std::vector<platform::LineSegment>* sticks) {
-  const int32_t top = std::min(row.system.YPosition(column.highest), row.base_y);
-  const int32_t bottom = std::max(row.system.YPosition(column.lowest), row.base_y);
+  // The Y range may run downward.
+  const auto [top, bottom] = std::minmax({row.system.YPosition(column.highest),
+                                          row.system.YPosition(column.lowest), row.base_y});
   if (top == bottom) return;
   const Limits limits(row.data);
   // Lines are drawn without their last pixel.
@@ -255,7 +256,12 @@ void AddStick(const Column& column, const RowView& row,
 }  // namespace
 
 RowView::RowView(const Axes& all, int32_t row)
-    : axes(all.system), is_first(row == 0), range(all.RowRange(row)), system(*all.Row(row)) {
+    : axes(all.system),
+      is_first(row == 0),
+      range(all.RowRange(row)),
+      lowest_x(std::min(range.from, range.to)),
+      highest_x(std::max(range.from, range.to)),
+      system(*all.Row(row)) {
   data.left = system.XPosition(range.from);
   data.right = std::max(data.left, Saturate(int64_t{system.XPosition(range.to)} - 1));
   data.top = system.YPosition(axes.y.high);
@@ -281,8 +287,9 @@ std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& r
   for (size_t i = 0; i < trace.count; ++i) {
     const float x = trace.x[i];
     const float y = magnify(x, trace.y[i]);
-    const bool belongs = row.is_first ? x >= row.range.from : x > row.range.from;
-    if (!belongs || !(x <= row.range.to) || std::isnan(y)) continue;
+    const bool is_inside = x >= row.lowest_x && x <= row.highest_x;
+    const bool belongs = row.is_first || x != row.range.from;
+    if (!is_inside || !belongs || std::isnan(y)) continue;
     const bool same = open && (finder.InCurrent(x) || finder.Find(x) == column.x);
     if (same) {
       column.Add(y);

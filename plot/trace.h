@@ -26,7 +26,9 @@ struct RowView {
 
   const AxsSystem& axes;
   bool is_first;
-  AxsRowRange range;
+  AxsRowRange range;  // may run downward
+  float lowest_x;
+  float highest_x;
   CoordinateSystem system;
   TvRect data;     // the pixels of the row, edges included
   int32_t base_y;  // of the Y crossing, or of the nearest end of the Y range

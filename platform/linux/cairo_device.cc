@@ -32,6 +32,10 @@ constexpr size_t kBoxesAtOnce = 64;
 // Beyond this Cairo's own coordinates overflow.
 constexpr int32_t kFarthest = 1 << 20;
 
+// How far beside what can be seen broken lines are drawn, besides the pen's width: enough for their
+// ends and joins.
+constexpr double kBesideClip = 16;
+
 constexpr double kPixelCentre = 0.5;
 
 double Coordinate(int32_t value) { return std::clamp(value, -kFarthest, kFarthest); }
@@ -49,19 +53,107 @@ constexpr std::array<DashPattern, 5> kDashes = {{
     {6, {9, 4, 2, 4, 2, 4}},  // dash dot dot
 }};
 
-// A unit vector; null between equal points.
-struct Direction {
+// A place between pixels, or the way from one to another.
+struct Vector {
   double x = 0;
   double y = 0;
+  double Length() const { return std::hypot(x, y); }
+  friend Vector operator+(Vector a, Vector b) { return {a.x + b.x, a.y + b.y}; }
+  friend Vector operator-(Vector a, Vector b) { return {a.x - b.x, a.y - b.y}; }
+  friend Vector operator*(double factor, Vector a) { return {factor * a.x, factor * a.y}; }
 };
-Direction Towards(const TvPoint& from, const TvPoint& to) {
-  const double x = Coordinate(to.x) - Coordinate(from.x);
-  const double y = Coordinate(to.y) - Coordinate(from.y);
-  const double length = std::hypot(x, y);
-  return length > 0 ? Direction{x / length, y / length} : Direction{};
-}
+
+Vector Place(const TvPoint& pixel, double centre) { return {pixel.x + centre, pixel.y + centre}; }
+
+struct Window {
+  double left, top, right, bottom;
+};
 
 bool IsSame(const TvPoint& a, const TvPoint& b) { return a.x == b.x && a.y == b.y; }
+
+// Puts lines into Cairo's path as far as they lie in a window. Their dashes lie where they would if
+// nothing had been left out.
+class PathInWindow {
+ public:
+  PathInWindow(cairo_t* cairo, int32_t pen_style, double pen_width, double dash_unit)
+      : cairo_(cairo), dashes_(kDashes.at(static_cast<size_t>(pen_style))) {
+    for (double& length : dashes_.lengths) period_ += length *= dash_unit;
+    SetDashes(0);
+    if (dashes_.count == 0) return;
+    // Cairo makes every dash of a line, seen or not.
+    cairo_clip_extents(cairo_, &window_.left, &window_.top, &window_.right, &window_.bottom);
+    const double beside = kBesideClip + pen_width;
+    window_ = {window_.left - beside, window_.top - beside, window_.right + beside,
+               window_.bottom + beside};
+  }
+
+  void MoveTo(Vector place) {
+    at_ = place;
+    walked_ = 0;
+    is_drawn_ = false;
+  }
+
+  void LineTo(Vector place) {
+    const Vector way = place - at_;
+    const double length = way.Length();
+    const auto [first, last] = SharesInside(way);
+    if (first <= last) {
+      if (first > 0 || !is_drawn_) Begin(at_ + first * way, walked_ + first * length);
+      const Vector end = last < 1 ? at_ + last * way : place;
+      cairo_line_to(cairo_, end.x, end.y);
+    }
+    is_drawn_ = first <= last && last == 1;
+    walked_ += length;
+    at_ = place;
+  }
+
+  void Stroke() { cairo_stroke(cairo_); }
+
+ private:
+  // What of the way from at_ lies in the window, as the first and last share of it.
+  std::pair<double, double> SharesInside(Vector way) const {
+    double first = 0;
+    double last = 1;
+    const auto cut = [&](double start, double length, double low, double high) {
+      if (length == 0) {
+        if (start < low || start > high) last = -1;
+        return;
+      }
+      const double to_low = (low - start) / length;
+      const double to_high = (high - start) / length;
+      first = std::max(first, std::min(to_low, to_high));
+      last = std::min(last, std::max(to_low, to_high));
+    };
+    cut(at_.x, way.x, window_.left, window_.right);
+    cut(at_.y, way.y, window_.top, window_.bottom);
+    return {first, last};
+  }
+
+  // All that is stroked at once has its dashes from the same place of the pattern.
+  void Begin(Vector place, double walked) {
+    const double offset = period_ > 0 ? std::fmod(walked, period_) : 0;
+    if (offset != offset_) {
+      Stroke();
+      SetDashes(offset);
+    }
+    cairo_move_to(cairo_, place.x, place.y);
+  }
+
+  void SetDashes(double offset) {
+    offset_ = offset;
+    cairo_set_dash(cairo_, dashes_.lengths.data(), dashes_.count, offset);
+  }
+
+  cairo_t* cairo_;
+  Window window_ = {-kFarthest, -kFarthest, kFarthest, kFarthest};
+  DashPattern dashes_;
+  double period_ = 0;
+  double offset_ = 0;
+
+  Vector at_;
+  double walked_ = 0;      // from the start of the line to at_
+  bool is_drawn_ = false;  // at_ is the end of what is in the path
+};
 
 // Draws a long trace on an image. Where it goes up and down in a column of pixels, the column is
 // filled from its lowest to its highest point: that is what the lines cover. So is most of the line
@@ -335,60 +427,55 @@ double CairoDevice::PenCentre() const {
   return std::max(state_.pen.width, 1) % 2 == 0 ? 0 : kPixelCentre;
 }
 
-void CairoDevice::SetDashes() {
-  DashPattern pattern = kDashes.at(static_cast<size_t>(state_.pen.style));
-  const double unit =
-      std::max({1.0, std::round(capabilities_.pixels_per_inch_x / kScreenPixelsPerInch),
-                PenWidth() * (2.0 / 3)});
-  for (double& length : pattern.lengths) length *= unit;
-  cairo_set_dash(cairo_, pattern.lengths.data(), pattern.count, 0);
+// Of a unit of the dash patterns, in pixels.
+double CairoDevice::DashUnit() const {
+  return std::max({1.0, std::round(capabilities_.pixels_per_inch_x / kScreenPixelsPerInch),
+                   PenWidth() * (2.0 / 3)});
 }
 
 // A line is what the pen covers as it moves from the first pixel to the last but one: it reaches
 // half the pen's width beyond both.
 void CairoDevice::Lines(const LineSegment* lines, size_t count) {
   if (state_.pen.style == kPenNull) return;
-  const double reach = PenWidth() / 2;
-  const double centre = PenCentre();
-  for (const auto& [from, to] : std::span(lines, count)) {
-    if (IsSame(from, to)) continue;
-    const Direction direction = Towards(from, to);
-    cairo_move_to(cairo_, Coordinate(from.x) + centre - direction.x * reach,
-                  Coordinate(from.y) + centre - direction.y * reach);
-    cairo_line_to(cairo_, Coordinate(to.x) + centre + direction.x * (reach - 1),
-                  Coordinate(to.y) + centre + direction.y * (reach - 1));
-  }
   SetColour(state_.pen.colour);
-  SetDashes();
   cairo_set_line_width(cairo_, PenWidth());
   cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_BUTT);
-  cairo_stroke(cairo_);
+  const double reach = PenWidth() / 2;
+  PathInWindow path(cairo_, state_.pen.style, PenWidth(), DashUnit());
+  for (const auto& [from, to] : std::span(lines, count)) {
+    if (IsSame(from, to)) continue;
+    const Vector start = Place(from, PenCentre());
+    const Vector end = Place(to, PenCentre());
+    const Vector direction = (1 / (end - start).Length()) * (end - start);
+    path.MoveTo(start - reach * direction);
+    path.LineTo(end + (reach - 1) * direction);
+  }
+  path.Stroke();
 }
 
 void CairoDevice::Polyline(const TvPoint* points, size_t count) {
   if (state_.pen.style == kPenNull || count == 0) return;
   const bool solid = state_.pen.style == kPenSolid;
   SetColour(state_.pen.colour);
-  SetDashes();
   cairo_set_line_width(cairo_, PenWidth());
   cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
+  PathInWindow path(cairo_, state_.pen.style, PenWidth(), DashUnit());
   if (file_ == nullptr && solid && count > kSegmentsAtOnce) {
     cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_ROUND);
     TraceOnImage(cairo_, PenWidth(), PenCentre()).Draw({points, count});
     return;
   }
   cairo_set_line_cap(cairo_, solid ? CAIRO_LINE_CAP_SQUARE : CAIRO_LINE_CAP_BUTT);
-  const double centre = PenCentre();
   const TvPoint* last = points;
-  cairo_move_to(cairo_, Coordinate(last->x) + centre, Coordinate(last->y) + centre);
+  path.MoveTo(Place(*last, PenCentre()));
   for (const TvPoint& point : std::span(points, count).subspan(1)) {
     if (IsSame(point, *last)) continue;
-    cairo_line_to(cairo_, Coordinate(point.x) + centre, Coordinate(point.y) + centre);
+    path.LineTo(Place(point, PenCentre()));
     last = &point;
   }
-  cairo_stroke(cairo_);
+  path.Stroke();
   if (last == points) {  // a point has no direction in which Cairo could draw a cap
-    const double corner = centre - PenWidth() / 2;
+    const double corner = PenCentre() - PenWidth() / 2;
     cairo_rectangle(cairo_, Coordinate(last->x) + corner, Coordinate(last->y) + corner, PenWidth(),
                     PenWidth());
     cairo_fill(cairo_);

@@ -95,7 +95,7 @@ class CairoDevice {
   void SetColour(TvColour colour);
   double PenWidth() const;
   double PenCentre() const;
-  void SetDashes();
+  double DashUnit() const;
 
   DeviceMetrics capabilities_;
   std::unique_ptr<PictureFile> file_;  // outlives the surface, which writes to it

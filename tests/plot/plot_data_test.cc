@@ -79,6 +79,8 @@ TEST_F(PlotData, JoinsPointsAndCutsLinesAtTheEdges) {
   EXPECT_THAT(Polylines({1, 3}, {0, 2.0F * (4087 + 109)}), ElementsAre("60,109 70,-4087 80,-4087"));
   EXPECT_THAT(Polylines({1, kInfinity}, {0, 50}), ElementsAre("60,109 149,109"));
   EXPECT_THAT(Polylines({1, 1}, {-kInfinity, kInfinity}), ElementsAre("60,4205 60,-4087"));
+  AxsSetRanges(axes_, 10, 0, 0, 100);  // downward
+  EXPECT_THAT(Polylines({-1, 1, 9, 11}, {0, 100, 100, 0}), ElementsAre("149,59 140,9 60,9 50,59"));
 }
 
 TEST_F(PlotData, DrawsEachRowAtItsDepth) {
@@ -111,6 +113,11 @@ TEST_F(PlotData, DrawsSticksFromTheCrossing) {
   y_ = {-50, 1e30F};
   EXPECT_EQ(Plot(AXS_PLOT_STICKS), 0);
   EXPECT_THAT(recorded_.LineTexts(), ElementsAre("60,59 60,85", "70,-4087 70,60"));
+  AxsSetRanges(axes_, 0, 10, 100, 0);  // downward
+  x_ = {1};
+  y_ = {25};
+  EXPECT_EQ(Plot(AXS_PLOT_STICKS), 0);
+  EXPECT_THAT(recorded_.LineTexts(), ElementsAre("60,34 60,110"));
   // A stick where two rows meet belongs to the first.
   axes_ = MakeAxes(2, kArea, kMargins);
   x_ = {5};

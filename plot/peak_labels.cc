@@ -1,8 +1,8 @@
 #include "plot/peak_labels.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <span>
 #include <string>
 
 #include "platform/drawing.h"
@@ -42,11 +42,45 @@ bool FindPeak(int32_t handle, const Axes& axes, const AxsPlotLabel& label, Place
   return true;
 }
 
+// What labels must not touch, in strips from left to right: where there are many, only those nearby
+// are looked at.
+class TakenRects {
+ public:
+  explicit TakenRects(const TvRect& area)
+      : left_(area.left),
+        strip_width_(std::max<int64_t>((int64_t{area.right} - area.left) / kStrips + 1, 1)) {}
+
+  void Add(const TvRect& rect) {
+    for (size_t strip = StripAt(rect.left); strip <= StripAt(rect.right); ++strip) {
+      strips_[strip].push_back(rect);
+    }
+  }
+
+  bool AnyTouches(const TvRect& rect) const {
+    const auto touches = [&rect](const TvRect& other) { return Touch(rect, other); };
+    for (size_t strip = StripAt(rect.left); strip <= StripAt(rect.right); ++strip) {
+      if (std::ranges::any_of(strips_[strip], touches)) return true;
+    }
+    return false;
+  }
+
+ private:
+  static constexpr int64_t kStrips = 256;
+
+  size_t StripAt(int32_t x) const {
+    return static_cast<size_t>(std::clamp<int64_t>((x - left_) / strip_width_, 0, kStrips - 1));
+  }
+
+  int64_t left_;
+  int64_t strip_width_;
+  std::array<std::vector<TvRect>, kStrips> strips_;
+};
+
 // Finds room for labels in one row.
 class LabelPlacer {
  public:
   LabelPlacer(TvDC dc, const TvRect& area, const TvRect& data, const TraceTops& tops,
-              std::vector<TvRect>* taken)
+              TakenRects* taken)
       : dc_(dc), area_(area), data_(data), tops_(tops), taken_(*taken) {}
 
   // Writes a label over its peak, else beside that to either side; for a high peak also beside its
@@ -106,15 +140,11 @@ class LabelPlacer {
   }
 
   bool IsFree(const TvRect& rect) const {
-    if (rect.left == rect.right) return false;
-    const auto touches = [&rect](const TvRect& other) { return Touch(rect, other); };
-    const std::span<const TvRect> headers = LabelExclusions();
-    return std::none_of(taken_.begin(), taken_.end(), touches) &&
-           std::none_of(headers.begin(), headers.end(), touches);
+    return rect.left != rect.right && !taken_.AnyTouches(rect);
   }
 
   TvRect Write(const TvRect& rect, const std::string& text) {
-    taken_.push_back(rect);
+    taken_.Add(rect);
     platform::TheDrawing().Text(dc_, rect.left, rect.top, text);
     return rect;
   }
@@ -123,7 +153,7 @@ class LabelPlacer {
   TvRect area_;
   TvRect data_;
   const TraceTops& tops_;
-  std::vector<TvRect>& taken_;
+  TakenRects& taken_;
 };
 
 // The row with its margins, inside the axes object, but without the Y axis.
@@ -137,7 +167,7 @@ bool LabelArea(int32_t handle, const Axes& axes, int32_t row, TvRect* area) {
 }  // namespace
 
 void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot,
-                    std::vector<TvRect> taken) {
+                    const std::vector<TvRect>& brackets) {
   std::vector<PlacedLabel> places;
   for (int32_t i = 0; i < plot.label_count; ++i) {
     PlacedLabel place;
@@ -147,6 +177,9 @@ void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBloc
   }
   std::stable_sort(places.begin(), places.end(),
                    [](const PlacedLabel& a, const PlacedLabel& b) { return a.height > b.height; });
+  TakenRects taken(axes.system.area);
+  for (const TvRect& rect : brackets) taken.Add(rect);
+  for (const TvRect& rect : LabelExclusions()) taken.Add(rect);
   const Trace trace = {plot.x, plot.y, static_cast<size_t>(plot.count)};
   for (int32_t row = 0; row < axes.system.row_count; ++row) {
     TvRect area = {};

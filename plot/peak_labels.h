@@ -12,9 +12,9 @@
 namespace tervalon::plot {
 
 // Writes the labels of a plot block with the font and colours that are selected, and stores where
-// to label_rects. `taken` holds the rectangles that they keep free, besides the headers.
+// to label_rects. They keep clear of the brackets and the headers.
 void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot,
-                    std::vector<TvRect> taken);
+                    const std::vector<TvRect>& brackets);
 
 }  // namespace tervalon::plot
 

@@ -244,13 +244,31 @@ class OutlineTracer {
 void AddStick(const Column& column, const RowView& row,
               std::vector<platform::LineSegment>* sticks) {
   // The Y range may run downward.
-  const auto [top, bottom] = std::minmax({row.system.YPosition(column.highest),
-                                          row.system.YPosition(column.lowest), row.base_y});
+  const auto [top, bottom] = std::minmax(
+      {row.system.YPosition(column.highest), row.system.YPosition(column.lowest), row.base_y});
   if (top == bottom) return;
   const Limits limits(row.data);
   // Lines are drawn without their last pixel.
   sticks->push_back(
       {{column.x, limits.Limited(top)}, {column.x, Saturate(int64_t{limits.Limited(bottom)} + 1)}});
+}
+
+// Of points in no order, the sticks of a column become one.
+void MergeColumns(std::vector<platform::LineSegment>* sticks) {
+  const auto x = [](const platform::LineSegment& stick) { return stick.from.x; };
+  if (std::ranges::is_sorted(*sticks, {}, x)) return;
+  std::ranges::sort(*sticks, {}, x);
+  size_t merged = 0;
+  for (const platform::LineSegment& stick : *sticks) {
+    platform::LineSegment& last = (*sticks)[merged];
+    if (stick.from.x == last.from.x) {
+      last.from.y = std::min(last.from.y, stick.from.y);
+      last.to.y = std::max(last.to.y, stick.to.y);
+    } else {
+      (*sticks)[++merged] = stick;
+    }
+  }
+  sticks->resize(merged + 1);
 }
 
 }  // namespace
@@ -301,6 +319,7 @@ std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& r
     open = true;
   }
   if (open) AddStick(column, row, &sticks);
+  MergeColumns(&sticks);
   return sticks;
 }
 
@@ -327,7 +346,7 @@ void TraceTops::AddOutline(const Outline& outline) {
     for (int32_t step = 0; step <= steps; ++step) {
       const double share = static_cast<double>(step) / steps;
       Add(Truncate(from.x + share * static_cast<double>(int64_t{to.x} - from.x)),
-          Truncate(from.y + share * (to.y - from.y)));
+          Truncate(from.y + share * static_cast<double>(int64_t{to.y} - from.y)));
     }
   }
 }

@@ -51,7 +51,7 @@ int RunProgram(int argc, char** argv) {
       "Raw data directories of the mass-spectrometry data system, its settings and databases.",
       "tervalon");
   program.set_version_flag("--version", "tervalon " TERVALON_VERSION);
-  program.set_help_flag("-h,--help", "Print this help; 'tervalon COMMAND --help' tells more");
+  program.set_help_flag("-h,--help", "Print this help");
   program.require_subcommand(1);
   const std::shared_ptr<CLI::FormatterBase> help = program.get_formatter();
   help->column_width(34);
@@ -60,6 +60,7 @@ int RunProgram(int argc, char** argv) {
   help->label("Needs", "only with");
   help->label("Excludes", "not with");
   program.footer(
+      "'tervalon COMMAND --help' tells more about a command, with examples.\n\n"
       "First steps:\n"
       "  tervalon simulate DEMO.RAW                write an acquisition to look at\n"
       "  tervalon info DEMO.RAW                    what is in it\n"

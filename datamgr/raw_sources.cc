@@ -134,10 +134,7 @@ class RawSourceTable {
     });
   }
 
-  static RawSourceTable& Instance() {
-    static RawSourceTable table;
-    return table;
-  }
+  static RawSourceTable& Instance() { return instance_; }
 
  private:
   using Sources = std::vector<std::unique_ptr<RawSource>>;
@@ -171,8 +168,11 @@ class RawSourceTable {
     return true;
   }
 
+  static RawSourceTable instance_;
+
   Sources sources_;
 };
+RawSourceTable RawSourceTable::instance_;
 
 SourceLease::SourceLease(const std::string& directory)
     : error_(RawSourceTable::Instance().Use(directory, &source_, &opened_)) {}

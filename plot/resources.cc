@@ -111,19 +111,16 @@ void DeviceResources::Replace(const PltResources& wanted) {
 
 using Table = std::map<TvDC, DeviceResources>;
 // Destroyed when the library is unloaded: what it made is given back to the platform.
-Table& AllResources() {
-  static Table all;
-  return all;
-}
+Table all_resources;
 
 // The platform does not tell everywhere when a device context has gone.
 void DropThoseOfDeadDevices() {
-  std::erase_if(AllResources(), [](const Table::value_type& entry) {
+  std::erase_if(all_resources, [](const Table::value_type& entry) {
     return entry.first != nullptr && !TheDrawing().IsLive(entry.first);
   });
 }
 
-void OnDeviceGone(TvDC dc) { AllResources().erase(dc); }
+void OnDeviceGone(TvDC dc) { all_resources.erase(dc); }
 
 // nullptr when the device context is not live or something could not be made.
 DeviceResources* Find(TvDC dc) {
@@ -133,17 +130,17 @@ DeviceResources* Find(TvDC dc) {
     if (!TheDrawing().Capabilities(dc, &capabilities)) return nullptr;
     pixels_per_inch = std::clamp(capabilities.pixels_per_inch_y, 1, 9600);
   }
-  const auto found = AllResources().find(dc);
-  if (found != AllResources().end()) {
+  const auto found = all_resources.find(dc);
+  if (found != all_resources.end()) {
     DeviceResources& resources = found->second;
     if (resources.replaced() || resources.pixels_per_inch() == pixels_per_inch) return &resources;
-    AllResources().erase(found);  // another device under the handle of one that has gone
+    all_resources.erase(found);  // another device under the handle of one that has gone
   }
   DropThoseOfDeadDevices();
   TheDrawing().OnDeviceGone(OnDeviceGone);
-  DeviceResources& made = AllResources().try_emplace(dc, pixels_per_inch).first->second;
+  DeviceResources& made = all_resources.try_emplace(dc, pixels_per_inch).first->second;
   if (made.complete()) return &made;
-  AllResources().erase(dc);
+  all_resources.erase(dc);
   return nullptr;
 }
 
@@ -155,7 +152,7 @@ const PltResources& ResourcesFor(TvDC dc) {
   return resources != nullptr ? resources->in_use() : kNone;
 }
 
-void ReleaseAllResources() { AllResources().clear(); }
+void ReleaseAllResources() { all_resources.clear(); }
 
 }  // namespace tervalon::plot
 
@@ -180,6 +177,6 @@ extern "C" int32_t TERVALON_CALL PltSetResources(TvDC dc, const PltResources* re
 }
 
 extern "C" int32_t TERVALON_CALL PltReleaseResources(TvDC dc) {
-  tervalon::plot::AllResources().erase(dc);
+  tervalon::plot::all_resources.erase(dc);
   return 1;
 }

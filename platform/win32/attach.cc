@@ -46,6 +46,7 @@ TvInstance LibraryInstance() {
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID process_ends) {
   if (reason == DLL_PROCESS_ATTACH) tervalon::platform::Attach(instance);
+  if (reason == DLL_THREAD_DETACH) tervalon::platform::ReturnThreadResources();
   if (reason == DLL_PROCESS_DETACH) {
     tervalon::platform::Detach();
     if (process_ends == nullptr) tervalon::platform::ReturnRuntimeResources();

@@ -5,8 +5,11 @@
 
 namespace tervalon::platform {
 
+// Gives back what the runtime keeps for a thread that ends.
+void ReturnThreadResources();
+
 // Gives back what the runtime keeps until the process ends, which for a DLL that is unloaded and
-// loaded again is too long. Nothing may be thrown afterwards.
+// loaded again is too long. Nothing should be thrown afterwards.
 void ReturnRuntimeResources();
 
 }  // namespace tervalon::platform

@@ -180,6 +180,7 @@ void Use(HMODULE library) {
   EXPECT_EQ(Find<decltype(TvMemFree)>(library, "TvMemFree")(block), 1);
   SystemFile none = {0, "C:\\none\\", "", "RAW", 0, 0};
   EXPECT_EQ(Find<decltype(ProFindFirstFileName)>(library, "ProFindFirstFileName")(&none, 0), 0);
+  RunOutOfMemory(library);
 }
 
 TEST(Library, LeavesNothingBehind) {

@@ -86,7 +86,7 @@ ResourceModule::ResourceModule(const std::vector<Resource>& resources) {
   for (const Resource& resource : resources) {
     std::vector<uint16_t> words = resource.words;
     UpdateResourceA(update, resource.type, resource.name, 0, words.data(),
-                    static_cast<DWORD>(2 * words.size()));
+                    2 * static_cast<DWORD>(words.size()));
   }
   if (!EndUpdateResourceA(update, FALSE)) throw std::runtime_error("no resources written");
   instance_ = LoadLibraryExA(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);

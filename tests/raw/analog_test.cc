@@ -2,26 +2,22 @@
 
 #include <gmock/gmock.h>
 
+#include <climits>
 #include <numeric>
 
-#include "raw/member_files.h"
 #include "settings/settings.h"
 #include "tervalon/application.h"
 #include "tervalon/raw_analog.h"
 #include "tervalon/raw_header.h"
 #include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
 
-using testing::Append;
-using testing::Bytes;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using testing::FaultyFileSystem;
-using testing::FileCall;
 
-class AnalogTest : public testing::RawTest {
+class AnalogTest : public RawTest {
  protected:
   static constexpr float kUntouched = -7;
 
@@ -42,6 +38,13 @@ class AnalogTest : public testing::RawTest {
       ASSERT_EQ(RawCreateAnalogScan(handle_, times[i], channels, values.data()), RAW_OK);
     }
     ASSERT_EQ(RawCreateAnalogEnd(handle_), RAW_OK);
+  }
+
+  // The channels that the header's reader counts.
+  int16_t CountChannels(int32_t expected_error = RAW_OK) {
+    int16_t channels = -1;
+    EXPECT_EQ(RawReadHeader(handle_, nullptr, nullptr, nullptr, &channels), expected_error);
+    return channels;
   }
 
   int32_t Size(int16_t channels) {
@@ -80,7 +83,7 @@ TEST_F(AnalogTest, BytesOfTheFiles) {
   Bytes expected(170);
   expected[0] = 'U';
   expected[169] = 0xFF;
-  EXPECT_EQ(testing::ReadFile(Path("_ANALOGS.INF")), expected);
+  EXPECT_EQ(ReadFile(Path("_ANALOGS.INF")), expected);
 
   ASSERT_EQ(RawCreateAnalogFile(handle_), RAW_OK);
   EXPECT_EQ(RawCreateAnalogFile(handle_), RAW_MEMBER_ALREADY_OPEN);
@@ -90,11 +93,11 @@ TEST_F(AnalogTest, BytesOfTheFiles) {
   Bytes record;
   Append(&record, 1.5f);
   record.insert(record.end(), {0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 3 << 3, 0});
-  EXPECT_EQ(testing::ReadFile(Path("_ANALOGS.DAT")), record);
+  EXPECT_EQ(ReadFile(Path("_ANALOGS.DAT")), record);
   EXPECT_THAT(ReadChannel(1, 5, 1, 1), ElementsAre(8191.0f * 16384));
 
   // Descriptors come back as they are, as many as there are whole.
-  testing::WriteFile(Path("_ANALOGS.INF"), Bytes(expected.begin(), expected.end() - 1));
+  WriteFile(Path("_ANALOGS.INF"), Bytes(expected.begin(), expected.end() - 1));
   RawAnalogDescriptor back[3] = {};
   int16_t count = 3;
   EXPECT_EQ(RawReadAnalogInf(handle_, &count, back), RAW_OK);
@@ -104,11 +107,11 @@ TEST_F(AnalogTest, BytesOfTheFiles) {
 
 TEST_F(AnalogTest, ReadsRunsOfEveryChannel) {
   WriteRecords(Times(100), 3);
-  Bytes file = testing::ReadFile(Path("_ANALOGS.DAT"));
+  Bytes file = ReadFile(Path("_ANALOGS.DAT"));
   EXPECT_EQ(file.size(), 1000U);
   EXPECT_EQ(Size(3), 100);
   file.resize(999);  // the last record is no longer complete
-  testing::WriteFile(Path("_ANALOGS.DAT"), file);
+  WriteFile(Path("_ANALOGS.DAT"), file);
   EXPECT_EQ(Size(3), 99);
   EXPECT_THAT(ReadChannel(2, 3, 1, 2), ElementsAre(12, 22));
   EXPECT_THAT(ReadChannel(0, 3, 98, 4), ElementsAre(980, 990, kUntouched, kUntouched));
@@ -116,6 +119,10 @@ TEST_F(AnalogTest, ReadsRunsOfEveryChannel) {
   float times[2] = {};
   EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 3, 2, 2, nullptr, times), RAW_OK);
   EXPECT_THAT(times, ElementsAre(0.5f, 1));
+
+  RecordProgress();
+  EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 3, 1, 4, nullptr, nullptr), RAW_OK);
+  EXPECT_THAT(progress_, ElementsAre(50, 75, 100, 100));
 
   // More than one block, and part of a block's decoding.
   WriteRecords(Times(20001), 2);
@@ -126,19 +133,7 @@ TEST_F(AnalogTest, ReadsRunsOfEveryChannel) {
   }
 }
 
-TEST_F(AnalogTest, ReportsProgressOfEveryRecord) {
-  WriteRecords(Times(4), 1);
-  struct Reports {
-    std::vector<int32_t> percents;
-    static int32_t TERVALON_CALL Add(int32_t percent, void* user) {
-      static_cast<Reports*>(user)->percents.push_back(percent);
-      return 0;
-    }
-  } reports;
-  RawUpdateInit(&Reports::Add, &reports);
-  EXPECT_EQ(RawReadAnalogChrom(handle_, 0, 1, 1, 4, nullptr, nullptr), RAW_OK);
-  EXPECT_THAT(reports.percents, ElementsAre(50, 75, 100, 100));
-
+TEST_F(AnalogTest, ReadingEndsWhenTheCallbackClosesTheDirectory) {
   WriteRecords(Times(3), 20000);  // one a block
   RawUpdateInit(
       [](int32_t, void* handle)
@@ -193,20 +188,34 @@ TEST_F(AnalogTest, AFailedWriteIsWrittenOverAndFailedReadsCloseTheFile) {
   EXPECT_EQ(files.open_files(), 0);
 }
 
+TEST_F(AnalogTest, ChannelsAreCountedByTheirDescriptors) {
+  MakeRun({}, {});
+  OpenRun(0);
+  WriteText(Path("_HEADER.TXT"), "");
+  EXPECT_EQ(CountChannels(), 0);
+  WriteFile(Path("_ANALOGS.INF"), Bytes(3 * 85 + 84));
+  EXPECT_EQ(CountChannels(), 3);
+  WriteFile(Path("_ANALOGS.INF"), Bytes(40 * 85));
+  EXPECT_EQ(CountChannels(), 32);
+}
+
 TEST_F(AnalogTest, TheProviderTakesTheFilesPlace) {
   WriteRecords(Times(3), 1);
-  testing::WriteText(temp_.Path("TERVALON.INI"), "[Acquisition]\r\nIsGCMD=TRUE\r\n");
+  WriteText(Path("_HEADER.TXT"), "");
+  WriteText(Path("_FUNCTNS.INF"), "");
+  WriteText(temp_.Path("TERVALON.INI"), "[Acquisition]\r\nIsGCMD=TRUE\r\n");
   settings::ResetSettingsFile(temp_.Path().c_str());
   int32_t count = 0;
   EXPECT_EQ(RawReadAnalogSize(handle_, 1, &count), RAW_PATH_NOT_BUILT);
   ReadChannel(0, 1, 1, 1, RAW_PATH_NOT_BUILT);
+  CountChannels(RAW_PATH_NOT_BUILT);
 
   struct Provider {
     std::string directory;
-    int32_t records = 7;
+    int32_t answer = 7;
     static int32_t TERVALON_CALL Count(void* user, const char* directory) {
       static_cast<Provider*>(user)->directory = directory;
-      return static_cast<Provider*>(user)->records;
+      return static_cast<Provider*>(user)->answer;
     }
     static int32_t TERVALON_CALL Read(void* /*user*/, const char* /*directory*/, int32_t channel,
                                       int32_t first, int32_t count, float* intensities,
@@ -220,17 +229,27 @@ TEST_F(AnalogTest, TheProviderTakesTheFilesPlace) {
       return count;
     }
   } provider;
-  const AppPenProcedures procedures = {
+  const AppPenProcedures records = {
       .channel_count = nullptr, .record_count = &Provider::Count, .read_records = &Provider::Read};
-  AppSetPenProcedures(&procedures, &provider);
+  AppSetPenProcedures(&records, &provider);
   EXPECT_EQ(Size(1), 7);
   EXPECT_EQ(provider.directory, Path());
   EXPECT_THAT(ReadChannel(1, 2, 6, 3), ElementsAre(106, 107, kUntouched));
   EXPECT_EQ(Find(2, 5.4f), 5);
-  provider.records = -1;
+  provider.answer = -1;
   EXPECT_EQ(RawReadAnalogSize(handle_, 1, &count), RAW_PATH_NOT_BUILT);
   EXPECT_EQ(count, 0);
+
+  const AppPenProcedures channels = {
+      .channel_count = &Provider::Count, .record_count = nullptr, .read_records = nullptr};
+  AppSetPenProcedures(&channels, &provider);
+  CountChannels(RAW_PATH_NOT_BUILT);
+  provider = {"", 5};
+  EXPECT_EQ(CountChannels(), 5);
+  EXPECT_EQ(provider.directory, Path());
+  provider.answer = INT_MAX;
+  EXPECT_EQ(CountChannels(), SHRT_MAX);
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

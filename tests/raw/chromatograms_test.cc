@@ -6,22 +6,14 @@
 #include <limits>
 
 #include "tervalon/application.h"
-#include "tests/support/fault_services.h"
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-using testing::FaultyFileSystem;
-using testing::FileCall;
-using testing::kStoredTypes;
-using testing::NumberedScan;
-using testing::Scan;
-using testing::ScanningRecord;
-using testing::Spectrum;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr int32_t kScans = 24;
@@ -82,7 +74,7 @@ class Traces {
   std::vector<int32_t> kinds_;
 };
 
-class ChromatogramsTest : public testing::RawTest {
+class ChromatogramsTest : public RawTest {
  protected:
   // Scans of many sizes with unsorted points, segments and flags.
   std::vector<Scan> RandomScans(int32_t type) {
@@ -117,7 +109,7 @@ class ChromatogramsTest : public testing::RawTest {
     traces.Add(RAW_TRACE_MASSES, {MakeWindow(-1e30f, 1e30f)});
     for (int t = 0; t < 12; ++t) {
       const auto pick = [&] {
-        return testing::Read(handle_, 1, 0, static_cast<int32_t>(1 + random_() % kScans));
+        return Read(handle_, 1, 0, static_cast<int32_t>(1 + random_() % kScans));
       };
       std::vector<RawTraceWindow> windows;
       for (uint32_t w = 0; w < 1 + random_() % 3; ++w) {
@@ -126,18 +118,11 @@ class ChromatogramsTest : public testing::RawTest {
       traces.Add(t % 4 == 3 ? RAW_TRACE_POINTS : RAW_TRACE_MASSES, windows);
     }
     const float odd = std::nanf("");
-    for (const auto& [low, high] : std::vector<std::pair<float, float>>{{odd, 1000},
-                                                                        {100, odd},
-                                                                        {odd, odd},
-                                                                        {-5, 3.99f},
-                                                                        {2.99f, 4},
-                                                                        {0.5f, 0.99f},
-                                                                        {3, 2},
-                                                                        {-kInfinity, kInfinity},
-                                                                        {1e30f, 2e30f},
-                                                                        {-9, -3},
-                                                                        {1, 1},
-                                                                        {5, 4e9f}}) {
+    const std::pair<float, float> kRanges[] = {
+        {odd, 1000},    {100, odd},    {odd, odd}, {-5, 3.99f},
+        {2.99f, 4},     {0.5f, 0.99f}, {3, 2},     {-kInfinity, kInfinity},
+        {1e30f, 2e30f}, {-9, -3},      {1, 1},     {5, 4e9f}};
+    for (const auto& [low, high] : kRanges) {
       traces.Add(RAW_TRACE_POINTS, {MakeWindow(low, high)});
       traces.Add(RAW_TRACE_MASSES, {MakeWindow(low, high)});
     }
@@ -150,7 +135,7 @@ class ChromatogramsTest : public testing::RawTest {
     Traces traces = RandomTraces();
     ASSERT_EQ(traces.Extract(handle_, 1, kScans), RAW_OK);
     for (int32_t s = 1; s <= kScans; ++s) {
-      const Spectrum spectrum = testing::Read(handle_, 1, 0, s);
+      const Spectrum spectrum = Read(handle_, 1, 0, s);
       const auto i = static_cast<size_t>(s - 1);
       for (size_t t = 0; t < traces.size(); ++t) {
         ASSERT_EQ(traces.values[t][i], traces.Model(t, spectrum))
@@ -168,7 +153,7 @@ class ChromatogramsTest : public testing::RawTest {
 TEST_F(ChromatogramsTest, IndexChromatograms) {
   for (const int16_t type : kStoredTypes) {
     SCOPED_TRACE(type);
-    MakeRun({testing::RecordFor(type)}, {RandomScans(type)});
+    MakeRun({RecordFor(type)}, {RandomScans(type)});
     OpenFunction();
     std::vector<float> totals(kScans);
     std::vector<float> peaks(kScans);
@@ -176,7 +161,7 @@ TEST_F(ChromatogramsTest, IndexChromatograms) {
     ASSERT_EQ(RawReadChrom(handle_, 1, 0, 1, kScans, totals.data(), times.data(), 1), RAW_OK);
     ASSERT_EQ(RawReadChrom(handle_, 1, 0, 1, kScans, peaks.data(), nullptr, 2), RAW_OK);
     for (int32_t s = 1; s <= kScans; ++s) {
-      const RawScanHeader header = testing::Read(handle_, 1, 0, s).header;
+      const RawScanHeader header = Read(handle_, 1, 0, s).header;
       const auto i = static_cast<size_t>(s - 1);
       EXPECT_EQ(totals[i], header.total_ion_current);
       EXPECT_EQ(peaks[i], header.base_peak_intensity);
@@ -196,7 +181,7 @@ TEST_F(ChromatogramsTest, TracesOfEveryTypeAreSumsOfSpectra) {
     for (Scan& scan : scans) {
       if (channels) scan.intensities.resize(std::min<size_t>(scan.intensities.size(), 6));
     }
-    MakeRun({testing::RecordFor(type)}, {scans});
+    MakeRun({RecordFor(type)}, {scans});
     OpenFunction();
     CheckTraces(true);
   }
@@ -239,7 +224,7 @@ TEST_F(ChromatogramsTest, TracesOfCalibratedMasses) {
     if (!given.modification.empty()) function.modification = given.modification[0];
     for (const int16_t type : {RAW_DATA_STANDARD_CENTROID, RAW_DATA_CONTINUUM, RAW_DATA_FLOAT}) {
       SCOPED_TRACE(type);
-      MakeRun({testing::RecordFor(type)}, {RandomScans(type)});
+      MakeRun({RecordFor(type)}, {RandomScans(type)});
       OpenFunction(calibration.get());
       CheckTraces(true);
       if (HasFailure()) return;
@@ -262,7 +247,7 @@ TEST_F(ChromatogramsTest, ChannelsNeedNotFollowEachOther) {
   // At 150.5, 90.25, 300, 210.75, 90.5, 410, and behind the channels.
   scan.intensities = {1, 2, 4, 8, 16, 32, 64};
   for (const int16_t type : {RAW_DATA_SIR, RAW_DATA_ENHANCED_SIR}) {
-    MakeRun({testing::RecordFor(type)}, {{scan}});
+    MakeRun({RecordFor(type)}, {{scan}});
     OpenFunction();
     Traces traces;
     traces.Add(RAW_TRACE_MASSES, {MakeWindow(80, 160)});
@@ -311,31 +296,23 @@ TEST_F(ChromatogramsTest, StopsAtTheFirstScanThatIsNotThere) {
   EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 3, 1, &trace, none, none), RAW_BAD_ARGUMENT);
 }
 
-std::vector<int32_t> reports;
-int32_t yields = 0;
-
 TEST_F(ChromatogramsTest, ProgressAndYields) {
   MakeRun({ScanningRecord(3)}, {RandomScans(3)});
   OpenFunction();
-  RawUpdateInit(
-      [](int32_t percent, void*) TERVALON_CALL -> int32_t {
-        reports.push_back(percent);
-        return 0;
-      },
-      nullptr);
-  AppSetYield([](void*) TERVALON_CALL { ++yields; }, nullptr);
-  reports.clear();
+  RecordProgress();
+  int32_t yields = 0;
+  AppSetYield([](void* user) TERVALON_CALL { ++*static_cast<int32_t*>(user); }, &yields);
   ASSERT_EQ(RawReadChrom(handle_, 1, 0, 1, 4, nullptr, nullptr, 1), RAW_OK);
-  EXPECT_THAT(reports, ElementsAre(0, 50, 75, 100, 100, 100));
+  EXPECT_THAT(progress_, ElementsAre(0, 50, 75, 100, 100, 100));
   for (const int32_t count : {5, 6, 23, 24}) {
     Traces traces;
     traces.Add(RAW_TRACE_MASSES, {MakeWindow(0, 1e6f)});
-    reports.clear();
+    progress_.clear();
     yields = 0;
     ASSERT_EQ(traces.Extract(handle_, 1, count), RAW_OK);
     EXPECT_EQ(yields, count / 6);
-    EXPECT_EQ(reports.size(), static_cast<size_t>(count));
-    EXPECT_EQ(reports.back(), 100);
+    EXPECT_EQ(progress_.size(), static_cast<size_t>(count));
+    EXPECT_EQ(progress_.back(), 100);
   }
   AppSetYield(nullptr, nullptr);
 }
@@ -369,20 +346,14 @@ TEST_F(ChromatogramsTest, CallbacksMayEndWhatIsRead) {
 TEST_F(ChromatogramsTest, PassesReadLargeBlocksAndWindowsReadLittle) {
   FaultyFileSystem& files = UseFaultyFiles();
   files.OnlyPathsWith("_FUNC001.DAT");
-  const struct {
-    int32_t type;
-    uint32_t scans;
-    uint32_t points;
-  } kRuns[] = {{RAW_DATA_STANDARD_CENTROID, 600, 2000}, {RAW_DATA_CONTINUUM, 100, 30000}};
-  for (const auto& given : kRuns) {
-    const int32_t type = given.type;
-    const uint32_t scans = given.scans;
-    const uint32_t points = given.points;
+  for (const int32_t type : {RAW_DATA_STANDARD_CENTROID, RAW_DATA_CONTINUUM}) {
     SCOPED_TRACE(type);
+    const uint32_t scans = type == RAW_DATA_CONTINUUM ? 100 : 600;
+    const uint32_t points = type == RAW_DATA_CONTINUUM ? 30000 : 2000;
     std::vector<Scan> run;
     for (uint32_t s = 0; s < scans; ++s) run.push_back(NumberedScan(s, points));
     MakeRun({ScanningRecord(type)}, {run});
-    const auto bytes = testing::ReadFile(Path("_FUNC001.DAT")).size();
+    const auto bytes = ReadFile(Path("_FUNC001.DAT")).size();
     const auto enough_calls = static_cast<int64_t>(bytes / 65536 + 2);
     OpenFunction();
     const auto measure = [&](auto pass) {
@@ -392,14 +363,7 @@ TEST_F(ChromatogramsTest, PassesReadLargeBlocksAndWindowsReadLittle) {
       return std::pair(files.Calls(FileCall::kRead) - calls, files.bytes_read() - before);
     };
     const auto read_all = [&] {
-      int32_t count = static_cast<int32_t>(points);
-      std::vector<float> masses(points);
-      std::vector<float> intensities(points);
-      for (int32_t s = 1; s <= static_cast<int32_t>(scans); ++s) {
-        ASSERT_EQ(RawReadSpectrum(handle_, 1, 0, s, 1, &count, nullptr, masses.data(),
-                                  intensities.data(), nullptr, 0),
-                  RAW_OK);
-      }
+      for (uint32_t s = 1; s <= scans; ++s) Read(handle_, 1, 0, static_cast<int32_t>(s));
     };
     const auto trace = [&](float low, float high) {
       Traces traces;
@@ -415,10 +379,10 @@ TEST_F(ChromatogramsTest, PassesReadLargeBlocksAndWindowsReadLittle) {
       const auto narrow = measure([&] { trace(500, 505); });
       EXPECT_LE(narrow.second, bytes / 50);
     }
-    const auto single = measure([&] { testing::Read(handle_, 1, 0, 50); });
+    const auto single = measure([&] { Read(handle_, 1, 0, 50); });
     EXPECT_LE(single.second, 3 * bytes / scans) << "one spectrum by itself";
   }
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

@@ -15,13 +15,8 @@
 #include <unistd.h>
 #endif
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
-
-using testing::NumberedScan;
-using testing::Scan;
-using testing::ScanningRecord;
-using testing::Spectrum;
 
 constexpr int16_t kType = RAW_DATA_STANDARD_CENTROID;
 constexpr auto kWritingTime = std::chrono::milliseconds(1500);
@@ -36,7 +31,7 @@ int Write(const std::string& directory) {
   if (RawCreateScanFile(handle, 1, 0, 0) != RAW_OK) return 4;
   const auto end = std::chrono::steady_clock::now() + kWritingTime;
   for (uint32_t number = 1; std::chrono::steady_clock::now() < end; ++number) {
-    if (testing::WriteScan(handle, 1, 0, kType, ScanOf(number)) != RAW_OK) return 5;
+    if (WriteScan(handle, 1, 0, kType, ScanOf(number)) != RAW_OK) return 5;
     if (number % 7 == 0 && RawCreateScansFlush(handle, 1, 0) != RAW_OK) return 6;
   }
   return RawCreateScansEnd(handle, 1, 0) == RAW_OK && RawCreateClose(handle) == RAW_OK ? 0 : 7;
@@ -95,7 +90,7 @@ class Writer {
 #endif
 };
 
-using ConcurrentTest = testing::RawTest;
+using ConcurrentTest = RawTest;
 
 #if defined(_WIN32)
 // Run by itself in the writer's process, where there is no fork.
@@ -107,7 +102,7 @@ TEST_F(ConcurrentTest, WriterProcess) {
 #endif
 
 void ExpectScan(int32_t handle, uint32_t number) {
-  const Spectrum read = testing::Read(handle, 1, 0, static_cast<int32_t>(number));
+  const Spectrum read = Read(handle, 1, 0, static_cast<int32_t>(number));
   const Scan expected = ScanOf(number);
   ASSERT_EQ(read.error, RAW_OK) << number;
   ASSERT_EQ(read.header.retention_time, expected.description.retention_time);
@@ -122,7 +117,7 @@ void ReadOnce(const std::string& directory, uint32_t* seen) {
   ASSERT_EQ(RawReadOpen(directory.c_str(), &handle), RAW_OK);
   const int32_t error = RawReadFuncInfo(handle, 1, &record, nullptr);
   if (error == RAW_OK && RawReadFuncInit(handle, 1, 0, &record, nullptr) == RAW_OK) {
-    const auto scans = testing::Get<uint32_t>(record, 18);
+    const auto scans = Get<uint32_t>(record, 18);
     EXPECT_GE(scans, *seen) << "scans have vanished";
     *seen = scans;
     for (uint32_t number = scans > 5 ? scans - 5 : 1; number <= scans; ++number) {
@@ -136,7 +131,7 @@ void ReadOnce(const std::string& directory, uint32_t* seen) {
     }
     // Any scan that the index has is whole, counted or not.
     uint32_t next = scans + 1;
-    while (testing::Read(handle, 1, 0, static_cast<int32_t>(next)).error == RAW_OK) {
+    while (Read(handle, 1, 0, static_cast<int32_t>(next)).error == RAW_OK) {
       ASSERT_NO_FATAL_FAILURE(ExpectScan(handle, next));
       if (++next > scans + 20) break;
     }
@@ -169,4 +164,4 @@ TEST_F(ConcurrentTest, ReadersSeeOnlyWholeScans) {
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

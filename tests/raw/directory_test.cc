@@ -7,7 +7,6 @@
 #include <functional>
 
 #include "raw/member_files.h"
-#include "tests/support/fault_services.h"
 #include "tests/support/raw_fixture.h"
 
 namespace tervalon::raw {
@@ -42,9 +41,6 @@ TEST_F(DirectoryTest, EveryExportRefusesBadHandles) {
   RawScanDescription description = {};
   char path[TV_PATH_SIZE];
   int32_t scan = 0;
-  uint32_t size = 0;
-  ScanBuffer* buffer = nullptr;
-  std::unique_ptr<platform::File> file;
   const std::vector<std::function<int32_t(int32_t)>> calls = {
       [&](int32_t h) { return RawReadClose(h); },
       [&](int32_t h) { return RawCreateClose(h); },
@@ -67,17 +63,6 @@ TEST_F(DirectoryTest, EveryExportRefusesBadHandles) {
       },
       [&](int32_t h) { return RawCreateScansFlush(h, 1, 0); },
       [&](int32_t h) { return RawCreateScansEnd(h, 1, 0); },
-      [&](int32_t h) { return RawFileOpen(h, kHeaderText, 0, kCreateMember); },
-      [&](int32_t h) { return RawFileRead(h, kHeaderText, 0, path, 1, nullptr); },
-      [&](int32_t h) { return RawFileWrite(h, kHeaderText, 0, path, 1, nullptr); },
-      [&](int32_t h) { return RawFileSeek(h, kHeaderText, 0); },
-      [&](int32_t h) { return RawFileSize(h, kHeaderText, 0, &size); },
-      [&](int32_t h) { return RawFileClose(h, kHeaderText, 0); },
-      [&](int32_t h) { return ReplaceMember(h, kHeaderText, 0, path, 1); },
-      [&](int32_t h) { return OpenForReading(h, kHeaderText, 0, &file); },
-      [&](int32_t h) { return PutScanBuffer(h, 1, 0, nullptr); },
-      [&](int32_t h) { return GetScanBuffer(h, 1, 0, &buffer); },
-      [&](int32_t h) { return FreeScanBuffer(h, 1, 0); },
   };
   for (size_t i = 0; i < calls.size(); ++i) {
     SCOPED_TRACE(i);
@@ -335,35 +320,26 @@ TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
 
 // --- progress
 
-std::vector<int32_t> reported;
-
-int32_t TERVALON_CALL Report(int32_t percent, void* user) {
-  EXPECT_EQ(user, &reported);
-  reported.push_back(percent);
-  return 0;
-}
-
-std::vector<int32_t> ReportsOf(int32_t first, int32_t last, int32_t count) {
-  reported.clear();
-  for (int32_t i = first; i <= last; ++i) ReportProgress(i, count);
-  return reported;
-}
-
 TEST_F(DirectoryTest, ProgressReportsEachPercentageOnce) {
+  const auto reports = [&](int32_t first, int32_t last, int32_t count) {
+    progress_.clear();
+    for (int32_t i = first; i <= last; ++i) ReportProgress(i, count);
+    return progress_;
+  };
   ReportProgress(0, 1);  // nobody listens
-  EXPECT_EQ(RawUpdateInit(Report, &reported), &Report);
-  EXPECT_THAT(ReportsOf(0, 0, 1), ElementsAre(0));
-  EXPECT_THAT(ReportsOf(0, 4, 4), ElementsAre(0, 50, 75, 100, 100));
-  EXPECT_THAT(ReportsOf(1, 1, 200), ElementsAre(1));
-  EXPECT_THAT(ReportsOf(2, 2, 200), ElementsAre());
-  EXPECT_THAT(ReportsOf(0, 5, 0), ElementsAre());
-  const std::vector<int32_t> many = ReportsOf(0, 100000, 100000);
+  RecordProgress();
+  EXPECT_THAT(reports(0, 0, 1), ElementsAre(0));
+  EXPECT_THAT(reports(0, 4, 4), ElementsAre(0, 50, 75, 100, 100));
+  EXPECT_THAT(reports(1, 1, 200), ElementsAre(1));
+  EXPECT_THAT(reports(2, 2, 200), ElementsAre());
+  EXPECT_THAT(reports(0, 5, 0), ElementsAre());
+  const std::vector<int32_t> many = reports(0, 100000, 100000);
   EXPECT_GE(many.size(), 99u);
   EXPECT_LE(many.size(), 101u);
   EXPECT_TRUE(std::is_sorted(many.begin(), many.end()));
   EXPECT_EQ(many.back(), 100);
   RawUpdateEnd();
-  EXPECT_THAT(ReportsOf(0, 4, 4), ElementsAre());
+  EXPECT_THAT(reports(0, 4, 4), ElementsAre());
 }
 
 }  // namespace

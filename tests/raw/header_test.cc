@@ -4,62 +4,35 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
-#include <cstring>
-#include <memory>
-#include <random>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include "platform/file_system.h"
 #include "raw/calibration.h"
-#include "settings/settings.h"
-#include "tervalon/application.h"
-#include "tervalon/raw_directory.h"
-#include "tervalon/raw_functions.h"
 #include "tervalon/raw_header.h"
-#include "tests/support/fault_services.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
-
-using ::tervalon::testing::FaultyFileSystem;
-using ::tervalon::testing::FileCall;
-using ::tervalon::testing::ReadText;
-using ::tervalon::testing::TempDirectory;
-using ::tervalon::testing::WriteFile;
-using ::tervalon::testing::WriteText;
 
 // The header record is packed: a "+" in an expectation makes a copy of a number, to which a
 // reference may be bound.
 
 // A raw directory with an empty function table.
-class HeaderTest : public ::testing::Test {
+class HeaderTest : public RawTest {
  protected:
   HeaderTest() {
-    RawHandlesInit();
-    settings::ResetSettingsFile(directory_.Path().c_str());
-    EXPECT_EQ(RawReadOpen(directory_.Path().c_str(), &handle_), RAW_OK);
-    WriteText(Member("_FUNCTNS.INF"), "");
+    MakeRun({}, {});
+    OpenRun(0);
     // What reading does not set must come out cleared.
     std::memset(&header_, 0x5A, sizeof(header_));
     std::memset(&calibration_, 0x5A, sizeof(calibration_));
   }
-  ~HeaderTest() override {
-    RawHandlesInit();
-    AppSetPenProcedures(nullptr, nullptr);
-    settings::ResetSettingsFile(nullptr);
-  }
-
-  std::string Member(const std::string& name) const { return directory_.Path(name); }
 
   int32_t Read() {
     return RawReadHeader(handle_, &header_, &calibration_, &functions_, &channels_);
   }
 
   void ReadFrom(const std::string& text) {
-    WriteText(Member("_HEADER.TXT"), text);
+    WriteText(Path("_HEADER.TXT"), text);
     ASSERT_EQ(Read(), RAW_OK);
   }
 
@@ -68,14 +41,12 @@ class HeaderTest : public ::testing::Test {
   std::string Written(Fill&& fill) {
     RawHeader header = {};
     RawCalibration calibration;
-    ResetCalibration(&calibration);
+    raw::ResetCalibration(&calibration);
     fill(header, calibration);
     EXPECT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
-    return ReadText(Member("_HEADER.TXT"));
+    return ReadText(Path("_HEADER.TXT"));
   }
 
-  TempDirectory directory_;
-  int32_t handle_ = -1;
   RawHeader header_;
   RawCalibration calibration_;
   int16_t functions_ = -1;
@@ -86,11 +57,6 @@ class HeaderTest : public ::testing::Test {
 std::string Line(const std::string& text, const std::string& name) {
   const size_t start = text.find("$$ " + name + ": ");
   return start == std::string::npos ? "" : text.substr(start, text.find("\r\n", start) - start);
-}
-
-// The packed header record compares byte for byte.
-std::string Bytes(const RawHeader& header) {
-  return {reinterpret_cast<const char*>(&header), sizeof(header)};
 }
 
 // Everything in a calibration record, for comparing two of them.
@@ -242,7 +208,7 @@ TEST_F(HeaderTest, HostileRecordsAreWrittenWithinTheirFields) {
   auto calibration = std::make_unique<RawCalibration>();
   std::memset(calibration.get(), 'A', sizeof(*calibration));
   ASSERT_EQ(RawCreateHeader(handle_, &header, calibration.get()), RAW_OK);
-  const std::string text = ReadText(Member("_HEADER.TXT"));
+  const std::string text = ReadText(Path("_HEADER.TXT"));
   EXPECT_EQ(Line(text, "Acquired Time"), "$$ Acquired Time: AAAAAAAAA");
   ASSERT_EQ(Read(), RAW_OK);
   EXPECT_STREQ(header_.acquired_time, "AAAAAAAA");
@@ -274,7 +240,7 @@ TEST_F(HeaderTest, EveryFieldComesBack) {
   std::copy(offsets, offsets + 4, header.analog_offsets);
 
   RawCalibration calibration;
-  ResetCalibration(&calibration);
+  raw::ResetCalibration(&calibration);
   calibration.ms1_static = Set("1.5,2.5,T1");
   calibration.ms2_static = Set("1,2,3,4,5,6,T1");
   texts(calibration.ms1_static_params, calibration.ms1_dynamic_params, calibration.ms1_fast_params,
@@ -295,7 +261,7 @@ TEST_F(HeaderTest, EveryFieldComesBack) {
   }
   ASSERT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
   ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_EQ(Bytes(header), Bytes(header_));
+  EXPECT_EQ(std::memcmp(&header, &header_, sizeof(header)), 0);
   EXPECT_EQ(Members(calibration), Members(calibration_));
 }
 
@@ -357,9 +323,9 @@ TEST_F(HeaderTest, CalibrationLinesRaiseTheFunctionCount) {
 }
 
 TEST_F(HeaderTest, FunctionsWithoutCalibrationGetTheirAnalysersDynamicOne) {
-  std::vector<uint8_t> table(20 * RAW_FUNCTION_RECORD_SIZE + 100, 0);
+  Bytes table(20 * RAW_FUNCTION_RECORD_SIZE + 100, 0);
   table[2 * RAW_FUNCTION_RECORD_SIZE] = RAW_TYPE_DAUGHTERS;
-  WriteFile(Member("_FUNCTNS.INF"), table);
+  WriteFile(Path("_FUNCTNS.INF"), table);
   ReadFrom("$$ Cal Function 1: 1\n$$ Cal MS1 Dynamic: 2\n$$ Cal MS2 Dynamic: 3\n");
   EXPECT_EQ(functions_, 20);
   EXPECT_EQ(calibration_.function_count, 16);
@@ -370,65 +336,23 @@ TEST_F(HeaderTest, FunctionsWithoutCalibrationGetTheirAnalysersDynamicOne) {
   EXPECT_EQ(RawReadHeader(handle_, nullptr, nullptr, nullptr, nullptr), RAW_OK);
 
   table.resize(2 * RAW_FUNCTION_RECORD_SIZE + 415);
-  WriteFile(Member("_FUNCTNS.INF"), table);
+  WriteFile(Path("_FUNCTNS.INF"), table);
   ASSERT_EQ(Read(), RAW_OK);
   EXPECT_EQ(functions_, 2);
   table.resize(40 * RAW_FUNCTION_RECORD_SIZE);
-  WriteFile(Member("_FUNCTNS.INF"), table);
+  WriteFile(Path("_FUNCTNS.INF"), table);
   ASSERT_EQ(Read(), RAW_OK);
   EXPECT_EQ(functions_, RAW_MAX_FUNCTIONS);
 }
 
 TEST_F(HeaderTest, TheInvertedHeaderWins) {
-  WriteText(Member("_HEADER.TXT"), "$$ Job Code: plain\r\n");
-  std::vector<uint8_t> inverted;
-  for (const char c : std::string("$$ Job Code: inverted")) {
-    inverted.push_back(static_cast<uint8_t>(~c));
-  }
-  WriteFile(Member("_HEADER.INF"), inverted);
+  WriteText(Path("_HEADER.TXT"), "$$ Job Code: plain\r\n");
+  std::string inverted = "$$ Job Code: inverted";
+  for (char& c : inverted) c = static_cast<char>(~c);
+  WriteText(Path("_HEADER.INF"), inverted);
   ASSERT_EQ(Read(), RAW_OK);
   EXPECT_STREQ(header_.job_code, "inverted");
   EXPECT_NE(+header_.encrypted, 0);
-}
-
-TEST_F(HeaderTest, CountsAnalogChannels) {
-  WriteText(Member("_HEADER.TXT"), "");
-  ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_EQ(channels_, 0);
-  WriteFile(Member("_ANALOGS.INF"), std::vector<uint8_t>(3 * 85 + 84));
-  ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_EQ(channels_, 3);
-  WriteFile(Member("_ANALOGS.INF"), std::vector<uint8_t>(40 * 85));
-  ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_EQ(channels_, 32);
-}
-
-TEST_F(HeaderTest, AsksTheProviderForChannelsWhenTheSettingSaysSo) {
-  WriteText(Member("_HEADER.TXT"), "");
-  WriteText(Member("TERVALON.INI"), "[Acquisition]\r\nIsGCMD=TRUE\r\n");
-  settings::ResetSettingsFile(directory_.Path().c_str());
-  EXPECT_EQ(Read(), RAW_PATH_NOT_BUILT);
-
-  struct Provider {
-    std::string directory;
-    int32_t answer = 5;
-    static int32_t TERVALON_CALL Count(void* user, const char* directory) {
-      auto* provider = static_cast<Provider*>(user);
-      provider->directory = directory;
-      return provider->answer;
-    }
-  } provider;
-  AppPenProcedures procedures = {};
-  procedures.channel_count = &Provider::Count;
-  AppSetPenProcedures(&procedures, &provider);
-  ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_EQ(channels_, 5);
-  EXPECT_EQ(provider.directory, directory_.Path());
-  provider.answer = INT_MAX;
-  ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_EQ(channels_, SHRT_MAX);
-  provider.answer = -1;
-  EXPECT_EQ(Read(), RAW_PATH_NOT_BUILT);
 }
 
 TEST_F(HeaderTest, ReportsWhatIsMissing) {
@@ -436,9 +360,9 @@ TEST_F(HeaderTest, ReportsWhatIsMissing) {
   EXPECT_EQ(+header_.resolved, 0);  // cleared all the same
   EXPECT_EQ(calibration_.ms1_static.order, 1);
   EXPECT_EQ(functions_, 0);
-  WriteText(Member("_HEADER.TXT"), "");
+  WriteText(Path("_HEADER.TXT"), "");
   EXPECT_EQ(Read(), RAW_OK);
-  platform::Files().Remove(Member("_FUNCTNS.INF"));
+  platform::Files().Remove(Path("_FUNCTNS.INF"));
   EXPECT_EQ(Read(), RAW_MEMBER_NOT_OPENED);
 
   RawHeader header = {};
@@ -457,24 +381,24 @@ TEST_F(HeaderTest, AFailedWriteLeavesTheOldHeaderAndNoOpenFile) {
   const std::string old = Written([](RawHeader&, RawCalibration&) {});
   RawHeader header = {};
   RawCalibration calibration = {};
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replacement(&files);
+  FaultyFileSystem& files = UseFaultyFiles();
+  OpenRun(0);
   for (const FileCall call : {FileCall::kOpen, FileCall::kPosition, FileCall::kWrite,
                               FileCall::kClose, FileCall::kMove}) {
     files.On(call).FailNth(1);
     EXPECT_GT(RawCreateHeader(handle_, &header, &calibration), 4000);
     files.On(call).Heal();
     EXPECT_EQ(files.open_files(), 0);
-    EXPECT_EQ(ReadText(Member("_HEADER.TXT")), old);
+    EXPECT_EQ(ReadText(Path("_HEADER.TXT")), old);
   }
   EXPECT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
 }
 
 TEST_F(HeaderTest, AFailedReadLeavesNoOpenFile) {
-  WriteText(Member("_HEADER.TXT"), std::string(2000, '$'));
-  WriteFile(Member("_FUNCTNS.INF"), std::vector<uint8_t>(RAW_FUNCTION_RECORD_SIZE));
-  FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> replacement(&files);
+  WriteText(Path("_HEADER.TXT"), std::string(2000, '$'));
+  WriteFile(Path("_FUNCTNS.INF"), std::vector<uint8_t>(RAW_FUNCTION_RECORD_SIZE));
+  FaultyFileSystem& files = UseFaultyFiles();
+  OpenRun(0);
   ASSERT_EQ(Read(), RAW_OK);
   EXPECT_LE(files.largest_read(), 512u);
   const int64_t reads = files.Calls(FileCall::kRead);
@@ -484,19 +408,6 @@ TEST_F(HeaderTest, AFailedReadLeavesNoOpenFile) {
     EXPECT_EQ(Read(), RAW_SEEK_FAILED);
     EXPECT_EQ(files.open_files(), 0);
   }
-}
-
-// What a writer makes of a read header reads back as the same records.
-void ExpectStable(int32_t handle, const RawHeader& header, const RawCalibration& calibration) {
-  ASSERT_EQ(RawCreateHeader(handle, &header, &calibration), RAW_OK);
-  auto again = std::make_unique<RawHeader>();
-  auto calibration_again = std::make_unique<RawCalibration>();
-  ASSERT_EQ(RawReadHeader(handle, again.get(), calibration_again.get(), nullptr, nullptr), RAW_OK);
-  EXPECT_EQ(+again->resolved, +header.resolved);
-  EXPECT_STREQ(again->sample_description, header.sample_description);
-  EXPECT_EQ(
-      calibration_again->functions[0].segment_count,
-      std::max(calibration.functions[0].segment_count, calibration.function_count > 0 ? 1 : 0));
 }
 
 TEST_F(HeaderTest, SurvivesRandomAndMutatedBytes) {
@@ -525,13 +436,22 @@ TEST_F(HeaderTest, SurvivesRandomAndMutatedBytes) {
           text.insert(at, text.substr(random() % text.size(), random() % 600));
       }
     }
-    WriteText(Member("_HEADER.TXT"), text);
+    WriteText(Path("_HEADER.TXT"), text);
     ASSERT_EQ(Read(), RAW_OK);
     ASSERT_LE(calibration_.function_count, RAW_MAX_CALIBRATED_FUNCTIONS);
     ASSERT_LE(calibration_.functions[0].segment_count, RAW_MAX_CALIBRATION_SEGMENTS);
-    ExpectStable(handle_, header_, calibration_);
+    // What a writer makes of it reads back as the same records.
+    const RawHeader header = header_;
+    const RawCalibration calibration = calibration_;
+    ASSERT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
+    ASSERT_EQ(Read(), RAW_OK);
+    EXPECT_EQ(+header_.resolved, +header.resolved);
+    EXPECT_STREQ(header_.sample_description, header.sample_description);
+    EXPECT_EQ(
+        calibration_.functions[0].segment_count,
+        std::max(calibration.functions[0].segment_count, calibration.function_count > 0 ? 1 : 0));
   }
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

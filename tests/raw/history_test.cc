@@ -9,13 +9,10 @@
 #include "tervalon/raw_history.h"
 #include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
 
-using testing::Bytes;
 using ::testing::ElementsAre;
-using testing::FaultyFileSystem;
-using testing::FileCall;
 
 RawHistoryEntry Named(const std::string& name) {
   RawHistoryEntry entry;
@@ -280,7 +277,7 @@ TEST(HistoryTreesTest, DeletingLeavesNoLinkToAFreeEntry) {
 
 // --- the file
 
-class HistoryFileTest : public testing::RawTest {
+class HistoryFileTest : public RawTest {
  protected:
   HistoryFileTest() {
     MakeRun({}, {});
@@ -304,7 +301,7 @@ class HistoryFileTest : public testing::RawTest {
 TEST_F(HistoryFileTest, BytesAndRoundTrip) {
   const History history = Sample();
   ASSERT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), RAW_OK);
-  const Bytes file = testing::ReadFile(Path("_HISTORY.INF"));
+  const Bytes file = ReadFile(Path("_HISTORY.INF"));
   ASSERT_EQ(file.size(), 132U + 4 * 123);
   const auto word = [&](size_t at) { return file[at] + 256 * file[at + 1]; };
   EXPECT_THAT((std::vector<int>{word(0), word(2), word(4), word(4 + 12), word(68), word(68 + 12)}),
@@ -324,7 +321,7 @@ TEST_F(HistoryFileTest, BytesAndRoundTrip) {
   // Without entries only the header goes either way.
   EXPECT_EQ(RawReadProcInfo(handle_, &read_.header, nullptr), RAW_OK);
   ASSERT_EQ(RawHistUpdateInfo(handle_, &history.header, nullptr), RAW_OK);
-  EXPECT_EQ(testing::ReadFile(Path("_HISTORY.INF")), Bytes(file.begin(), file.begin() + 132));
+  EXPECT_EQ(ReadFile(Path("_HISTORY.INF")), Bytes(file.begin(), file.begin() + 132));
   EXPECT_EQ(RawHistUpdateInfo(handle_, nullptr, nullptr), RAW_OK);
   EXPECT_EQ(RawReadProcInfo(-1, nullptr, nullptr), RAW_OK);
   EXPECT_EQ(RawReadProcInfo(-1, &read_.header, nullptr), RAW_HANDLE_OUT_OF_RANGE);
@@ -344,10 +341,10 @@ TEST_F(HistoryFileTest, WithoutAFileTheHistoryIsEmpty) {
 TEST_F(HistoryFileTest, ACutFileGivesItsWholeEntries) {
   const History history = Sample();
   ASSERT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), RAW_OK);
-  const Bytes file = testing::ReadFile(Path("_HISTORY.INF"));
+  const Bytes file = ReadFile(Path("_HISTORY.INF"));
   for (size_t size = 0; size < file.size(); ++size) {
-    testing::WriteFile(Path("_HISTORY.INF"),
-                       Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size)));
+    WriteFile(Path("_HISTORY.INF"),
+              Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size)));
     ASSERT_EQ(Read(), 2003) << size;
     const size_t whole = size < 132 ? 0 : (size - 132) / 123;
     EXPECT_EQ(read_.header.highest_index, size < 132 ? 0 : 3);
@@ -362,7 +359,7 @@ TEST_F(HistoryFileTest, AHighestIndexBeyondTheLimitTouchesNothingBehindIt) {
   History history = Sample();
   history.header.highest_index = 60000;
   ASSERT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), RAW_OK);
-  EXPECT_EQ(testing::ReadFile(Path("_HISTORY.INF")).size(), 132U + 257 * 123);
+  EXPECT_EQ(ReadFile(Path("_HISTORY.INF")).size(), 132U + 257 * 123);
   EXPECT_EQ(Read(), RAW_OK);
   EXPECT_EQ(read_.Search(7, std::string(33, 'n')), Result(3));
 }
@@ -372,14 +369,14 @@ TEST_F(HistoryFileTest, AFailureKeepsWhatIsStored) {
   ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
   History history = Sample();
   ASSERT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), RAW_OK);
-  const Bytes file = testing::ReadFile(Path("_HISTORY.INF"));
+  const Bytes file = ReadFile(Path("_HISTORY.INF"));
   history.Add(9, 0);
   for (const auto& [call, error] : {std::pair<FileCall, int32_t>{FileCall::kWrite, RAW_SHORT_WRITE},
                                     {FileCall::kClose, RAW_MEMBER_NOT_CLOSED},
                                     {FileCall::kMove, RAW_MEMBER_NOT_OPENED}}) {
     files.On(call).FailNth(1);
     EXPECT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), error);
-    EXPECT_EQ(testing::ReadFile(Path("_HISTORY.INF")), file);
+    EXPECT_EQ(ReadFile(Path("_HISTORY.INF")), file);
   }
   // A file that is there but cannot be opened is not an empty history.
   read_.header.highest_index = 77;
@@ -492,4 +489,4 @@ TEST_F(HistoryDescriptionTest, LocalTimeAndCapacity) {
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

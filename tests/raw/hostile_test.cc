@@ -9,13 +9,10 @@
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
 
-using testing::Bytes;
-using testing::NumberedScan;
-
-class HostileTest : public testing::RawTest {
+class HostileTest : public RawTest {
  protected:
   uint32_t Random(uint32_t below) { return static_cast<uint32_t>(random_() % below); }
 
@@ -116,19 +113,19 @@ TEST_F(HostileTest, MutatedFiles) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
   int32_t rounds = 0;
   while (std::chrono::steady_clock::now() < end && !HasFailure()) {
-    const int16_t type = testing::kStoredTypes[static_cast<size_t>(rounds) % 11];
-    MakeRun({testing::RecordFor(type)}, {{NumberedScan(1, 300), NumberedScan(2, 0),
-                                          NumberedScan(3, 4000), NumberedScan(4, 7)}});
-    Bytes table = testing::ReadFile(Path("_FUNCTNS.INF"));
-    Bytes index = testing::ReadFile(Path("_FUNC001.IDX"));
-    Bytes data = testing::ReadFile(Path("_FUNC001.DAT"));
+    const int16_t type = kStoredTypes[static_cast<size_t>(rounds) % 11];
+    MakeRun({RecordFor(type)}, {{NumberedScan(1, 300), NumberedScan(2, 0), NumberedScan(3, 4000),
+                                 NumberedScan(4, 7)}});
+    Bytes table = ReadFile(Path("_FUNCTNS.INF"));
+    Bytes index = ReadFile(Path("_FUNC001.IDX"));
+    Bytes data = ReadFile(Path("_FUNC001.DAT"));
     for (int i = 0; i < 4; ++i) {
       if (Random(2) == 0) Mutate(&table);
       if (Random(2) == 0) Mutate(&index);
       if (Random(3) == 0) Mutate(&data);
-      testing::WriteFile(Path("_FUNCTNS.INF"), table);
-      testing::WriteFile(Path("_FUNC001.IDX"), index);
-      testing::WriteFile(Path("_FUNC001.DAT"), data);
+      WriteFile(Path("_FUNCTNS.INF"), table);
+      WriteFile(Path("_FUNC001.IDX"), index);
+      WriteFile(Path("_FUNC001.DAT"), data);
       ReadEverything();
     }
     ++rounds;
@@ -139,27 +136,27 @@ TEST_F(HostileTest, MutatedFiles) {
 // Every record claims millions of points, no two as many, all over the file, and masses fall: one
 // scan costs no more than the file has.
 TEST_F(HostileTest, AnIndexThatClaimsEverything) {
-  for (const int16_t type : testing::kStoredTypes) {
+  for (const int16_t type : kStoredTypes) {
     SCOPED_TRACE(type);
-    std::vector<testing::IndexEntry> entries;
+    std::vector<IndexEntry> entries;
     for (uint32_t i = 0; i < 2000; ++i)
       entries.push_back({i % 3 == 0 ? 0xFFFFFFFF : i, 0xFFFFFFFF - i});
-    RawFunctionRecord record = testing::RecordFor(type);
-    if (type != 2 && type != 11) record = testing::ScanningRecord(type, 1100, 100);
-    MakeRun(record, testing::IndexBytes(entries), RandomBytes(3000));
+    RawFunctionRecord record = RecordFor(type);
+    if (type != 2 && type != 11) record = ScanningRecord(type, 1100, 100);
+    MakeRun(record, IndexBytes(entries), RandomBytes(3000));
     const auto start = std::chrono::steady_clock::now();
     OpenFunction();
-    EXPECT_EQ(testing::Get<uint32_t>(record_, 18), 1u);
+    EXPECT_EQ(Get<uint32_t>(record_, 18), 1u);
     RawTraceWindow window = {0, 1e6f, 0, 0, 0};
     const RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
     std::vector<float> values(2000);
     float* arrays[1] = {values.data()};
     EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 2000, 1, &trace, arrays, nullptr), RAW_OK);
-    EXPECT_LE(testing::Read(handle_, 1, 0, 2).intensities.size(), 6000u);
-    EXPECT_EQ(testing::Read(handle_, 1, 0, 1).intensities.size(), 0u) << "data behind the file";
+    EXPECT_LE(Read(handle_, 1, 0, 2).intensities.size(), 6000u);
+    EXPECT_EQ(Read(handle_, 1, 0, 1).intensities.size(), 0u) << "data behind the file";
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   }
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

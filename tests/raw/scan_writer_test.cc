@@ -6,31 +6,17 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/support/fault_services.h"
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
 
-using testing::Bytes;
 using ::testing::ElementsAre;
-using testing::FaultyFileSystem;
-using testing::FileCall;
-using testing::kStoredTypes;
-using testing::ModelDecode;
-using testing::ModelPoint;
-using testing::ModelType;
-using testing::ModelTypeOf;
-using testing::NumberedScan;
-using testing::Scan;
-using testing::ScanningRecord;
-using testing::Spectrum;
-using testing::WriteScan;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-using ScanWriterTest = testing::RawTest;
+using ScanWriterTest = RawTest;
 
 TEST_F(ScanWriterTest, StoredValuesAreTheNearest) {
   std::vector<float> intensities = {
@@ -48,42 +34,26 @@ TEST_F(ScanWriterTest, StoredValuesAreTheNearest) {
   }
   for (const int16_t type : kStoredTypes) {
     SCOPED_TRACE(type);
-    OpenWriter(type);
-    Scan scan;
-    scan.intensities = intensities;
-    scan.masses = masses;
-    ASSERT_EQ(WriteScan(handle_, 1, 0, type, scan), RAW_OK);
-    CloseWriter();
-    OpenFunction();
-    const Spectrum read = testing::Read(handle_, 1, 0, 1);
+    const Spectrum read = Stored(type, {{}, masses, intensities, {}});
     ASSERT_EQ(read.intensities.size(), intensities.size());
     for (size_t i = 0; i < intensities.size(); ++i) {
-      ASSERT_EQ(read.intensities[i], testing::ModelStoredIntensity(type, intensities[i]))
-          << intensities[i];
+      ASSERT_EQ(read.intensities[i], ModelStoredIntensity(type, intensities[i])) << intensities[i];
       if (!ModelTypeOf(type).stores_masses) continue;
-      ASSERT_NEAR(read.masses[i], masses[i], testing::ModelMassTolerance(type, masses[i]));
+      ASSERT_NEAR(read.masses[i], masses[i], ModelMassTolerance(type, masses[i]));
     }
   }
 }
 
 TEST_F(ScanWriterTest, MassesThatDoNotFit) {
-  for (const auto type : std::vector<int16_t>{0, 1, 8, 9, 10, 12}) {
-    SCOPED_TRACE(type);
-    OpenWriter(type);
-    Scan scan;
-    scan.masses = {-1, -kInfinity, std::nanf(""), 3e38f, kInfinity};
-    scan.intensities = {1, 1, 1, 1, 1};
-    ASSERT_EQ(WriteScan(handle_, 1, 0, type, scan), RAW_OK);
-    CloseWriter();
-    OpenFunction();
-    const auto largest = static_cast<float>(testing::ModelLargestMass(type));
-    if (type == 10) {
-      EXPECT_THAT(testing::Read(handle_, 1, 0, 1).masses,
-                  ElementsAre(-1, -kInfinity, 0, 3e38f, kInfinity));
-    } else {
-      EXPECT_THAT(testing::Read(handle_, 1, 0, 1).masses, ElementsAre(0, 0, 0, largest, largest));
-    }
+  const std::vector<float> masses = {-1, -kInfinity, std::nanf(""), 3e38f, kInfinity};
+  for (const int32_t type : {0, 1, 8, 9, 12}) {
+    const auto largest = static_cast<float>(ModelLargestMass(type));
+    EXPECT_THAT(Stored(type, {{}, masses, {1, 1, 1, 1, 1}, {}}).masses,
+                ElementsAre(0, 0, 0, largest, largest))
+        << type;
   }
+  EXPECT_THAT(Stored(10, {{}, masses, {1, 1, 1, 1, 1}, {}}).masses,
+              ElementsAre(-1, -kInfinity, 0, 3e38f, kInfinity));
 }
 
 // Scans of sizes around the units and the writer's buffer, with all that the index says of them.
@@ -100,8 +70,8 @@ TEST_F(ScanWriterTest, WrittenScansAndTheirIndex) {
       ASSERT_EQ(WriteScan(handle_, 1, 0, type, scans.back()), RAW_OK);
     }
     CloseWriter();
-    const Bytes data = testing::ReadFile(Path("_FUNC001.DAT"));
-    const Bytes index = testing::ReadFile(Path("_FUNC001.IDX"));
+    const Bytes data = ReadFile(Path("_FUNC001.DAT"));
+    const Bytes index = ReadFile(Path("_FUNC001.IDX"));
     ASSERT_EQ(index.size(), 22 * scans.size());
     OpenFunction();
     size_t offset = 0;
@@ -114,7 +84,7 @@ TEST_F(ScanWriterTest, WrittenScansAndTheirIndex) {
       EXPECT_EQ(words[1], points | 1u << 27);
       EXPECT_EQ(std::bit_cast<float>(words[3]), scans[s].description.retention_time);
 
-      const Spectrum read = testing::Read(handle_, 1, 0, static_cast<int32_t>(s + 1));
+      const Spectrum read = Read(handle_, 1, 0, static_cast<int32_t>(s + 1));
       ASSERT_EQ(read.intensities.size(), points);
       double total = 0;
       float highest = 0;
@@ -166,30 +136,19 @@ TEST_F(ScanWriterTest, BasePeakFieldOfEveryType) {
            {11, {0, 0, 0xD9, 0xA1, 0, 0}},           // flag nibble 10, exponent 7, 100 / 128
            {12, {0, 0, 0xD9, 0xA1, 0x40, 0x46}}}) {  // upper half of 200 / 256 and exponent 8
     SCOPED_TRACE(type);
-    OpenWriter(type);
-    Scan scan;
-    scan.masses = {150, 200, 250};
-    scan.intensities = {3, 100, 99};
-    scan.flags = {0, 10, 0};
-    ASSERT_EQ(WriteScan(handle_, 1, 0, type, scan), RAW_OK);
-    CloseWriter();
-    const Bytes index = testing::ReadFile(Path("_FUNC001.IDX"));
+    const Spectrum read = Stored(type, {{}, {150, 200, 250}, {3, 100, 99}, {0, 10, 0}});
+    EXPECT_EQ(read.header.base_peak_intensity, 100);
+    const Bytes index = ReadFile(Path("_FUNC001.IDX"));
     ASSERT_EQ(index.size(), 22u);
     EXPECT_EQ(Bytes(index.begin() + 16, index.end()), field);
-    OpenFunction();
-    EXPECT_EQ(testing::Read(handle_, 1, 0, 1).header.base_peak_intensity, 100);
   }
 }
 
 TEST_F(ScanWriterTest, BasePeakAmongNegativeIntensities) {
-  OpenWriter(4);
   Scan scan;
   scan.intensities = std::vector<float>(5000, -70);
   scan.intensities[4321] = -2;
-  ASSERT_EQ(WriteScan(handle_, 1, 0, 4, scan), RAW_OK);
-  CloseWriter();
-  OpenFunction();
-  const RawScanHeader header = testing::Read(handle_, 1, 0, 1).header;
+  const RawScanHeader header = Stored(4, scan).header;
   EXPECT_EQ(header.base_peak_intensity, -2);
   EXPECT_EQ(header.base_peak_mass, static_cast<float>(100 + 4321 * (1000.0 / 4999)));
   EXPECT_EQ(header.total_ion_current, -70.0f * 4999 - 2);
@@ -222,21 +181,16 @@ TEST_F(ScanWriterTest, ArgumentsOfWriting) {
   EXPECT_EQ(write(3, nullptr, points, 2), RAW_OK);
   EXPECT_EQ(write(10, points, points, 1), RAW_OK);
   CloseWriter();
-  EXPECT_EQ(testing::ReadFile(Path("_FUNC001.DAT")).size(), 10u + 4u + 8u);
+  EXPECT_EQ(ReadFile(Path("_FUNC001.DAT")).size(), 10u + 4u + 8u);
   OpenRun();
   const RawFunctionRecord floats = ScanningRecord(10);
   ASSERT_EQ(RawReadFuncInit(handle_, 1, 0, &floats, nullptr), RAW_OK);
-  EXPECT_THAT(testing::Read(handle_, 1, 0, 3).masses, ElementsAre(1));
+  EXPECT_THAT(Read(handle_, 1, 0, 3).masses, ElementsAre(1));
 }
 
 TEST_F(ScanWriterTest, LargestScan) {
-  OpenWriter(3);
-  Scan scan;
-  scan.intensities.assign(RAW_MAX_POINTS, 1);
-  ASSERT_EQ(WriteScan(handle_, 1, 0, 3, scan), RAW_OK);
-  CloseWriter();
-  OpenFunction();
-  const Spectrum read = testing::Read(handle_, 1, 0, 1, RAW_MAX_POINTS - 1);
+  Stored(3, {{}, {}, std::vector<float>(RAW_MAX_POINTS, 1), {}});
+  const Spectrum read = Read(handle_, 1, 0, 1, RAW_MAX_POINTS - 1);
   EXPECT_THAT(read.intensities, ElementsAre(1, 1));
   EXPECT_EQ(read.masses[1], 1100);
   EXPECT_EQ(read.header.total_ion_current, static_cast<float>(RAW_MAX_POINTS));
@@ -244,7 +198,7 @@ TEST_F(ScanWriterTest, LargestScan) {
 
 TEST_F(ScanWriterTest, FiftyScansWaitAndReadersSeeThemOnceFlushed) {
   OpenWriter(3);
-  const auto records = [&] { return testing::ReadFile(Path("_FUNC001.IDX")).size() / 22; };
+  const auto records = [&] { return ReadFile(Path("_FUNC001.IDX")).size() / 22; };
   for (uint32_t i = 1; i <= 49; ++i) {
     ASSERT_EQ(WriteScan(handle_, 1, 0, 3, NumberedScan(i, 10)), RAW_OK);
   }
@@ -252,17 +206,15 @@ TEST_F(ScanWriterTest, FiftyScansWaitAndReadersSeeThemOnceFlushed) {
   ASSERT_EQ(WriteScan(handle_, 1, 0, 3, NumberedScan(50, 10)), RAW_OK);
   EXPECT_EQ(records(), 50u);
 
-  int32_t reader = -1;
-  ASSERT_EQ(RawReadOpen(Path().c_str(), &reader), RAW_OK);
   const RawFunctionRecord record = ScanningRecord(3);
-  ASSERT_EQ(RawReadFuncInit(reader, 1, 0, &record, nullptr), RAW_OK);
-  EXPECT_EQ(testing::Read(reader, 1, 0, 50).intensities, NumberedScan(50, 10).intensities);
-  EXPECT_EQ(testing::Read(reader, 1, 0, 51).error, RAW_SCAN_ABSENT);
+  const int32_t reader = OpenReader(record);
+  EXPECT_EQ(Read(reader, 1, 0, 50).intensities, NumberedScan(50, 10).intensities);
+  EXPECT_EQ(Read(reader, 1, 0, 51).error, RAW_SCAN_ABSENT);
   for (uint32_t i = 51; i <= 53; ++i) {
     ASSERT_EQ(WriteScan(handle_, 1, 0, 3, NumberedScan(i, 10)), RAW_OK);
-    EXPECT_EQ(testing::Read(reader, 1, 0, static_cast<int32_t>(i)).error, RAW_SCAN_ABSENT);
+    EXPECT_EQ(Read(reader, 1, 0, static_cast<int32_t>(i)).error, RAW_SCAN_ABSENT);
     ASSERT_EQ(RawCreateScansFlush(handle_, 1, 0), RAW_OK);
-    EXPECT_EQ(testing::Read(reader, 1, 0, static_cast<int32_t>(i)).intensities,
+    EXPECT_EQ(Read(reader, 1, 0, static_cast<int32_t>(i)).intensities,
               NumberedScan(i, 10).intensities);
     int32_t scan = 0;
     EXPECT_EQ(RawReadTimeScan(reader, 1, 0, &record, 1e9f, &scan), RAW_OK);
@@ -273,7 +225,7 @@ TEST_F(ScanWriterTest, FiftyScansWaitAndReadersSeeThemOnceFlushed) {
 
 // --- faults while writing
 
-class WriteFaultTest : public testing::RawTest {
+class WriteFaultTest : public RawTest {
  protected:
   static constexpr int16_t kType = 1;
 
@@ -284,16 +236,14 @@ class WriteFaultTest : public testing::RawTest {
 
   // What a second handle sees is whole, and the front of what was accepted: the numbers of scans.
   void ExpectFrontOf(const std::vector<uint32_t>& accepted, size_t least) {
-    int32_t reader = -1;
+    const int32_t reader = OpenReader(ScanningRecord(kType));
     RawFunctionRecord record;
-    ASSERT_EQ(RawReadOpen(Path().c_str(), &reader), RAW_OK);
     ASSERT_EQ(RawReadFuncInfo(reader, 1, &record, nullptr), RAW_OK);
-    const auto scans = testing::Get<uint32_t>(record, 18);
+    const auto scans = Get<uint32_t>(record, 18);
     ASSERT_LE(scans, accepted.size());
     ASSERT_GE(scans, least);
-    ASSERT_EQ(RawReadFuncInit(reader, 1, 0, &record, nullptr), RAW_OK);
     for (uint32_t s = 0; s < scans; ++s) {
-      const Spectrum read = testing::Read(reader, 1, 0, static_cast<int32_t>(s + 1));
+      const Spectrum read = Read(reader, 1, 0, static_cast<int32_t>(s + 1));
       const Scan expected = FaultScan(accepted[s]);
       ASSERT_EQ(read.header.retention_time, expected.description.retention_time) << s;
       ASSERT_EQ(read.intensities, expected.intensities) << s;
@@ -385,17 +335,14 @@ TEST_F(WriteFaultTest, ReadersDoNotKeepWhatAFailedWriteLeft) {
   EXPECT_EQ(WriteScan(handle_, 1, 0, kType, NumberedScan(3, 5000)), RAW_SHORT_WRITE);
   files.SetDiskSpace(UINT64_MAX);
 
-  int32_t reader = -1;
-  const RawFunctionRecord record = ScanningRecord(kType);
-  ASSERT_EQ(RawReadOpen(Path().c_str(), &reader), RAW_OK);
-  ASSERT_EQ(RawReadFuncInit(reader, 1, 0, &record, nullptr), RAW_OK);
-  EXPECT_EQ(testing::Read(reader, 1, 0, 1).intensities, NumberedScan(1, 500).intensities);
-  EXPECT_EQ(testing::Read(reader, 1, 0, 2).intensities, NumberedScan(2, 500).intensities);
+  const int32_t reader = OpenReader(ScanningRecord(kType));
+  EXPECT_EQ(Read(reader, 1, 0, 1).intensities, NumberedScan(1, 500).intensities);
+  EXPECT_EQ(Read(reader, 1, 0, 2).intensities, NumberedScan(2, 500).intensities);
   ASSERT_EQ(WriteScan(handle_, 1, 0, kType, NumberedScan(4, 500)), RAW_OK);
   ASSERT_EQ(RawCreateScansFlush(handle_, 1, 0), RAW_OK);
-  EXPECT_EQ(testing::Read(reader, 1, 0, 3).intensities, NumberedScan(4, 500).intensities);
+  EXPECT_EQ(Read(reader, 1, 0, 3).intensities, NumberedScan(4, 500).intensities);
   EXPECT_EQ(RawReadClose(reader), RAW_OK);
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

@@ -8,22 +8,10 @@
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
 
-namespace tervalon::raw {
+namespace tervalon::testing {
 namespace {
 
-using testing::Bytes;
 using ::testing::ElementsAre;
-using testing::IndexEntry;
-using testing::kStoredTypes;
-using testing::ModelDecode;
-using testing::ModelPoint;
-using testing::ModelType;
-using testing::ModelTypeOf;
-using testing::NumberedScan;
-using testing::Scan;
-using testing::ScanningRecord;
-using testing::Spectrum;
-using testing::WriteScan;
 
 // Bit for bit, but for the bit that a 32-bit machine sets in a not-a-number that a function, here
 // one of the model's, returns.
@@ -35,12 +23,12 @@ bool Same(float a, float b) {
   return bits(a) == bits(b);
 }
 
-class SpectraTest : public testing::RawTest {
+class SpectraTest : public RawTest {
  protected:
   // Function 1 with one scan of the bytes given, open for reading.
   void OpenBytes(const RawFunctionRecord& record, uint32_t points, const Bytes& data,
                  uint32_t flags = 0) {
-    MakeRun(record, testing::IndexBytes({{0, points | flags}}), data);
+    MakeRun(record, IndexBytes({{0, points | flags}}), data);
     OpenFunction();
   }
 };
@@ -71,16 +59,16 @@ TEST_F(SpectraTest, HandMadePoints) {
   };
   for (const auto& expected : kCases) {
     SCOPED_TRACE(expected.type);
-    OpenBytes(testing::RecordFor(expected.type), expected.points, expected.bytes);
-    const Spectrum spectrum = testing::Read(handle_, 1, 0, 1);
+    OpenBytes(RecordFor(expected.type), expected.points, expected.bytes);
+    const Spectrum spectrum = Read(handle_, 1, 0, 1);
     EXPECT_EQ(spectrum.error, RAW_OK);
     EXPECT_EQ(spectrum.intensities, expected.intensities);
     EXPECT_EQ(spectrum.masses, expected.masses);
   }
-  OpenBytes(testing::RecordFor(11), 1, {0, 0, 0, 0xF0});
-  EXPECT_THAT(testing::Read(handle_, 1, 0, 1).flags, ElementsAre(15));
-  OpenBytes(testing::RecordFor(3), 1, {8, 0});
-  EXPECT_THAT(testing::Read(handle_, 1, 0, 1).masses, ElementsAre(100)) << "a scan of one point";
+  OpenBytes(RecordFor(11), 1, {0, 0, 0, 0xF0});
+  EXPECT_THAT(Read(handle_, 1, 0, 1).flags, ElementsAre(15));
+  OpenBytes(RecordFor(3), 1, {8, 0});
+  EXPECT_THAT(Read(handle_, 1, 0, 1).masses, ElementsAre(100)) << "a scan of one point";
 }
 
 // Every type's random bytes, in every order of reading, against the bit-by-bit model.
@@ -88,7 +76,7 @@ TEST_F(SpectraTest, RandomBytesRunsAndOrders) {
   for (const int16_t type : kStoredTypes) {
     SCOPED_TRACE(type);
     const ModelType model = ModelTypeOf(type);
-    const RawFunctionRecord record = testing::RecordFor(type);
+    const RawFunctionRecord record = RecordFor(type);
     std::vector<IndexEntry> entries;
     Bytes data(6);  // scans need not start at 0, or follow each other
     for (const uint32_t points : {3u, 0u, 10007u, 1u, 2u, 40001u, 5u, 8u}) {
@@ -96,7 +84,7 @@ TEST_F(SpectraTest, RandomBytesRunsAndOrders) {
       data.resize(data.size() + model.BytesOf(points) + points % 3);
     }
     for (uint8_t& byte : data) byte = static_cast<uint8_t>(random_());
-    MakeRun(record, testing::IndexBytes(entries), data);
+    MakeRun(record, IndexBytes(entries), data);
     OpenFunction();
 
     for (int round = 0; round < 120; ++round) {
@@ -111,15 +99,15 @@ TEST_F(SpectraTest, RandomBytesRunsAndOrders) {
         ModelPoint point = ModelDecode(type, bytes, i);
         if (skip && (point.flags & 1) != 0) continue;
         if (!model.stores_masses && (type == 2 || type == 11)) {
-          point.mass = i < 32 ? testing::Get<float>(record, 160 + 4 * i) : 0;
+          point.mass = i < 32 ? Get<float>(record, 160 + 4 * i) : 0;
         } else if (!model.stores_masses) {
           const double step = points < 2 ? 1.0 : 1000.0 / (points - 1);
           point.mass = static_cast<float>(100 + i * step);
         }
         expected.push_back(point);
       }
-      const Spectrum read = testing::Read(handle_, 1, 0, static_cast<int32_t>(s + 1),
-                                          static_cast<int32_t>(first + 1), wanted, skip);
+      const Spectrum read = Read(handle_, 1, 0, static_cast<int32_t>(s + 1),
+                                 static_cast<int32_t>(first + 1), wanted, skip);
       ASSERT_EQ(read.error, RAW_OK);
       ASSERT_EQ(read.intensities.size(), expected.size()) << "scan " << s << " from " << first;
       for (size_t i = 0; i < expected.size(); ++i) {
@@ -158,21 +146,21 @@ TEST_F(SpectraTest, HeaderWordsAndFlags) {
        0},
   };
   OpenWriter(3);
+  Scan scan = NumberedScan(5, 3);
   for (const auto& given : kCases) {
-    Scan scan = NumberedScan(5, 3);
     scan.description = given.description;
     ASSERT_EQ(WriteScan(handle_, 1, 0, 3, scan), RAW_OK);
   }
   ASSERT_EQ(RawCreateScans(handle_, 1, 0, 3, 1, 1, 0, 7.5f, nullptr, nullptr, nullptr, 0), RAW_OK);
   CloseWriter();
-  Bytes index = testing::ReadFile(Path("_FUNC001.IDX"));
+  Bytes index = ReadFile(Path("_FUNC001.IDX"));
   OpenFunction();
   for (size_t i = 0; i < std::size(kCases); ++i) {
     SCOPED_TRACE(i);
     uint32_t word = 0;
     std::memcpy(&word, index.data() + 22 * i + 4, 4);
     EXPECT_EQ(word, kCases[i].index_flags | 3);
-    const RawScanHeader header = testing::Read(handle_, 1, 0, static_cast<int32_t>(i + 1)).header;
+    const RawScanHeader header = Read(handle_, 1, 0, static_cast<int32_t>(i + 1)).header;
     EXPECT_EQ(header.points, kCases[i].points_flag | 3);
     EXPECT_EQ(header.flags, kCases[i].flags);
     EXPECT_EQ(header.flag_c, kCases[i].flag_c);
@@ -180,7 +168,7 @@ TEST_F(SpectraTest, HeaderWordsAndFlags) {
     EXPECT_EQ(header.low_mass, 100);
     EXPECT_EQ(header.high_mass, 1100);
   }
-  const RawScanHeader header = testing::Read(handle_, 1, 0, 9).header;
+  const RawScanHeader header = Read(handle_, 1, 0, 9).header;
   EXPECT_EQ(header.points, RAW_SCAN_FLAG_D);
   EXPECT_EQ(header.flags, RAW_SCAN_FLAG_B);
   EXPECT_EQ(header.retention_time, 7.5f);
@@ -189,7 +177,7 @@ TEST_F(SpectraTest, HeaderWordsAndFlags) {
 
   // Flag E only a reader knows; flag C does not count where it was not stored.
   OpenBytes(ScanningRecord(3), 1, {8, 0}, 1u << 31 | 1u << 28);
-  const RawScanHeader foreign = testing::Read(handle_, 1, 0, 1).header;
+  const RawScanHeader foreign = Read(handle_, 1, 0, 1).header;
   EXPECT_EQ(foreign.flags, RAW_SCAN_FLAG_E);
   EXPECT_EQ(foreign.flag_c, 0u);
 }
@@ -204,21 +192,14 @@ TEST_F(SpectraTest, CalibrationBySegmentFlagAndType) {
   for (const int16_t type : kStoredTypes) {
     SCOPED_TRACE(type);
     const bool channels = type == 2 || type == 11;
-    OpenWriter(type);
-    Scan scan;
-    scan.masses = {100};
-    scan.intensities = {1};
-    for (const uint32_t segment : {0u, 1u, 2u, 3u}) {
-      scan.description.segment = segment;
-      ASSERT_EQ(WriteScan(handle_, 1, 0, type, scan), RAW_OK);
-    }
-    scan.description = {0, 1, 0, 0, 1, 0};  // flag B
-    ASSERT_EQ(WriteScan(handle_, 1, 0, type, scan), RAW_OK);
-    CloseWriter();
+    std::vector<Scan> scans(5, {{}, {100}, {1}, {}});
+    for (uint32_t s = 0; s < 4; ++s) scans[s].description.segment = s;
+    scans[4].description = {0, 1, 0, 0, 1, 0};  // flag B
+    MakeRun({RecordFor(type)}, {scans});
     OpenFunction(calibration.get());
     std::vector<float> masses;
     for (int32_t s = 1; s <= 5; ++s) {
-      const Spectrum read = testing::Read(handle_, 1, 0, s);
+      const Spectrum read = Read(handle_, 1, 0, s);
       EXPECT_EQ(read.header.flags, RAW_SCAN_FLAG_B) << "the function has a calibration";
       masses.push_back(read.masses[0]);
       if (type != 11) {
@@ -233,8 +214,8 @@ TEST_F(SpectraTest, CalibrationBySegmentFlagAndType) {
   }
   calibration->function_count = 0;
   OpenFunction(calibration.get());
-  EXPECT_EQ(testing::Read(handle_, 1, 0, 1).masses[0], 100);
-  EXPECT_EQ(testing::Read(handle_, 1, 0, 1).header.flags, 0u);
+  EXPECT_EQ(Read(handle_, 1, 0, 1).masses[0], 100);
+  EXPECT_EQ(Read(handle_, 1, 0, 1).header.flags, 0u);
 }
 
 TEST_F(SpectraTest, ProcessedDataSets) {
@@ -243,20 +224,20 @@ TEST_F(SpectraTest, ProcessedDataSets) {
   ASSERT_EQ(RawCreateScanFile(handle_, 1, 255, 0), RAW_OK);
   ASSERT_EQ(WriteScan(handle_, 1, 255, 12, NumberedScan(2, 5)), RAW_OK);
   ASSERT_EQ(RawCreateScansEnd(handle_, 1, 255), RAW_OK);
-  EXPECT_TRUE(testing::Exists(Path("_PROC255.DAT")));
-  EXPECT_TRUE(testing::Exists(Path("_PROC255.IDX")));
+  EXPECT_TRUE(Exists(Path("_PROC255.DAT")));
+  EXPECT_TRUE(Exists(Path("_PROC255.IDX")));
   const RawFunctionRecord set = ScanningRecord(12);
   ASSERT_EQ(RawReadFuncInit(handle_, 1, 0, &record_, nullptr), RAW_OK);
   ASSERT_EQ(RawReadFuncInit(handle_, 1, 255, &set, nullptr), RAW_OK);
-  EXPECT_EQ(testing::Read(handle_, 1, 0, 1).intensities, NumberedScan(1, 8).intensities);
-  EXPECT_EQ(testing::Read(handle_, 1, 255, 1).masses, NumberedScan(2, 5).masses);
-  EXPECT_EQ(testing::Read(handle_, 1, 255, 1).flags, NumberedScan(2, 5).flags);
+  EXPECT_EQ(Read(handle_, 1, 0, 1).intensities, NumberedScan(1, 8).intensities);
+  EXPECT_EQ(Read(handle_, 1, 255, 1).masses, NumberedScan(2, 5).masses);
+  EXPECT_EQ(Read(handle_, 1, 255, 1).flags, NumberedScan(2, 5).flags);
   int32_t scan = 0;
   EXPECT_EQ(RawReadTimeScan(handle_, 1, 255, &set, 9, &scan), RAW_OK);
   EXPECT_EQ(scan, 1);
   EXPECT_EQ(RawReadFuncEnd(handle_, 1, 255), RAW_OK);
-  EXPECT_EQ(testing::Read(handle_, 1, 255, 1).error, RAW_SCAN_BUFFER_ABSENT);
-  EXPECT_EQ(testing::Read(handle_, 1, 0, 1).error, RAW_OK);
+  EXPECT_EQ(Read(handle_, 1, 255, 1).error, RAW_SCAN_BUFFER_ABSENT);
+  EXPECT_EQ(Read(handle_, 1, 0, 1).error, RAW_OK);
 }
 
 TEST_F(SpectraTest, ArgumentsOfReading) {
@@ -293,20 +274,20 @@ TEST_F(SpectraTest, CutOffDataGiveFewerPoints) {
   for (const int16_t type : kStoredTypes) {
     SCOPED_TRACE(type);
     const ModelType model = ModelTypeOf(type);
-    MakeRun({testing::RecordFor(type)}, {{NumberedScan(1, 12), NumberedScan(2, 12)}});
-    Bytes data = testing::ReadFile(Path("_FUNC001.DAT"));
+    MakeRun({RecordFor(type)}, {{NumberedScan(1, 12), NumberedScan(2, 12)}});
+    Bytes data = ReadFile(Path("_FUNC001.DAT"));
     data.resize(data.size() - model.unit_bytes - 1);  // one unit and a byte of the next
-    testing::WriteFile(Path("_FUNC001.DAT"), data);
+    WriteFile(Path("_FUNC001.DAT"), data);
     OpenFunction();
-    const Spectrum second = testing::Read(handle_, 1, 0, 2);
+    const Spectrum second = Read(handle_, 1, 0, 2);
     EXPECT_EQ(second.error, RAW_OK);
     ASSERT_EQ(second.intensities.size(), 12 - 2 * model.unit_points);
     EXPECT_TRUE(std::equal(second.intensities.begin(), second.intensities.end(),
                            NumberedScan(2, 12).intensities.begin()));
-    EXPECT_EQ(testing::Read(handle_, 1, 0, 2, 12).intensities.size(), 0u);
-    EXPECT_EQ(testing::Read(handle_, 1, 0, 1).intensities.size(), 12u);
+    EXPECT_EQ(Read(handle_, 1, 0, 2, 12).intensities.size(), 0u);
+    EXPECT_EQ(Read(handle_, 1, 0, 1).intensities.size(), 12u);
   }
 }
 
 }  // namespace
-}  // namespace tervalon::raw
+}  // namespace tervalon::testing

@@ -180,4 +180,25 @@ void RawTest::CloseWriter() {
   handle_ = -1;
 }
 
+Spectrum RawTest::Stored(int32_t data_type, const Scan& scan) {
+  MakeRun({RecordFor(data_type)}, {{scan}});
+  OpenFunction();
+  return Read(handle_, 1, 0, 1);
+}
+
+int32_t RawTest::OpenReader(const RawFunctionRecord& record) const {
+  int32_t reader = -1;
+  EXPECT_EQ(RawReadOpen(Path().c_str(), &reader), RAW_OK);
+  EXPECT_EQ(RawReadFuncInit(reader, 1, 0, &record, nullptr), RAW_OK);
+  return reader;
+}
+
+void RawTest::RecordProgress() {
+  const RawProgressCallback add = [](int32_t percent, void* user) TERVALON_CALL -> int32_t {
+    static_cast<std::vector<int32_t>*>(user)->push_back(percent);
+    return 0;
+  };
+  EXPECT_EQ(RawUpdateInit(add, &progress_), add);
+}
+
 }  // namespace tervalon::testing

@@ -123,6 +123,15 @@ class RawTest : public ::testing::Test {
   // Ends what OpenWriter began.
   void CloseWriter();
 
+  // A scan of a data type as it comes back from a run that has only it, which stays open.
+  Spectrum Stored(int32_t data_type, const Scan& scan);
+
+  // A second handle of the directory, with function 1 open for reading.
+  int32_t OpenReader(const RawFunctionRecord& record) const;
+
+  // Collects the percentages that are reported from now on.
+  void RecordProgress();
+
   // Puts a file system that fails on demand in place, until the test ends or asks for another.
   // Handles that are open then are dropped.
   FaultyFileSystem& UseFaultyFiles();
@@ -132,6 +141,7 @@ class RawTest : public ::testing::Test {
   std::unique_ptr<platform::ScopedReplacement<platform::FileSystem>> replaced_;
   int32_t handle_ = -1;
   RawFunctionRecord record_ = {};
+  std::vector<int32_t> progress_;
   std::mt19937 random_{20240607};
 };
 

@@ -9,15 +9,13 @@
 namespace tervalon::testing {
 namespace {
 
+using ::testing::HasSubstr;
+
 class BadInput : public ProgramTest {
  protected:
   void SetUp() override { Output({"simulate", "run.raw", "--scans", "20"}); }
 
   std::string Member(const std::string& name) const { return Path("run.raw\\" + name); }
-
-  void Remove(const std::string& name) const {
-    std::filesystem::remove(NativePath("run.raw\\" + name));
-  }
 
   // Runs that may fail, but have to end by themselves and in order.
   void ExpectNoCrash() const {
@@ -39,46 +37,39 @@ class BadInput : public ProgramTest {
 };
 
 TEST_F(BadInput, WrongUsageIsToldApart) {
-  struct Case {
-    Arguments arguments;
-    std::string text;
-  };
-  const Case cases[] = {
-      {{}, "a command is missing ('tervalon --help' lists them)"},
-      {{"settings", "put"}, "no command 'put' ('tervalon settings --help' lists them)"},
-      {{"frobnicate"}, "no command 'frobnicate'"},
-      {{"info"}, "DIR is required"},
-      {{"info", ""}, "name is empty"},
-      {{"info", "run.raw", "--csv", "--json"}, "--csv excludes --json"},
-      {{"info", "run.raw", "--colour"}, "--colour"},
-      {{"spectrum", "run.raw", "-f", "1"}, "1 option from"},
-      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-t", "1"}, "1 option from"},
-      {{"spectrum", "run.raw", "-s", "1"}, "--function is required"},
-      {{"spectrum", "run.raw", "-f", "0", "-s", "1"}, "--function"},
-      {{"spectrum", "run.raw", "-f", "33", "-s", "1"}, "--function"},
-      {{"spectrum", "run.raw", "-f", "1", "-s", "0"}, "--scan"},
-      {{"spectrum", "run.raw", "-f", "1", "-t", "soon"}, "--time: 'soon' is not a number"},
-      {{"spectrum", "run.raw", "-f", "1", "-t", "-2"}, "--time: -2 is before the start"},
-      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "--data-type", "3"}, "--process"},
-      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-p", "256"}, "--process"},
-      {{"chrom", "run.raw", "-f", "1", "--tic", "--bpi"}, "at most 1"},
-      {{"chrom", "run.raw", "-f", "1", "--trace", "TIC", "--bpi"}, "at most 1"},
-      {{"chrom", "run.raw", "-f", "1", "--trace", "TIC,184--200"}, "'184--200' is no trace"},
-      {{"chrom", "run.raw", "-f", "1", "--trace", "AN5"}, "'AN5' is no trace"},
-      {{"chrom", "run.raw", "-f", "1", "--trace", " , "}, "no trace is given"},
-      {{"chrom", "run.raw", "-f", "1", "--tolerance", "1"}, "--tolerance requires --trace"},
-      {{"chrom", "run.raw", "-f", "1", "--trace", "184", "--tolerance", "-1"}, "no tolerance"},
-      {{"chrom", "run.raw", "-f", "1", "--mass", "200-100"}, "'200-100' begins above its end"},
-      {{"chrom", "run.raw", "-f", "1", "--mass", "200"}, "not a range of masses"},
-      {{"chrom", "run.raw", "-f", "1", "--mass", "1-2x"}, "not a range of masses"},
-      {{"simulate", "new.raw", "--scans", "0"}, "--scans"},
-      {{"simulate", "new.raw", "--duration", "nan"}, "--duration"},
-      {{"settings", "set", "A", "B=C", "x"}, "cannot be the name of a key"},
-      {{"settings", "set", "A", "B", std::string(513, 'x')}, "longer than 512"},
-  };
-  for (const Case& wrong : cases) {
-    ExpectFailure(wrong.arguments, 2, wrong.text);
-  }
+  ExpectFailures({
+      {{}, 2, "a command is missing ('tervalon --help' lists them)"},
+      {{"settings", "put"}, 2, "no command 'put' ('tervalon settings --help' lists them)"},
+      {{"frobnicate"}, 2, "no command 'frobnicate'"},
+      {{"info"}, 2, "DIR is required"},
+      {{"info", ""}, 2, "name is empty"},
+      {{"info", "run.raw", "--csv", "--json"}, 2, "--csv excludes --json"},
+      {{"info", "run.raw", "--colour"}, 2, "--colour"},
+      {{"spectrum", "run.raw", "-f", "1"}, 2, "1 option from"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-t", "1"}, 2, "1 option from"},
+      {{"spectrum", "run.raw", "-s", "1"}, 2, "--function is required"},
+      {{"spectrum", "run.raw", "-f", "0", "-s", "1"}, 2, "--function"},
+      {{"spectrum", "run.raw", "-f", "33", "-s", "1"}, 2, "--function"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "0"}, 2, "--scan"},
+      {{"spectrum", "run.raw", "-f", "1", "-t", "soon"}, 2, "--time: 'soon' is not a number"},
+      {{"spectrum", "run.raw", "-f", "1", "-t", "-2"}, 2, "--time: -2 is before the start"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "--data-type", "3"}, 2, "--process"},
+      {{"spectrum", "run.raw", "-f", "1", "-s", "1", "-p", "256"}, 2, "--process"},
+      {{"chrom", "run.raw", "-f", "1", "--tic", "--bpi"}, 2, "at most 1"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "TIC", "--bpi"}, 2, "at most 1"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "TIC,184--200"}, 2, "'184--200' is no trace"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "AN5"}, 2, "'AN5' is no trace"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", " , "}, 2, "no trace is given"},
+      {{"chrom", "run.raw", "-f", "1", "--tolerance", "1"}, 2, "--tolerance requires --trace"},
+      {{"chrom", "run.raw", "-f", "1", "--trace", "184", "--tolerance", "-1"}, 2, "no tolerance"},
+      {{"chrom", "run.raw", "-f", "1", "--mass", "200-100"}, 2, "'200-100' begins above its end"},
+      {{"chrom", "run.raw", "-f", "1", "--mass", "200"}, 2, "not a range of masses"},
+      {{"chrom", "run.raw", "-f", "1", "--mass", "1-2x"}, 2, "not a range of masses"},
+      {{"simulate", "new.raw", "--scans", "0"}, 2, "--scans"},
+      {{"simulate", "new.raw", "--duration", "nan"}, 2, "--duration"},
+      {{"settings", "set", "A", "B=C", "x"}, 2, "cannot be the name of a key"},
+      {{"settings", "set", "A", "B", std::string(513, 'x')}, 2, "longer than 512"},
+  });
 }
 
 TEST_F(BadInput, WhatIsNotThereIsNamed) {
@@ -97,7 +88,7 @@ TEST_F(BadInput, WhatIsNotThereIsNamed) {
                 "_PROC007.IDX: missing");
   ExpectFailure({"settings", "get", "None", "None"}, 1, "TERVALON.INI: no key 'None'");
   for (const std::string member : {"_FUNC002.DAT", "_FUNC001.IDX", "_FUNCTNS.INF", "_HEADER.TXT"}) {
-    Remove(member);
+    std::filesystem::remove(NativePath("run.raw\\" + member));
     const std::string function = member.substr(0, 8) == "_FUNC002" ? "2" : "1";
     ExpectFailure({"chrom", "run.raw", "-f", function}, 1,
                   member == "_HEADER.TXT" ? "not a raw data directory" : member + ": missing");
@@ -112,7 +103,7 @@ TEST_F(BadInput, CutOffDataGiveFewerScansAndPoints) {
   EXPECT_EQ(Json({"chrom", "run.raw", "-f", "2"})["chromatogram"]["tic"].size(), 10U);
   const ProcessResult cut = Run({"spectrum", "run.raw", "-f", "2", "-s", "11", "--json"});
   EXPECT_EQ(cut.status, 0);
-  EXPECT_NE(cut.err.find("cut off after 500 of 5001 points"), std::string::npos) << cut.err;
+  EXPECT_THAT(cut.err, HasSubstr("cut off after 500 of 5001 points"));
   EXPECT_EQ(nlohmann::json::parse(cut.out)["points"]["mass"].size(), 500U);
 }
 
@@ -130,9 +121,7 @@ TEST_F(BadInput, RandomBytesDoNoHarm) {
        {"_HEADER.TXT", "_FUNC001.IDX", "_FUNC002.IDX", "_FUNC001.DAT", "_FUNCTNS.INF"}) {
     SCOPED_TRACE(member);
     auto bytes = ReadFile(Member(member));
-    for (uint8_t& byte : bytes) {
-      byte = static_cast<uint8_t>(random());
-    }
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
     WriteFile(Member(member), bytes);
     ExpectNoCrash();
   }
@@ -142,13 +131,11 @@ TEST_F(BadInput, ControlsInHeaderTextsDoNotReachATerminal) {
   WriteText(Member("_HEADER.TXT"),
             "$$ Job Code: a\x1B[2J\x9B"
             "2Jb\xFC,\"c\"\r\n");
-  const std::string text = Output({"info", "run.raw"});
-  EXPECT_NE(text.find("a?[2J?2Jb\u00FC,\"c\"\n"), std::string::npos) << text;
-  const nlohmann::json job = Json({"info", "run.raw"})["header"]["job_code"];
-  EXPECT_EQ(job,
+  EXPECT_THAT(Output({"info", "run.raw"}), HasSubstr("a?[2J?2Jb\u00FC,\"c\"\n"));
+  EXPECT_EQ(Json({"info", "run.raw"})["header"]["job_code"],
             "a\x1B[2J\u009B"
             "2Jb\u00FC,\"c\"");
-  EXPECT_NE(Output({"info", "run.raw", "--csv"}).find("b\u00FC,\"\"c\"\"\"\n"), std::string::npos);
+  EXPECT_THAT(Output({"info", "run.raw", "--csv"}), HasSubstr("b\u00FC,\"\"c\"\"\"\n"));
 }
 
 TEST_F(BadInput, SettingsAreKeptInTheWorkingDirectory) {
@@ -160,7 +147,7 @@ TEST_F(BadInput, SettingsAreKeptInTheWorkingDirectory) {
   EXPECT_EQ(Output({"settings", "get", "Acquisition", "Empty"}), "\n");
   EXPECT_EQ(Output({"settings", "list", "--csv"}),
             "section,key,value\nAcquisition,Instrument,TOF 1\nAcquisition,Empty,\nOther,Key,1\n");
-  EXPECT_NE(ReadText(Path("TERVALON.INI")).find("[Acquisition]"), std::string::npos);
+  EXPECT_THAT(ReadText(Path("TERVALON.INI")), HasSubstr("[Acquisition]"));
   // A setting that sends analog data elsewhere does not keep the rest from being read.
   Output({"settings", "set", "Acquisition", "IsGCMD", "TRUE"});
   EXPECT_EQ(Json({"info", "run.raw"})["analog"]["channels"], nullptr);

@@ -84,12 +84,8 @@ TEST_F(DbCommand, WhatIsWrongIsToldAndNothingIsWritten) {
   WriteText(Path("short.csv"), "NAME,AREA\nFine\n");
   WriteText(Path("open.csv"), "NAME\n\"Fine\n");
   WriteText(Path("where.csv"), "NAME\nFine\n");
-  struct Case {
-    Arguments arguments;
-    int status;
-    std::string text;
-  };
-  const Case cases[] = {
+  const std::string before = Output({"db", "export", "P1.DBF"});
+  ExpectFailures({
       {{"db", "list", "P9.DBF"}, 1, "P9.DBF: no such file"},
       {{"db", "list", "text.DBF"}, 1, "text.DBF: not a record database"},
       {{"db", "list", "P1.DBF", "--type", "Tune"}, 1, "the fields are not those of the type"},
@@ -116,9 +112,7 @@ TEST_F(DbCommand, WhatIsWrongIsToldAndNothingIsWritten) {
       {{"db", "insert", "P1.DBF", "--from", "none.csv"}, 1, "none.csv: cannot be read"},
       {{"db", "update", "P1.DBF", "--from", "where.csv"}, 1, "has no column 'record'"},
       {{"db", "update", "P1.DBF"}, 2, "update needs"},
-  };
-  const std::string before = Output({"db", "export", "P1.DBF"});
-  for (const Case& wrong : cases) ExpectFailure(wrong.arguments, wrong.status, wrong.text);
+  });
   EXPECT_EQ(Output({"db", "export", "P1.DBF"}), before);
 
   Output({"db", "create", "P1.DBF", "--type", "2", "--replace"});

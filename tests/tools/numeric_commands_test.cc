@@ -88,11 +88,7 @@ TEST_F(NumericCommands, RetentionIndices) {
 }
 
 TEST_F(NumericCommands, WrongUsageAndFailures) {
-  const struct {
-    Arguments arguments;
-    int status;
-    const char* text;
-  } cases[] = {
+  ExpectFailures({
       {{"noise", "run.raw", "-f", "1", "--order", "21"}, 2, "--order"},
       {{"noise", "run.raw", "-f", "1", "--from", "3", "--to", "2"}, 2, "ends before it begins"},
       {{"noise", "run.raw", "-f", "1", "--trace", "TIC,BPI"}, 2, "more than one trace"},
@@ -106,8 +102,7 @@ TEST_F(NumericCommands, WrongUsageAndFailures) {
       {{"retention", "set", "2:1", "1:2"}, 2, "do not ascend"},
       {{"retention", "set", "1:1", "2"}, 2, "not TIME:INDEX"},
       {{"retention", "index", "soon"}, 2, "'soon' is not a number"},
-  };
-  for (const auto& [arguments, status, text] : cases) ExpectFailure(arguments, status, text);
+  });
 }
 
 }  // namespace

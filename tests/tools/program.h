@@ -53,6 +53,15 @@ class ProgramTest : public ::testing::Test {
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
   }
 
+  struct Failure {
+    Arguments arguments;
+    int status;
+    std::string text;
+  };
+  void ExpectFailures(const std::vector<Failure>& failures) const {
+    for (const Failure& f : failures) ExpectFailure(f.arguments, f.status, f.text);
+  }
+
   // In the library's form, for ReadFile and its like.
   std::string Path(const std::string& name) const { return directory_.Path(name); }
 

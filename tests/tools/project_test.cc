@@ -41,29 +41,22 @@ TEST_F(Projects, FailuresSayWhyAndLoseNothing) {
   Output({"project", "create", "Half"});
   std::filesystem::remove(NativePath("Half.PRO\\DATA"));
   WriteText(Path("Half.PRO\\DATA"), "kept");
-  const struct {
-    const char* command;
-    std::string project;
-    int status;
-    const char* text;
-  } kCases[] = {
-      {"create", "Taken", 1, "Taken.PRO: Unable to create Project directory"},
-      {"create", "none/Oils", 1, "Unable to create Project directory"},
-      {"create", "Half", 1, "Half.PRO: Unable to create Project sub-directory"},
-      {"create", std::string(26, 'n'), 1,
+  ExpectFailures({
+      {{"project", "create", "Taken"}, 1, "Taken.PRO: Unable to create Project directory"},
+      {{"project", "create", "none/Oils"}, 1, "Unable to create Project directory"},
+      {{"project", "create", "Half"}, 1, "Half.PRO: Unable to create Project sub-directory"},
+      {{"project", "create", std::string(26, 'n')},
+       1,
        "directory. Try moving this project up a directory level"},
-      {"create", std::string(300, 'n'), 1, "the path is too long"},
-      {"create", "..", 2, "'..' cannot be a project"},
-      {"create", "Oils,Fats", 2, "cannot be a project"},
-      {"create", "Oils?", 2, "cannot be a project"},
-      {"create", "", 2, "PROJECT: the name is empty"},
-      {"select", "", 2, "PROJECT: the name is empty"},
-      {"select", "None", 1, "None.PRO: there is no such project"},
-      {"select", "Taken", 1, "Taken.PRO: there is no such project"},
-  };
-  for (const auto& wrong : kCases) {
-    ExpectFailure({"project", wrong.command, wrong.project}, wrong.status, wrong.text);
-  }
+      {{"project", "create", std::string(300, 'n')}, 1, "the path is too long"},
+      {{"project", "create", ".."}, 2, "'..' cannot be a project"},
+      {{"project", "create", "Oils,Fats"}, 2, "cannot be a project"},
+      {{"project", "create", "Oils?"}, 2, "cannot be a project"},
+      {{"project", "create", ""}, 2, "PROJECT: the name is empty"},
+      {{"project", "select", ""}, 2, "PROJECT: the name is empty"},
+      {{"project", "select", "None"}, 1, "None.PRO: there is no such project"},
+      {{"project", "select", "Taken"}, 1, "Taken.PRO: there is no such project"},
+  });
   EXPECT_EQ(ReadText(Path("Taken.PRO")), "kept");
   EXPECT_EQ(ReadText(Path("Half.PRO\\DATA")), "kept");
   EXPECT_EQ(Names(), (std::vector<std::string>{"Half.PRO", "Taken.PRO"}));

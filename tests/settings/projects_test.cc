@@ -11,10 +11,9 @@
 
 #include "appsvc/application.h"
 #include "platform/headless/window_records.h"
-#include "settings/settings.h"
 #include "tervalon/application.h"
 #include "tests/support/fault_services.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 namespace tervalon::settings {
 namespace {
@@ -27,11 +26,9 @@ constexpr const char* kSubDirectories[] = {"CURVEDB", "DATA",     "METHDB",
 
 // A process of its own in a new working directory. Project directories are relative, because a
 // project's path must be short.
-class ProjectsTest : public ::testing::Test {
+class ProjectsTest : public testing::SettingsFixture {
  protected:
   ProjectsTest() {
-    ResetGlobalStore();
-    ResetSettingsFile(directory_.Path().c_str());
     std::string native = directory_.Path();
     std::replace(native.begin(), native.end(), '\\', '/');
     fs::current_path(native);
@@ -39,8 +36,6 @@ class ProjectsTest : public ::testing::Test {
   ~ProjectsTest() override {
     appsvc::ResetApplication();
     fs::current_path(start_);
-    ResetGlobalStore();
-    ResetSettingsFile(nullptr);
   }
 
   static std::string Get(const char* key) {
@@ -57,16 +52,12 @@ class ProjectsTest : public ::testing::Test {
     return entries;
   }
   void ExpectMessage(const std::string& text, const char* caption, uint32_t style) {
-    ASSERT_EQ(desktop_.messages.size(), 1u);
-    EXPECT_EQ(desktop_.messages[0].text, text);
-    EXPECT_EQ(desktop_.messages[0].caption, caption);
-    EXPECT_EQ(desktop_.messages[0].style, style);
-    EXPECT_EQ(desktop_.messages[0].owner, owner_);
+    using Message = testing::RecordingDesktop::Message;
+    EXPECT_THAT(desktop_.messages, ::testing::ElementsAre(Message{owner_, text, caption, style}));
     desktop_.messages.clear();
   }
 
   const fs::path start_ = fs::current_path();
-  testing::TempDirectory directory_;
   testing::RecordingDesktop desktop_;
   platform::ScopedReplacement<platform::Desktop> use_desktop_{&desktop_};
   platform::WindowRecords windows_;

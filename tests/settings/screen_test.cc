@@ -13,13 +13,11 @@
 #include <vector>
 
 #include "appsvc/application.h"
-#include "settings/settings.h"
 #include "tervalon/application.h"
 #include "tervalon/projects.h"
-#include "tervalon/settings.h"
 #include "tervalon/window_placement.h"
 #include "tests/support/screen.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 namespace tervalon::settings {
 namespace {
@@ -86,21 +84,7 @@ class Frame {
   HWND area_ = nullptr;
 };
 
-std::string Get(const char* section, const char* key) {
-  char out[512];
-  GetIniString(section, key, "(none)", out, sizeof(out));
-  return out;
-}
-
-void Set(const char* key, std::string value) { SetIniString("Windows", key, value.data(), 0); }
-
-class ScreenTest : public ::testing::Test {
- protected:
-  ScreenTest() { ResetSettingsFile(directory_.Path().c_str()); }
-  ~ScreenTest() override { ResetSettingsFile(nullptr); }
-
-  testing::TempDirectory directory_;
-};
+using ScreenTest = testing::SettingsFixture;
 
 TEST_F(ScreenTest, DocumentsOfAFrameComeBackAtTheSamePlaces) {
   const std::map<std::string, std::string> lines = {
@@ -108,7 +92,7 @@ TEST_F(ScreenTest, DocumentsOfAFrameComeBackAtTheSamePlaces) {
       {"Minimised", "TRUE,SW_SHOWMINIMIZED,30,40,330,240"},
       {"Maximised", "TRUE,SW_SHOWMAXIMIZED,50,60,450,360"},
   };
-  for (const auto& [key, line] : lines) Set(key.c_str(), line);
+  for (const auto& [key, line] : lines) SetIni("Windows", key.c_str(), line);
   // Twice: what the first frame saves is all that the second one has.
   for (int round = 0; round < 2; ++round) {
     const Frame frame;
@@ -126,10 +110,10 @@ TEST_F(ScreenTest, DocumentsOfAFrameComeBackAtTheSamePlaces) {
     EXPECT_TRUE(IsZoomed(maximised));
     ASSERT_TRUE(normal != nullptr && minimised != nullptr && maximised != nullptr);
 
-    for (const auto& [key, line] : lines) Set(key.c_str(), "");
+    for (const auto& [key, line] : lines) SetIni("Windows", key.c_str(), "");
     EXPECT_EQ(IniSaveDesktop(frame.area(), TV_SAVE_DESKTOP, "Frame", "Desktop", 0), 1);
-    for (const auto& [key, line] : lines) EXPECT_EQ(Get("Windows", key.c_str()), line);
-    const std::string list = Get("Frame", "Desktop");
+    for (const auto& [key, line] : lines) EXPECT_EQ(GetIni("Windows", key.c_str()), line);
+    const std::string list = GetIni("Frame", "Desktop");
     for (const auto& [key, line] : lines) EXPECT_NE(list.find(key), std::string::npos) << list;
     EXPECT_EQ(list.size(), std::string("Normal,Minimised,Maximised").size());
     EXPECT_TRUE(list.ends_with(",Maximised")) << list;
@@ -179,18 +163,15 @@ LRESULT CALLBACK AgreeToClose(HWND window, UINT message, WPARAM first, LPARAM se
 }
 
 // A directory with a path short enough for projects, and the settings file in it.
-class RealProjectTest : public ::testing::Test {
+class RealProjectTest : public testing::SettingsFixture {
  protected:
   RealProjectTest() {
-    fs::create_directory(directory_);
-    ResetGlobalStore();
-    ResetSettingsFile(directory_.c_str());
+    fs::create_directory(short_);
+    ResetSettingsFile(short_.c_str());
   }
   ~RealProjectTest() override {
     appsvc::ResetApplication();
-    ResetGlobalStore();
-    ResetSettingsFile(nullptr);
-    fs::remove_all(directory_);
+    fs::remove_all(short_);
   }
 
   static HWND MakeWindow() {
@@ -200,14 +181,14 @@ class RealProjectTest : public ::testing::Test {
   // What the user does with the dialog; the rest of its answers are message boxes.
   static void Press(HWND dialog, WORD button) { PostMessageA(dialog, WM_COMMAND, button, 0); }
 
-  const std::string directory_ = "C:\\tv" + std::to_string(GetCurrentProcessId());
+  const std::string short_ = "C:\\tv" + std::to_string(GetCurrentProcessId());
 };
 
 TEST_F(RealProjectTest, IsOfferedCreatedAndSelected) {
   const HWND owner = MakeWindow();
   AppSetMainWindow(owner, nullptr);
   SystemFile project = {0, "", "Oils", "PRO", 0, 0};
-  (directory_ + "\\").copy(project.directory, sizeof(project.directory) - 1);
+  (short_ + "\\").copy(project.directory, sizeof(project.directory) - 1);
   EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &project, 1), 1);
   project = {5, "", "", "", 6, 7};
   {
@@ -225,15 +206,15 @@ TEST_F(RealProjectTest, IsOfferedCreatedAndSelected) {
     BoxReader offer("Select Project", IDYES);
     EXPECT_EQ(ProFileOpen(owner, &project), 1);
     EXPECT_TRUE(dialog.Join() && offer.Join());
-    EXPECT_EQ(offer.text, directory_ +
+    EXPECT_EQ(offer.text, short_ +
                               "\\Oils.PRO\n\nThis Project does not exist.\n"
                               "Create Project directory?");
-    EXPECT_EQ(std::string(project.directory) + project.name, directory_ + "\\Oils");
-    EXPECT_TRUE(fs::is_directory(directory_ + "\\Oils.PRO\\TABLEDB"));
+    EXPECT_EQ(std::string(project.directory) + project.name, short_ + "\\Oils");
+    EXPECT_TRUE(fs::is_directory(short_ + "\\Oils.PRO\\TABLEDB"));
   }
 
-  fs::create_directory(directory_ + "\\Oils.PRO\\DATA\\B.RAW");
-  testing::WriteText(directory_ + "\\Oils.PRO\\PEAKDB\\Palm.PDB", "");
+  fs::create_directory(short_ + "\\Oils.PRO\\DATA\\B.RAW");
+  testing::WriteText(short_ + "\\Oils.PRO\\PEAKDB\\Palm.PDB", "");
   const HWND service = MakeWindow();
   SetWindowLongPtrA(service, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(AgreeToClose));
   AppSetService(3, service, 1);
@@ -244,9 +225,9 @@ TEST_F(RealProjectTest, IsOfferedCreatedAndSelected) {
   EXPECT_EQ(question.icon, LoadIconA(nullptr, IDI_QUESTION));
   EXPECT_FALSE(IsWindow(service));
   FreeGlobal(0);
-  const std::string parent = "0," + directory_ + "\\Oils.PRO\\";
+  const std::string parent = "0," + short_ + "\\Oils.PRO\\";
   const std::map<std::string, std::string> entries = {
-      {"PROJECT", "5," + directory_ + "\\,Oils,PRO,6,7"},
+      {"PROJECT", "5," + short_ + "\\,Oils,PRO,6,7"},
       {"CURVE_DB", parent + "CURVEDB\\,Oils,CDB,0,0"},
       {"RAW", parent + "DATA\\,B,RAW,0,0"},
       {"METHOD_DB", parent + "METHDB\\,Oils,MDB,0,0"},
@@ -254,7 +235,7 @@ TEST_F(RealProjectTest, IsOfferedCreatedAndSelected) {
       {"SAMPLES_DB", parent + "SAMPLEDB\\,Oils,SPL,0,0"},
       {"PTABLE_DB", parent + "TABLEDB\\,Oils,TDB,0,0"},
   };
-  for (const auto& [key, entry] : entries) EXPECT_EQ(Get("SystemList", key.c_str()), entry);
+  for (const auto& [key, entry] : entries) EXPECT_EQ(GetIni("SystemList", key.c_str()), entry);
   DestroyWindow(owner);
 }
 

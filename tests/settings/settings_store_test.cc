@@ -11,41 +11,21 @@
 #include <string_view>
 
 #include "settings/ini_text.h"
-#include "settings/settings.h"
 #include "settings/system_list.h"
-#include "tervalon/settings.h"
 #include "tests/support/fault_services.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 namespace tervalon::settings {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// A process of its own, whose working directory is a new one.
-class SettingsTest : public ::testing::Test {
+class SettingsTest : public testing::SettingsFixture {
  protected:
-  SettingsTest() { Restart(); }
-  ~SettingsTest() override {
-    ResetGlobalStore();
-    ResetSettingsFile(nullptr);
-  }
-
-  void Restart() {
-    ResetGlobalStore();
-    ResetSettingsFile(directory_.Path().c_str());
-  }
   std::string FilePath() { return directory_.Path("TERVALON.INI"); }
   std::string File() { return testing::ReadText(FilePath()); }
 
-  static std::string GetIni(const char* section, const char* key) {
-    char out[1024];
-    GetIniString(section, key, "(none)", out, sizeof(out));
-    return out;
-  }
-  static int32_t SetIni(const char* section, const char* key, std::string value) {
-    return SetIniString(section, key, value.data(), 0);
-  }
   static std::string Get(const char* section, const char* key) {
     char out[1024];
     GetGlobalString(section, key, "(none)", out, sizeof(out));
@@ -55,7 +35,6 @@ class SettingsTest : public ::testing::Test {
     return SetGlobalString(section, key, value.data(), 1);
   }
 
-  testing::TempDirectory directory_;
   testing::RecordingDesktop desktop_;
   platform::ScopedReplacement<platform::Desktop> use_desktop_{&desktop_};
 };
@@ -338,6 +317,8 @@ TEST_F(SettingsTest, MemoryMayFailAtEveryAllocation) {
   memory.allocate.FailNth(1);
   EXPECT_EQ(Set("User", "Job", "x"), 0);
 
+  const testing::RecordingDesktop::Message kOutOfMemory = {nullptr, "Out of memory", "",
+                                                           platform::kMessageIconStop};
   int growths = 0;
   for (;; ++growths) {
     memory.reallocate.FailNth(growths + 1);
@@ -348,10 +329,7 @@ TEST_F(SettingsTest, MemoryMayFailAtEveryAllocation) {
     char out[16];
     EXPECT_EQ(GetGlobalString("User", "Job", nullptr, out, sizeof(out)), -1);
     EXPECT_EQ(Set("User", "Job", "x"), 0);
-    ASSERT_EQ(desktop_.messages.size(), 2u);
-    EXPECT_EQ(desktop_.messages[0].text, "Out of memory");
-    EXPECT_EQ(desktop_.messages[0].caption, "");
-    EXPECT_EQ(desktop_.messages[0].style, platform::kMessageIconStop);
+    EXPECT_THAT(desktop_.messages, ElementsAre(kOutOfMemory, ::testing::_));
     EXPECT_EQ(FreeGlobal(0), 1);
     EXPECT_EQ(desktop_.messages.size(), 3u);  // not one for each row
     EXPECT_EQ(memory.live_blocks() + memory.live_locks(), 0);

@@ -12,10 +12,7 @@
 #include "platform/headless/window_records.h"
 #include "platform/window_manager.h"
 #include "settings/placement_text.h"
-#include "settings/settings.h"
-#include "tervalon/settings.h"
-#include "tests/support/fault_services.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 bool operator==(const IniWindPos& a, const IniWindPos& b) {
   return a.visible == b.visible && a.show_state == b.show_state && a.left == b.left &&
@@ -34,26 +31,16 @@ using platform::WindowSpec;
 
 std::string Text(const IniWindPos& position) { return Placement{position}.EncodeTo(); }
 
-class PlacementTest : public ::testing::Test {
+class PlacementTest : public testing::SettingsFixture {
  protected:
-  PlacementTest() { ResetSettingsFile(directory_.Path().c_str()); }
-  ~PlacementTest() override { ResetSettingsFile(nullptr); }
-
-  static std::string Get(const char* key, const char* section = "Windows") {
-    char out[1024];
-    GetIniString(section, key, "(none)", out, sizeof(out));
-    return out;
-  }
-  static void Set(const char* key, std::string value) {
-    SetIniString("Windows", key, value.data(), 0);
-  }
+  static std::string Get(const char* key) { return GetIni("Windows", key); }
+  static void Set(const char* key, const std::string& value) { SetIni("Windows", key, value); }
   static std::string Obtain(TvWindow window) {
     IniWindPos placement;
     EXPECT_EQ(ObtainWindPos(window, &placement), 1);
     return Text(placement);
   }
 
-  testing::TempDirectory directory_;
   platform::WindowRecords windows_;
   platform::ScopedReplacement<platform::WindowManager> use_windows_{&windows_};
 };
@@ -180,7 +167,7 @@ class DesktopTest : public PlacementTest {
   int32_t Save(int32_t flags, TvWindow window, const char* key = "Desktop") {
     return IniSaveDesktop(window, flags, "Frame", key, 0);
   }
-  std::string List() { return Get("Desktop", "Frame"); }
+  static std::string List() { return GetIni("Frame", "Desktop"); }
 
   TvWindow frame_ = windows_.Create(
       {"Frame", nullptr, platform::kStyleVisible | platform::kStyleCaption, {50, 60, 850, 660}});
@@ -262,7 +249,7 @@ TEST_F(DesktopTest, OneWindowIsSavedAlone) {
   // No window at all: an empty list, so that the next start opens none.
   EXPECT_EQ(Save(TV_SAVE_WINDOW, nullptr), 1);
   EXPECT_EQ(List(), "");
-  SetIniString("Frame", "Desktop", std::string("old").data(), 0);
+  SetIni("Frame", "Desktop", "old");
   const TvWindow empty = windows_.Create({"mdiclient", frame_});
   EXPECT_EQ(Save(TV_SAVE_DESKTOP, empty), 1);
   EXPECT_EQ(List(), "");

@@ -9,6 +9,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -163,6 +164,11 @@ class RecordingDesktop : public platform::Desktop {
     std::string text;
     std::string caption;  // empty for none
     uint32_t style = 0;
+
+    bool operator==(const Message&) const = default;
+    friend void PrintTo(const Message& message, std::ostream* out) {
+      *out << message.caption << ": " << message.text << " (" << message.style << ")";
+    }
   };
   std::vector<Message> messages;
   std::vector<std::string> debug_texts;

@@ -166,19 +166,16 @@ void ShapelibReadAndUpdate(benchmark::State& state) {
   DBFClose(file);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+std::vector<Ratio> RegisterAll() {
   constexpr const char* kOurs = "read and update 9,999 records";
   constexpr const char* kTheirs = "read and update 9,999 records/shapelib";
   for (const auto& [name, body] :
        {std::pair(kOurs, &ReadAndUpdate), std::pair(kTheirs, &ShapelibReadAndUpdate)}) {
     benchmark::RegisterBenchmark(name, body)->Unit(benchmark::kMillisecond)->Repetitions(5);
   }
-  tervalon::bench::RatioReporter reporter(
-      {{std::string(kOurs) + " / shapelib", kOurs, kTheirs, 0.5}});
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  return 0;
+  return {{std::string(kOurs) + " / shapelib", kOurs, kTheirs, 0.5}};
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return tervalon::bench::RunWithRatios(argc, argv, RegisterAll); }

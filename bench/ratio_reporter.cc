@@ -26,4 +26,12 @@ void RatioReporter::Finalize() {
   }
 }
 
+int RunWithRatios(int argc, char** argv, std::vector<Ratio> (*register_all)()) {
+  benchmark::Initialize(&argc, argv);
+  RatioReporter reporter(register_all());
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return 0;
+}
+
 }  // namespace tervalon::bench

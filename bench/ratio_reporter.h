@@ -32,6 +32,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
   std::map<std::string, double> seconds_;  // the fastest repetition, by benchmark
 };
 
+// The body of a program's main: all benchmarks, which `register_all` registers, and their ratios.
+int RunWithRatios(int argc, char** argv, std::vector<Ratio> (*register_all)());
+
 }  // namespace tervalon::bench
 
 #endif  // BENCH_RATIO_REPORTER_H_

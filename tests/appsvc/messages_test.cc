@@ -161,12 +161,11 @@ class MessagesTest : public ::testing::Test {
   void Text(TvInstance instance, uint16_t number, const char* text) {
     desktop_.strings[{instance, number}] = text;
   }
-  void ExpectBox(const std::string& text, const std::string& caption, uint32_t style) {
-    ASSERT_EQ(desktop_.messages.size(), 1U);
-    EXPECT_EQ(desktop_.messages[0].text, text);
-    EXPECT_EQ(desktop_.messages[0].caption, caption);
-    EXPECT_EQ(desktop_.messages[0].style, style);
-    EXPECT_EQ(desktop_.messages[0].owner, nullptr);
+  void ExpectBox(const std::string& text, const std::string& caption, uint32_t style,
+                 TvWindow owner = nullptr) {
+    using Message = testing::RecordingDesktop::Message;
+    EXPECT_THAT(desktop_.messages, ElementsAre(Message{owner, text, caption, style}));
+    desktop_.messages.clear();
   }
 
   char module_ = 0;
@@ -184,9 +183,7 @@ TEST_F(MessagesTest, ShortFormShowsTheTextBehindItsSeverity) {
   EXPECT_EQ(MsgReport(7, "Peaks", "A.PDB"), 1);
   ExpectBox("File not found: A.PDB", "Peaks", 0x2030);
   EXPECT_THAT(desktop_.beeps, IsEmpty());
-}
 
-TEST_F(MessagesTest, ShortFormCutsLongExpansions) {
   Text(library_, 7, "1 %s");
   MsgReport(7, nullptr, std::string(1000, 'x').c_str());
   ExpectBox(std::string(253, 'x'), "", 0x2040);
@@ -195,17 +192,14 @@ TEST_F(MessagesTest, ShortFormCutsLongExpansions) {
 TEST_F(MessagesTest, BothFormsReportMissingTexts) {
   MsgReport(65535, "C");
   ExpectBox("Application Error: 65535", "C", 0x2010);
-  desktop_.messages.clear();
   EXPECT_EQ(MsgReportMsg(program_, 4, nullptr), platform::kAnswerOk);
   ExpectBox("Application Error: 4", "Attention", 0x2010);
   EXPECT_THAT(desktop_.beeps, ElementsAre(platform::kPlainBeep));
-}
 
-TEST_F(MessagesTest, BothFormsNeedNoTextForOutOfMemory) {
+  // Running out of memory needs none.
   Text(library_, 30000, "1 not this one");
   MsgReport(30000, "C");
   ExpectBox("Out of memory", "C", 0x1010);
-  desktop_.messages.clear();
   EXPECT_EQ(MsgReportMsg(nullptr, 30000, "C"), platform::kAnswerOk);
   ExpectBox("Out of memory", "C", 0x1010);
 }
@@ -256,34 +250,28 @@ TEST_F(MessagesTest, RangeComplaintNamesTheLimitsThatItHas) {
       {"", nullptr, "Mass"},
   };
   for (const auto& [minimum, maximum, text] : kCases) {
-    desktop_.messages.clear();
     EXPECT_EQ(GenMessage(owner, "Mass", "Range", 0x30, minimum, maximum), platform::kAnswerOk);
-    ASSERT_EQ(desktop_.messages.size(), 1U);
-    EXPECT_EQ(desktop_.messages[0].text, text);
-    EXPECT_EQ(desktop_.messages[0].owner, owner);
-    EXPECT_EQ(desktop_.messages[0].style, 0x30U);
+    ExpectBox(text, "Range", 0x30, owner);
   }
 }
 
-TEST_F(MessagesTest, RangeComplaintBeepsForEachAlarmBit) {
+TEST_F(MessagesTest, RangeComplaintBeepsForEachAlarmBitAndNeedsALiveOwner) {
   const TvWindow owner = windows_.Create({});
-  GenMessage(owner, "x", "c", 0x10, "", "");
-  EXPECT_THAT(desktop_.beeps, ElementsAre(0x30, 0x10));
-  desktop_.beeps.clear();
-  GenMessage(owner, "x", "c", 0x20, "", "");
-  EXPECT_THAT(desktop_.beeps, ElementsAre(0x30));
-  desktop_.beeps.clear();
-  GenMessage(owner, "x", "c", 0x40, "", "");
-  EXPECT_THAT(desktop_.beeps, IsEmpty());
-}
-
-TEST_F(MessagesTest, RangeComplaintNeedsALiveOwner) {
-  const TvWindow owner = windows_.Create({});
+  const auto beeps = [&](TvWindow window, uint32_t style) {
+    desktop_.beeps.clear();
+    GenMessage(window, "x", "c", style, "", "");
+    return desktop_.beeps;
+  };
+  EXPECT_THAT(beeps(owner, 0x10), ElementsAre(0x30, 0x10));
+  EXPECT_THAT(beeps(owner, 0x20), ElementsAre(0x30));
+  EXPECT_THAT(beeps(owner, 0x40), IsEmpty());
+  desktop_.messages.clear();
   windows_.Destroy(owner);
-  EXPECT_EQ(GenMessage(owner, "x", "c", 0x30, "", ""), -1);
-  EXPECT_EQ(GenMessage(nullptr, "x", "c", 0x30, "", ""), -1);
+  for (const TvWindow gone : {owner, TvWindow{}}) {
+    EXPECT_EQ(GenMessage(gone, "x", "c", 0x30, "", ""), -1);
+    EXPECT_THAT(beeps(gone, 0x30), IsEmpty());
+  }
   EXPECT_THAT(desktop_.messages, IsEmpty());
-  EXPECT_THAT(desktop_.beeps, IsEmpty());
 }
 
 TEST_F(MessagesTest, BroadcastReachesEveryRegisteredWindow) {

@@ -11,6 +11,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "appsvc/text_number.h"
 
@@ -148,91 +149,52 @@ TEST(NumberFormat, GeneralChoosesByMagnitude) {
 }
 
 TEST(TextNumber, IntegersStopAtTheFirstOtherCharacter) {
-  const struct {
-    const char* text;
-    int32_t value;
-  } cases[] = {{"", 0},
-               {"-", 0},
-               {"+", 0},
-               {"12", 12},
-               {"\t\n\v\f\r 12", 12},
-               {"-12x", -12},
-               {"+7", 7},
-               {"+-5", 0},
-               {"- 5", 0},
-               {"0x10", 0},
-               {"1 2", 1},
-               {"007", 7},
-               {".5", 0},
-               {"2147483647", INT_MAX},
-               {"-2147483648", INT_MIN},
-               {"2147483648", INT_MAX},
-               {"-99999999999999999999999999", INT_MIN}};
-  for (const auto& test : cases) EXPECT_EQ(ParseInt(test.text), test.value) << test.text;
+  for (const char* none : {"", "-", "+", "+-5", "- 5", "0x10", ".5"}) EXPECT_EQ(ParseInt(none), 0);
   EXPECT_EQ(ParseInt(nullptr), 0);
+  for (const char* twelve : {"12", "\t\n\v\f\r 12", "+12", "012", "12x", "12 3"}) {
+    EXPECT_EQ(ParseInt(twelve), 12) << twelve;
+  }
+  EXPECT_EQ(ParseInt("-12."), -12);
+  EXPECT_EQ(ParseInt("2147483647"), INT_MAX);
+  EXPECT_EQ(ParseInt("2147483648"), INT_MAX);
+  EXPECT_EQ(ParseInt("-2147483648"), INT_MIN);
+  EXPECT_EQ(ParseInt("-99999999999999999999"), INT_MIN);
 }
 
 std::string Zeros(const std::string& front, size_t count, const std::string& back) {
-  std::string text = front;
-  text.append(count, '0');
-  return text.append(back);
+  return front + std::string(count, '0') + back;
 }
 
 TEST(TextNumber, DoublesStopAtTheFirstOtherCharacter) {
-  const std::string tie = "1.00000000000000011102230246251565404236316680908203125";
-  const struct {
-    std::string text;
-    double value;
-  } cases[] = {{"", 0.0},
-               {"-", 0.0},
-               {"+", 0.0},
-               {".", 0.0},
-               {"-.", 0.0},
-               {"e5", 0.0},
-               {".e5", 0.0},
-               {"1e", 1.0},
-               {"1e+", 1.0},
-               {"1e-", 1.0},
-               {"1e+x", 1.0},
-               {"1.", 1.0},
-               {"1.e2", 100.0},
-               {".5", 0.5},
-               {"-.5e1", -5.0},
-               {"+1.5", 1.5},
-               {"+-1", 0.0},
-               {"1.5.5", 1.5},
-               {"1,5", 1.0},
-               {" \t\r\n12.25abc", 12.25},
-               {"1E-5", 1e-5},
-               {"1e005", 1e5},
-               {"-0", -0.0},
-               {"0x10", 0.0},
-               {"inf", 0.0},
-               {"-nan", 0.0},
-               {"1d5", 1.0},
-               // Range.
-               {"0e999999999999", 0.0},
-               {"1e309", DBL_MAX},
-               {"-1e99999999999999999999", -DBL_MAX},
-               {Zeros("1", 400, ""), DBL_MAX},
-               {"1e-400", 0.0},
-               {"-1e-99999999999999999999", -0.0},
-               {"2.5e-324", kDenormal},
-               {"1e-320", 1e-320},
-               {"1.7976931348623157e308", DBL_MAX},
-               // Any length.
-               {Zeros("", 400, "1"), 1.0},
-               {Zeros(".", 330, "1e331"), 1.0},
-               {Zeros("1", 330, "e-330"), 1.0},
-               {"9007199254740993", 9007199254740992.0},
-               {tie, 1.0},
-               {Zeros(tie, 900, "1"), 1.0 + DBL_EPSILON}};
-  for (const auto& test : cases) {
-    EXPECT_EQ(std::bit_cast<uint64_t>(ParseDouble(test.text.c_str())),
-              std::bit_cast<uint64_t>(test.value))
-        << test.text;
+  const auto expect = [](const std::string& text, double value) {
+    EXPECT_EQ(std::bit_cast<uint64_t>(ParseDouble(text.c_str())), std::bit_cast<uint64_t>(value))
+        << text;
+  };
+  for (const char* zero : {"", "-", "+", ".", "-.", "e5", ".e5", "+-1", "0x10", "inf", "-nan",
+                           "0e999999999999", "1e-400"}) {
+    expect(zero, 0.0);
   }
   EXPECT_EQ(ParseDouble(nullptr), 0.0);
+  for (const char* one : {"1e", "1e+", "1e-", "1e+x", "1.", "1,5", "1d5"}) expect(one, 1.0);
+  const std::pair<const char*, double> cases[] = {
+      {"1.e2", 100.0},    {".5", 0.5},
+      {"-.5e1", -5.0},    {"+1.5", 1.5},
+      {"1.5.5", 1.5},     {" \t\r\n12.25abc", 12.25},
+      {"1E-5", 1e-5},     {"1e005", 1e5},
+      {"-0", -0.0},       {"2.5e-324", kDenormal},
+      {"1e-320", 1e-320}, {"9007199254740993", 9007199254740992.0},
+      {"1e309", DBL_MAX}, {"1.7976931348623157e308", DBL_MAX}};
+  for (const auto& [text, value] : cases) expect(text, value);
+  expect("-1e99999999999999999999", -DBL_MAX);
+  expect("-1e-99999999999999999999", -0.0);
+  // Any length.
+  const std::string tie = "1.00000000000000011102230246251565404236316680908203125";
+  expect(tie, 1.0);
+  expect(Zeros(tie, 900, "1"), 1.0 + DBL_EPSILON);
+  expect(Zeros("1", 400, ""), DBL_MAX);
+  expect(Zeros("", 400, "1"), 1.0);
+  expect(Zeros(".", 330, "1e331"), 1.0);
+  expect(Zeros("1", 330, "e-330"), 1.0);
 }
 
 TEST(TextNumber, RandomDoublesReadBackExactly) {

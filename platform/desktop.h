@@ -25,7 +25,7 @@ enum MessageStyle : uint32_t {
   kMessageIconQuestion = 0x0020,
   kMessageIconExclamation = 0x0030,
   kMessageIconInformation = 0x0040,
-  kMessageIconMask = 0x00F0,
+
   kMessageDefaultSecond = 0x0100,
   kMessageDefaultThird = 0x0200,
   kMessageDefaultMask = 0x0F00,

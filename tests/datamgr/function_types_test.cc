@@ -96,7 +96,7 @@ TEST_F(FunctionTypesTest, TheFirstFunctionOfTheFirstCode) {
   ASSERT_NO_FATAL_FAILURE(MakeTypes(std::vector<int>(32, 0)));
   EXPECT_EQ(DmRawIsTOFFunction(&file, 0), 0);
   EXPECT_EQ(DmRawIsFunctionType(&file, 32, 0), 32);
-  std::filesystem::remove_all(Native(Path()));
+  std::filesystem::remove_all(testing::Native(Path()));
   EXPECT_EQ(DmRawIsFunctionType(&file, 0, 0), 0);
 }
 

@@ -45,7 +45,7 @@ class RawDataTest : public testing::RawTest {
 
   // A copy of the fixture's directory.
   std::string CopyData(const std::string& name) const {
-    std::filesystem::copy(Native(Path()), Native(temp_.Path(name)));
+    std::filesystem::copy(testing::Native(Path()), testing::Native(temp_.Path(name)));
     return temp_.Path(name);
   }
 

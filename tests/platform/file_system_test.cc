@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/permissions.h"
 #include "tests/support/temp_directory.h"
 
 namespace tervalon::platform {

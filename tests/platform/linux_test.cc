@@ -28,14 +28,10 @@ namespace {
 
 using testing::FaultyFileSystem;
 using testing::FileCall;
+using testing::Native;
 using testing::ReadText;
 using testing::TempDirectory;
 using testing::WriteText;
-
-std::string Native(std::string path) {
-  std::replace(path.begin(), path.end(), '\\', '/');
-  return path;
-}
 
 mode_t ModeOf(const std::string& path) {
   struct stat status = {};

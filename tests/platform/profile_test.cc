@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/permissions.h"
 #include "tests/support/temp_directory.h"
 
 namespace tervalon::platform {
@@ -218,11 +217,11 @@ TEST_F(ProfileTest, RefusesAPlaceThatCannotBeWritten) {
 
 TEST_F(ProfileTest, RefusesAReadOnlyFile) {
   Store("[A]\r\nKey=1\r\n");
-  if (!testing::MakeReadOnly(path_)) GTEST_SKIP() << "nothing is read-only for this user";
+  if (!testing::SetWritable(path_, false)) GTEST_SKIP() << "nothing is read-only for this user";
   EXPECT_FALSE(Write("A", "Key", "2"));
   EXPECT_FALSE(Write("B", "Key", "2"));
   EXPECT_EQ(Text(), "[A]\r\nKey=1\r\n");
-  testing::MakeWritable(path_);
+  testing::SetWritable(path_, true);
 }
 
 TEST_F(ProfileTest, RefusesTextsThatWouldForgeLines) {

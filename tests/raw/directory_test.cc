@@ -95,10 +95,10 @@ TEST_F(DirectoryTest, EraseAndCreateOverWhatIsThere) {
   MakeRun({testing::ScanningRecord(3)}, {{testing::NumberedScan(1, 10)}});
   testing::WriteText(Path("notes.txt"), "of another program");
   ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
-  EXPECT_TRUE(std::filesystem::is_empty(Native(Path())));
+  EXPECT_TRUE(std::filesystem::is_empty(testing::Native(Path())));
   EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
 
-  std::filesystem::create_directory(Native(Path("SUB")));
+  std::filesystem::create_directory(testing::Native(Path("SUB")));
   testing::WriteText(Path("SUB\\inside"), "kept");
   testing::WriteText(Path("_HEADER.TXT"), "erased");
   EXPECT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_DIRECTORY_NOT_REMOVED);
@@ -127,7 +127,7 @@ TEST_F(DirectoryTest, FaultsOfErasingAndClosing) {
   EXPECT_EQ(RawCreateClose(handle_), RAW_HANDLE_NOT_OPEN) << "the handle is released first";
 
   ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
-  std::filesystem::remove_all(Native(Path()));
+  std::filesystem::remove_all(testing::Native(Path()));
   EXPECT_EQ(RawCreateClose(handle_), RAW_DIRECTORY_VANISHED);
 }
 
@@ -137,11 +137,11 @@ TEST_F(DirectoryTest, OnlyTheWritersCloseStampsFiles) {
   const auto old = std::filesystem::file_time_type::clock::now() - age;
   for (const char* name : {"_HEADER.TXT", "notes.txt"}) {
     testing::WriteText(Path(name), "x");
-    std::filesystem::last_write_time(Native(Path(name)), old);
+    std::filesystem::last_write_time(testing::Native(Path(name)), old);
   }
   const auto age_of = [&](const char* name) {
     return std::filesystem::file_time_type::clock::now() -
-           std::filesystem::last_write_time(Native(Path(name)));
+           std::filesystem::last_write_time(testing::Native(Path(name)));
   };
   OpenRun(0);
   EXPECT_EQ(RawReadClose(handle_), RAW_OK);
@@ -294,13 +294,13 @@ TEST_F(DirectoryTest, ReplacingAMemberIsAllOrNothing) {
   }
   EXPECT_EQ(ReplaceMember(handle_, kInlet, 0, "newer", 5), RAW_OK);
   EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "newer");
-  const auto entries = std::filesystem::directory_iterator(Native(Path()));
+  const auto entries = std::filesystem::directory_iterator(testing::Native(Path()));
   EXPECT_EQ(std::distance(begin(entries), end(entries)), 2) << "something half-written is left";
 }
 
 TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
   std::string path = temp_.Path(std::string(100, 'A'));
-  std::filesystem::create_directory(Native(path));
+  std::filesystem::create_directory(testing::Native(path));
   path.push_back('\\');
   path.append(259 - path.size(), 'B');
 #if !defined(_WIN32)  // where a directory's own limit is lower
@@ -312,7 +312,7 @@ TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
   EXPECT_EQ(RawReadClose(handle_), RAW_OK);
 #endif
   path.push_back('B');
-  std::filesystem::create_directory(Native(path));
+  std::filesystem::create_directory(testing::Native(path));
   EXPECT_EQ(RawReadOpen(path.c_str(), &handle_), RAW_DIRECTORY_ABSENT);
   EXPECT_EQ(RawCreateOpen(path.c_str(), &handle_), RAW_DIRECTORY_NOT_CREATED);
   EXPECT_EQ(handle_, -1) << "another directory's handle would be closed";

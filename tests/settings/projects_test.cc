@@ -28,11 +28,7 @@ constexpr const char* kSubDirectories[] = {"CURVEDB", "DATA",     "METHDB",
 // project's path must be short.
 class ProjectsTest : public testing::SettingsFixture {
  protected:
-  ProjectsTest() {
-    std::string native = directory_.Path();
-    std::replace(native.begin(), native.end(), '\\', '/');
-    fs::current_path(native);
-  }
+  ProjectsTest() { fs::current_path(testing::Native(directory_.Path())); }
   ~ProjectsTest() override {
     appsvc::ResetApplication();
     fs::current_path(start_);

@@ -95,17 +95,14 @@ TEST_F(SettingsTest, WorkingDirectoryIsTakenWhenFirstAskedFor) {
   namespace fs = std::filesystem;
   const fs::path start = fs::current_path();
   const testing::TempDirectory other;
-  const auto enter = [](std::string path) {
-    std::replace(path.begin(), path.end(), '\\', '/');
-    fs::current_path(path);
-  };
+
   char out[TV_PATH_SIZE];
   ResetSettingsFile(nullptr);
   EXPECT_EQ(GetTervalonWorkingDir(nullptr), 1);
-  enter(directory_.Path());
+  fs::current_path(testing::Native(directory_.Path()));
   EXPECT_EQ(GetTervalonWorkingDir(out), 1);
   const std::string first = out;
-  enter(other.Path());
+  fs::current_path(testing::Native(other.Path()));
   EXPECT_EQ(GetTervalonWorkingDir(out), 1);
   EXPECT_EQ(out, first);
   SetIni("S", "key", "value");

@@ -35,7 +35,7 @@ class FaultyFileSystem::FaultyFile : public File {
     if (owner_->Fails(FileCall::kWrite, path_)) count = std::min(count, owner_->short_write_);
     count = static_cast<size_t>(std::min<uint64_t>(count, owner_->space_));
     const bool success = count == 0 || real_->WriteAt(offset, buffer, count, written);
-    owner_->bytes_written_ += *written;
+
     if (owner_->space_ != std::numeric_limits<uint64_t>::max()) owner_->space_ -= *written;
     return success;
   }

@@ -78,7 +78,7 @@ class FaultyFileSystem : public platform::FileSystem {
   void SetShortWriteBytes(size_t bytes) { short_write_ = bytes; }
 
   uint64_t bytes_read() const { return bytes_read_; }
-  uint64_t bytes_written() const { return bytes_written_; }
+
   size_t largest_read() const { return largest_read_; }
   int64_t open_files() const { return open_files_; }
 
@@ -103,7 +103,7 @@ class FaultyFileSystem : public platform::FileSystem {
   uint64_t space_ = std::numeric_limits<uint64_t>::max();
   size_t short_write_ = 0;
   uint64_t bytes_read_ = 0;
-  uint64_t bytes_written_ = 0;
+
   size_t largest_read_ = 0;
   int64_t open_files_ = 0;
 };

@@ -1,6 +1,5 @@
 #include "tests/support/process.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "tests/support/temp_directory.h"
@@ -14,8 +13,6 @@ namespace {
 
 #if defined(_WIN32)
 
-std::string Native(std::string path) { return path; }
-
 std::string Quoted(const std::string& text) { return '"' + text + '"'; }
 
 // cmd drops the first and the last quotation mark of the line.
@@ -24,11 +21,6 @@ int System(const std::string& line) { return std::system(('"' + line + '"').c_st
 const std::string kChangeDirectory = "cd /d ";
 
 #else
-
-std::string Native(std::string path) {
-  std::replace(path.begin(), path.end(), '\\', '/');
-  return path;
-}
 
 std::string Quoted(const std::string& text) { return "'" + text + "'"; }
 
@@ -41,12 +33,16 @@ const std::string kChangeDirectory = "cd ";
 
 #endif
 
+std::string QuotedPath(const std::string& path) {
+  return Quoted(Native(path).make_preferred().string());
+}
+
 ProcessResult RunLine(const std::string& line, const std::string& directory) {
   const TempDirectory texts;
   const std::string out = texts.Path("out");
   const std::string err = texts.Path("err");
-  const int status = System(kChangeDirectory + Quoted(Native(directory)) + " && " + line + " >" +
-                            Quoted(Native(out)) + " 2>" + Quoted(Native(err)));
+  const int status = System(kChangeDirectory + QuotedPath(directory) + " && " + line + " >" +
+                            QuotedPath(out) + " 2>" + QuotedPath(err));
   return {status, ReadText(out), ReadText(err)};
 }
 

@@ -119,11 +119,6 @@ std::string RawTest::Path(const std::string& member) const {
   return temp_.Path(member.empty() ? "RUN.RAW" : "RUN.RAW\\" + member);
 }
 
-std::string RawTest::Native(std::string path) {
-  std::replace(path.begin(), path.end(), '\\', '/');
-  return path;
-}
-
 void RawTest::MakeRun(const std::vector<RawFunctionRecord>& records,
                       const std::vector<std::vector<Scan>>& scans) {
   CloseRun();  // open files cannot be erased everywhere

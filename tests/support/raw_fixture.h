@@ -98,9 +98,6 @@ class RawTest : public ::testing::Test {
   // A member of the test's raw directory, or the directory itself.
   std::string Path(const std::string& member = "") const;
 
-  // A path as std::filesystem takes it on every platform.
-  static std::string Native(std::string path);
-
   // Makes the directory with a function table and, for each function in turn, its scans.
   void MakeRun(const std::vector<RawFunctionRecord>& records,
                const std::vector<std::vector<Scan>>& scans);

@@ -8,16 +8,13 @@
 #include <stdexcept>
 
 namespace tervalon::testing {
-namespace {
 
 namespace fs = std::filesystem;
 
 fs::path Native(std::string path) {
   std::replace(path.begin(), path.end(), '\\', '/');
-  return fs::path(path);
+  return path;
 }
-
-}  // namespace
 
 TempDirectory::TempDirectory() {
   std::random_device random;
@@ -64,5 +61,12 @@ void WriteText(const std::string& path, const std::string& text) {
 }
 
 bool Exists(const std::string& path) { return fs::exists(Native(path)); }
+
+bool SetWritable(const std::string& path, bool writable) {
+  fs::permissions(Native(path),
+                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                  writable ? fs::perm_options::add : fs::perm_options::remove);
+  return std::ofstream(Native(path), std::ios::app).is_open() == writable;
+}
 
 }  // namespace tervalon::testing

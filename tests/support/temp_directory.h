@@ -4,6 +4,7 @@
 #define TESTS_SUPPORT_TEMP_DIRECTORY_H_
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,13 @@ std::string ReadText(const std::string& path);
 void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);
 void WriteText(const std::string& path, const std::string& text);
 bool Exists(const std::string& path);
+
+// Gives everyone the right to write a file, or takes it away. False when that makes no difference
+// to this user, as with an administrator on some platforms.
+bool SetWritable(const std::string& path, bool writable);
+
+// A path of the library's form as the standard library takes it on every platform.
+std::filesystem::path Native(std::string path);
 
 }  // namespace tervalon::testing
 

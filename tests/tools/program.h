@@ -67,9 +67,7 @@ class ProgramTest : public ::testing::Test {
 
   // The working directory, or a path of a name inside it, for the standard library.
   std::filesystem::path NativePath(const std::string& name = "") const {
-    std::string path = directory_.Path(name);
-    std::replace(path.begin(), path.end(), '\\', '/');
-    return path;
+    return Native(directory_.Path(name));
   }
 
   // Names in the working directory, in order.

@@ -4,16 +4,10 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <thread>
+#include <future>
 
+#include "tests/support/process.h"
 #include "tests/support/raw_fixture.h"
-
-#if defined(_WIN32)
-#include <windows.h>
-#else
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
 
 namespace tervalon::testing {
 namespace {
@@ -37,69 +31,16 @@ int Write(const std::string& directory) {
   return RawCreateScansEnd(handle, 1, 0) == RAW_OK && RawCreateClose(handle) == RAW_OK ? 0 : 7;
 }
 
-#if defined(_WIN32)
 constexpr char kDirectoryVariable[] = "TERVALON_CONCURRENT_WRITER_DIRECTORY";
-#endif
-
-// Starts the writer's process.
-class Writer {
- public:
-#if defined(_WIN32)
-  explicit Writer(const std::string& directory) {
-    char program[MAX_PATH];
-    GetModuleFileNameA(nullptr, program, sizeof(program));
-    std::string command =
-        std::string("\"") + program + "\" --gtest_filter=ConcurrentTest.WriterProcess";
-    SetEnvironmentVariableA(kDirectoryVariable, directory.c_str());
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof(startup);
-    started_ = CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                              &startup, &process_) != 0;
-    SetEnvironmentVariableA(kDirectoryVariable, nullptr);
-  }
-  bool Running() { return started_ && WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT; }
-  int Status() {
-    DWORD status = 1;
-    if (!started_) return -1;
-    WaitForSingleObject(process_.hProcess, INFINITE);
-    GetExitCodeProcess(process_.hProcess, &status);
-    return static_cast<int>(status);
-  }
-
- private:
-  PROCESS_INFORMATION process_ = {};
-  bool started_;
-#else
-  explicit Writer(const std::string& directory) : process_(fork()) {
-    if (process_ == 0) _exit(Write(directory));
-  }
-  bool Running() {
-    if (!ended_) ended_ = waitpid(process_, &status_, WNOHANG) != 0;
-    return !ended_;
-  }
-  int Status() {
-    if (!ended_) waitpid(process_, &status_, 0);
-    ended_ = true;
-    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
-  }
-
- private:
-  pid_t process_;
-  int status_ = 0;
-  bool ended_ = false;
-#endif
-};
 
 using ConcurrentTest = RawTest;
 
-#if defined(_WIN32)
-// Run by itself in the writer's process, where there is no fork.
+// Run by itself in the writer's process.
 TEST_F(ConcurrentTest, WriterProcess) {
   const char* directory = std::getenv(kDirectoryVariable);
   if (directory == nullptr) GTEST_SKIP() << "the other test starts this one";
   EXPECT_EQ(Write(directory), 0);
 }
-#endif
 
 void ExpectScan(int32_t handle, uint32_t number) {
   const Spectrum read = Read(handle, 1, 0, static_cast<int32_t>(number));
@@ -147,16 +88,21 @@ void ReadOnce(const std::string& directory, uint32_t* seen) {
 
 TEST_F(ConcurrentTest, ReadersSeeOnlyWholeScans) {
   MakeRun({ScanningRecord(kType)}, {});
-  Writer writer(Path());
+  SetEnvironment(kDirectoryVariable, Path());
+  auto writer = std::async(std::launch::async, [this] {
+    return RunProcess(ThisProgram(), {"--gtest_filter=ConcurrentTest.WriterProcess"}, Path());
+  });
   uint32_t seen = 0;
   int32_t passes = 0;
   uint32_t first_seen = 0;
-  while (writer.Running() && !HasFailure()) {
+  while (writer.wait_for(std::chrono::seconds(0)) != std::future_status::ready && !HasFailure()) {
     ReadOnce(Path(), &seen);
     if (first_seen == 0) first_seen = seen;
     ++passes;
   }
-  EXPECT_EQ(writer.Status(), 0);
+  const ProcessResult result = writer.get();
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
+  SetEnvironment(kDirectoryVariable, "");
   if (HasFailure()) return;
   EXPECT_GT(passes, 5);
   EXPECT_GT(seen, first_seen) << "the readers did not see the run grow";

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 
 #include "tervalon/raw_history.h"
+#include "tests/support/process.h"
 #include "tests/support/raw_fixture.h"
 
 namespace tervalon::testing {
@@ -392,16 +392,8 @@ TEST_F(HistoryFileTest, AFailureKeepsWhatIsStored) {
 
 class HistoryDescriptionTest : public ::testing::Test {
  protected:
-  HistoryDescriptionTest() { SetTimeZone("TST-05:30"); }
-  ~HistoryDescriptionTest() override { SetTimeZone(""); }
-
-  static void SetTimeZone(const char* zone) {
-#if defined(_WIN32)
-    _putenv_s("TZ", zone);
-#else
-    zone[0] != '\0' ? setenv("TZ", zone, 1) : unsetenv("TZ");
-#endif
-  }
+  HistoryDescriptionTest() { SetEnvironment("TZ", "TST-05:30"); }
+  ~HistoryDescriptionTest() override { SetEnvironment("TZ", ""); }
 
   static std::string Describe(const RawHistoryProcess& process, uint16_t flags,
                               int32_t capacity = 200) {

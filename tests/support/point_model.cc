@@ -26,55 +26,41 @@ double SignedBits(const uint8_t* bytes, size_t first, uint32_t width) {
 
 double Power(double base, uint32_t exponent) { return std::pow(base, exponent); }
 
+// What a type's points are packed in.
 struct Packing {
+  ModelType layout;
   double base;
   uint32_t exponents;  // 0 .. exponents - 1
   double lowest;
   double highest;
   double divisor;
+  double mass_step;  // or, of the types that store a mantissa, its smallest part
+  double largest_mass;
 };
 
-Packing PackingOf(int32_t type) {
-  switch (type) {
-    case 0:
-      return {4, 8, 0, 255, 1};
-    case 1:
-    case 2:
-    case 3:
-      return {4, 8, 0, 8191, 1};
-    case 11:
-    case 12:
-      return {2, 64, -2097152, 2097151, 2097152};
-    default:
-      return {4, 16, -32768, 32767, 1};
-  }
+const Packing& PackingOf(int32_t type) {
+  constexpr double kAny = std::numeric_limits<float>::max();
+  static const Packing kPackings[] = {
+      {{4, 1, true, false}, 4, 8, 0, 255, 1, 0x1p-7, 0x1FFFFF * 0x1p-7},
+      {{10, 2, true, false}, 4, 8, 0, 8191, 1, 0x1p-10, 0xFFFFFF * 0x1p-10},
+      {{2, 1, false, false}, 4, 8, 0, 8191, 1, 0, kAny},
+      {{2, 1, false, false}, 4, 8, 0, 8191, 1, 0, kAny},
+      {{10, 4, false, false}, 4, 16, -32768, 32767, 1, 0, kAny},
+      {},
+      {{10, 4, false, false}, 4, 16, -32768, 32767, 1, 0, kAny},
+      {},
+      {{6, 1, true, false}, 4, 16, -32768, 32767, 1, 0x1p-7, 0xFFFFFFF * 0x1p-7},
+      {{6, 1, true, false}, 4, 16, -32768, 32767, 1, 0x1p-23, 0x7FFFFF * 0x1p8},
+      {{8, 1, true, false}, 4, 16, -32768, 32767, 1, 0, kAny},
+      {{4, 1, false, true}, 2, 64, -2097152, 2097151, 2097152, 0, kAny},
+      {{8, 1, true, true}, 2, 64, -2097152, 2097151, 2097152, 0x1p-27, 0x7FFFFFF * 0x1p4},
+  };
+  return kPackings[type];
 }
 
 }  // namespace
 
-ModelType ModelTypeOf(int32_t type) {
-  switch (type) {
-    case 0:
-      return {4, 1, true, false};
-    case 1:
-      return {10, 2, true, false};
-    case 2:
-    case 3:
-      return {2, 1, false, false};
-    case 4:
-    case 6:
-      return {10, 4, false, false};
-    case 8:
-    case 9:
-      return {6, 1, true, false};
-    case 10:
-      return {8, 1, true, false};
-    case 11:
-      return {4, 1, false, true};
-    default:
-      return {8, 1, true, true};
-  }
-}
+ModelType ModelTypeOf(int32_t type) { return PackingOf(type).layout; }
 
 ModelPoint ModelDecode(int32_t type, const uint8_t* bytes, size_t point) {
   const ModelType layout = ModelTypeOf(type);
@@ -139,38 +125,11 @@ float ModelStoredIntensity(int32_t type, float intensity) {
 }
 
 double ModelMassTolerance(int32_t type, float mass) {
-  const double rounded_once = mass * 6e-8;  // the stored mass as a float
-  switch (type) {
-    case 0:
-      return 0.5 / 128;
-    case 1:
-      return 0.5 / 1024;
-    case 8:
-      return 0.5 / 128 + rounded_once;
-    case 9:
-      return std::fmax(mass, 1) / 8388608;
-    case 12:
-      return std::fmax(mass, 1) / 134217728 + rounded_once;
-    default:
-      return 0;
-  }
+  const double step = PackingOf(type).mass_step;
+  const double rounded_once = type == 8 || type == 12 ? mass * 6e-8 : 0;  // to a float
+  return rounded_once + step * (type == 9 || type == 12 ? std::fmax(mass, 1) : 0.5);
 }
 
-double ModelLargestMass(int32_t type) {
-  switch (type) {
-    case 0:
-      return 2097151 / 128.0;
-    case 1:
-      return 16777215 / 1024.0;
-    case 8:
-      return 268435455 / 128.0;
-    case 9:
-      return 8388607 / 8388608.0 * 2147483648.0;
-    case 12:
-      return 134217727 / 134217728.0 * 2147483648.0;
-    default:
-      return std::numeric_limits<float>::max();
-  }
-}
+double ModelLargestMass(int32_t type) { return PackingOf(type).largest_mass; }
 
 }  // namespace tervalon::testing

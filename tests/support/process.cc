@@ -1,10 +1,13 @@
 #include "tests/support/process.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "tests/support/temp_directory.h"
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <sys/wait.h>
 #endif
 
@@ -58,7 +61,24 @@ ProcessResult RunProcess(const std::string& program, const std::vector<std::stri
   return RunLine(line, directory);
 }
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+
+std::string ThisProgram() {
+  char path[MAX_PATH];
+  GetModuleFileNameA(nullptr, path, sizeof(path));
+  return path;
+}
+
+void SetEnvironment(const char* name, const std::string& value) { _putenv_s(name, value.c_str()); }
+
+#else
+
+std::string ThisProgram() { return std::filesystem::read_symlink("/proc/self/exe").string(); }
+
+void SetEnvironment(const char* name, const std::string& value) {
+  value.empty() ? unsetenv(name) : setenv(name, value.c_str(), 1);
+}
+
 ProcessResult RunShell(const std::string& line, const std::string& directory) {
   return RunLine("{ " + line + "; }", directory);
 }

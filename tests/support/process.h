@@ -19,6 +19,12 @@ struct ProcessResult {
 ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& arguments,
                          const std::string& directory);
 
+// The path of the test program itself.
+std::string ThisProgram();
+
+// Sets a variable of this process's environment, which programs that it runs get; "" removes it.
+void SetEnvironment(const char* name, const std::string& value);
+
 #if !defined(_WIN32)
 // Runs a line of the POSIX shell.
 ProcessResult RunShell(const std::string& line, const std::string& directory);

@@ -1,11 +1,13 @@
-// Reads and writes that count only as a whole.
+// Reads and writes that count only as a whole, and files that several processes have to do with.
 
 #ifndef DB3_FILE_BYTES_H_
 #define DB3_FILE_BYTES_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
+#include <string>
 
 #include "platform/file_system.h"
 
@@ -19,6 +21,25 @@ inline bool ReadWhole(platform::File* file, uint64_t offset, void* buffer, size_
 inline bool WriteWhole(platform::File* file, uint64_t offset, std::span<const uint8_t> bytes) {
   size_t written = 0;
   return file->WriteAt(offset, bytes.data(), bytes.size(), &written) && written == bytes.size();
+}
+
+// Opens a file for writing, or makes it, and locks it. `anew`: its bytes go, but only when nobody
+// else has it locked. nullptr on failure.
+inline std::unique_ptr<platform::File> OpenLocked(const std::string& path, platform::LockMode mode,
+                                                  bool anew) {
+  using platform::Files;
+  using platform::OpenMode;
+  // Whoever looks for files that ended processes left may lock and remove this one meanwhile.
+  for (int tries = 0; tries < 20; ++tries) {
+    std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
+    if (file != nullptr && !file->Lock(mode)) continue;
+    if (file == nullptr || anew) {
+      file = Files().Open(path, OpenMode::kCreate);
+      if (file == nullptr || !file->Lock(mode)) continue;
+    }
+    return file;
+  }
+  return nullptr;
 }
 
 }  // namespace tervalon::db3

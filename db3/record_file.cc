@@ -24,13 +24,10 @@ void RemoveFile(const std::string& path) {
   if (Files().Status(path) == platform::PathStatus::kFile) Files().Remove(path);
 }
 
-// Makes the file that is to take the place of the one at `path`. Whoever finds it locked leaves it
-// alone; what a process left that ended while it wrote is written over.
+// Makes the file that is to take the place of the one at `path`, over what a process left that
+// ended while it wrote.
 std::unique_ptr<platform::File> CreateNew(const std::string& path) {
-  std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
-  if (file != nullptr && !file->Lock(LockMode::kExclusive)) return nullptr;
-  file = Files().Open(path, OpenMode::kCreate);
-  return file != nullptr && file->Lock(LockMode::kExclusive) ? std::move(file) : nullptr;
+  return OpenLocked(path, LockMode::kExclusive, /*anew=*/true);
 }
 
 // Removes such a file when no process has it in use.

@@ -61,11 +61,7 @@ bool IsMixture(std::span<const uint8_t> found, const uint8_t* old_bytes, const u
 
 bool UndoFile::Keep(uint64_t offset, std::span<const uint8_t> old_bytes,
                     std::span<const uint8_t> new_bytes) {
-  if (file_ == nullptr) {
-    file_ = Files().Open(path_, OpenMode::kReadWrite);
-    if (file_ == nullptr) file_ = Files().Open(path_, OpenMode::kCreate);
-    if (file_ != nullptr && !file_->Lock(LockMode::kShared)) file_.reset();
-  }
+  if (file_ == nullptr) file_ = OpenLocked(path_, LockMode::kShared, /*anew=*/false);
   if (file_ == nullptr) return false;
   Head head = {kMagic, 0, offset, old_bytes.size()};
   record_.resize(sizeof(head));
@@ -87,8 +83,9 @@ bool UndoFile::TakeBack(platform::File* target, bool finished_stands) {
     if (Files().Status(path_) != PathStatus::kFile) return true;
     file_ = Files().Open(path_, OpenMode::kReadWrite);
     if (file_ == nullptr) file_ = Files().Open(path_, OpenMode::kRead);
-    if (file_ == nullptr) return false;
+    if (file_ == nullptr) return Files().Status(path_) != PathStatus::kFile;
     if (!file_->Lock(LockMode::kExclusive)) {
+      file_->Lock(LockMode::kShared);  // waits for another who takes back
       file_.reset();
       return true;
     }

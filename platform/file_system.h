@@ -21,7 +21,7 @@ enum class OpenMode {
 };
 
 enum class LockMode {
-  kShared,     // beside others who lock alike
+  kShared,     // beside others who lock alike; waits a moment for an exclusive one to go
   kExclusive,  // alone
 };
 

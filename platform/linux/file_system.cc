@@ -149,9 +149,14 @@ class LinuxFile : public File {
   }
 
   bool Lock(LockMode mode) override {
+    constexpr useconds_t kPause = 2000;  // microseconds
     const int operation = (mode == LockMode::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-    const bool locked = Retry([&] { return flock(fd_.get(), operation); }) == 0;
-    if (!locked && errno != ENOLCK && errno != EOPNOTSUPP && errno != ENOSYS) return false;
+    int tries = mode == LockMode::kShared ? 100 : 1;
+    while (Retry([&] { return flock(fd_.get(), operation); }) != 0) {
+      if (errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS) break;
+      if (--tries == 0) return false;
+      usleep(kPause);
+    }
     struct stat status;
     return fstat(fd_.get(), &status) == 0 && status.st_nlink > 0;
   }

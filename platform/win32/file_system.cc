@@ -88,13 +88,19 @@ class Win32File : public File {
   }
 
   bool Lock(LockMode mode) override {
+    constexpr DWORD kPause = 10;  // milliseconds
     OVERLAPPED position = PositionOf(kLockedByte);
     UnlockFileEx(handle_.get(), 0, 1, 0, &position);
     const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY |
                         (mode == LockMode::kExclusive ? DWORD{LOCKFILE_EXCLUSIVE_LOCK} : 0);
-    if (LockFileEx(handle_.get(), flags, 0, 1, 0, &position)) return true;
-    const DWORD error = GetLastError();
-    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED;
+    int tries = mode == LockMode::kShared ? 20 : 1;
+    while (!LockFileEx(handle_.get(), flags, 0, 1, 0, &position)) {
+      const DWORD error = GetLastError();
+      if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) break;
+      if (--tries == 0) return false;
+      Sleep(kPause);
+    }
+    return true;
   }
 
   bool Close() override { return CloseHandle(handle_.Release()) != 0; }

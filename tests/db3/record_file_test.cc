@@ -130,9 +130,7 @@ TEST_F(RecordFileTest, OperationsMatchAListAndMarkedRecordsSurvive) {
 TEST_F(RecordFileTest, StaysItsOwnWhenTheWorkingDirectoryChanges) {
   Make({1, 2});
   const std::filesystem::path start = std::filesystem::current_path();
-  std::string native = directory_.Path();
-  std::replace(native.begin(), native.end(), '\\', '/');
-  std::filesystem::current_path(native);
+  std::filesystem::current_path(testing::Native(directory_.Path()));
   EXPECT_EQ(RecordFile::Open("P1.DBF", &file_), kSuccess);
   std::filesystem::current_path(start);
   EXPECT_EQ(file_->Insert(1, NumberedText(3)), kSuccess);

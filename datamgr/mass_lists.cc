@@ -67,7 +67,7 @@ class WindowBuilder {
       }
       if (!HasRoom()) break;
       if (IsRangeStart(*list)) {
-        AddWindow(RangeLow(*list), list[1], *list < 0, false);
+        AddWindow(RangeLow(*list), std::fabs(list[1]), *list < 0, false);
         if (list[1] != 0) ++list;
       } else {
         AddMass(*list);

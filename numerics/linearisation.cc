@@ -77,9 +77,10 @@ class GridSearch {
 
   GridSearch(const float* x, size_t n) : x_(x), last_(n - 1) {}
 
-  Where Find(float position) {
+  // `first`: of the first point behind the grid's start.
+  Where Find(float position, bool first) {
     if (!inside_) {
-      const Where where = Enter(position);
+      const Where where = Enter(position, first);
       if (where != kBetween) return where;
     }
     while (x_[at_] < position) {
@@ -96,15 +97,15 @@ class GridSearch {
   }
 
  private:
-  // The first position starts the search where it would be if the samples were evenly spaced; a
-  // guess behind the last sample stands, for this one position.
-  Where Enter(float position) {
+  // The search starts where the position would be if the samples were evenly spaced; a guess behind
+  // the last sample stands, for the grid's first position.
+  Where Enter(float position, bool first) {
     if (!started_) {
       started_ = true;
       const auto n = static_cast<double>(last_ + 1);
       const double guess = (position - double{x_[0]}) * n / (double{x_[last_]} - x_[0]) + 0.5;
       const bool behind = !(guess < n);
-      if (behind && position <= x_[last_] && x_[last_ - 1] != x_[last_]) return kFar;
+      if (first && behind && position <= x_[last_] && x_[last_ - 1] != x_[last_]) return kFar;
       at_ = behind ? last_ : static_cast<size_t>(guess);
       while (at_ > 0 && x_[at_ - 1] >= position) --at_;
     }
@@ -197,7 +198,7 @@ void Resample(const float* x, size_t n, double step, size_t count, Outputs... ou
       (outputs.Copy(j), ...);
       continue;
     }
-    switch (search.Find(position)) {
+    switch (search.Find(position, j == 1)) {
       case GridSearch::kBetween: {
         const Place place = search.InFrontOf(search.at(), position);
         (outputs.Put(place), ...);

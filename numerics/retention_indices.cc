@@ -77,7 +77,7 @@ bool Interpolate(float time, const RTCalibration& calibration, const Column& val
                  float* result) {
   const double at = Hundredths(time);
   const int32_t points = std::min(calibration.point_count, RT_MAX_POINTS);
-  for (int32_t i = 0; i < points - 1; ++i) {
+  for (int32_t i = 0; i + 1 < points; ++i) {
     const double from = Hundredths(calibration.times[i]);
     const double to = Hundredths(calibration.times[i + 1]);
     if (!(from <= at && at <= to) || from == to) continue;

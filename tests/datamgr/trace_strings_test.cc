@@ -361,7 +361,7 @@ Windows Expand(const List& list, float tolerance, bool absolute) {
 
 TEST(TraceStrings, Windows) {
   EXPECT_EQ(Expand({0}, 0.5f, true), Windows());
-  EXPECT_EQ(Expand({184, -32100, 200, 0}, 0.5f, true),
+  EXPECT_EQ(Expand({184, -32100, -200, 0}, 0.5f, true),
             (Windows{{{183.5f, 184.5f, 0, 0}}, {{100, 200, 1, 0}}}));
   EXPECT_EQ(Expand({64000, 200, -1000, 32100, 200, 64000, 0}, 500, false),
             (Windows{{{199.9f, 200.1f, 0, 1}, {999.5f, 1000.5f, 1, 1}, {100, 200, 0, 0}}}));

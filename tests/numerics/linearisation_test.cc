@@ -73,13 +73,13 @@ class CursorModel {
  public:
   CursorModel(Floats x, std::vector<double> values) : x_(std::move(x)), v_(std::move(values)) {}
 
-  double At(float g) {
+  // `first`: of the grid's first point.
+  double At(float g, bool first) {
     const auto n = static_cast<int64_t>(x_.size());
-    if (first_) {
+    if (first) {
       cursor_ = static_cast<int64_t>(
           (double{g} - x_[0]) * static_cast<double>(n) / (double{x_.back()} - x_[0]) + 0.5);
     }
-    first_ = false;
     if (cursor_ > n - 1) {
       cursor_ = n - 1;
     } else if (g >= X(0)) {
@@ -105,7 +105,6 @@ class CursorModel {
   Floats x_;
   std::vector<double> v_;
   int64_t cursor_ = 0;
-  bool first_ = true;
 };
 
 Floats ModelLinearise(const Floats& x, const Floats& y, float step, bool flux) {
@@ -118,7 +117,7 @@ Floats ModelLinearise(const Floats& x, const Floats& y, float step, bool flux) {
   for (size_t j = 1; j < count; ++j) {
     const auto g = static_cast<float>(x[0] + static_cast<double>(j) * step);
     const bool exact = j < x.size() && x[j] == g;
-    const double value = exact ? sums[j] : model.At(g);
+    const double value = exact ? sums[j] : model.At(g, j == 1);
     out.push_back(exact ? y[j] : static_cast<float>(flux ? value - previous : value));
     previous = value;
   }
@@ -187,14 +186,18 @@ TEST(Linearisation, RepeatedPositions) {
   EXPECT_EQ(Linearise(LineariseDataset, x, y, 0.5f), (Floats{1, 1, 3, 6.5f, 5}));
 }
 
-// A grid point that a float rounds to behind the last sample, far behind the first.
-TEST(Linearisation, RoundingPastTheEnd) {
+// A first guess behind the last sample, also where a float rounds the grid point to it.
+TEST(Linearisation, GuessingPastTheEnd) {
   const Floats x = {16777214, 16777215};
   EXPECT_EQ(Linearise(LineariseDatasetNoFluxPreserve, x, {1, 5}, 0.9f),
             ModelLinearise(x, {1, 5}, 0.9f, false));
   // The first guess is behind samples at one position.
   EXPECT_EQ(Linearise(LineariseDatasetNoFluxPreserve, {0, 1, 1}, {1, 3, 9}, 0.9f),
             (Floats{1, static_cast<float>((0.9f - 1.0) * -1 + 0.9f * 3.0)}));
+  // It is looked for when the points in front of it were taken over.
+  EXPECT_EQ(
+      Linearise(LineariseDataset, {0, 1, 2, 3, 4.25f, 4.375f, 4.5f}, {1, 1, 1, 1, 5, 9, 9}, 1),
+      (Floats{1, 1, 1, 1, 4}));
 }
 
 TEST(Linearisation, RegularGridStartsAtAWholeNumber) {

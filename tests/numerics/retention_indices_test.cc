@@ -53,7 +53,7 @@ TEST(RetentionIndices, Interpolate) {
 TEST(RetentionIndices, UnusualCalibrations) {
   RTCalibration calibration = ThreePoints();
   float index = -1;
-  for (const int32_t points : {1, 0, -7}) {
+  for (const int32_t points : {1, 0, std::numeric_limits<int32_t>::min()}) {
     calibration.point_count = points;
     EXPECT_EQ(RTIndicesCalculateIndex(1, &calibration, &index), 0);
     EXPECT_EQ(index, 0);

@@ -114,11 +114,13 @@ bool HoldsMasses(const RawFunctionRecord& function, const DmTraceRecord& trace,
   return !masses.empty();
 }
 
-bool Holds(const RawSource& source, const RawFunctionRecord& function, const DmTraceRecord& trace,
+bool Holds(const RawSource& source, int16_t number, const DmTraceRecord& trace,
            const DmTraceRecord& daughters, float tolerance) {
   if (trace.type == DM_TRACE_ANALOG) {
     return trace.analog_channel >= 0 && trace.analog_channel < source.analog_channels();
   }
+  RawFunctionRecord function;
+  if (source.ReadRecord(number, &function) != RAW_OK) return false;
   if (trace.type == DM_TRACE_TIC || trace.type == DM_TRACE_BPI) return true;
   if (IsNeutral(trace.type)) return !NeutralChannels(trace, function).empty();
   return UsesMasses(trace.type) && HoldsMasses(function, trace, daughters, tolerance);
@@ -157,11 +159,8 @@ extern "C" int32_t TERVALON_CALL DmRawValidateChrom(const SystemRawFile* raw_fil
       return 0;
     }
     const SourceLease source(directory);
-    RawFunctionRecord function;
-    if (source.error() != RAW_OK || source->ReadRecord(raw_file->function, &function) != RAW_OK) {
-      return 0;
-    }
+    if (source.error() != RAW_OK) return 0;
     if (!(tolerance > 0)) tolerance = kMassTolerance;
-    return Holds(*source, function, *trace, *daughters, tolerance) ? 1 : 0;
+    return Holds(*source, raw_file->function, *trace, *daughters, tolerance) ? 1 : 0;
   });
 }

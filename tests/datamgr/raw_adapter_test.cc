@@ -163,6 +163,10 @@ TEST_F(RawAdapterTest, AnalogChannelsHaveTheirOwnTimes) {
   const Items items = ReadAll(descriptor);
   EXPECT_THAT(items.first, ElementsAre(10, 20, 30, 40, 50));
   EXPECT_THAT(items.second, ElementsAre(0.125f, 0.25f, 0.375f, 0.5f, 0.625f));
+  // It belongs to no function.
+  SystemRawFile file = {};
+  Path().copy(file.directory, sizeof(file.directory));
+  EXPECT_EQ(DmRawValidateChrom(&file, &descriptor.trace, &descriptor.trace, 0), 1);
   for (const int16_t channel : {int16_t{-1}, int16_t{2}}) {
     descriptor.trace.analog_channel = channel;
     EXPECT_EQ(Grant(&descriptor), 0) << channel;

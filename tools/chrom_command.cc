@@ -214,10 +214,10 @@ void AddChromCommand(CLI::App& program, Action& chosen) {
       "chromatogram reads every spectrum. In a selected-ion function a range of masses takes\n"
       "the channels inside it.\n\n"
       "Examples:\n"
-      "  tervalon chrom SAMPLE.RAW -f 1 --plot\n"
+      "  tervalon chrom SAMPLE.RAW --plot\n"
       "  tervalon chrom SAMPLE.RAW -f 1 --mass 184.0-184.2 --mass 195.0-195.2 --csv\n"
       "  tervalon chrom SAMPLE.RAW -f 3 --bpi --json\n"
-      "  tervalon chrom SAMPLE.RAW -f 1 --trace 184.1,184+200-150,TIC,AN1 --tolerance 10ppm");
+      "  tervalon chrom SAMPLE.RAW --trace 184.1,184+200-150,TIC,AN1 --tolerance 10ppm");
   command->callback([&chosen, options, trace] {
     // Wrong usage is told before anything is read.
     ParseWindows(options->masses);

@@ -3,7 +3,9 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <limits>
 
 #include "tools/failure.h"
 #include "tools/text.h"
@@ -20,8 +22,8 @@ void AddDataSetOptions(CLI::App& command, DataSetOptions& options) {
   command.add_option("DIR", options.directory, "Raw data directory")->required()->type_name("");
   command
       .add_option("-f,--function", options.data_set.function,
-                  "Function, 1 to 32, as 'tervalon info' numbers them")
-      ->required()
+                  "Function, 1 to 32, as 'tervalon info' numbers them (1 when\n"
+                  "not given)")
       ->check(Between(1, RAW_MAX_FUNCTIONS))
       ->type_name("N");
   auto* process = command
@@ -56,7 +58,7 @@ std::string DirectoryArgument(const std::string& text) {
 
 double NumberArgument(const std::string& option, const std::string& text) {
   const std::optional<double> number = ParseNumber(text);
-  if (!number) {
+  if (!number || std::fabs(*number) > std::numeric_limits<float>::max()) {
     throw WrongUsage(option + ": '" + text + "' is not a number");
   }
   return *number;

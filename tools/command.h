@@ -58,7 +58,7 @@ CLI::Validator Between(int64_t low, int64_t high);
 // the end that a shell's completion adds. Throws WrongUsage for an empty one.
 std::string DirectoryArgument(const std::string& text);
 
-// The number that an option's whole text is; throws WrongUsage.
+// The number within a float's range that an option's whole text is; throws WrongUsage.
 double NumberArgument(const std::string& option, const std::string& text);
 
 }  // namespace tervalon::tools

@@ -95,13 +95,15 @@ std::optional<float> NoiseLevel(const std::vector<float>& values, int32_t order)
   return noise;
 }
 
-void AddTraceStatistics(const Series& series, const SystemRawFile& file,
-                        const std::vector<float>& values, Section* section) {
+void AddThreshold(const std::vector<float>& values, Section* section) {
   float threshold = 0;
   CalcMassChroNoiseLevel(values.data(), static_cast<int32_t>(values.size()), &threshold);
+  section->properties.push_back({"threshold", "Threshold", threshold});
+}
+
+void AddTraceStatistics(const Series& series, const SystemRawFile& file, Section* section) {
   float largest = 0;
   const float cycle_time = ChroStatGetCycleTime(&file, &series.trace, &largest);
-  section->properties.push_back({"threshold", "Threshold", threshold});
   section->properties.push_back({"cycle_time", "Cycle time (whole trace)", cycle_time, "min", 5});
   section->properties.push_back({"largest", "Largest (whole trace)", largest});
 }
@@ -117,14 +119,21 @@ void Run(const Options& options, Output& output) {
   section.properties = {{"from", "From", window.from, unit, decimals},
                         {"to", "To", window.to, unit, decimals},
                         {"count", "Points", static_cast<int64_t>(values.size())}};
-  for (Property& property : WindowStatistics(series, file, window)) {
-    section.properties.push_back(std::move(property));
+  // What the library reads by itself it takes to be packed as the function is.
+  const bool readable = !options.series.data.data_set.data_type;
+  if (readable) {
+    for (Property& property : WindowStatistics(series, file, window)) {
+      section.properties.push_back(std::move(property));
+    }
   }
   const std::optional<float> noise = NoiseLevel(values, options.order);
   section.properties.push_back(
       {"noise_level", "Noise level", noise ? Value(*noise) : Value(std::monostate())});
   if (!series.is_spectrum) {
-    AddTraceStatistics(series, file, values, &section);
+    AddThreshold(values, &section);
+    if (readable) {
+      AddTraceStatistics(series, file, &section);
+    }
   }
   Print({.sections = {std::move(section)}}, options.format.format(), output);
 }
@@ -149,7 +158,8 @@ void AddNoiseCommand(CLI::App& program, Action& chosen) {
   command->footer(
       "The range is the highest intensity of the window less the lowest, the noise level an\n"
       "estimate of the noise's standard deviation that peaks hardly disturb, the threshold the\n"
-      "mean and four standard deviations, at least 2500.\n\n"
+      "mean and four standard deviations, at least 2500. With --data-type only the last two are\n"
+      "measured.\n\n"
       "Examples:\n"
       "  tervalon noise SAMPLE.RAW -f 1 --trace 184.1 --from 0 --to 2\n"
       "  tervalon noise SAMPLE.RAW -f 1 --scan 12 --from 300 --to 400 --json");

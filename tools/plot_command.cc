@@ -244,7 +244,6 @@ void AddPlotCommand(CLI::App& program, Action& chosen) {
       program.add_subcommand("plot", "Draw chromatograms and spectra as a picture file");
   auto options = std::make_shared<Options>();
   AddDataSetOptions(*command, options->data);
-  command->get_option("--function")->required(false);
   auto* what = command->add_option_group("Data", "What is drawn");
   what->add_option("--trace", options->traces,
                    "Chromatograms, separated by commas, as for 'chrom':\n"

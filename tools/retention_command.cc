@@ -6,6 +6,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "tools/command.h"
@@ -50,8 +51,10 @@ std::vector<Point> ParsePoints(const std::vector<std::string>& texts) {
   }
   std::vector<Point> points;
   std::ranges::transform(texts, std::back_inserter(points), ParsePoint);
-  if (!std::ranges::is_sorted(points, std::ranges::less_equal(), &Point::time)) {
-    throw WrongUsage("POINT: the times do not ascend");
+  // As they are kept, and converted.
+  const auto hundredths = [](const Point& point) { return std::round(point.time * 100.0); };
+  if (!std::ranges::is_sorted(points, std::ranges::less_equal(), hundredths)) {
+    throw WrongUsage("POINT: the times do not ascend by hundredths of a minute or more");
   }
   return points;
 }

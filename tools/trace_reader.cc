@@ -5,6 +5,7 @@
 #include <tervalon/raw_directory.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 
@@ -43,10 +44,29 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
   return parts;
 }
 
+// Whether all members are masses that a list can hold and ranges that ascend: others would select
+// nothing, or something else.
+bool IsSound(const float* list, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    const float value = std::fabs(list[i]);
+    const bool at_an_end = count > 1 && (i == 0 || i == count - 1);
+    if (value == DM_COMBINATION_MARKER && at_an_end) {
+      continue;
+    }
+    const bool range = value >= DM_RANGE_OFFSET;
+    const float low = range ? value - DM_RANGE_OFFSET : value;
+    const float high = range ? list[++i] : value;
+    if (!(low <= high && 0 < high && high < DM_RANGE_OFFSET)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 DmTraceRecord MassTrace(uint32_t type, const std::string& masses) {
   DmTraceRecord record = {};
   const int32_t count = DmRawStrToMass(masses.c_str(), record.masses, DM_MAX_TRACE_MASSES, nullptr);
-  if (count < 1) {
+  if (count < 1 || !IsSound(record.masses, count)) {
     throw WrongUsage("--trace: '" + masses + "' is no trace such as 184.1, 100_200, 184+200-150, " +
                      "TIC, BPI or AN1");
   }

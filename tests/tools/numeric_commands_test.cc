@@ -54,6 +54,10 @@ TEST_F(NumericCommands, NoiseOfASpectrum) {
   const auto [low, high] = std::minmax_element(values.begin(), values.end());
   EXPECT_FLOAT_EQ(noise["range"].get<float>(), *high - *low);
   EXPECT_FALSE(noise.contains("cycle_time"));
+  const json packed =
+      Json({"noise", "run.raw", "-f", "2", "-p", "3", "-s", "1", "--data-type", "1"});
+  EXPECT_FALSE(packed.contains("range")) << "the library would read the points as continuum data";
+  EXPECT_TRUE(packed.contains("noise_level"));
 }
 
 TEST_F(NumericCommands, ResamplingKeepsTheSum) {
@@ -99,7 +103,8 @@ TEST_F(NumericCommands, WrongUsageAndFailures) {
       {{"resample", "run.raw", "-f", "1", "--step", "1e-12"}, 1, "cannot be put on a grid"},
       {{"resample", "run.raw", "-f", "1"}, 2, "--step is required"},
       {{"retention", "set", "1:2"}, 2, "2 to 32 points"},
-      {{"retention", "set", "2:1", "1:2"}, 2, "do not ascend"},
+      {{"retention", "set", "1.001:1", "1.004:2"}, 2, "do not ascend"},
+      {{"retention", "set", "1:1", "1e99:2"}, 2, "'1e99' is not a number"},
       {{"retention", "set", "1:1", "2"}, 2, "not TIME:INDEX"},
       {{"retention", "index", "soon"}, 2, "'soon' is not a number"},
   });

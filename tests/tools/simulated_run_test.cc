@@ -119,7 +119,8 @@ TEST_F(SimulatedRun, MassTracesAreSumsOfTheirWindows) {
   };
   const json sums = chrom({"--mass", "194.5-195.5", "--mass", "194.75-195.25", "--mass", "200-300",
                            "--mass", "199.5-200.5"});
-  const json traces = chrom({"--trace", "195,200_300,195+200_300-195"});
+  const json traces =
+      Json({"chrom", "run.raw", "--trace", "195,200_300,195+200_300-195"})["chromatogram"];
   EXPECT_EQ(traces["mass_195"], sums["mass_194.5-195.5"]);
   EXPECT_EQ(traces["mass_200_300"], sums["mass_200-300"]);
   EXPECT_EQ(traces["mass_195+200_300-195"], traces["mass_200_300"]);

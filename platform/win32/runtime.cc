@@ -31,7 +31,8 @@ HMODULE WINAPI FindModule(LPCSTR name) {
              : nullptr;
 }
 
-// For registering it makes a semaphore which it never closes: its first. Others it closes.
+// For registering it makes a semaphore which it never closes: its first. Others it closes, but for
+// one that guards objects of functions' own (static): the library has none that need it.
 HANDLE registration_semaphore = nullptr;
 
 using SemaphoreMaker = HANDLE(WINAPI*)(LPSECURITY_ATTRIBUTES, LONG, LONG, LPCWSTR);

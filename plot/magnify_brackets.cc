@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "appsvc/export_guard.h"
@@ -77,62 +78,138 @@ void Activate(int32_t handle, Axes* axes, int32_t index, int32_t text_height, Tv
   }
 }
 
-// The part of a bracket that lies in one row.
+// The part of a bracket that lies in one row, with its factor.
 struct BracketRow {
-  TvRect box;  // of everything
-  std::vector<LineSegment> lines;
-  TvPoint text;
+  int32_t row = 0;
+  TvRect data = {};
+  TvRect span = {};  // from end to end
+  bool has_left = false;
+  bool has_right = false;
+  int32_t end_width = 0;
+  std::string factor;
+  TvSize factor_size = {};
+  std::optional<TvRect> text;  // where the factor has room
 };
 
-// Its ends where they are in the row, and a line between them that the factor interrupts. Where the
-// factor has no room it stands behind the end.
-BracketRow LayOutRow(const Bracket& bracket, int32_t row, const TvRect& data, TvSize factor) {
-  const bool has_left = row == bracket.first_row;
-  const bool has_right = row == bracket.last_row;
-  const int32_t left = has_left ? bracket.left_x : data.left;
-  const int32_t right = has_right ? bracket.right_x : data.right;
-  const int32_t top = Moved(data.top, -int64_t{bracket.height});
-  const int32_t middle = Moved(top, bracket.height / 2);
-  const int32_t gap = bracket.end_width;
-  BracketRow result = {{left, top, Moved(right, 1), data.top}, {}, {0, top}};
-  if (has_left) result.lines.push_back({{left, top}, {left, data.top}});
-  if (has_right) result.lines.push_back({{right, top}, {right, data.top}});
+// Finds places for the factors of brackets, which others may overlap.
+class FactorPlacer {
+ public:
+  explicit FactorPlacer(std::vector<BracketRow>* rows) : rows_(*rows) {}
 
-  const int64_t room = int64_t{right} - left;
-  int32_t& text_x = result.text.x;
-  if (room >= int64_t{factor.width} + 4 * int64_t{gap}) {
-    text_x = Moved(left, (room - factor.width + 1) / 2);
-    result.lines.push_back({{left, middle}, {Moved(text_x, -gap), middle}});
-    result.lines.push_back({{Moved(text_x, int64_t{factor.width} + gap), middle}, {right, middle}});
-    return result;
+  void PlaceAll() {
+    for (BracketRow& own : rows_) own.text = PlaceFor(own);
   }
-  result.lines.push_back({{left, middle}, {right, middle}});
-  text_x = Moved(right, gap);
-  if (Moved(text_x, factor.width) > data.right) {
-    text_x = Moved(left, -int64_t{gap} - factor.width);
-  }
-  result.box.left = std::min(left, text_x);
-  result.box.right = std::max(result.box.right, Moved(text_x, factor.width));
-  return result;
-}
 
-// Calls `use` with the bracket of every live range in every row where it is in view, and the text
-// of its factor.
-template <typename Use>
-void ForEachBracketRow(TvDC dc, int32_t handle, const AxsSystem& axes, const Use& use) {
+ private:
+  // In the widest part of the bracket that no other covers, else behind its end or before its
+  // start, else below it.
+  std::optional<TvRect> PlaceFor(const BracketRow& own) const {
+    const int64_t gap = own.end_width;
+    const int64_t width = own.factor_size.width;
+    const auto [from, to] = WidestFreePart(own);
+    if (to - from >= width + 4 * gap) return TextAt(own, from + (to - from - width + 1) / 2);
+    for (const int64_t left : {own.span.right - 1 + gap, own.span.left - gap - width}) {
+      const TvRect text = TextAt(own, left);
+      const bool is_in_row = text.left >= own.data.left && text.right <= own.data.right;
+      if (is_in_row && IsFree(own, text)) return text;
+    }
+    return Below(own);
+  }
+
+  std::pair<int64_t, int64_t> WidestFreePart(const BracketRow& own) const {
+    const int64_t end = int64_t{own.span.right} - 1;
+    std::pair<int64_t, int64_t> widest = {end, end};
+    for (int64_t from = own.span.left; from < end;) {
+      int64_t to = end;
+      int64_t next = end;
+      for (const BracketRow& other : rows_) {
+        const int64_t other_end = int64_t{other.span.right} - 1;
+        if (&other == &own || other.row != own.row || other_end <= from) continue;
+        if (other.span.left < to) {
+          to = std::max<int64_t>(other.span.left, from);
+          next = other_end;
+        }
+      }
+      if (to - from > widest.second - widest.first) widest = {from, to};
+      from = next;
+    }
+    return widest;
+  }
+
+  static TvRect TextAt(const BracketRow& own, int64_t left) {
+    return {Saturate(left), own.span.top, Saturate(left + own.factor_size.width), own.data.top};
+  }
+
+  std::optional<TvRect> Below(const BracketRow& own) const {
+    const int64_t last = int64_t{own.data.right} - own.factor_size.width;
+    int64_t left = std::max<int64_t>(std::min<int64_t>(own.span.left, last), own.data.left);
+    for (size_t tries = 0; tries <= rows_.size() && left <= last; ++tries) {
+      TvRect text = TextAt(own, left);
+      text.top = Moved(own.data.top, 1);
+      text.bottom = Moved(text.top, own.factor_size.height);
+      if (IsFree(own, text)) return text;
+      left = int64_t{text.right} + own.end_width;
+    }
+    return std::nullopt;
+  }
+
+  bool IsFree(const BracketRow& own, const TvRect& text) const {
+    return std::ranges::none_of(rows_, [&](const BracketRow& other) {
+      if (&other == &own || other.row != own.row) return false;
+      return Overlap(text, other.span) || (other.text && Overlap(text, *other.text));
+    });
+  }
+
+  static bool Overlap(const TvRect& a, const TvRect& b) {
+    return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+  }
+
+  std::vector<BracketRow>& rows_;
+};
+
+// The brackets of all live ranges in every row where they are in view.
+std::vector<BracketRow> FindBracketRows(TvDC dc, int32_t handle, const AxsSystem& axes) {
+  std::vector<BracketRow> rows;
   platform::TextMetrics font;
-  if ((axes.flags & AXS_FLAG_MAGNIFIED) == 0 || !TheDrawing().Metrics(dc, &font)) return;
+  if ((axes.flags & AXS_FLAG_MAGNIFIED) == 0 || !TheDrawing().Metrics(dc, &font)) return rows;
   for (const AxsMagnify& range : axes.magnify) {
     const std::optional<Bracket> bracket = FindBracket(handle, axes, range, font.height);
     if (!bracket || range.from == range.to) continue;
-    const std::string factor = FactorLabel(range.factor);
-    const TvSize extent = TheDrawing().Extent(dc, factor);
     for (int32_t row = bracket->first_row; row <= bracket->last_row; ++row) {
-      TvRect data = {};
-      AxsGetArea(handle, row, &data, 0);
-      use(LayOutRow(*bracket, row, data, extent), factor);
+      BracketRow part;
+      part.row = row;
+      part.end_width = bracket->end_width;
+      AxsGetArea(handle, row, &part.data, 0);
+      part.has_left = row == bracket->first_row;
+      part.has_right = row == bracket->last_row;
+      part.span = {part.has_left ? bracket->left_x : part.data.left,
+                   Moved(part.data.top, -int64_t{bracket->height}),
+                   Moved(part.has_right ? bracket->right_x : part.data.right, 1), part.data.top};
+      part.factor = FactorLabel(range.factor);
+      part.factor_size = TheDrawing().Extent(dc, part.factor);
+      rows.push_back(part);
     }
   }
+  FactorPlacer(&rows).PlaceAll();
+  return rows;
+}
+
+// The ends, and a line between them that the factor interrupts.
+std::vector<LineSegment> LinesOf(const BracketRow& row) {
+  const int32_t left = row.span.left;
+  const int32_t right = Moved(row.span.right, -1);
+  const int32_t top = row.span.top;
+  const int32_t middle = Moved(top, (int64_t{row.data.top} - top) / 2);
+  std::vector<LineSegment> lines;
+  if (row.has_left) lines.push_back({{left, top}, {left, row.data.top}});
+  if (row.has_right) lines.push_back({{right, top}, {right, row.data.top}});
+  if (row.text && row.text->top == top && row.text->left > left && row.text->right < right) {
+    lines.push_back({{left, middle}, {Moved(row.text->left, -row.end_width), middle}});
+    lines.push_back({{Moved(row.text->right, row.end_width), middle}, {right, middle}});
+  } else {
+    lines.push_back({{left, middle}, {right, middle}});
+  }
+  return lines;
 }
 
 void DrawRanges(TvDC dc, int32_t handle, const AxsSystem& axes, const AxsPlotBlock& plot) {
@@ -144,10 +221,11 @@ void DrawRanges(TvDC dc, int32_t handle, const AxsSystem& axes, const AxsPlotBlo
   AxsGetDataPenDC(dc, plot.style, &colour, nullptr, plot.second == 0 ? 1 : 0);
   drawing.SetTextColour(dc, colour);
   drawing.SetOpaqueBackground(dc, false);
-  ForEachBracketRow(dc, handle, axes, [&](const BracketRow& row, const std::string& factor) {
-    drawing.Lines(dc, row.lines.data(), row.lines.size());
-    drawing.Text(dc, row.text.x, row.text.y, factor);
-  });
+  for (const BracketRow& row : FindBracketRows(dc, handle, axes)) {
+    const std::vector<LineSegment> lines = LinesOf(row);
+    drawing.Lines(dc, lines.data(), lines.size());
+    if (row.text) drawing.Text(dc, row.text->left, row.text->top, row.factor);
+  }
 }
 
 }  // namespace
@@ -156,9 +234,10 @@ namespace tervalon::plot {
 
 std::vector<TvRect> BracketBoxes(TvDC dc, int32_t handle, const AxsSystem& axes) {
   std::vector<TvRect> boxes;
-  ForEachBracketRow(dc, handle, axes, [&boxes](const BracketRow& row, const std::string&) {
-    boxes.push_back(row.box);
-  });
+  for (const BracketRow& row : FindBracketRows(dc, handle, axes)) {
+    boxes.push_back(row.span);
+    if (row.text) boxes.push_back(*row.text);
+  }
   return boxes;
 }
 

@@ -207,7 +207,7 @@ TEST_F(PlotData, MultipliesAndMarksMagnifiedRanges) {
   EXPECT_THAT(recorded_.TextTexts(), ElementsAre("113,-3 x10"));
   AxsMagnifyRange(axes_, 2.5, -5, 5, 1);  // starts before the range
   EXPECT_THAT(TextsOf([&] { return AxsAnnotateMagnify(dc(), axes_, &plot); }),
-              ElementsAre("113,-3 x10", "63,-3 x2.5"));
+              ElementsAre("113,-3 x10", "58,-3 x2.5"));  // clear of each other
   EXPECT_THAT(recorded_.LineTexts(), Contains("50,-3 50,9"));
 
   TvRect strip = {};
@@ -220,6 +220,10 @@ TEST_F(PlotData, MultipliesAndMarksMagnifiedRanges) {
   EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, -1, 112, 9, nullptr), 1);
   EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, -1, 113, 9, nullptr), 0);  // beside it
   EXPECT_EQ(AxsGetActiveMagnifyRange(axes_, nullptr, nullptr, nullptr), 0);
+  AxsMagnifyRange(axes_, 3, 6.1, 6.5, 4);  // in the way of the first one's factor
+  EXPECT_THAT(TextsOf([&] { return AxsAnnotateMagnify(dc(), axes_, &plot); }),
+              ElementsAre("90,10 x10", "58,-3 x2.5", "118,-3 x3"));
+  AxsMagnifyRange(axes_, 1, 0, 0, 4);
   EXPECT_EQ(AxsSetActiveMagnifyRange(dc(), axes_, 1, 200, 9, nullptr), 0);  // by number
   EXPECT_EQ(AxsGetActiveMagnifyRange(axes_, nullptr, nullptr, nullptr), 1);
   AxsMagnifyRange(axes_, 2, 20, 30, 2);  // out of view

@@ -142,7 +142,9 @@ class FactorPlacer {
 
   std::optional<TvRect> Below(const BracketRow& own) const {
     const int64_t last = int64_t{own.data.right} - own.factor_size.width;
-    int64_t left = std::max<int64_t>(std::min<int64_t>(own.span.left, last), own.data.left);
+    int64_t left =
+        std::clamp<int64_t>(own.span.left, int64_t{own.data.left} + own.end_width,
+                            std::max<int64_t>(last, int64_t{own.data.left} + own.end_width));
     for (size_t tries = 0; tries <= rows_.size() && left <= last; ++tries) {
       TvRect text = TextAt(own, left);
       text.top = Moved(own.data.top, 1);

@@ -154,6 +154,7 @@ class Panel {
   }
 
   void ChooseRanges();
+  std::string LineName(const AxsPlotBlock& block) const;
   void ComposeLegend();
   int32_t XDecimals() const;
   AxsPlotBlock Block(const PlotSeries& series, size_t index) const;
@@ -215,11 +216,22 @@ void Panel::ChooseRanges() {
   }
 }
 
+// The second set of data styles differs by its lines, not by its colours.
+std::string Panel::LineName(const AxsPlotBlock& block) const {
+  static constexpr const char* kNames[] = {"", ", dashed", ", dotted", ", dash-dotted",
+                                           ", dash-dot-dotted"};
+  int32_t style = 0;
+  if (block.second != 0) {
+    AxsGetDataPenDC(dc_, block.style, nullptr, &style, 0);
+  }
+  return style > 0 && style < static_cast<int32_t>(std::size(kNames)) ? kNames[style] : "";
+}
+
 // Of several series a line for each, or for all what they have in common.
 void Panel::ComposeLegend() {
   if (HasOwnColours()) {
-    for (const PlotSeries& series : series_) {
-      legend_.push_back(series.title);
+    for (size_t i = 0; i < series_.size(); ++i) {
+      legend_.push_back(series_[i].title + LineName(Block(series_[i], i)));
     }
   } else {
     legend_.push_back(series_.front().title + " to " + series_.back().title);

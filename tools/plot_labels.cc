@@ -12,6 +12,9 @@ constexpr float kLeastHeight = 0.03F;  // of a peak, as a part of the Y range
 constexpr float kLeastFall = 0.02F;    // to both sides of a peak
 constexpr size_t kMostPeaks = 200;     // more do not fit into any picture
 
+// Sticks nearer to a higher one than this part of the X axis share its pixels, and its label.
+constexpr float kLeastDistance = 0.001F;
+
 struct Peak {
   AxsPlotLabel label;
   float height;  // as drawn
@@ -89,11 +92,16 @@ std::vector<AxsPlotLabel> FindPeaks(const PlotSeries& series, const AxsSystem& a
     peaks = finder.Take();
   }
   std::ranges::stable_sort(peaks, std::greater(), &Peak::height);
-  peaks.resize(std::min(peaks.size(), kMostPeaks));
+  const float rows = static_cast<float>(std::max(axes.row_count, 1));
+  const float distance = series.sticks ? (axes.x.high - axes.x.low) / rows * kLeastDistance : 0;
   std::vector<AxsPlotLabel> labels;
-  labels.reserve(peaks.size());
   for (const Peak& peak : peaks) {
-    labels.push_back(peak.label);
+    const auto is_near = [&](const AxsPlotLabel& higher) {
+      return std::abs(higher.x - peak.label.x) < distance;
+    };
+    if (labels.size() < kMostPeaks && std::ranges::none_of(labels, is_near)) {
+      labels.push_back(peak.label);
+    }
   }
   return labels;
 }

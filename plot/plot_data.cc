@@ -36,11 +36,18 @@ TvColour Tint(TvColour colour) {
   return tint;
 }
 
-void Fill(TvDC dc, Outline outline, int32_t base_y, TvColour colour) {
-  const int32_t first_x = outline.front().x;
-  outline.push_back({outline.back().x, base_y});
-  outline.push_back({first_x, base_y});
-  TheDrawing().FillPolygon(dc, outline.data(), outline.size(), colour);
+// Of a column's points only the first and the last bound the area.
+void Fill(TvDC dc, const Outline& outline, int32_t base_y, TvColour colour) {
+  Outline area;
+  for (const TvPoint& point : outline) {
+    const size_t count = area.size();
+    const bool goes_on = count >= 2 && area[count - 2].x == point.x && area[count - 1].x == point.x;
+    if (goes_on) area.pop_back();
+    area.push_back(point);
+  }
+  area.push_back({outline.back().x, base_y});
+  area.push_back({outline.front().x, base_y});
+  TheDrawing().FillPolygon(dc, area.data(), area.size(), colour);
 }
 
 void DrawRow(TvDC dc, const RowView& row, const Trace& trace, int32_t mode, TvColour colour) {

@@ -28,6 +28,7 @@ constexpr double kScreenPixelsPerInch = 96;
 // a few at a time, in the way of TraceOnImage.
 constexpr size_t kSegmentsAtOnce = 16;
 constexpr size_t kBoxesAtOnce = 64;
+constexpr double kDashPeriodsAtOnce = 100;
 
 // Beyond this Cairo's own coordinates overflow.
 constexpr int32_t kFarthest = 1 << 20;
@@ -76,7 +77,9 @@ bool IsSame(const TvPoint& a, const TvPoint& b) { return a.x == b.x && a.y == b.
 class PathInWindow {
  public:
   PathInWindow(cairo_t* cairo, int32_t pen_style, double pen_width, double dash_unit)
-      : cairo_(cairo), dashes_(kDashes.at(static_cast<size_t>(pen_style))) {
+      : cairo_(cairo),
+        on_image_(cairo_surface_get_type(cairo_get_target(cairo)) == CAIRO_SURFACE_TYPE_IMAGE),
+        dashes_(kDashes.at(static_cast<size_t>(pen_style))) {
     for (double& length : dashes_.lengths) period_ += length *= dash_unit;
     SetDashes(0);
     if (dashes_.count == 0) return;
@@ -105,6 +108,10 @@ class PathInWindow {
     is_drawn_ = first <= last && last == 1;
     walked_ += length;
     at_ = place;
+    if (on_image_ && is_drawn_ && period_ > 0 && walked_ - begun_ > kDashPeriodsAtOnce * period_) {
+      Stroke();
+      is_drawn_ = false;
+    }
   }
 
   void Stroke() { cairo_stroke(cairo_); }
@@ -137,6 +144,7 @@ class PathInWindow {
       SetDashes(offset);
     }
     cairo_move_to(cairo_, place.x, place.y);
+    begun_ = walked;
   }
 
   void SetDashes(double offset) {
@@ -145,6 +153,7 @@ class PathInWindow {
   }
 
   cairo_t* cairo_;
+  bool on_image_;
   Window window_ = {-kFarthest, -kFarthest, kFarthest, kFarthest};
   DashPattern dashes_;
   double period_ = 0;
@@ -152,6 +161,7 @@ class PathInWindow {
 
   Vector at_;
   double walked_ = 0;      // from the start of the line to at_
+  double begun_ = 0;       // to where the path begins
   bool is_drawn_ = false;  // at_ is the end of what is in the path
 };
 

@@ -1,7 +1,6 @@
 #include "appsvc/messages.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <clocale>
 #include <cstdarg>

@@ -1,7 +1,6 @@
 #include "tervalon/databases.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
@@ -12,13 +11,11 @@
 #include "db3/catalogue.h"
 #include "db3/record_file.h"
 #include "db3/slots.h"
-#include "settings/settings.h"
 #include "tervalon/database_fields.h"
 #include "tervalon/database_records.h"
 #include "tervalon/memory.h"
-#include "tervalon/settings.h"
 #include "tests/support/fault_services.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 namespace tervalon::db3 {
 namespace {
@@ -28,21 +25,9 @@ using testing::FaultyFileSystem;
 using testing::FileCall;
 using ::testing::HasSubstr;
 
-class DatabasesTest : public ::testing::Test {
+class DatabasesTest : public testing::SettingsFixture {
  protected:
-  DatabasesTest() { Restart(); }
-  ~DatabasesTest() override {
-    ResetDatabases();
-    settings::ResetGlobalStore();
-    settings::ResetSettingsFile(nullptr);
-  }
-
-  // A new process in the same directory.
-  void Restart() {
-    ResetDatabases();
-    settings::ResetGlobalStore();
-    settings::ResetSettingsFile(directory_.Path().c_str());
-  }
+  ~DatabasesTest() override { ResetDatabases(); }
 
   std::string Path(const std::string& name = "") { return directory_.Path(name); }
   int32_t Open(int32_t type, const std::string& name, int32_t mode = DB3_MODE_OPEN) {
@@ -79,7 +64,6 @@ class DatabasesTest : public ::testing::Test {
     testing::WriteFile(Path(name), bytes);
   }
 
-  testing::TempDirectory directory_;
   testing::RecordingDesktop desktop_;
   platform::ScopedReplacement<platform::Desktop> use_desktop_{&desktop_};
 };
@@ -141,10 +125,8 @@ TEST_F(DatabasesTest, MessagesNameActionFileAndCause) {
           " \nCause of problem: General error"};
   ASSERT_EQ(desktop_.messages.size(), 3U);
   for (size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(desktop_.messages[i].text, expected[i]);
-    EXPECT_EQ(desktop_.messages[i].caption, "Database error");
-    EXPECT_EQ(desktop_.messages[i].style, 0x10U);
-    EXPECT_EQ(desktop_.messages[i].owner, nullptr);
+    const testing::RecordingDesktop::Message box = {nullptr, expected[i], "Database error", 0x10};
+    EXPECT_EQ(desktop_.messages[i], box);
   }
   EXPECT_EQ(desktop_.beeps.size(), 3U);
 
@@ -167,6 +149,7 @@ TEST_F(DatabasesTest, RemembersFileAndRecordFromRunToRun) {
   EXPECT_EQ(DB3SetCurrentRecordNum(9, 4), DB3_SUCCESS);
   EXPECT_EQ(DB3SetCurrentRecordNum(9, 2), DB3_SUCCESS);
   ASSERT_EQ(UpdateGlobal(0), 1);
+  ResetDatabases();
   Restart();
   ASSERT_EQ(DB3Open(9, nullptr, DB3_MODE_OPEN), DB3_SUCCESS);
   EXPECT_EQ(DB3GetCurrentRecordNum(9), 2);

@@ -11,11 +11,10 @@
 
 #include "db3/catalogue.h"
 #include "db3/slots.h"
-#include "settings/settings.h"
 #include "tervalon/database_records.h"
 #include "tervalon/databases.h"
 #include "tests/support/process.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 namespace tervalon::db3 {
 namespace {
@@ -26,24 +25,14 @@ using testing::ProcessResult;
 constexpr const char* kShapelib = "command -v dbfcreate dbfadd dbfdump";
 constexpr const char* kPython = "/usr/bin/python3 -c 'import dbf'";
 
-class OtherProgramsTest : public ::testing::Test {
+class OtherProgramsTest : public testing::SettingsFixture {
  protected:
   OtherProgramsTest() {
-    settings::ResetGlobalStore();
-    settings::ResetSettingsFile(directory_.Path().c_str());
     for (const int32_t type : {8, 17}) DB3SetReportErrors(type, 0);
   }
-  ~OtherProgramsTest() override {
-    ResetDatabases();
-    settings::ResetGlobalStore();
-    settings::ResetSettingsFile(nullptr);
-  }
+  ~OtherProgramsTest() override { ResetDatabases(); }
 
-  ProcessResult Run(const std::string& line) {
-    std::string native = directory_.Path();
-    for (char& c : native) c = c == '\\' ? '/' : c;
-    return testing::RunShell(line, native);
-  }
+  ProcessResult Run(const std::string& line) { return testing::RunShell(line, directory_.Path()); }
   std::string Output(const std::string& line) {
     const ProcessResult result = Run(line);
     EXPECT_EQ(result.status, 0) << line << "\n" << result.err;
@@ -92,8 +81,6 @@ class OtherProgramsTest : public ::testing::Test {
     }
     return all;
   }
-
-  testing::TempDirectory directory_;
 };
 
 TEST_F(OtherProgramsTest, ShapelibReadsAndWrites) {

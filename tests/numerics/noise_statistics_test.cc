@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "settings/settings.h"
 #include "tests/datamgr/raw_data_fixture.h"
+#include "tests/support/settings_fixture.h"
 
 namespace {
 
@@ -131,14 +131,7 @@ TEST_F(NoiseStatisticsTest, MemoryThatRunsOut) {
   }
 }
 
-class NoiseSettingsTest : public ::testing::Test {
- protected:
-  NoiseSettingsTest() { tervalon::settings::ResetSettingsFile(directory_.Path().c_str()); }
-  ~NoiseSettingsTest() override { tervalon::settings::ResetSettingsFile(nullptr); }
-
- private:
-  tervalon::testing::TempDirectory directory_;
-};
+using NoiseSettingsTest = tervalon::testing::SettingsFixture;
 
 TEST_F(NoiseSettingsTest, AreKept) {
   ChroStatSettings settings = {};
@@ -161,11 +154,8 @@ TEST_F(NoiseSettingsTest, AreKept) {
   EXPECT_EQ(settings.noise_level, 1234.5f);
   EXPECT_EQ(level, 77);
 
-  char text[80];
-  GetIniString("ChromatogramStats", "ChrStatPeakWidth", "", text, sizeof(text));
-  EXPECT_STREQ(text, "0.12");
-  GetIniString("SpectrumStats", "SpeStatNoiseLevel", "", text, sizeof(text));
-  EXPECT_STREQ(text, "77.00");
+  EXPECT_EQ(GetIni("ChromatogramStats", "ChrStatPeakWidth"), "0.12");
+  EXPECT_EQ(GetIni("SpectrumStats", "SpeStatNoiseLevel"), "77.00");
 }
 
 }  // namespace

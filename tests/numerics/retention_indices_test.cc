@@ -7,10 +7,8 @@
 #include <limits>
 #include <string>
 
-#include "settings/settings.h"
-#include "tervalon/settings.h"
 #include "tests/support/fault_services.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/settings_fixture.h"
 
 namespace {
 
@@ -66,14 +64,7 @@ TEST(RetentionIndices, UnusualCalibrations) {
   EXPECT_EQ(RTIndicesCalculateIndex(50, &calibration, &index), 0);
 }
 
-class RetentionCalibration : public ::testing::Test {
- protected:
-  RetentionCalibration() { tervalon::settings::ResetSettingsFile(directory_.Path().c_str()); }
-  ~RetentionCalibration() override { tervalon::settings::ResetSettingsFile(nullptr); }
-
- private:
-  tervalon::testing::TempDirectory directory_;
-};
+using RetentionCalibration = tervalon::testing::SettingsFixture;
 
 TEST_F(RetentionCalibration, EmptySectionHasDefaults) {
   RTCalibration calibration;

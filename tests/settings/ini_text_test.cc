@@ -1,7 +1,6 @@
 #include "settings/ini_text.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>

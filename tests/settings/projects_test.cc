@@ -1,7 +1,6 @@
 #include "tervalon/projects.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>

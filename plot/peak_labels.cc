@@ -86,7 +86,9 @@ class LabelPlacer {
   // Writes a label over its peak, else beside that to either side; for a high peak also beside its
   // top, and rather across the trace than not at all. All 0 where there is no room.
   TvRect Place(const PlacedLabel& place, const std::string& text) {
-    if (text.empty()) return {};
+    constexpr int64_t kMostBytes = 4;  // of a character, which is a pixel wide at least
+    const int64_t width = int64_t{area_.right} - area_.left;
+    if (text.empty() || static_cast<int64_t>(text.size()) > kMostBytes * width) return {};
     const TvSize extent = platform::TheDrawing().Extent(dc_, text);
     const int32_t middle = -(extent.width / 2);
     for (const int32_t offset : {middle, kGap, -kGap - extent.width}) {

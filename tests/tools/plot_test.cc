@@ -8,9 +8,6 @@
 #include <iterator>
 #include <sstream>
 
-#include "tervalon/axes.h"
-#include "tervalon/drawing.h"
-#include "tervalon/drawing_devices.h"
 #include "tests/tools/program.h"
 
 namespace tervalon::testing {
@@ -157,35 +154,6 @@ TEST_F(Plots, MoveScansBackInThreeDimensions) {
   EXPECT_GT(back.left, front.left);
   EXPECT_NEAR(back.right - front.right, back.left - front.left, 1);
   EXPECT_LT(back.bottom, front.bottom);
-}
-
-// Whatever the number of points, a picture holds what its pixels can show.
-TEST_F(Plots, OfAMillionPointsAreSmallFiles) {
-  std::vector<float> x(1000000);
-  std::vector<float> y(x.size());
-  uint32_t random = 1;
-  for (size_t i = 0; i < x.size(); ++i) {
-    random = random * 1664525 + 1013904223;
-    x[i] = static_cast<float>(i);
-    y[i] = static_cast<float>(random >> 8);
-  }
-  const TvRect area = {0, 0, 1599, 899};
-  for (const auto& [name, create] :
-       {std::pair("a.svg", &TvCreateSvgDC), std::pair("a.pdf", &TvCreatePdfDC)}) {
-    const TvDC dc = create(Path(name).c_str(), 1600, 900, 96);
-    ASSERT_NE(dc, nullptr);
-    const int32_t axes = AxsCreate(1, 0, 1, 1);
-    TvRect margins = {};
-    AxsGetBorder(dc, &margins, "min", nullptr, 0);
-    EXPECT_EQ(AxsSize(axes, &area, &margins), 1);
-    AxsSetRanges(axes, 0, 1e6, 0, 1 << 24);
-    EXPECT_EQ(AxsDisplayDefaultData(dc, axes, x.data(), y.data(), 1000000, AXS_PLOT_JOINED, 0), 0);
-    EXPECT_EQ(AxsDisplayDefaultAxes(dc, axes, "min", 0, nullptr, 0), 0);
-    AxsDelete(axes);
-    ASSERT_EQ(TvDeleteDC(dc), 1);
-    EXPECT_LT(File(name).size(), 300U << 10) << name;
-    EXPECT_GT(File(name).size(), 10U << 10) << name;
-  }
 }
 
 #else

@@ -1,7 +1,5 @@
 // tervalon chrom: one value per scan over a whole function.
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -176,39 +174,37 @@ void Run(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddChromCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("chrom", "Print chromatograms: one value per scan");
+void AddChromCommand(Command program, Action& chosen) {
+  const Command command = program.AddSubcommand("chrom", "Print chromatograms: one value per scan");
   auto options = std::make_shared<Options>();
-  AddDataSetOptions(*command, options->data);
-  auto* which = command->add_option_group("Trace", "What is taken of every scan");
-  which->add_flag("--tic", options->total_ion, "The total ion current (without any of these, too)");
-  which->add_flag("--bpi", options->base_peak, "The intensity of the strongest point");
+  AddDataSetOptions(command, options->data);
+  const Command which = command.AddGroup("Trace", "What is taken of every scan");
+  which.AddFlag("--tic", options->total_ion, "The total ion current (without any of these, too)");
+  which.AddFlag("--bpi", options->base_peak, "The intensity of the strongest point");
   which
-      ->add_option("--mass", options->masses,
-                   "The sum of the intensities from m/z LO to HI, both\n"
-                   "included; may be given several times")
-      ->type_name("LO-HI")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  auto* trace = which
-                    ->add_option("--trace", options->traces,
-                                 "Traces, separated by commas: TIC, BPI, analog channels\n"
-                                 "AN1 to AN4, masses (184.1), ranges (100_200), sums and\n"
-                                 "differences of them (184+200-150), neutral losses and\n"
-                                 "gains of MRM functions (NL18, NG18)")
-                    ->type_name("TEXT")
-                    ->expected(1);
-  which->require_option(0, 1);
+      .AddOption("--mass", options->masses,
+                 "The sum of the intensities from m/z LO to HI, both\n"
+                 "included; may be given several times")
+      .TypeName("LO-HI")
+      .Repeatable();
+  const Option trace = which
+                           .AddOption("--trace", options->traces,
+                                      "Traces, separated by commas: TIC, BPI, analog channels\n"
+                                      "AN1 to AN4, masses (184.1), ranges (100_200), sums and\n"
+                                      "differences of them (184+200-150), neutral losses and\n"
+                                      "gains of MRM functions (NL18, NG18)")
+                           .TypeName("TEXT");
+  which.RequireOptions(0, 1);
   command
-      ->add_option("--tolerance", options->tolerance,
-                   "What a mass of --trace takes to both sides, 0.5 unless\n"
-                   "given: mass units, or with 'ppm' behind it a part of it")
-      ->type_name("WIDTH")
-      ->needs(trace);
-  auto* plot = command->add_flag("--plot", options->plot, "Draw the chromatograms");
-  AddFormatOptions(*command, options->format);
-  plot->excludes("--csv")->excludes("--json");
-  command->footer(
+      .AddOption("--tolerance", options->tolerance,
+                 "What a mass of --trace takes to both sides, 0.5 unless\n"
+                 "given: mass units, or with 'ppm' behind it a part of it")
+      .TypeName("WIDTH")
+      .Needs(trace);
+  const Option plot = command.AddFlag("--plot", options->plot, "Draw the chromatograms");
+  AddFormatOptions(command, options->format);
+  plot.Excludes("--csv").Excludes("--json");
+  command.Footer(
       "Times are minutes, masses are m/z (calibrated), intensities are in the instrument's own\n"
       "unit. The total ion current and the base peak come from the scan index; a mass\n"
       "chromatogram reads every spectrum. In a selected-ion function a range of masses takes\n"
@@ -218,11 +214,11 @@ void AddChromCommand(CLI::App& program, Action& chosen) {
       "  tervalon chrom SAMPLE.RAW -f 1 --mass 184.0-184.2 --mass 195.0-195.2 --csv\n"
       "  tervalon chrom SAMPLE.RAW -f 3 --bpi --json\n"
       "  tervalon chrom SAMPLE.RAW --trace 184.1,184+200-150,TIC,AN1 --tolerance 10ppm");
-  command->callback([&chosen, options, trace] {
+  command.Callback([&chosen, options, trace] {
     // Wrong usage is told before anything is read.
     ParseWindows(options->masses);
     const MassTolerance tolerance = ParseTolerance(options->tolerance);
-    if (trace->count() > 0) {
+    if (trace.IsGiven()) {
       ParseTraces(options->traces, tolerance);
     }
     std::vector<std::string> masses;

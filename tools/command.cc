@@ -1,7 +1,5 @@
 #include "tools/command.h"
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -12,37 +10,36 @@
 
 namespace tervalon::tools {
 
-void AddFormatOptions(CLI::App& command, FormatOptions& options) {
-  auto* csv = command.add_flag("--csv", options.csv, "Print comma-separated values for programs");
-  auto* json = command.add_flag("--json", options.json, "Print JSON for programs");
-  csv->excludes(json);
+void AddFormatOptions(Command command, FormatOptions& options) {
+  const Option csv =
+      command.AddFlag("--csv", options.csv, "Print comma-separated values for programs");
+  const Option json = command.AddFlag("--json", options.json, "Print JSON for programs");
+  csv.Excludes(json);
 }
 
-void AddDataSetOptions(CLI::App& command, DataSetOptions& options) {
-  command.add_option("DIR", options.directory, "Raw data directory")->required()->type_name("");
+void AddDataSetOptions(Command command, DataSetOptions& options) {
+  command.AddOption("DIR", options.directory, "Raw data directory").Required().TypeName("");
   command
-      .add_option("-f,--function", options.data_set.function,
-                  "Function, 1 to 32, as 'tervalon info' numbers them (1 when\n"
-                  "not given)")
-      ->check(Between(1, RAW_MAX_FUNCTIONS))
-      ->type_name("N");
-  auto* process = command
-                      .add_option("-p,--process", options.data_set.process,
-                                  "Processed data set, 1 to 255, that was made from the\n"
-                                  "function, instead of the data as acquired")
-                      ->check(Between(1, RAW_MAX_PROCESSES))
-                      ->type_name("N");
+      .AddOption("-f,--function", options.data_set.function,
+                 "Function, 1 to 32, as 'tervalon info' numbers them (1 when\n"
+                 "not given)")
+      .Between(1, RAW_MAX_FUNCTIONS)
+      .TypeName("N");
+  const Option process = command
+                             .AddOption("-p,--process", options.data_set.process,
+                                        "Processed data set, 1 to 255, that was made from the\n"
+                                        "function, instead of the data as acquired")
+                             .Between(1, RAW_MAX_PROCESSES)
+                             .TypeName("N");
   command
-      .add_option("--data-type", options.data_set.data_type,
-                  "Data type, 0 to 12, of the processed data set. The\n"
-                  "directory does not say it; it is taken to be the\n"
-                  "function's where this option is not given")
-      ->needs(process)
-      ->check(Between(0, 12))
-      ->type_name("N");
+      .AddOption("--data-type", options.data_set.data_type,
+                 "Data type, 0 to 12, of the processed data set. The\n"
+                 "directory does not say it; it is taken to be the\n"
+                 "function's where this option is not given")
+      .Needs(process)
+      .Between(0, 12)
+      .TypeName("N");
 }
-
-CLI::Validator Between(int64_t low, int64_t high) { return CLI::Range(low, high).description(""); }
 
 std::string DirectoryArgument(const std::string& text) {
   if (text.empty()) {

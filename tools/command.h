@@ -6,10 +6,10 @@
 
 #include <tervalon/raw_directory.h>
 
-#include <CLI/App.hpp>
 #include <functional>
 #include <string>
 
+#include "tools/command_line.h"
 #include "tools/document.h"
 #include "tools/raw_data.h"
 
@@ -17,19 +17,19 @@ namespace tervalon::tools {
 
 using Action = std::function<void(Output&)>;
 
-void AddInfoCommand(CLI::App& program, Action& chosen);
-void AddSpectrumCommand(CLI::App& program, Action& chosen);
-void AddChromCommand(CLI::App& program, Action& chosen);
-void AddHistoryCommand(CLI::App& program, Action& chosen);
-void AddPlotCommand(CLI::App& program, Action& chosen);
-void AddSettingsCommand(CLI::App& program, Action& chosen);
-void AddSimulateCommand(CLI::App& program, Action& chosen);
-void AddProjectCommand(CLI::App& program, Action& chosen);
-void AddPathCommand(CLI::App& program, Action& chosen);
-void AddDbCommand(CLI::App& program, Action& chosen);
-void AddNoiseCommand(CLI::App& program, Action& chosen);
-void AddResampleCommand(CLI::App& program, Action& chosen);
-void AddRetentionCommand(CLI::App& program, Action& chosen);
+void AddInfoCommand(Command program, Action& chosen);
+void AddSpectrumCommand(Command program, Action& chosen);
+void AddChromCommand(Command program, Action& chosen);
+void AddHistoryCommand(Command program, Action& chosen);
+void AddPlotCommand(Command program, Action& chosen);
+void AddSettingsCommand(Command program, Action& chosen);
+void AddSimulateCommand(Command program, Action& chosen);
+void AddProjectCommand(Command program, Action& chosen);
+void AddPathCommand(Command program, Action& chosen);
+void AddDbCommand(Command program, Action& chosen);
+void AddNoiseCommand(Command program, Action& chosen);
+void AddResampleCommand(Command program, Action& chosen);
+void AddRetentionCommand(Command program, Action& chosen);
 
 // What several of them share.
 
@@ -41,7 +41,7 @@ struct FormatOptions {
 };
 
 // --csv and --json.
-void AddFormatOptions(CLI::App& command, FormatOptions& options);
+void AddFormatOptions(Command command, FormatOptions& options);
 
 // DIR, --function, --process and --data-type.
 struct DataSetOptions {
@@ -49,10 +49,7 @@ struct DataSetOptions {
   DataSet data_set;
 };
 
-void AddDataSetOptions(CLI::App& command, DataSetOptions& options);
-
-// Accepts whole numbers from low to high.
-CLI::Validator Between(int64_t low, int64_t high);
+void AddDataSetOptions(Command command, DataSetOptions& options);
 
 // A path as typed, with the platform's own separators where it has but one, and without those at
 // the end that a shell's completion adds. Throws WrongUsage for an empty one.

@@ -3,8 +3,6 @@
 #include <tervalon/database_fields.h>
 #include <tervalon/databases.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -274,133 +272,134 @@ void Update(const Options& options) {
 
 // --- The command line ---
 
-void AddFile(CLI::App& command, Options& options) {
-  command.add_option("FILE", options.file, "Database file")->type_name("")->required();
+void AddFile(Command command, Options& options) {
+  command.AddOption("FILE", options.file, "Database file").TypeName("").Required();
   command
-      .add_option("--type", options.type,
-                  "Type, by number or title, of files that could be of\n"
-                  "more than one")
-      ->type_name("TYPE");
+      .AddOption("--type", options.type,
+                 "Type, by number or title, of files that could be of\n"
+                 "more than one")
+      .TypeName("TYPE");
 }
 
-CLI::Option* AddRecord(CLI::App& command, Options& options) {
-  return command.add_option("RECORD", options.record, "Number of the record, from 1")
-      ->check(Between(1, DB3_MAX_RECORDS))
-      ->type_name("");
+Option AddRecord(Command command, Options& options) {
+  return command.AddOption("RECORD", options.record, "Number of the record, from 1")
+      .Between(1, DB3_MAX_RECORDS)
+      .TypeName("");
 }
 
-CLI::Option* AddChanges(CLI::App& command, Options& options) {
-  auto* values = command.add_option("VALUES", options.values, "FIELD=VALUE ...")->type_name("");
+Option AddChanges(Command command, Options& options) {
+  const Option values = command.AddOption("VALUES", options.values, "FIELD=VALUE ...").TypeName("");
   return command
-      .add_option("--from", options.source,
-                  "Read CSV, a line of column names and a line for each\n"
-                  "record, from a file ('-': standard input)")
-      ->type_name("CSV")
-      ->excludes(values);
+      .AddOption("--from", options.source,
+                 "Read CSV, a line of column names and a line for each\n"
+                 "record, from a file ('-': standard input)")
+      .TypeName("CSV")
+      .Excludes(values);
 }
 
-CLI::App* AddSubcommand(CLI::App& db, const char* name, const char* what, const char* footer) {
-  auto* command = db.add_subcommand(name, what);
-  command->footer(footer);
+Command AddSubcommand(Command db, const char* name, const char* what, const char* footer) {
+  const Command command = db.AddSubcommand(name, what);
+  command.Footer(footer);
   return command;
 }
 
-void AddReaders(CLI::App& db, const std::shared_ptr<Options>& options, Action& chosen) {
-  auto* types =
+void AddReaders(Command db, const std::shared_ptr<Options>& options, Action& chosen) {
+  const Command types =
       AddSubcommand(db, "types", "Print the types of databases", "Example:\n  tervalon db types");
-  AddFormatOptions(*types, options->format);
-  types->callback(
+  AddFormatOptions(types, options->format);
+  types.Callback(
       [&chosen, options] { chosen = [options](Output& output) { Types(*options, output); }; });
 
-  auto* list = AddSubcommand(db, "list", "Print the records, a line each",
-                             "Without --fields the first five fields that are not blank in every "
-                             "record, for programs all.\n\nExamples:\n  tervalon db list P1.DBF\n  "
-                             "tervalon db list P1.DBF "
-                             "--fields NAME,FOUND_RT,AREA");
-  auto* show = AddSubcommand(db, "show", "Print every field of a record",
-                             "Example:\n  tervalon db show P1.DBF 3");
-  auto* all = AddSubcommand(db, "export", "Print all records as CSV, or with --json as JSON",
-                            "'tervalon db update --from' and 'insert --from' read the CSV.\n\n"
-                            "Example:\n  tervalon db export P1.DBF > p1.csv");
-  for (CLI::App* command : {list, show, all}) {
-    AddFile(*command, *options);
-    if (command == show) {
-      AddRecord(*command, *options)->required();
-    } else {
-      command->add_option("--fields", options->columns, "Only these, separated by commas")
-          ->type_name("FIELDS");
-    }
-    AddFormatOptions(*command, options->format);
+  const Command list =
+      AddSubcommand(db, "list", "Print the records, a line each",
+                    "Without --fields the first five fields that are not blank in every "
+                    "record, for programs all.\n\nExamples:\n  tervalon db list P1.DBF\n  "
+                    "tervalon db list P1.DBF "
+                    "--fields NAME,FOUND_RT,AREA");
+  const Command show = AddSubcommand(db, "show", "Print every field of a record",
+                                     "Example:\n  tervalon db show P1.DBF 3");
+  const Command all =
+      AddSubcommand(db, "export", "Print all records as CSV, or with --json as JSON",
+                    "'tervalon db update --from' and 'insert --from' read the CSV.\n\n"
+                    "Example:\n  tervalon db export P1.DBF > p1.csv");
+  for (const Command command : {list, all}) {
+    AddFile(command, *options);
+    command.AddOption("--fields", options->columns, "Only these, separated by commas")
+        .TypeName("FIELDS");
+    AddFormatOptions(command, options->format);
   }
-  list->callback([&chosen, options] {
+  AddFile(show, *options);
+  AddRecord(show, *options).Required();
+  AddFormatOptions(show, options->format);
+  list.Callback([&chosen, options] {
     chosen = [options](Output& output) { List(*options, options->format.format(), output); };
   });
-  show->callback(
+  show.Callback(
       [&chosen, options] { chosen = [options](Output& output) { Show(*options, output); }; });
-  all->callback([&chosen, options] {
+  all.Callback([&chosen, options] {
     chosen = [options](Output& output) {
       List(*options, options->format.json ? Format::kJson : Format::kCsv, output);
     };
   });
 }
 
-void AddWriters(CLI::App& db, const std::shared_ptr<Options>& options, Action& chosen) {
-  auto* create = AddSubcommand(db, "create", "Make an empty database",
-                               "Example:\n  tervalon db create P1.DBF --type \"Peak List\"");
-  AddFile(*create, *options);
-  create->get_option("--type")->required();
-  create->add_flag("--replace", options->replace, "Replace a file that is there");
-  create->callback([&chosen, options] {
+void AddWriters(Command db, const std::shared_ptr<Options>& options, Action& chosen) {
+  const Command create =
+      AddSubcommand(db, "create", "Make an empty database",
+                    "Example:\n  tervalon db create P1.DBF --type \"Peak List\"");
+  AddFile(create, *options);
+  create.GetOption("--type").Required();
+  create.AddFlag("--replace", options->replace, "Replace a file that is there");
+  create.Callback([&chosen, options] {
     const int32_t type = DatabaseTypeArgument(options->type);
     chosen = [options, type](Output&) {
       CreateDatabase(DatabaseArgument(options->file), type, options->replace);
     };
   });
 
-  auto* insert = AddSubcommand(db, "insert", "Add records",
-                               "Fields that are not named are blank or 0.\n\n"
-                               "Examples:\n"
-                               "  tervalon db insert P1.DBF NAME=Caffeine FOUND_RT=4.125\n"
-                               "  tervalon db insert P1.DBF --from peaks.csv --at 1");
-  AddFile(*insert, *options);
-  AddChanges(*insert, *options);
-  insert
-      ->add_option("--at", options->record, "Number of the first new record; those behind move up")
-      ->check(Between(1, DB3_MAX_RECORDS))
-      ->type_name("N");
-  insert->callback([&chosen, options] { chosen = [options](Output&) { Insert(*options); }; });
+  const Command insert = AddSubcommand(db, "insert", "Add records",
+                                       "Fields that are not named are blank or 0.\n\n"
+                                       "Examples:\n"
+                                       "  tervalon db insert P1.DBF NAME=Caffeine FOUND_RT=4.125\n"
+                                       "  tervalon db insert P1.DBF --from peaks.csv --at 1");
+  AddFile(insert, *options);
+  AddChanges(insert, *options);
+  insert.AddOption("--at", options->record, "Number of the first new record; those behind move up")
+      .Between(1, DB3_MAX_RECORDS)
+      .TypeName("N");
+  insert.Callback([&chosen, options] { chosen = [options](Output&) { Insert(*options); }; });
 
-  auto* update =
+  const Command update =
       AddSubcommand(db, "update", "Change fields of records",
                     "With --from, the column 'record' says which records.\n\n"
                     "Examples:\n"
                     "  tervalon db update P1.DBF 3 FOUND_RT=4.125 \"TEXT=checked by hand\"\n"
                     "  tervalon db update P1.DBF --from changes.csv");
-  AddFile(*update, *options);
-  auto* record = AddRecord(*update, *options);
-  AddChanges(*update, *options)->excludes(record);
-  update->callback([&chosen, options] {
+  AddFile(update, *options);
+  const Option record = AddRecord(update, *options);
+  AddChanges(update, *options).Excludes(record);
+  update.Callback([&chosen, options] {
     if (options->source.empty() && options->values.empty()) {
       throw WrongUsage("update needs RECORD and FIELD=VALUE, or --from");
     }
     chosen = [options](Output&) { Update(*options); };
   });
 
-  auto* remove = AddSubcommand(db, "delete", "Remove a record; those behind it move down",
-                               "Example:\n  tervalon db delete P1.DBF 3");
-  AddFile(*remove, *options);
-  AddRecord(*remove, *options)->required();
-  remove->callback([&chosen, options] {
+  const Command remove = AddSubcommand(db, "delete", "Remove a record; those behind it move down",
+                                       "Example:\n  tervalon db delete P1.DBF 3");
+  AddFile(remove, *options);
+  AddRecord(remove, *options).Required();
+  remove.Callback([&chosen, options] {
     chosen = [options](Output&) { Open(*options)->Delete(options->record); };
   });
 }
 
 }  // namespace
 
-void AddDbCommand(CLI::App& program, Action& chosen) {
-  auto* db = program.add_subcommand("db", "Read and write record databases");
-  db->require_subcommand(1);
-  db->footer(
+void AddDbCommand(Command program, Action& chosen) {
+  const Command db = program.AddSubcommand("db", "Read and write record databases");
+  db.RequireSubcommand();
+  db.Footer(
       "A record database is a file in the dBASE III layout with the fields of one of twenty "
       "types.\n"
       "The second field of a name that a type has twice is NAME#2.\n\n"
@@ -409,8 +408,8 @@ void AddDbCommand(CLI::App& program, Action& chosen) {
       "  tervalon db insert P1.DBF NAME=Caffeine FOUND_RT=4.125\n"
       "  tervalon db list P1.DBF --fields NAME,FOUND_RT");
   auto options = std::make_shared<Options>();
-  AddReaders(*db, options, chosen);
-  AddWriters(*db, options, chosen);
+  AddReaders(db, options, chosen);
+  AddWriters(db, options, chosen);
 }
 
 }  // namespace tervalon::tools

@@ -1,7 +1,5 @@
 // tervalon history: where the processed data sets of a raw data directory come from.
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -54,13 +52,14 @@ void Run(const std::string& path, Format format, Output& output) {
 
 }  // namespace
 
-void AddHistoryCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("history", "Show where the processed data sets come from");
+void AddHistoryCommand(Command program, Action& chosen) {
+  const Command command =
+      program.AddSubcommand("history", "Show where the processed data sets come from");
   auto path = std::make_shared<std::string>();
   auto format = std::make_shared<FormatOptions>();
-  command->add_option("DIR", *path, "Raw data directory")->required()->type_name("");
-  AddFormatOptions(*command, *format);
-  command->footer(
+  command.AddOption("DIR", *path, "Raw data directory").Required().TypeName("");
+  AddFormatOptions(command, *format);
+  command.Footer(
       "Each function has a tree of processing steps: a step stands indented below the one whose\n"
       "result it worked on, with the name of the data set that it made and the local time at "
       "which\n"
@@ -70,7 +69,7 @@ void AddHistoryCommand(CLI::App& program, Action& chosen) {
       "Examples:\n"
       "  tervalon history SAMPLE.RAW\n"
       "  tervalon history SAMPLE.RAW --json | jq -r '.history[].description'");
-  command->callback([&chosen, path, format] {
+  command.Callback([&chosen, path, format] {
     chosen = [path, format](Output& output) {
       Run(DirectoryArgument(*path), format->format(), output);
     };

@@ -2,8 +2,6 @@
 
 #include <tervalon/raw_analog.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <memory>
 
@@ -389,13 +387,13 @@ void Run(const std::string& path, Format format, Output& output) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("info", "Show what a raw data directory holds");
+void AddInfoCommand(Command program, Action& chosen) {
+  const Command command = program.AddSubcommand("info", "Show what a raw data directory holds");
   auto path = std::make_shared<std::string>();
   auto format = std::make_shared<FormatOptions>();
-  command->add_option("DIR", *path, "Raw data directory")->required()->type_name("");
-  AddFormatOptions(*command, *format);
-  command->footer(
+  command.AddOption("DIR", *path, "Raw data directory").Required().TypeName("");
+  AddFormatOptions(command, *format);
+  command.Footer(
       "Shows the header, the functions (each one repeated experiment of the acquisition) with\n"
       "type, ionisation mode, data type, mass range, complete scans and time range, the mass\n"
       "calibration, the analog channels, the processed data sets and where they come from.\n"
@@ -404,7 +402,7 @@ void AddInfoCommand(CLI::App& program, Action& chosen) {
       "Examples:\n"
       "  tervalon info SAMPLE.RAW\n"
       "  tervalon info SAMPLE.RAW --json | jq '.functions[].type_name'");
-  command->callback([&chosen, path, format] {
+  command.Callback([&chosen, path, format] {
     chosen = [path, format](Output& output) {
       Run(DirectoryArgument(*path), format->format(), output);
     };

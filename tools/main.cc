@@ -68,20 +68,21 @@ int RunProgram(int argc, char** argv) {
       "  tervalon spectrum DEMO.RAW -f 1 -t 2.5    the scan at 2.5 minutes\n\n"
       "Output is text for people, or with --csv and --json for programs, in UTF-8. Errors are one\n"
       "line on standard error. Exit status: 0 done, 1 failed, 2 wrong usage.");
+  const tervalon::tools::Command commands(&program);
   Action action;
-  tervalon::tools::AddInfoCommand(program, action);
-  tervalon::tools::AddSpectrumCommand(program, action);
-  tervalon::tools::AddChromCommand(program, action);
-  tervalon::tools::AddHistoryCommand(program, action);
-  tervalon::tools::AddPlotCommand(program, action);
-  tervalon::tools::AddSettingsCommand(program, action);
-  tervalon::tools::AddSimulateCommand(program, action);
-  tervalon::tools::AddProjectCommand(program, action);
-  tervalon::tools::AddPathCommand(program, action);
-  tervalon::tools::AddDbCommand(program, action);
-  tervalon::tools::AddNoiseCommand(program, action);
-  tervalon::tools::AddResampleCommand(program, action);
-  tervalon::tools::AddRetentionCommand(program, action);
+  tervalon::tools::AddInfoCommand(commands, action);
+  tervalon::tools::AddSpectrumCommand(commands, action);
+  tervalon::tools::AddChromCommand(commands, action);
+  tervalon::tools::AddHistoryCommand(commands, action);
+  tervalon::tools::AddPlotCommand(commands, action);
+  tervalon::tools::AddSettingsCommand(commands, action);
+  tervalon::tools::AddSimulateCommand(commands, action);
+  tervalon::tools::AddProjectCommand(commands, action);
+  tervalon::tools::AddPathCommand(commands, action);
+  tervalon::tools::AddDbCommand(commands, action);
+  tervalon::tools::AddNoiseCommand(commands, action);
+  tervalon::tools::AddResampleCommand(commands, action);
+  tervalon::tools::AddRetentionCommand(commands, action);
 
   tervalon::tools::Output output;
   try {

@@ -2,9 +2,8 @@
 
 #include <tervalon/noise_statistics.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -140,22 +139,22 @@ void Run(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddNoiseCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("noise", "Measure the noise of a trace or a spectrum");
+void AddNoiseCommand(Command program, Action& chosen) {
+  const Command command =
+      program.AddSubcommand("noise", "Measure the noise of a trace or a spectrum");
   auto options = std::make_shared<Options>();
-  AddSeriesOptions(*command, options->series);
-  command->add_option("--from", options->from, "Where the window begins, in minutes or m/z")
-      ->type_name("AT");
-  command->add_option("--to", options->to, "Where it ends; a point there is outside")
-      ->type_name("AT");
+  AddSeriesOptions(command, options->series);
+  command.AddOption("--from", options->from, "Where the window begins, in minutes or m/z")
+      .TypeName("AT");
+  command.AddOption("--to", options->to, "Where it ends; a point there is outside").TypeName("AT");
   command
-      ->add_option("--order", options->order,
-                   "Order of the differences that the noise level is\n"
-                   "estimated from, 0 to 20 (1 when not given)")
-      ->check(Between(0, 20))
-      ->type_name("N");
-  AddFormatOptions(*command, options->format);
-  command->footer(
+      .AddOption("--order", options->order,
+                 "Order of the differences that the noise level is\n"
+                 "estimated from, 0 to 20 (1 when not given)")
+      .Between(0, 20)
+      .TypeName("N");
+  AddFormatOptions(command, options->format);
+  command.Footer(
       "The range is the highest intensity of the window less the lowest, the noise level an\n"
       "estimate of the noise's standard deviation that peaks hardly disturb, the threshold the\n"
       "mean and four standard deviations, at least 2500. With --data-type only the last two are\n"
@@ -163,7 +162,7 @@ void AddNoiseCommand(CLI::App& program, Action& chosen) {
       "Examples:\n"
       "  tervalon noise SAMPLE.RAW -f 1 --trace 184.1 --from 0 --to 2\n"
       "  tervalon noise SAMPLE.RAW -f 1 --scan 12 --from 300 --to 400 --json");
-  command->callback([&chosen, options] {
+  command.Callback([&chosen, options] {
     CheckSeriesOptions(options->series);
     WindowArgument(*options);
     chosen = [options](Output& output) { Run(*options, output); };

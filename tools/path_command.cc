@@ -2,8 +2,6 @@
 
 #include <tervalon/paths.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <array>
 #include <memory>
 
@@ -49,21 +47,21 @@ void Run(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddPathCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("path", "Take a path apart, or complete it");
+void AddPathCommand(Command program, Action& chosen) {
+  const Command command = program.AddSubcommand("path", "Take a path apart, or complete it");
   auto options = std::make_shared<Options>();
-  command->add_option("PATH", options->path, "Path or file name")->type_name("")->required();
-  command->add_option("--directory", options->directory, "Directory, when PATH has none")
-      ->type_name("DIR");
-  command->add_option("--extension", options->extension, "Extension, when PATH has none")
-      ->type_name("EXT");
-  AddFormatOptions(*command, options->format);
-  command->footer(
+  command.AddOption("PATH", options->path, "Path or file name").TypeName("").Required();
+  command.AddOption("--directory", options->directory, "Directory, when PATH has none")
+      .TypeName("DIR");
+  command.AddOption("--extension", options->extension, "Extension, when PATH has none")
+      .TypeName("EXT");
+  AddFormatOptions(command, options->format);
+  command.Footer(
       "A path is valid when it has none of the characters /*?<>| in it.\n\n"
       "Examples:\n"
       "  tervalon path 'C:\\DATA\\PEAKS.PDB'\n"
       "  tervalon path PEAKS --directory 'C:\\DATA' --extension PDB --json");
-  command->callback([&chosen, options] {
+  command.Callback([&chosen, options] {
     if (options->path.empty()) throw WrongUsage("PATH: the name is empty");
     chosen = [options](Output& output) { Run(*options, output); };
   });

@@ -1,7 +1,5 @@
 // tervalon plot: pictures of chromatograms and spectra.
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -239,68 +237,67 @@ void Run(const Options& options, const Plan& plan, Output& output) {
 
 }  // namespace
 
-void AddPlotCommand(CLI::App& program, Action& chosen) {
-  auto* command =
-      program.add_subcommand("plot", "Draw chromatograms and spectra as a picture file");
+void AddPlotCommand(Command program, Action& chosen) {
+  const Command command =
+      program.AddSubcommand("plot", "Draw chromatograms and spectra as a picture file");
   auto options = std::make_shared<Options>();
-  AddDataSetOptions(*command, options->data);
-  auto* what = command->add_option_group("Data", "What is drawn");
-  what->add_option("--trace", options->traces,
-                   "Chromatograms, separated by commas, as for 'chrom':\n"
-                   "TIC (without any of these, too), BPI, AN1, 184.1, ...")
-      ->type_name("TEXT");
-  what->add_option("-s,--scan", options->scans, "Spectra by scan numbers: 12,40 or 10-40")
-      ->type_name("LIST");
-  what->add_option("-t,--time", options->times, "Spectra of the scans nearest to times: 2.5,4.67")
-      ->type_name("MINUTES");
-  what->add_option("--points", options->points,
-                   "How spectra are drawn: 'sticks', or 'joined' by lines;\n"
-                   "without, as their data type asks for")
-      ->check(CLI::IsMember({"sticks", "joined"}).description(""))
-      ->type_name("HOW");
-  auto* picture = command->add_option_group("Picture", "Where it goes");
+  AddDataSetOptions(command, options->data);
+  const Command what = command.AddGroup("Data", "What is drawn");
+  what.AddOption("--trace", options->traces,
+                 "Chromatograms, separated by commas, as for 'chrom':\n"
+                 "TIC (without any of these, too), BPI, AN1, 184.1, ...")
+      .TypeName("TEXT");
+  what.AddOption("-s,--scan", options->scans, "Spectra by scan numbers: 12,40 or 10-40")
+      .TypeName("LIST");
+  what.AddOption("-t,--time", options->times, "Spectra of the scans nearest to times: 2.5,4.67")
+      .TypeName("MINUTES");
+  what.AddOption("--points", options->points,
+                 "How spectra are drawn: 'sticks', or 'joined' by lines;\n"
+                 "without, as their data type asks for")
+      .OneOf({"sticks", "joined"})
+      .TypeName("HOW");
+  const Command picture = command.AddGroup("Picture", "Where it goes");
   picture
-      ->add_option("-o,--output", options->output,
-                   std::string("The file, ending in ") + Picture::Endings() +
-                       ";\nwithout, it is named after DIR")
-      ->type_name("FILE");
+      .AddOption("-o,--output", options->output,
+                 std::string("The file, ending in ") + Picture::Endings() +
+                     ";\nwithout, it is named after DIR")
+      .TypeName("FILE");
   picture
-      ->add_option("--size", options->size,
-                   "Width and height in pixels; without, 10 by 6.25 inches")
-      ->type_name("WxH");
+      .AddOption("--size", options->size, "Width and height in pixels; without, 10 by 6.25 inches")
+      .TypeName("WxH");
   picture
-      ->add_option("--resolution", options->pixels_per_inch,
-                   "Pixels per inch, 36 to 1200: texts and lines grow with it")
-      ->check(Between(36, 1200))
-      ->type_name("N");
-  auto* look = command->add_option_group("Look", "How it is drawn");
-  look->add_option("--layout", options->layout,
-                   "Several plots: 'stacked' one below another (without this\n"
-                   "option, too), 'overlaid' in the same axes, '3d' one\n"
-                   "behind another")
-      ->check(CLI::IsMember({"stacked", "overlaid", "3d"}).description(""))
-      ->type_name("HOW");
-  look->add_option("--rows", options->style.rows, "Rows, 1 to 5, that the X axis is divided into")
-      ->check(Between(1, AXS_MAX_ROWS))
-      ->type_name("N");
-  look->add_option("--range", options->range, "What of the X axis is drawn")->type_name("LO-HI");
-  look->add_option("--magnify", options->magnified,
-                   "Draw a range of the X axis F times as high; up to five\n"
-                   "times")
-      ->type_name("LO-HIxF")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  auto* counts = look->add_flag("--counts", options->style.counts,
-                                "Intensities instead of percent on the Y axis");
-  look->add_flag("--normalise", options->style.normalised,
-                 "Draw each relative to its own highest point")
-      ->excludes(counts);
-  look->add_flag("--filled", options->style.filled, "Fill the area below lines");
-  look->add_flag("--no-labels", options->no_labels, "No labels at peaks");
-  look->add_flag("--grid", options->style.grid, "A grid behind the data");
-  auto* title = look->add_option("--title", options->title, "The title, instead of the usual one")
-                    ->type_name("TEXT");
-  command->footer(
+      .AddOption("--resolution", options->pixels_per_inch,
+                 "Pixels per inch, 36 to 1200: texts and lines grow with it")
+      .Between(36, 1200)
+      .TypeName("N");
+  const Command look = command.AddGroup("Look", "How it is drawn");
+  look.AddOption("--layout", options->layout,
+                 "Several plots: 'stacked' one below another (without this\n"
+                 "option, too), 'overlaid' in the same axes, '3d' one\n"
+                 "behind another")
+      .OneOf({"stacked", "overlaid", "3d"})
+      .TypeName("HOW");
+  look.AddOption("--rows", options->style.rows, "Rows, 1 to 5, that the X axis is divided into")
+      .Between(1, AXS_MAX_ROWS)
+      .TypeName("N");
+  look.AddOption("--range", options->range, "What of the X axis is drawn").TypeName("LO-HI");
+  look.AddOption("--magnify", options->magnified,
+                 "Draw a range of the X axis F times as high; up to five\n"
+                 "times")
+      .TypeName("LO-HIxF")
+      .Repeatable();
+  const Option counts = look.AddFlag("--counts", options->style.counts,
+                                     "Intensities instead of percent on the Y axis");
+  look.AddFlag("--normalise", options->style.normalised,
+               "Draw each relative to its own highest point")
+      .Excludes(counts);
+  look.AddFlag("--filled", options->style.filled, "Fill the area below lines");
+  look.AddFlag("--no-labels", options->no_labels, "No labels at peaks");
+  look.AddFlag("--grid", options->style.grid, "A grid behind the data");
+  const Option title =
+      look.AddOption("--title", options->title, "The title, instead of the usual one")
+          .TypeName("TEXT");
+  command.Footer(
       "A chromatogram has times in minutes, a spectrum masses in m/z; 100% is the highest point\n"
       "of all that share axes, unless --normalise is given.\n\n"
       "Examples:\n"
@@ -308,8 +305,8 @@ void AddPlotCommand(CLI::App& program, Action& chosen) {
       "  tervalon plot SAMPLE.RAW --trace TIC,195.1,AN1 -o traces.svg\n"
       "  tervalon plot SAMPLE.RAW -t 4.67 --magnify 400-800x10 -o spectrum.pdf\n"
       "  tervalon plot SAMPLE.RAW -f 2 --scan 130-150 --layout 3d --filled -o peak.png");
-  command->callback([&chosen, options, title] {
-    options->has_title = title->count() > 0;
+  command.Callback([&chosen, options, title] {
+    options->has_title = title.IsGiven();
     chosen = [options, plan = MakePlan(*options)](Output& output) { Run(*options, plan, output); };
   });
 }

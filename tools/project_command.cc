@@ -4,8 +4,6 @@
 #include <tervalon/paths.h>
 #include <tervalon/projects.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -130,10 +128,10 @@ void Show(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddProjectCommand(CLI::App& program, Action& chosen) {
-  auto* project = program.add_subcommand("project", "Create and select projects");
-  project->require_subcommand(1);
-  project->footer(
+void AddProjectCommand(Command program, Action& chosen) {
+  const Command project = program.AddSubcommand("project", "Create and select projects");
+  project.RequireSubcommand();
+  project.Footer(
       "A project is a directory with the data and databases of one user or study. Selecting one\n"
       "points the current files in TERVALON.INI, in the working directory, into it. A name\n"
       "without an extension gets .PRO.\n\n"
@@ -145,32 +143,32 @@ void AddProjectCommand(CLI::App& program, Action& chosen) {
   const auto check = [options] {
     if (options->project.empty()) throw WrongUsage("PROJECT: the name is empty");
   };
-  const auto takes_project = [options](CLI::App& command) {
-    command.add_option("PROJECT", options->project, "Project directory")->type_name("")->required();
+  const auto takes_project = [options](Command command) {
+    command.AddOption("PROJECT", options->project, "Project directory").TypeName("").Required();
   };
 
-  auto* create = project->add_subcommand("create", "Make a project's directories");
-  takes_project(*create);
-  create->footer(
+  const Command create = project.AddSubcommand("create", "Make a project's directories");
+  takes_project(create);
+  create.Footer(
       "Directories that exist are left as they are. The path, .PRO included, has at most 29\n"
       "characters as it is given.\n\nExample:\n  tervalon project create Oils");
-  create->callback([&chosen, options, check] {
+  create.Callback([&chosen, options, check] {
     check();
     chosen = [options](Output&) { Create(*options); };
   });
 
-  auto* select = project->add_subcommand("select", "Make a project the current one");
-  takes_project(*select);
-  select->footer("Example:\n  tervalon project select Oils.PRO");
-  select->callback([&chosen, options, check] {
+  const Command select = project.AddSubcommand("select", "Make a project the current one");
+  takes_project(select);
+  select.Footer("Example:\n  tervalon project select Oils.PRO");
+  select.Callback([&chosen, options, check] {
     check();
     chosen = [options](Output&) { Select(*options); };
   });
 
-  auto* show = project->add_subcommand("show", "Print the current project and its files");
-  AddFormatOptions(*show, options->format);
-  show->footer("Example:\n  tervalon project show --json");
-  show->callback(
+  const Command show = project.AddSubcommand("show", "Print the current project and its files");
+  AddFormatOptions(show, options->format);
+  show.Footer("Example:\n  tervalon project show --json");
+  show.Callback(
       [&chosen, options] { chosen = [options](Output& output) { Show(*options, output); }; });
 }
 

@@ -3,8 +3,6 @@
 #include <tervalon/linearisation.h>
 #include <tervalon/memory.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <memory>
 
 #include "tools/failure.h"
@@ -70,24 +68,24 @@ void Run(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddResampleCommand(CLI::App& program, Action& chosen) {
-  auto* command =
-      program.add_subcommand("resample", "Print a spectrum or a trace on a regular grid");
+void AddResampleCommand(Command program, Action& chosen) {
+  const Command command =
+      program.AddSubcommand("resample", "Print a spectrum or a trace on a regular grid");
   auto options = std::make_shared<Options>();
-  AddSeriesOptions(*command, options->series);
-  command->add_option("--step", options->step, "Distance of the grid's points, in m/z or minutes")
-      ->required()
-      ->type_name("STEP");
-  command->add_flag("--interpolate", options->interpolate,
-                    "Interpolate the intensities; their sum is not kept then");
-  AddFormatOptions(*command, options->format);
-  command->footer(
+  AddSeriesOptions(command, options->series);
+  command.AddOption("--step", options->step, "Distance of the grid's points, in m/z or minutes")
+      .Required()
+      .TypeName("STEP");
+  command.AddFlag("--interpolate", options->interpolate,
+                  "Interpolate the intensities; their sum is not kept then");
+  AddFormatOptions(command, options->format);
+  command.Footer(
       "The grid begins at the first mass or time. Each point holds the intensity since the point\n"
       "before it, so that the intensities keep their sum.\n\n"
       "Examples:\n"
       "  tervalon resample SAMPLE.RAW -f 1 --scan 12 --step 0.05 --csv > scan12.csv\n"
       "  tervalon resample SAMPLE.RAW -f 1 --trace 184.1 --step 0.01 --interpolate");
-  command->callback([&chosen, options] {
+  command.Callback([&chosen, options] {
     CheckSeriesOptions(options->series);
     StepArgument(options->step);
     chosen = [options](Output& output) { Run(*options, output); };

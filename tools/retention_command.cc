@@ -3,8 +3,6 @@
 #include <tervalon/retention_indices.h>
 #include <tervalon/settings.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -131,24 +129,22 @@ void Convert(const Options& options, Output& output) {
   PrintTable(options, std::move(times), std::move(indices), std::move(log_p), output);
 }
 
-void AddSection(CLI::App& command, Options& options) {
+void AddSection(Command command, Options& options) {
   command
-      .add_option("--section", options.section,
-                  "Section of the settings file (ChrRetentionCalibration\n"
-                  "when not given)")
-      ->type_name("NAME")
-      ->check([](const std::string& name) {
-        return name.empty() ? std::string("the name is empty") : std::string();
-      });
+      .AddOption("--section", options.section,
+                 "Section of the settings file (ChrRetentionCalibration\n"
+                 "when not given)")
+      .TypeName("NAME")
+      .NotEmpty();
 }
 
 }  // namespace
 
-void AddRetentionCommand(CLI::App& program, Action& chosen) {
-  auto* retention =
-      program.add_subcommand("retention", "Turn retention times into retention indices");
-  retention->require_subcommand(1);
-  retention->footer(
+void AddRetentionCommand(Command program, Action& chosen) {
+  const Command retention =
+      program.AddSubcommand("retention", "Turn retention times into retention indices");
+  retention.RequireSubcommand();
+  retention.Footer(
       "A calibration holds the times of reference compounds with known index and log P, between\n"
       "which other times are interpolated, in hundredths of a minute. It is kept in the settings\n"
       "file, TERVALON.INI in the working directory, with two decimals.\n\n"
@@ -158,34 +154,32 @@ void AddRetentionCommand(CLI::App& program, Action& chosen) {
       "  tervalon retention list --json");
   auto options = std::make_shared<Options>();
 
-  auto* set = retention->add_subcommand("set", "Store a calibration of 2 to 32 points");
-  set->add_option("POINT", options->points, "TIME:INDEX or TIME:INDEX:LOGP, times ascending")
-      ->type_name("")
-      ->required();
-  AddSection(*set, *options);
-  set->footer("Example:\n  tervalon retention set 1.2:100 2.8:200 4.1:300");
-  set->callback([&chosen, options] {
+  const Command set = retention.AddSubcommand("set", "Store a calibration of 2 to 32 points");
+  set.AddOption("POINT", options->points, "TIME:INDEX or TIME:INDEX:LOGP, times ascending")
+      .TypeName("")
+      .Required();
+  AddSection(set, *options);
+  set.Footer("Example:\n  tervalon retention set 1.2:100 2.8:200 4.1:300");
+  set.Callback([&chosen, options] {
     ParsePoints(options->points);
     chosen = [options](Output&) { Set(*options); };
   });
 
-  auto* list = retention->add_subcommand("list", "Print the calibration's points");
-  AddSection(*list, *options);
-  AddFormatOptions(*list, options->format);
-  list->footer("Example:\n  tervalon retention list");
-  list->callback(
+  const Command list = retention.AddSubcommand("list", "Print the calibration's points");
+  AddSection(list, *options);
+  AddFormatOptions(list, options->format);
+  list.Footer("Example:\n  tervalon retention list");
+  list.Callback(
       [&chosen, options] { chosen = [options](Output& output) { List(*options, output); }; });
 
-  auto* index = retention->add_subcommand("index", "Print the indices and log P of times");
-  index->add_option("TIME", options->times, "Retention times in minutes")
-      ->type_name("")
-      ->required();
-  AddSection(*index, *options);
-  AddFormatOptions(*index, options->format);
-  index->footer(
+  const Command index = retention.AddSubcommand("index", "Print the indices and log P of times");
+  index.AddOption("TIME", options->times, "Retention times in minutes").TypeName("").Required();
+  AddSection(index, *options);
+  AddFormatOptions(index, options->format);
+  index.Footer(
       "Times outside of the calibration have no index.\n\n"
       "Example:\n  tervalon retention index 2.05 3.3");
-  index->callback([&chosen, options] {
+  index.Callback([&chosen, options] {
     for (const std::string& time : options->times) {
       NumberArgument("TIME", time);
     }

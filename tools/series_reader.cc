@@ -1,7 +1,5 @@
 #include "tools/series_reader.h"
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <utility>
 
 #include "tools/failure.h"
@@ -19,18 +17,17 @@ TraceRequest OnlyTrace(const std::string& text) {
 
 }  // namespace
 
-void AddSeriesOptions(CLI::App& command, SeriesOptions& options) {
+void AddSeriesOptions(Command command, SeriesOptions& options) {
   AddDataSetOptions(command, options.data);
-  auto* trace = command
-                    .add_option("--trace", options.trace,
-                                "A trace such as TIC (also without this option), BPI,\n"
-                                "184.1, 100_200, 184+200-150 or AN1")
-                    ->type_name("TRACE");
-  command
-      .add_option("-s,--scan", options.scan, "The spectrum of a scan, from 1, instead of a trace")
-      ->check(Between(1, INT32_MAX))
-      ->type_name("N")
-      ->excludes(trace);
+  const Option trace = command
+                           .AddOption("--trace", options.trace,
+                                      "A trace such as TIC (also without this option), BPI,\n"
+                                      "184.1, 100_200, 184+200-150 or AN1")
+                           .TypeName("TRACE");
+  command.AddOption("-s,--scan", options.scan, "The spectrum of a scan, from 1, instead of a trace")
+      .Between(1, INT32_MAX)
+      .TypeName("N")
+      .Excludes(trace);
 }
 
 void CheckSeriesOptions(const SeriesOptions& options) { OnlyTrace(options.trace); }

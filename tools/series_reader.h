@@ -3,7 +3,6 @@
 #ifndef TOOLS_SERIES_READER_H_
 #define TOOLS_SERIES_READER_H_
 
-#include <CLI/App.hpp>
 #include <string>
 #include <vector>
 
@@ -19,7 +18,7 @@ struct SeriesOptions {
   int32_t scan = 0;  // 0: a trace
 };
 
-void AddSeriesOptions(CLI::App& command, SeriesOptions& options);
+void AddSeriesOptions(Command command, SeriesOptions& options);
 
 // Throws WrongUsage.
 void CheckSeriesOptions(const SeriesOptions& options);

@@ -2,8 +2,6 @@
 
 #include <tervalon/settings.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -109,10 +107,10 @@ void List(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddSettingsCommand(CLI::App& program, Action& chosen) {
-  auto* settings = program.add_subcommand("settings", "Read and write the settings file");
-  settings->require_subcommand(1);
-  settings->footer(
+void AddSettingsCommand(Command program, Action& chosen) {
+  const Command settings = program.AddSubcommand("settings", "Read and write the settings file");
+  settings.RequireSubcommand();
+  settings.Footer(
       "The settings file is TERVALON.INI in the working directory: sections of keys, each with a\n"
       "text as its value. The names of sections and keys are compared without regard to case.\n\n"
       "Examples:\n"
@@ -121,36 +119,38 @@ void AddSettingsCommand(CLI::App& program, Action& chosen) {
       "  tervalon settings list Acquisition --json");
   auto options = std::make_shared<Options>();
 
-  auto* get = settings->add_subcommand("get", "Print the value of a key");
-  get->add_option("SECTION", options->section, "Name of the section")->type_name("")->required();
-  get->add_option("KEY", options->key, "Name of the key")->type_name("")->required();
-  AddFormatOptions(*get, options->format);
-  get->footer(
+  const Command get = settings.AddSubcommand("get", "Print the value of a key");
+  get.AddOption("SECTION", options->section, "Name of the section").TypeName("").Required();
+  get.AddOption("KEY", options->key, "Name of the key").TypeName("").Required();
+  AddFormatOptions(get, options->format);
+  get.Footer(
       "A key that is not there is an error (exit status 1).\n\n"
       "Example:\n  tervalon settings get Acquisition Instrument");
-  get->callback([&chosen, options] {
+  get.Callback([&chosen, options] {
     CheckNames(*options);
     chosen = [options](Output& output) { Get(*options, output); };
   });
 
-  auto* set = settings->add_subcommand("set", "Write a key; the file is made when there is none");
-  set->add_option("SECTION", options->section, "Name of the section")->type_name("")->required();
-  set->add_option("KEY", options->key, "Name of the key")->type_name("")->required();
-  set->add_option("VALUE", options->value, "Value, at most 512 characters on one line")
-      ->type_name("")
-      ->required();
-  set->footer("Example:\n  tervalon settings set Acquisition Instrument \"TOF 1\"");
-  set->callback([&chosen, options] {
+  const Command set =
+      settings.AddSubcommand("set", "Write a key; the file is made when there is none");
+  set.AddOption("SECTION", options->section, "Name of the section").TypeName("").Required();
+  set.AddOption("KEY", options->key, "Name of the key").TypeName("").Required();
+  set.AddOption("VALUE", options->value, "Value, at most 512 characters on one line")
+      .TypeName("")
+      .Required();
+  set.Footer("Example:\n  tervalon settings set Acquisition Instrument \"TOF 1\"");
+  set.Callback([&chosen, options] {
     CheckNames(*options);
     CheckValue(options->value);
     chosen = [options](Output&) { Set(*options); };
   });
 
-  auto* list = settings->add_subcommand("list", "Print all keys and values, or those of a section");
-  list->add_option("SECTION", options->section, "Name of the section")->type_name("");
-  AddFormatOptions(*list, options->format);
-  list->footer("Examples:\n  tervalon settings list\n  tervalon settings list Acquisition --csv");
-  list->callback(
+  const Command list =
+      settings.AddSubcommand("list", "Print all keys and values, or those of a section");
+  list.AddOption("SECTION", options->section, "Name of the section").TypeName("");
+  AddFormatOptions(list, options->format);
+  list.Footer("Examples:\n  tervalon settings list\n  tervalon settings list Acquisition --csv");
+  list.Callback(
       [&chosen, options] { chosen = [options](Output& output) { List(*options, output); }; });
 }
 

@@ -3,8 +3,6 @@
 #include <tervalon/raw_analog.h>
 #include <tervalon/raw_directory.h>
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -258,26 +256,26 @@ void Run(const Options& options) {
 
 }  // namespace
 
-void AddSimulateCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("simulate", "Write a made-up acquisition to look at");
+void AddSimulateCommand(Command program, Action& chosen) {
+  const Command command =
+      program.AddSubcommand("simulate", "Write a made-up acquisition to look at");
   auto options = std::make_shared<Options>();
-  command->add_option("DIR", options->directory, "Raw data directory to create")
-      ->required()
-      ->type_name("");
-  command->add_option("--scans", options->scans, "Scans of each function")
-      ->check(Between(1, 100000))
-      ->type_name("N")
-      ->capture_default_str();
-  command->add_option("--duration", options->duration, "Length of the run in minutes")
-      ->type_name("MINUTES")
-      ->capture_default_str();
-  command->add_option("--seed", options->seed, "Seed of the noise: equal seeds, equal data")
-      ->check(Between(0, INT64_MAX))
-      ->type_name("N")
-      ->capture_default_str();
-  command->add_flag("--force", options->force,
-                    "Replace a raw data directory that is there already");
-  command->footer(
+  command.AddOption("DIR", options->directory, "Raw data directory to create")
+      .Required()
+      .TypeName("");
+  command.AddOption("--scans", options->scans, "Scans of each function")
+      .Between(1, 100000)
+      .TypeName("N")
+      .ShowDefault();
+  command.AddOption("--duration", options->duration, "Length of the run in minutes")
+      .TypeName("MINUTES")
+      .ShowDefault();
+  command.AddOption("--seed", options->seed, "Seed of the noise: equal seeds, equal data")
+      .Between(0, INT64_MAX)
+      .TypeName("N")
+      .ShowDefault();
+  command.AddFlag("--force", options->force, "Replace a raw data directory that is there already");
+  command.Footer(
       "Seven compounds elute one after the other, with their isotope patterns and noise, into\n"
       "three functions: 1 time-of-flight centroids with a root-mass calibration, 2 continuum data\n"
       "(5001 points a scan), 3 selected ions. Two analog channels, absorbance and pump pressure, "
@@ -287,7 +285,7 @@ void AddSimulateCommand(CLI::App& program, Action& chosen) {
       "Examples:\n"
       "  tervalon simulate DEMO.RAW\n"
       "  tervalon simulate DEMO.RAW --scans 1000 --duration 20 --seed 7 --force");
-  command->callback([&chosen, options] {
+  command.Callback([&chosen, options] {
     DurationArgument(options->duration);
     chosen = [options](Output&) { Run(*options); };
   });

@@ -1,7 +1,5 @@
 // tervalon spectrum: the points of one scan.
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -163,27 +161,26 @@ void Run(const Options& options, Output& output) {
 
 }  // namespace
 
-void AddSpectrumCommand(CLI::App& program, Action& chosen) {
-  auto* command = program.add_subcommand("spectrum", "Print the points of one scan");
+void AddSpectrumCommand(Command program, Action& chosen) {
+  const Command command = program.AddSubcommand("spectrum", "Print the points of one scan");
   auto options = std::make_shared<Options>();
-  AddDataSetOptions(*command, options->data);
-  auto* which = command->add_option_group("Scan", "Which scan");
-  which->add_option("-s,--scan", options->scan, "Scan number, from 1")
-      ->check(Between(1, INT32_MAX))
-      ->type_name("N");
+  AddDataSetOptions(command, options->data);
+  const Command which = command.AddGroup("Scan", "Which scan");
+  which.AddOption("-s,--scan", options->scan, "Scan number, from 1")
+      .Between(1, INT32_MAX)
+      .TypeName("N");
   which
-      ->add_option("-t,--time", options->time,
-                   "Retention time in minutes; the nearest scan is taken")
-      ->type_name("MINUTES");
-  which->require_option(1);
-  command->add_option("--top", options->top, "Only the N strongest points, in the scan's order")
-      ->check(Between(1, RAW_MAX_POINTS))
-      ->type_name("N");
-  auto* plot = command->add_flag("--plot", options->plot,
-                                 "Draw the spectrum; points are listed only with --top");
-  AddFormatOptions(*command, options->format);
-  plot->excludes("--csv")->excludes("--json");
-  command->footer(
+      .AddOption("-t,--time", options->time, "Retention time in minutes; the nearest scan is taken")
+      .TypeName("MINUTES");
+  which.RequireOptions(1, 1);
+  command.AddOption("--top", options->top, "Only the N strongest points, in the scan's order")
+      .Between(1, RAW_MAX_POINTS)
+      .TypeName("N");
+  const Option plot = command.AddFlag("--plot", options->plot,
+                                      "Draw the spectrum; points are listed only with --top");
+  AddFormatOptions(command, options->format);
+  plot.Excludes("--csv").Excludes("--json");
+  command.Footer(
       "Each point has a mass (m/z, calibrated with the directory's calibration), an intensity\n"
       "(counts, in the instrument's own unit) and, in data types 11 and 12, four flag bits.\n"
       "Times are minutes. --csv prints the points, --json the scan's summary too; floats are\n"
@@ -192,7 +189,7 @@ void AddSpectrumCommand(CLI::App& program, Action& chosen) {
       "  tervalon spectrum SAMPLE.RAW -f 1 -s 12\n"
       "  tervalon spectrum SAMPLE.RAW -f 1 -t 4.25 --top 20 --plot\n"
       "  tervalon spectrum SAMPLE.RAW -f 2 -p 1 --data-type 1 -s 3 --csv > points.csv");
-  command->callback([&chosen, options] {
+  command.Callback([&chosen, options] {
     if (!options->time.empty()) {
       TimeArgument(options->time);
     }

@@ -41,11 +41,17 @@ git ls-files -z --cached --others --exclude-standard '*.cc' '*.h' '*.c' |
 
 configure_and_build asan
 step "clang-tidy"
-# As compiled for Linux; the folder of the other platform is not.
 cmake --preset lint >/dev/null
 sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
   grep -E "^$PWD/(appsvc|datamgr|db3|numerics|platform|plot|raw|settings|tools|tests)/" |
   xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)
+# The other platform's folders, with the headers of its compiler.
+mapfile -t headers < <(i686-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 |
+  sed -n '/^#include </,/^End/s/^ /-isystem/p')
+printf '%s\n' platform/win32/*.cc tools/win32/*.cc |
+  xargs -P "$(nproc)" -I{} clang-tidy --quiet {} -- -std=c++20 --target=i686-w64-windows-gnu \
+    -nostdinc++ "${headers[@]}" -I. -Iinclude -DTERVALON_BUILD -DWIN32_LEAN_AND_MEAN -DNOMINMAX \
+    -D_WIN32_WINNT=0x0501 2> >(grep -v "warnings generated" >&2)
 
 run_tests asan
 configure_and_build windows-i686

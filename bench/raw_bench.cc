@@ -203,7 +203,7 @@ void MassTrace(benchmark::State& state, int16_t function, float low, float high,
   const RawCalibration calibration = RootMassCalibration();
   const Reader reader(function, calibrated ? &calibration : nullptr);
   RawTraceWindow window = {low, high, 0, 0, 0};
-  const RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
+  RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
   std::vector<float> values(static_cast<size_t>(reader.scans()));
   float* arrays[] = {values.data()};
   for ([[maybe_unused]] auto _ : state) {

@@ -116,7 +116,7 @@ int32_t ReadMassTrace(const Selection& selection, uint32_t first, int32_t count,
   const int32_t error = selection.OpenDataSet(&data);
   if (error != RAW_OK) return error;
   TraceWindows made = MakeTraceWindows(selection.descriptor.trace, data);
-  const RawTrace trace = {made.kind, static_cast<int16_t>(made.windows.size()),
+  RawTrace trace = {made.kind, static_cast<int16_t>(made.windows.size()),
                           made.windows.data()};
   return RawReadChromTraces(selection.source.handle(), selection.function(), selection.process(),
                             static_cast<int32_t>(first), count, 1, &trace, &arrays.intensities,

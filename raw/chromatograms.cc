@@ -1,6 +1,11 @@
 // Chromatograms from the index.
 
+#include <algorithm>
 #include <memory>
+#include <span>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "appsvc/application.h"
 #include "appsvc/export_guard.h"
@@ -61,6 +66,39 @@ bool IsValidTrace(const RawTrace& trace) {
   return trace.window_count >= 0 && (trace.window_count == 0 || trace.windows != nullptr);
 }
 
+// The points that stand for a window of channels: their first and last number, 1 and 0 for none.
+// False when no one range does.
+bool FindChannelRange(const FunctionReader& reader, const RawTraceWindow& window,
+                      std::pair<float, float>* range) {
+  const std::vector<PointRun> runs = ChannelRuns(reader, window.low, window.high);
+  *range = {1.0f, 0.0f};
+  if (runs.size() != 1) return runs.empty();
+  const uint32_t first = runs[0].first + 1;
+  *range = {static_cast<float>(first), static_cast<float>(first + runs[0].count - 1)};
+  return true;
+}
+
+// Turns the mass-window traces of selected-ion data into point-range traces, where that can be.
+// Windows may serve several traces: all are looked at before one is changed.
+void ConvertToPoints(const FunctionReader& reader, std::span<RawTrace> traces) {
+  std::vector<std::pair<RawTraceWindow*, std::pair<float, float>>> changes;
+  for (RawTrace& trace : traces) {
+    if (trace.kind == RAW_TRACE_POINTS) continue;
+    const size_t before = changes.size();
+    bool converted = true;
+    for (int32_t w = 0; converted && w < trace.window_count; ++w) {
+      changes.emplace_back(&trace.windows[w], std::pair<float, float>());
+      converted = FindChannelRange(reader, trace.windows[w], &changes.back().second);
+    }
+    if (converted) {
+      trace.kind = RAW_TRACE_POINTS;
+    } else {
+      changes.resize(before);
+    }
+  }
+  for (const auto& [window, range] : changes) std::tie(window->low, window->high) = range;
+}
+
 float* ArrayOf(float* const* arrays, int32_t index) {
   return arrays != nullptr ? arrays[index] : nullptr;
 }
@@ -93,7 +131,7 @@ extern "C" int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function, 
 
 extern "C" int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t function,
                                                     int16_t process, int32_t first, int32_t count,
-                                                    int16_t trace_count, const RawTrace* traces,
+                                                    int16_t trace_count, RawTrace* traces,
                                                     float* const* values, float* const* times) {
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
     if (count < 0 || trace_count < 0 || (trace_count > 0 && traces == nullptr)) {
@@ -104,12 +142,14 @@ extern "C" int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t func
     const int32_t error = reading.Find(&reader);
     if (error != RAW_OK) return error;
 
+    const std::span<RawTrace> all(traces, static_cast<size_t>(trace_count));
+    if (!std::all_of(all.begin(), all.end(), IsValidTrace)) return RAW_BAD_ARGUMENT;
     TraceExtractor extractor(reader);
     for (int32_t t = 0; t < trace_count; ++t) {
-      if (!IsValidTrace(traces[t])) return RAW_BAD_ARGUMENT;
       for (int32_t w = 0; w < traces[t].window_count; ++w) traces[t].windows[w].started = 1;
       if (ArrayOf(values, t) != nullptr) extractor.AddTrace(traces[t], ArrayOf(values, t));
     }
+    if (reader->has_channels()) ConvertToPoints(*reader, all);
     return reading.ForEachScan(first, count, [&](int32_t i, const IndexRecord& record) {
       if (i % kScansBetweenYields == kScansBetweenYields - 1) {
         appsvc::YieldToApplication();

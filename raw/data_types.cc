@@ -43,14 +43,15 @@ inline float DecodeFraction(uint32_t fraction, uint32_t exponent, int32_t bits) 
 }
 
 // One value rounded half up to a mantissa within [lowest, highest] and the smallest exponent that
-// holds it; the step of the exponent is a factor of `base`.
+// holds it; the step of the exponent is a factor of `base`. What is stored as 0 (a NaN, a negative
+// value where lowest is 0) has the exponent 0.
 struct Packed {
   int32_t mantissa;
   uint32_t exponent;
 };
 
 Packed Pack(double value, double base, uint32_t largest_exponent, int32_t lowest, int32_t highest) {
-  if (std::isnan(value)) return {0, 0};
+  if (std::isnan(value) || (value < 0 && lowest == 0)) return {0, 0};
   const double below = lowest;
   const double above = highest + 1.0;
   const double step = 1.0 / base;

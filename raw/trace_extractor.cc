@@ -20,16 +20,6 @@ std::vector<PointRun> PointRange(float low, float high) {
   return {{first - 1, last - first + 1}};
 }
 
-// The channels whose mass lies from low to high.
-std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float high) {
-  std::vector<PointRun> runs;
-  for (uint32_t channel = 0; channel < reader.channels(); ++channel) {
-    const float mass = reader.ChannelMass(channel);
-    if (mass >= low && mass <= high) AppendPoint(channel, &runs);
-  }
-  return runs;
-}
-
 // The intensities of points inside a window, 0 for the others: all points take part in a sum, so
 // that its order stays the same.
 void SelectInside(const float* masses, const float* intensities, uint32_t count,
@@ -43,6 +33,15 @@ void SelectInside(const float* masses, const float* intensities, uint32_t count,
 }
 
 }  // namespace
+
+std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float high) {
+  std::vector<PointRun> runs;
+  for (uint32_t channel = 0; channel < reader.channels(); ++channel) {
+    const float mass = reader.ChannelMass(channel);
+    if (mass >= low && mass <= high) AppendPoint(channel, &runs);
+  }
+  return runs;
+}
 
 void TraceExtractor::AddTrace(const RawTrace& trace, float* values) {
   const size_t number = values_.size();

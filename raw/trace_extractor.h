@@ -14,6 +14,9 @@
 
 namespace tervalon::raw {
 
+// The channels of selected-ion data whose mass lies from low to high.
+std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float high);
+
 class TraceExtractor {
  public:
   explicit TraceExtractor(FunctionReader* reader) : reader_(reader) {}

@@ -48,13 +48,17 @@ TERVALON_API int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function
 // Sums the intensities of selected points of every scan. For each of `trace_count` traces,
 // values[t] and times[t] (each array, and each of its entries, is optional) receive `count`
 // elements. A point-range window covers the points whose number lies from the integer part of `low`
-// to that of `high`; a mass window the points whose calibrated mass lies from low to high. In
-// selected-ion functions (data types 2 and 11) the mass of a point is that of its channel. Flagged
-// points count. Returns as RawReadChrom, and RAW_BAD_ARGUMENT for traces or windows that are
-// missing.
+// to that of `high`; a mass window the points whose calibrated mass lies from low to high. Flagged
+// points count.
+// In selected-ion functions (data types 2 and 11) the mass of a point is that of its channel. A
+// mass-window trace becomes a point-range trace there when the channels inside each of its windows
+// have consecutive numbers: its kind changes to RAW_TRACE_POINTS and the bounds of each window to
+// its first and last channel (1 and 0 when it has none). Any other trace stays as it is.
+// Returns as RawReadChrom, and RAW_BAD_ARGUMENT, with nothing changed, for traces or windows that
+// are missing.
 TERVALON_API int32_t TERVALON_CALL RawReadChromTraces(int32_t handle, int16_t function,
                                                       int16_t process, int32_t first, int32_t count,
-                                                      int16_t trace_count, const RawTrace* traces,
+                                                      int16_t trace_count, RawTrace* traces,
                                                       float* const* values, float* const* times);
 
 TERVALON_END_DECLS

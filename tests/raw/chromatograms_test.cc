@@ -38,8 +38,9 @@ class Traces {
     std::vector<float*> time_arrays;
     values.assign(windows_.size(), std::vector<float>(elements, -1));
     times.assign(windows_.size(), std::vector<float>(elements, -1));
+    extracted_ = windows_;
     for (size_t t = 0; t < windows_.size(); ++t) {
-      traces.push_back({kinds_[t], static_cast<int16_t>(windows_[t].size()), windows_[t].data()});
+      traces.push_back({kinds_[t], static_cast<int16_t>(windows_[t].size()), extracted_[t].data()});
       value_arrays.push_back(values[t].data());
       time_arrays.push_back(times[t].data());
     }
@@ -66,11 +67,15 @@ class Traces {
   size_t size() const { return windows_.size(); }
   const std::vector<std::vector<RawTraceWindow>>& windows() const { return windows_; }
 
+  // The same after Extract.
+  const std::vector<std::vector<RawTraceWindow>>& extracted() const { return extracted_; }
+
   std::vector<std::vector<float>> values;
   std::vector<std::vector<float>> times;
 
  private:
   std::vector<std::vector<RawTraceWindow>> windows_;
+  std::vector<std::vector<RawTraceWindow>> extracted_;
   std::vector<int32_t> kinds_;
 };
 
@@ -258,7 +263,50 @@ TEST_F(ChromatogramsTest, ChannelsNeedNotFollowEachOther) {
     ASSERT_EQ(traces.Extract(handle_, 1, 1), RAW_OK);
     const std::vector<std::vector<float>> expected = {{19}, {18}, {0}, {63 - 44}, {6 + 112}};
     EXPECT_EQ(traces.values, expected);
-    EXPECT_EQ(traces.windows()[3][1].started, 1);
+    EXPECT_EQ(traces.extracted()[3][1].started, 1);
+  }
+}
+
+// A caller's trace tells afterwards which channels it stands for, and sums the same again.
+TEST_F(ChromatogramsTest, MassTracesOfChannelsBecomePointRanges) {
+  Scan scan;
+  scan.intensities = {1, 2, 4, 8, 16, 32};
+  for (const int16_t type : {RAW_DATA_SIR, RAW_DATA_ENHANCED_SIR, RAW_DATA_CONTINUUM}) {
+    SCOPED_TRACE(type);
+    const bool channels = type != RAW_DATA_CONTINUUM;
+    MakeRun({RecordFor(type)}, {{scan}});
+    OpenFunction();
+    std::vector<RawTraceWindow> windows = {MakeWindow(90, 91),  // channels 2 and 5
+                                           MakeWindow(200, 310), MakeWindow(410, 410, true),
+                                           MakeWindow(91, 150), MakeWindow(1.5f, 2.5f)};
+    const std::vector<RawTraceWindow> given = windows;
+    // The last shares a window with the second.
+    RawTrace traces[] = {{RAW_TRACE_MASSES, 1, windows.data()},
+                         {7, 3, windows.data() + 1},
+                         {RAW_TRACE_POINTS, 1, windows.data() + 4},
+                         {RAW_TRACE_MASSES, 0, nullptr},
+                         {RAW_TRACE_MASSES, 1, windows.data() + 1}};
+    float values[5] = {};
+    float* arrays[] = {values, values + 1, values + 2, values + 3, values + 4};
+    const auto extract = [&] {
+      EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 1, 5, traces, arrays, nullptr), RAW_OK);
+      return std::vector<float>(values, values + 5);
+    };
+    const std::vector<float> sums = extract();
+    if (channels) {
+      EXPECT_THAT(sums, ElementsAre(18, 12 - 32, 1 + 2, 0, 12));
+    }
+    std::vector<std::pair<float, float>> bounds;
+    for (const RawTraceWindow& window : windows) bounds.emplace_back(window.low, window.high);
+    const std::vector<std::pair<float, float>> converted = {
+        {90, 91}, {3, 4}, {6, 6}, {1, 0}, {1.5f, 2.5f}};
+    for (size_t w = 0; w < windows.size(); ++w) {
+      EXPECT_EQ(bounds[w], channels ? converted[w] : std::pair(given[w].low, given[w].high)) << w;
+    }
+    std::vector<int32_t> kinds;
+    for (const RawTrace& trace : traces) kinds.push_back(trace.kind);
+    EXPECT_EQ(kinds, channels ? std::vector({0, 1, 1, 1, 1}) : std::vector({0, 7, 1, 0, 0}));
+    EXPECT_EQ(extract(), sums);
   }
 }
 

@@ -102,7 +102,7 @@ class HostileTest : public RawTest {
                  static_cast<int16_t>(Random(4)));
     RawTraceWindow windows[2] = {{OddFloat(), OddFloat(), 0, 0, 0},
                                  {OddFloat(), OddFloat(), 1, 0, 0}};
-    const RawTrace trace = {static_cast<int32_t>(Random(2)), 2, windows};
+    RawTrace trace = {static_cast<int32_t>(Random(2)), 2, windows};
     float* arrays[1] = {values.data()};
     RawReadChromTraces(handle, 1, 0, 1 + static_cast<int32_t>(Random(3)), count, 1, &trace, arrays,
                        nullptr);
@@ -148,7 +148,7 @@ TEST_F(HostileTest, AnIndexThatClaimsEverything) {
     OpenFunction();
     EXPECT_EQ(Get<uint32_t>(record_, 18), 1u);
     RawTraceWindow window = {0, 1e6f, 0, 0, 0};
-    const RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
+    RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
     std::vector<float> values(2000);
     float* arrays[1] = {values.data()};
     EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 2000, 1, &trace, arrays, nullptr), RAW_OK);

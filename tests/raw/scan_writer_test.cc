@@ -12,6 +12,7 @@
 namespace tervalon::testing {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -54,6 +55,21 @@ TEST_F(ScanWriterTest, MassesThatDoNotFit) {
   }
   EXPECT_THAT(Stored(10, {{}, masses, {1, 1, 1, 1, 1}, {}}).masses,
               ElementsAre(-1, -kInfinity, 0, 3e38f, kInfinity));
+}
+
+// Negative values where the mantissa has no sign, and not-a-numbers.
+TEST_F(ScanWriterTest, WhatIsStoredAsZeroIsAllZeroBits) {
+  const float odd = std::nanf("");
+  for (const int16_t type : kStoredTypes) {
+    SCOPED_TRACE(type);
+    Scan scan = {{}, {odd, odd, odd, odd}, {odd, odd, odd, odd}, {}};
+    if (type != RAW_DATA_FLOAT) scan.masses = {-1, -1e-9f, -kInfinity, odd};
+    if (type < 4) scan.intensities = {-1, -0.6f, -kInfinity, odd};
+    Stored(type, scan);
+    EXPECT_THAT(ReadFile(Path("_FUNC001.DAT")), Each(0));
+    const Bytes index = ReadFile(Path("_FUNC001.IDX"));
+    EXPECT_THAT(Bytes(index.begin() + 16, index.end()), Each(0));
+  }
 }
 
 // Scans of sizes around the units and the writer's buffer, with all that the index says of them.

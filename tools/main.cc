@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/command.h"
-#include "tools/console.h"
-#include "tools/failure.h"
-#include "tools/text.h"
+#include "tools/commands/command.h"
+#include "tools/print/console.h"
+#include "tools/print/failure.h"
+#include "tools/print/text.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "tools/picture.h"
+#include "tools/pictures/picture.h"
 
 #include <tervalon/drawing_devices.h>
 
-#include "tools/failure.h"
+#include "tools/print/failure.h"
 
 namespace tervalon::tools {
 namespace {

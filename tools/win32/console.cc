@@ -1,4 +1,4 @@
-#include "tools/console.h"
+#include "tools/print/console.h"
 
 #include <fcntl.h>
 #include <io.h>

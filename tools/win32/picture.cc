@@ -1,7 +1,7 @@
 // Enhanced metafiles, and bitmaps at the screen's resolution, which is that of memory device
 // contexts.
 
-#include "tools/picture.h"
+#include "tools/pictures/picture.h"
 
 #include <tervalon/plot_resources.h>
 #include <windows.h>
@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <fstream>
 
-#include "tools/failure.h"
-#include "tools/text.h"
+#include "tools/print/failure.h"
+#include "tools/print/text.h"
 
 namespace tervalon::tools {
 namespace {

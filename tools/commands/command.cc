@@ -1,0 +1,64 @@
+#include "tools/commands/command.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include "tools/print/failure.h"
+#include "tools/print/text.h"
+
+namespace tervalon::tools {
+
+void AddFormatOptions(Command command, FormatOptions& options) {
+  const Option csv =
+      command.AddFlag("--csv", options.csv, "Print comma-separated values for programs");
+  const Option json = command.AddFlag("--json", options.json, "Print JSON for programs");
+  csv.Excludes(json);
+}
+
+void AddDataSetOptions(Command command, DataSetOptions& options) {
+  command.AddOption("DIR", options.directory, "Raw data directory").Required().TypeName("");
+  command
+      .AddOption("-f,--function", options.data_set.function,
+                 "Function, 1 to 32, as 'tervalon info' numbers them (1 when\n"
+                 "not given)")
+      .Between(1, RAW_MAX_FUNCTIONS)
+      .TypeName("N");
+  const Option process = command
+                             .AddOption("-p,--process", options.data_set.process,
+                                        "Processed data set, 1 to 255, that was made from the\n"
+                                        "function, instead of the data as acquired")
+                             .Between(1, RAW_MAX_PROCESSES)
+                             .TypeName("N");
+  command
+      .AddOption("--data-type", options.data_set.data_type,
+                 "Data type, 0 to 12, of the processed data set. The\n"
+                 "directory does not say it; it is taken to be the\n"
+                 "function's where this option is not given")
+      .Needs(process)
+      .Between(0, 12)
+      .TypeName("N");
+}
+
+std::string DirectoryArgument(const std::string& text) {
+  if (text.empty()) {
+    throw WrongUsage("DIR: the name is empty");
+  }
+  std::string path = text;
+  if (std::filesystem::path::preferred_separator == '/') {
+    std::ranges::replace(path, '\\', '/');
+  }
+  const size_t last = path.find_last_not_of("/\\");
+  return last == std::string::npos ? path : path.substr(0, last + 1);
+}
+
+double NumberArgument(const std::string& option, const std::string& text) {
+  const std::optional<double> number = ParseNumber(text);
+  if (!number || std::fabs(*number) > std::numeric_limits<float>::max()) {
+    throw WrongUsage(option + ": '" + text + "' is not a number");
+  }
+  return *number;
+}
+
+}  // namespace tervalon::tools

@@ -1,0 +1,63 @@
+// The subcommands. Each adds itself to the parser and, when it is the one chosen, leaves behind
+// what to run.
+
+#ifndef TOOLS_COMMANDS_COMMAND_H_
+#define TOOLS_COMMANDS_COMMAND_H_
+
+#include <tervalon/raw_directory.h>
+
+#include <functional>
+#include <string>
+
+#include "tools/commands/command_line.h"
+#include "tools/data/raw_data.h"
+#include "tools/print/document.h"
+
+namespace tervalon::tools {
+
+using Action = std::function<void(Output&)>;
+
+void AddInfoCommand(Command program, Action& chosen);
+void AddSpectrumCommand(Command program, Action& chosen);
+void AddChromCommand(Command program, Action& chosen);
+void AddHistoryCommand(Command program, Action& chosen);
+void AddPlotCommand(Command program, Action& chosen);
+void AddSettingsCommand(Command program, Action& chosen);
+void AddSimulateCommand(Command program, Action& chosen);
+void AddProjectCommand(Command program, Action& chosen);
+void AddPathCommand(Command program, Action& chosen);
+void AddDbCommand(Command program, Action& chosen);
+void AddNoiseCommand(Command program, Action& chosen);
+void AddResampleCommand(Command program, Action& chosen);
+void AddRetentionCommand(Command program, Action& chosen);
+
+// What several of them share.
+
+struct FormatOptions {
+  bool csv = false;
+  bool json = false;
+
+  Format format() const { return json ? Format::kJson : csv ? Format::kCsv : Format::kText; }
+};
+
+// --csv and --json.
+void AddFormatOptions(Command command, FormatOptions& options);
+
+// DIR, --function, --process and --data-type.
+struct DataSetOptions {
+  std::string directory;
+  DataSet data_set;
+};
+
+void AddDataSetOptions(Command command, DataSetOptions& options);
+
+// A path as typed, with the platform's own separators where it has but one, and without those at
+// the end that a shell's completion adds. Throws WrongUsage for an empty one.
+std::string DirectoryArgument(const std::string& text);
+
+// The number within a float's range that an option's whole text is; throws WrongUsage.
+double NumberArgument(const std::string& option, const std::string& text);
+
+}  // namespace tervalon::tools
+
+#endif  // TOOLS_COMMANDS_COMMAND_H_

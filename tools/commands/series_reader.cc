@@ -1,0 +1,53 @@
+#include "tools/commands/series_reader.h"
+
+#include <utility>
+
+#include "tools/print/failure.h"
+
+namespace tervalon::tools {
+namespace {
+
+TraceRequest OnlyTrace(const std::string& text) {
+  std::vector<TraceRequest> requests = ParseTraces(text.empty() ? "TIC" : text, {});
+  if (requests.size() != 1) {
+    throw WrongUsage("--trace: '" + text + "' is more than one trace");
+  }
+  return std::move(requests.front());
+}
+
+}  // namespace
+
+void AddSeriesOptions(Command command, SeriesOptions& options) {
+  AddDataSetOptions(command, options.data);
+  const Option trace = command
+                           .AddOption("--trace", options.trace,
+                                      "A trace such as TIC (also without this option), BPI,\n"
+                                      "184.1, 100_200, 184+200-150 or AN1")
+                           .TypeName("TRACE");
+  command.AddOption("-s,--scan", options.scan, "The spectrum of a scan, from 1, instead of a trace")
+      .Between(1, INT32_MAX)
+      .TypeName("N")
+      .Excludes(trace);
+}
+
+void CheckSeriesOptions(const SeriesOptions& options) { OnlyTrace(options.trace); }
+
+Series ReadSeries(const SeriesOptions& options) {
+  const RawDirectory directory(DirectoryArgument(options.data.directory));
+  const DataReader reader(directory, options.data.data_set);
+  if (options.scan != 0) {
+    Spectrum spectrum = reader.ReadSpectrum(options.scan);
+    return {.title = reader.Subject() + ", scan " + std::to_string(options.scan),
+            .is_spectrum = true,
+            .positions = std::move(spectrum.masses),
+            .intensities = std::move(spectrum.intensities)};
+  }
+  const TraceRequest request = OnlyTrace(options.trace);
+  Trace trace = ReadTrace(directory.path(), options.data.data_set, request, reader.Subject());
+  return {.title = reader.Subject() + ", trace " + request.title,
+          .trace = request.trace,
+          .positions = std::move(trace.times),
+          .intensities = std::move(trace.values)};
+}
+
+}  // namespace tervalon::tools

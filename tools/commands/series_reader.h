@@ -1,0 +1,42 @@
+// What the numeric commands work on: a trace of a function, or the spectrum of one scan.
+
+#ifndef TOOLS_COMMANDS_SERIES_READER_H_
+#define TOOLS_COMMANDS_SERIES_READER_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/commands/command.h"
+#include "tools/data/trace_reader.h"
+
+namespace tervalon::tools {
+
+// DIR and its options, --trace or --scan.
+struct SeriesOptions {
+  DataSetOptions data;
+  std::string trace;
+  int32_t scan = 0;  // 0: a trace
+};
+
+void AddSeriesOptions(Command command, SeriesOptions& options);
+
+// Throws WrongUsage.
+void CheckSeriesOptions(const SeriesOptions& options);
+
+struct Series {
+  std::string title;  // "x.RAW: function 1, trace TIC"
+  bool is_spectrum = false;
+  DmTraceRecord trace = {};  // of a trace
+  std::vector<float> positions = {};
+  std::vector<float> intensities = {};
+
+  const char* position_key() const { return is_spectrum ? "mass" : "time"; }
+  const char* position_title() const { return is_spectrum ? "m/z" : "Time (min)"; }
+};
+
+// Throws a Failure.
+Series ReadSeries(const SeriesOptions& options);
+
+}  // namespace tervalon::tools
+
+#endif  // TOOLS_COMMANDS_SERIES_READER_H_

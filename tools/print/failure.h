@@ -1,0 +1,33 @@
+// What ends a command early: one line on standard error and an exit status.
+
+#ifndef TOOLS_PRINT_FAILURE_H_
+#define TOOLS_PRINT_FAILURE_H_
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace tervalon::tools {
+
+// The data or the system say no: exit status 1. `subject` is the file or directory concerned.
+class Failure : public std::runtime_error {
+ public:
+  Failure(const std::string& subject, const std::string& reason)
+      : std::runtime_error(subject + ": " + reason) {}
+};
+
+// The command line says something that cannot be meant: exit status 2.
+class WrongUsage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// An error code of tervalon/raw_directory.h in words; codes without words name their number.
+std::string RawErrorText(int32_t code);
+
+// Throws a Failure unless `code` is RAW_OK.
+void CheckRaw(int32_t code, const std::string& subject);
+
+}  // namespace tervalon::tools
+
+#endif  // TOOLS_PRINT_FAILURE_H_

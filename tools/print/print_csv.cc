@@ -1,0 +1,86 @@
+// Documents as comma-separated values: one table with a line of column names.
+
+#include "tools/print/document.h"
+#include "tools/print/text.h"
+
+namespace tervalon::tools {
+namespace {
+
+std::string Quoted(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (const char c : text) {
+    quoted += c;
+    if (c == '"') {
+      quoted += c;
+    }
+  }
+  return quoted + '"';
+}
+
+struct ToCsv {
+  std::string operator()(std::monostate) const { return ""; }
+  std::string operator()(bool value) const { return value ? "1" : "0"; }
+  std::string operator()(int64_t value) const { return std::to_string(value); }
+  std::string operator()(float value) const { return ExactText(value); }
+  std::string operator()(double value) const { return ExactText(value); }
+  std::string operator()(const std::string& value) const { return Quoted(value); }
+  std::string operator()(const std::vector<double>& values) const {
+    std::string text;
+    for (const double value : values) {
+      text += (text.empty() ? "" : " ") + ExactText(value);
+    }
+    return text;
+  }
+};
+
+void PrintTable(const Section& section, Output& output) {
+  std::string line;
+  for (const Column& column : section.columns) {
+    line += (line.empty() ? "" : ",") + Quoted(column.key);
+  }
+  output << line << "\n";
+  for (size_t row = 0; row < RowCount(section); ++row) {
+    line.clear();
+    for (size_t i = 0; i < section.columns.size(); ++i) {
+      line += (i == 0 ? "" : ",") + std::visit(ToCsv{}, CellValue(section.columns[i], row));
+    }
+    output << line << "\n";
+  }
+}
+
+void PrintValue(const Section& section, const std::string& row, const std::string& name,
+                const Value& value, Output& output) {
+  output << Quoted(section.key) << "," << row << "," << Quoted(name) << ","
+         << std::visit(ToCsv{}, value) << "\n";
+}
+
+void PrintValues(const Section& section, Output& output) {
+  for (const Property& property : section.properties) {
+    PrintValue(section, "", property.key, property.value, output);
+  }
+  for (size_t row = 0; row < RowCount(section); ++row) {
+    for (const Column& column : section.columns) {
+      PrintValue(section, std::to_string(row + 1), column.key, CellValue(column, row), output);
+    }
+  }
+}
+
+}  // namespace
+
+void PrintCsv(const Document& document, Output& output) {
+  if (document.csv_section.empty()) {
+    output << "section,row,name,value\n";
+  }
+  for (const Section& section : document.sections) {
+    if (document.csv_section.empty()) {
+      PrintValues(section, output);
+    } else if (section.key == document.csv_section) {
+      PrintTable(section, output);
+    }
+  }
+}
+
+}  // namespace tervalon::tools

@@ -18,6 +18,8 @@ struct Registrations {
   void* yield_user = nullptr;
   AppPenProcedures pen = {};
   void* pen_user = nullptr;
+  AppCloseServiceCallback close_service = nullptr;
+  void* close_service_user = nullptr;
   TvWindow main_window = nullptr;
   TvInstance instance = nullptr;
   std::array<TvWindow, APP_WINDOW_SLOTS> windows = {};
@@ -78,6 +80,12 @@ extern "C" int32_t TERVALON_CALL AppGetService(int32_t slot, TvWindow* window) {
   return service.running ? 1 : 0;
 }
 
+extern "C" int32_t TERVALON_CALL AppSetCloseService(AppCloseServiceCallback callback, void* user) {
+  registered.close_service = callback;
+  registered.close_service_user = user;
+  return 1;
+}
+
 namespace tervalon::appsvc {
 
 void YieldToApplication() {
@@ -101,6 +109,11 @@ bool PenReadRecords(const char* directory, int32_t channel, int32_t first, int32
   return registered.pen.read_records != nullptr &&
          registered.pen.read_records(registered.pen_user, directory, channel, first, count,
                                      intensities, times) >= 0;
+}
+
+bool AskToCloseService(int32_t slot) {
+  return registered.close_service != nullptr &&
+         registered.close_service(registered.close_service_user, slot) != 0;
 }
 
 bool ApplicationInstance(TvInstance* instance) {

@@ -19,6 +19,10 @@ bool PenRecordCount(const char* directory, int32_t* count);
 bool PenReadRecords(const char* directory, int32_t channel, int32_t first, int32_t count,
                     float* intensities, float* times);
 
+// Asks the application to close a running service that has no window. False when it refuses or
+// nobody answers.
+bool AskToCloseService(int32_t slot);
+
 // Finds the module of the application's main window. False when there is no main window.
 bool ApplicationInstance(TvInstance* instance);
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "appsvc/messages.h"
+#include "platform/text.h"
 
 namespace tervalon::appsvc {
 namespace {
@@ -116,7 +117,7 @@ class Expander {
       *value = std::clamp<int32_t>(va_arg(list_, int), -kLargestField, kLargestField);
       return at + 1;
     }
-    for (; *at >= '0' && *at <= '9'; ++at) {
+    for (; platform::IsDigit(*at); ++at) {
       *value = std::min(*value * 10 + (*at - '0'), kLargestField);
     }
     return at;

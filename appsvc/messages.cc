@@ -6,6 +6,7 @@
 #include "appsvc/export_guard.h"
 #include "appsvc/text_number.h"
 #include "platform/desktop.h"
+#include "platform/text.h"
 #include "platform/window_manager.h"
 #include "tervalon/application.h"
 #include "tervalon/messages.h"
@@ -13,6 +14,7 @@
 namespace tervalon::appsvc {
 namespace {
 
+using platform::IsSpace;
 using platform::TheDesktop;
 
 constexpr uint16_t kOutOfMemory = 30000;
@@ -64,9 +66,6 @@ struct Box {
   std::string text;
   uint32_t style = 0;
 };
-
-bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 Box OutOfMemoryBox() {
   return {"Out of memory", platform::kMessageSystemModal | platform::kMessageIconStop};
@@ -187,7 +186,7 @@ extern "C" const char* TERVALON_CALL MsgGetErrorLevel(const char* text, int16_t*
   }
   if (style != nullptr) *style = static_cast<int16_t>(severity.icon);
   if (level != nullptr) *level = severity.level;
-  while (IsDigit(*text) || IsSpace(*text)) ++text;
+  while (tervalon::platform::IsDigit(*text) || IsSpace(*text)) ++text;
   return text;
 }
 

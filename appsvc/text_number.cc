@@ -7,12 +7,13 @@
 #include <limits>
 #include <system_error>
 
+#include "platform/text.h"
+
 namespace tervalon::appsvc {
 namespace {
 
-bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+using platform::IsDigit;
+using platform::IsSpace;
 
 // Passes white space and a sign; true when the sign is a minus.
 bool SkipToDigits(const char** text) {

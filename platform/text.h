@@ -1,4 +1,4 @@
-// Text comparison without the C locale.
+// Characters and text comparison without the C locale.
 
 #ifndef PLATFORM_TEXT_H_
 #define PLATFORM_TEXT_H_
@@ -7,6 +7,10 @@
 #include <string_view>
 
 namespace tervalon::platform {
+
+inline bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+inline bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+inline bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 inline char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 

@@ -148,16 +148,6 @@ bool SelectSection(IniStore* store, const char* section, int32_t create) {
   return FindSection(store, section, create) != 0;
 }
 
-// The part of a value that a line can hold without breaking its neighbours. Further lines without
-// "=" or "[" are let in, though nobody can read them back; line ends alone are not worth their
-// room.
-std::string_view SafeValue(std::string_view value) {
-  const size_t end = value.find(kLineEnd);
-  const bool lets_in =
-      value.find_first_not_of(kLineEnd, end) != kNone && value.find_first_of("=[", end) == kNone;
-  return end == kNone || lets_in ? value : value.substr(0, end);
-}
-
 // Collects the names of a list in a buffer that may be too small for them.
 class NameList {
  public:
@@ -244,7 +234,7 @@ int32_t SetString(IniStore* store, const char* section, const char* key, char* v
   if (prefix > kMaxLine) return 0;
   const size_t room = kMaxLine - prefix;
   if (std::strlen(value) > room) value[room] = '\0';
-  const std::string_view kept = SafeValue(value);
+  const std::string_view kept = FirstLine(value);
 
   if (!SelectSection(store, section, create)) return 0;
   const size_t length = prefix + kept.size() + kLineEnd.size();
@@ -332,6 +322,10 @@ int32_t ShiftText(char* start, int32_t count, int32_t distance) {
   std::memmove(start + distance, start, static_cast<size_t>(count));
   if (distance < 0) std::memset(start + count + distance, 0, static_cast<size_t>(-distance));
   return 1;
+}
+
+std::string_view FirstLine(std::string_view text) {
+  return text.substr(0, text.find_first_of(kLineEnd));
 }
 
 char* CopyBounded(char* out, const char* text, int32_t count) {

@@ -18,6 +18,7 @@
 #define SETTINGS_INI_TEXT_H_
 
 #include <cstdint>
+#include <string_view>
 
 #include "tervalon/types.h"
 
@@ -52,8 +53,7 @@ int32_t AddSection(IniStore* store, const char* section);
 char* FindLine(IniStore* store, const char* key, int16_t* line_length, int32_t create);
 
 // Sets a key. A value that would make the line longer than kMaxLine is cut, in the caller's buffer
-// too. A value may hold line ends, but ends for good before a CR LF with anything behind it that
-// could pass for a header or an entry. Returns 1, or 0 on failure.
+// too; what stands behind its first CR or LF is left out. Returns 1, or 0 on failure.
 int32_t SetString(IniStore* store, const char* section, const char* key, char* value,
                   int32_t create);
 
@@ -75,6 +75,9 @@ int16_t ListKeys(const IniStore* store, char* out, int16_t size);
 // Moves `count` bytes by a signed distance. Moving down writes zeros into the bytes vacated at the
 // old end. Returns 1.
 int32_t ShiftText(char* start, int32_t count, int32_t distance);
+
+// A text up to its first CR or LF: what a value of one line can hold of it.
+std::string_view FirstLine(std::string_view text);
 
 // Copies at most `count` bytes of a text and a NUL behind them. Returns the address of that NUL.
 char* CopyBounded(char* out, const char* text, int32_t count);

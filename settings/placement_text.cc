@@ -27,29 +27,12 @@ const StateWord& FindState(const Match& match) {
   return found != kStateWords.end() ? *found : kStateWords.front();
 }
 
-// Takes the parts of a text off its front one by one.
-class Parts {
- public:
-  explicit Parts(std::string_view text) : rest_(text) {}
-
-  // False when there is no further part. A part may be empty.
-  bool Take(std::string_view* part) {
-    if (ended_) return false;
-    const size_t comma = rest_.find(',');
-    *part = rest_.substr(0, comma);
-    ended_ = comma == std::string_view::npos;
-    if (!ended_) rest_.remove_prefix(comma + 1);
-    return true;
-  }
-  int32_t TakeNumber() {
-    std::string_view part;
-    return Take(&part) ? appsvc::ParseInt(std::string(part).c_str()) : 0;
-  }
-
- private:
-  std::string_view rest_;
-  bool ended_ = false;
-};
+// Takes the next part off a text's front. An empty one counts as missing.
+std::string_view TakePart(std::string_view* text) {
+  const std::string_view part = text->substr(0, text->find(','));
+  text->remove_prefix(std::min(part.size() + 1, text->size()));
+  return part;
+}
 
 }  // namespace
 
@@ -65,19 +48,18 @@ std::string Placement::EncodeTo() const {
 
 bool Placement::DecodeFrom(std::string_view text) {
   position = {};
-  if (text.empty()) return false;
-  Parts parts(text);
-  std::string_view part;
-  parts.Take(&part);
-  position.visible = part == "TRUE";
-  if (!parts.Take(&part)) {
+  const std::string_view visible = TakePart(&text);
+  if (visible.empty()) return false;
+  position.visible = visible == "TRUE";
+  const std::string_view state = TakePart(&text);
+  if (state.empty()) {
     position.show_state = TV_PLACEMENT_MINIMIZED;
     position.right = position.bottom = 100;
     return true;
   }
-  position.show_state = FindState([&](const StateWord& s) { return part == s.word; }).state;
+  position.show_state = FindState([&](const StateWord& s) { return state == s.word; }).state;
   for (int32_t* edge : {&position.left, &position.top, &position.right, &position.bottom}) {
-    *edge = parts.TakeNumber();
+    *edge = appsvc::ParseInt(std::string(TakePart(&text)).c_str());
   }
   return true;
 }

@@ -15,7 +15,7 @@ struct Placement {
 
   std::string EncodeTo() const;
 
-  // False and all zero for an empty text.
+  // False and all zero for a text without a first part.
   bool DecodeFrom(std::string_view text);
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "platform/file_system.h"
 #include "platform/text.h"
 #include "platform/window_manager.h"
+#include "settings/ini_text.h"
 #include "settings/path_text.h"
 #include "settings/system_file.h"
 #include "tervalon/application.h"
@@ -56,22 +58,20 @@ std::string SubDirectory(const std::string& project, const FileKind& kind) {
   return ComposePath(project, kind.directory, "");
 }
 
-// The record of a kind's current file in a project. False when its directory or name has no room
-// in the record, or a text of it none in a line of the store.
-bool FileOf(const SystemFile& project, const FileKind& kind, SystemFile* file, std::string* text) {
+// Whether a record is read back from its line of the store as it is.
+bool IsStorable(const SystemFile& file, const char* key) {
+  std::string text;
+  return Format(file, &text) && FirstLine(text) == text &&
+         text.size() + std::strlen(key) < kMaxLine;
+}
+
+// The record of a kind's current file in a project. False when it has no room in the record.
+bool FileOf(const SystemFile& project, const FileKind& kind, SystemFile* file) {
   *file = {};
   return CopyCut(SubDirectory(ComposePath(project), kind) + "\\", file->directory,
                  sizeof(file->directory)) &&
          CopyCut(FieldText(project.name), file->name, sizeof(file->name)) &&
-         CopyCut(kind.extension, file->extension, sizeof(file->extension)) && Format(*file, text);
-}
-
-bool IsStorable(const SystemFile& project) {
-  std::string text;
-  SystemFile file;
-  return Format(project, &text) &&
-         std::all_of(kFileKinds.begin(), kFileKinds.end(),
-                     [&](const FileKind& kind) { return FileOf(project, kind, &file, &text); });
+         CopyCut(kind.extension, file->extension, sizeof(file->extension));
 }
 
 // What the pattern "*." and the extension finds: without an extension, names without a point.
@@ -92,33 +92,57 @@ bool ComesBefore(std::string_view left, std::string_view right) {
   return platform::EqualWithoutCase(left, right) && left < right;
 }
 
-bool FindFirst(SystemFile* file, bool want_directory) {
-  const std::string_view directory = FieldText(file->directory);
+// Whether a name out of a directory is one name and not a path that leads elsewhere, and can stand
+// in a record's line.
+bool IsUsableName(std::string_view name) {
+  return name.find_first_of("\\/,\r\n") == std::string_view::npos;
+}
+
+enum class Search { kNothing, kFound, kUnreadable };
+
+Search FindFirst(SystemFile* file, bool want_directory) {
+  const std::string_view text = FieldText(file->directory);
+  const std::string directory = text.empty() ? "." : std::string(text);
   std::vector<platform::DirectoryEntry> entries;
-  if (!platform::Files().List(directory.empty() ? "." : std::string(directory), &entries)) {
-    return false;
+  if (!platform::Files().List(directory, &entries)) {
+    const PathStatus status = platform::Files().Status(directory);
+    return status == PathStatus::kNothing || status == PathStatus::kFile ? Search::kNothing
+                                                                         : Search::kUnreadable;
   }
   const std::string* first = nullptr;
   for (const platform::DirectoryEntry& entry : entries) {
     if (!(want_directory ? entry.is_directory : entry.is_ordinary)) continue;
-    if (!Matches(entry.name, FieldText(file->extension))) continue;
+    if (!Matches(entry.name, FieldText(file->extension)) || !IsUsableName(entry.name)) continue;
     if (first == nullptr || ComesBefore(entry.name, *first)) first = &entry.name;
   }
-  if (first == nullptr) return false;
+  if (first == nullptr) return Search::kNothing;
   CopyCut(std::string_view(*first).substr(0, first->find('.')), file->name, sizeof(file->name));
+  return Search::kFound;
+}
+
+using CurrentFiles = std::array<SystemFile, kFileKinds.size()>;
+
+// The current files of a project. False when one cannot be stored, or a directory is there and
+// cannot be read: a project is selected as a whole or not at all.
+bool FindCurrentFiles(const SystemFile& project, CurrentFiles* files) {
+  for (size_t i = 0; i < files->size(); ++i) {
+    const FileKind& kind = kFileKinds[i];
+    SystemFile* file = &(*files)[i];
+    if (!FileOf(project, kind, file) || !IsStorable(*file, kind.key)) return false;
+    const bool is_raw = platform::EqualWithoutCase(kind.extension, kRawExtension);
+    if (FindFirst(file, is_raw) == Search::kUnreadable || !IsStorable(*file, kind.key)) {
+      return false;
+    }
+  }
   return true;
 }
 
-int32_t SetDirectories(const SystemFile& project) {
-  if (!IsStorable(project)) return 0;
-  for (const FileKind& kind : kFileKinds) {
-    SystemFile file;
-    std::string text;
-    FileOf(project, kind, &file, &text);
-    FindFirst(&file, platform::EqualWithoutCase(kind.extension, kRawExtension));
-    SetGlobalFile(kSection, kind.key, &file, 1);
+int32_t SetCurrentFiles(const CurrentFiles& files) {
+  int32_t done = 1;
+  for (size_t i = 0; i < files.size(); ++i) {
+    done &= SetGlobalFile(kSection, kFileKinds[i].key, &files[i], 1);
   }
-  return 1;
+  return done;
 }
 
 int32_t CannotCreate(TvWindow owner, const char* text) {
@@ -146,11 +170,15 @@ int32_t CreateProject(TvWindow owner, const SystemFile& project) {
   return complete ? 1 : CannotCreate(owner, "Unable to create Project sub-directory");
 }
 
-// Asks a service to close, and closes it when it agrees.
+// Asks a service to close, and closes it when it agrees. For one that had no window from the start
+// (nullptr) the application answers.
 bool CloseService(int32_t slot, TvWindow window) {
   platform::WindowManager& windows = platform::Windows();
   // It may have ended together with another.
-  if (windows.IsWindow(window)) {
+  if (AppGetService(slot, nullptr) == 0) return true;
+  if (window == nullptr) {
+    if (!appsvc::AskToCloseService(slot)) return false;
+  } else if (windows.IsWindow(window)) {
     if (windows.Send(window, PRO_CLOSE_REQUEST, 0, 0) == 0) return false;
     windows.Destroy(window);
   }
@@ -163,7 +191,7 @@ int32_t ShutDown(TvWindow owner) {
   for (int32_t slot = 1; slot < APP_SERVICE_SLOTS; ++slot) {
     TvWindow window = nullptr;
     if (AppGetService(slot, &window) == 0) continue;
-    if (platform::Windows().IsWindow(window)) services.emplace_back(slot, window);
+    services.emplace_back(slot, platform::Windows().IsWindow(window) ? window : nullptr);
   }
   if (services.empty()) return 1;
   const int32_t answer = platform::TheDesktop().ShowMessage(
@@ -257,15 +285,23 @@ extern "C" int32_t TERVALON_CALL ProGetCurrent(SystemFile* project) {
 extern "C" int32_t TERVALON_CALL ProSetCurrent(TvWindow owner, const SystemFile* project) {
   if (project == nullptr) return 0;
   return Guarded(0, [=] {
-    if (!settings::IsStorable(*project) || ProShutDownServices(owner) == 0) return 0;
-    SetGlobalFile(settings::kSection, settings::kProjectKey, project, 1);
-    return settings::SetDirectories(*project);
+    settings::CurrentFiles files;
+    if (!settings::IsStorable(*project, settings::kProjectKey) ||
+        !settings::FindCurrentFiles(*project, &files) || ProShutDownServices(owner) == 0 ||
+        !settings::FindCurrentFiles(*project, &files)) {  // services may leave files behind
+      return 0;
+    }
+    return SetGlobalFile(settings::kSection, settings::kProjectKey, project, 1) &
+           settings::SetCurrentFiles(files);
   });
 }
 
 extern "C" int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* project) {
   if (project == nullptr) return 0;
-  return Guarded(0, [=] { return settings::SetDirectories(*project); });
+  return Guarded(0, [=] {
+    settings::CurrentFiles files;
+    return settings::FindCurrentFiles(*project, &files) ? settings::SetCurrentFiles(files) : 0;
+  });
 }
 
 extern "C" int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const SystemFile* project) {
@@ -275,7 +311,9 @@ extern "C" int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const System
 
 extern "C" int32_t TERVALON_CALL ProFindFirstFileName(SystemFile* file, int32_t want_directory) {
   if (file == nullptr) return 0;
-  return Guarded(0, [=] { return settings::FindFirst(file, want_directory != 0); });
+  return Guarded(0, [=] {
+    return settings::FindFirst(file, want_directory != 0) == settings::Search::kFound;
+  });
 }
 
 extern "C" int32_t TERVALON_CALL ProShutDownServices(TvWindow owner) {

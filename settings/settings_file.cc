@@ -107,8 +107,7 @@ extern "C" int32_t TERVALON_CALL SetIniString(const char* section, const char* k
     const char* path = settings::FilePath();
     if (path == nullptr || !settings::CheckName(key) || !settings::CheckName(section)) return false;
     if (std::strlen(value) >= settings::kMaxValue) value[settings::kMaxValue] = '\0';
-    // A line end in a value would make lines of its own in the file.
-    const std::string line(value, std::strcspn(value, "\r\n"));
+    const std::string line(settings::FirstLine(value));
     return platform::Profiles().Write(section, key, line.c_str(), path);
   });
 }

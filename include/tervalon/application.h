@@ -52,12 +52,22 @@ TERVALON_API int32_t TERVALON_CALL AppSetWindow(int32_t slot, TvWindow window);
 TERVALON_API TvWindow TERVALON_CALL AppGetWindow(int32_t slot);
 
 // Registers a service, which other programs or windows rely on, with its window (NULL: none) and
-// whether it is running. Selecting another project asks running services to close. Returns 1, 0
-// when there is no such slot.
+// whether it is running. Selecting another project asks running services to close: the window, by
+// PRO_CLOSE_REQUEST, or, for a service without a window that lives, AppSetCloseService's callback.
+// Returns 1, 0 when there is no such slot.
 TERVALON_API int32_t TERVALON_CALL AppSetService(int32_t slot, TvWindow window, int32_t running);
 
-// Returns whether a service is running; `window` (optional) receives its window.
+// Returns 1 when a service is running, else 0; `window` (optional) receives its window, NULL when
+// it has none.
 TERVALON_API int32_t TERVALON_CALL AppGetService(int32_t slot, TvWindow* window);
+
+// Closes the running service in a slot that has no window. Returns 0 to refuse; any other result
+// frees the slot.
+typedef int32_t(TERVALON_CALL* AppCloseServiceCallback)(void* user, int32_t slot);
+
+// Sets who closes services without a window. NULL: nobody, so that such a service refuses while it
+// runs. Returns 1.
+TERVALON_API int32_t TERVALON_CALL AppSetCloseService(AppCloseServiceCallback callback, void* user);
 
 TERVALON_END_DECLS
 

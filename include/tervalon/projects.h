@@ -16,7 +16,7 @@
 
 TERVALON_BEGIN_DECLS
 
-// The message that asks a service's window to close. It answers 0 to refuse.
+// The message that asks a service's window to close; both parameters are 0. It answers 0 to refuse.
 #define PRO_CLOSE_REQUEST 1036
 
 // Reads the current project. Returns 1; 0 when "PROJECT" is not in the store. One that was never
@@ -46,9 +46,10 @@ TERVALON_API int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const Syst
 // Returns 1 and stores its name, up to the first point, in the record; 0 when there is none.
 TERVALON_API int32_t TERVALON_CALL ProFindFirstFileName(SystemFile* file, int32_t want_directory);
 
-// Closes all running services, when the user agrees; asks nothing when none is running. Each is
-// sent PRO_CLOSE_REQUEST and, when its answer is not 0, destroyed; the first that answers 0 ends
-// it.
+// Closes all running services, when the user agrees; asks nothing when none is running. In the
+// order of their slots each one's window is sent PRO_CLOSE_REQUEST and, when its answer is not 0,
+// destroyed; one without a window is closed through AppSetCloseService's callback. The first that
+// refuses ends it: those before it stay closed.
 // Returns 1 when no service is left running, else 0.
 TERVALON_API int32_t TERVALON_CALL ProShutDownServices(TvWindow owner);
 

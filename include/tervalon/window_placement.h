@@ -38,8 +38,8 @@ typedef struct IniWindPos {
 
 // Reads a placement; `fallback` (optional) is the one when there is no such key. A text of one part
 // only is a minimised window at 0, 0, 100, 100; a state word that is not known is normal; a missing
-// number is 0.
-// Returns 1; 0 and a zeroed placement when there is no text.
+// number is 0. An empty part counts as missing.
+// Returns 1; 0 and a zeroed placement when there is no text, or no first part in it.
 TERVALON_API int32_t TERVALON_CALL GetIniWindPos(const char* section, const char* key,
                                                  const IniWindPos* fallback, IniWindPos* placement);
 

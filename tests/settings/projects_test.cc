@@ -200,6 +200,53 @@ TEST_F(ProjectsTest, SelectionRepointsEveryEntry) {
   EXPECT_EQ(Get("RAW"), "0,c:\\data\\Other\\DATA\\,Other,RAW,0,0");
 }
 
+// Finds a file of any name in every directory.
+class PlantingFileSystem : public testing::FaultyFileSystem {
+ public:
+  std::string planted;
+
+  bool List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) override {
+    if (!FaultyFileSystem::List(path, entries)) return false;
+    entries->push_back({planted, false, true});
+    return true;
+  }
+};
+
+// What a directory holds under a name that is a path, or that no line can hold, is not taken.
+TEST_F(ProjectsTest, OnlyNamesInsideADirectoryAreFollowed) {
+  PlantingFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
+  ASSERT_EQ(ProCreateDirectory(owner_, &project_), 1);
+  for (const char* name : {"..\\out\\x.PDB", "../out/x.PDB", "\\x.PDB", "a,b.PDB", "a\nb.PDB"}) {
+    files.planted = name;
+    ASSERT_EQ(ProSetGlobalDirectories(&project_), 1);
+    EXPECT_EQ(Get("PEAK_DB"), "0,P1.PRO\\PEAKDB\\,P1,PDB,0,0") << name;
+  }
+  testing::WriteText(directory_.Path("P1.PRO\\PEAKDB\\z.PDB"), "");
+  EXPECT_EQ(ProSetGlobalDirectories(&project_), 1);
+  EXPECT_EQ(Get("PEAK_DB"), "0,P1.PRO\\PEAKDB\\,z,PDB,0,0");
+}
+
+// A directory that is there and cannot be read is not an empty one.
+TEST_F(ProjectsTest, UnreadableDirectoriesLeaveTheCurrentProject) {
+  ASSERT_EQ(ProCreateDirectory(owner_, &project_), 1);
+  EXPECT_EQ(ProSetCurrent(owner_, &project_), 1);
+  const std::map<std::string, std::string> before = Entries();
+  const SystemFile other = {0, "", "P2", "PRO", 0, 0};
+  ASSERT_EQ(ProCreateDirectory(owner_, &other), 1);
+  testing::FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
+  for (int n = 1; n <= 14; ++n) {  // seven searches before and after the services
+    files.On(testing::FileCall::kList).FailNth(n);
+    EXPECT_EQ(ProSetCurrent(owner_, &other), 0);
+    EXPECT_EQ(Entries(), before) << n;
+  }
+  files.On(testing::FileCall::kList).FailNth(1);
+  EXPECT_EQ(ProSetGlobalDirectories(&other), 0);
+  EXPECT_EQ(Entries(), before);
+  EXPECT_EQ(ProSetCurrent(owner_, &other), 1);
+}
+
 TEST_F(ProjectsTest, RunningServicesAreClosedWhenTheUserAgrees) {
   EXPECT_EQ(ProShutDownServices(owner_), 1);
   EXPECT_TRUE(desktop_.messages.empty());
@@ -217,8 +264,7 @@ TEST_F(ProjectsTest, RunningServicesAreClosedWhenTheUserAgrees) {
   }
   for (int32_t i = 0; i < 3; ++i)
     AppSetService(i == 2 ? 29 : i + 1, services[static_cast<size_t>(i)], 1);
-  AppSetService(3, owner_, 0);   // not running
-  AppSetService(4, nullptr, 1);  // without a window there is nothing to ask
+  AppSetService(3, owner_, 0);  // not running
   constexpr const char* kQuestionText =
       "When changing to a new Project all services are automatically closed down.\nContinue?";
   desktop_.answer = platform::kAnswerNo;
@@ -249,6 +295,42 @@ TEST_F(ProjectsTest, RunningServicesAreClosedWhenTheUserAgrees) {
   // Nothing runs any more, so nothing is asked.
   EXPECT_EQ(ProSetCurrent(owner_, &project_), 1);
   EXPECT_TRUE(desktop_.messages.empty());
+}
+
+// A service without a window, or whose window is gone, is asked through the application.
+TEST_F(ProjectsTest, ServicesWithoutAWindowAreClosedByTheApplication) {
+  struct Application {
+    int32_t answer = 0;
+    std::vector<int32_t> asked;
+  } application;
+  const TvWindow gone = windows_.Create({});
+  windows_.Destroy(gone);
+  AppSetService(4, nullptr, 1);
+  AppSetService(7, gone, 1);
+  desktop_.answer = platform::kAnswerYes;
+  const auto refused = [&] {
+    EXPECT_EQ(ProSetCurrent(owner_, &project_), 0);
+    EXPECT_EQ(desktop_.messages.size(), 1u);
+    desktop_.messages.clear();
+    return Get("PROJECT") + Get("RAW") == "" && AppGetService(4, nullptr) == 1;
+  };
+  EXPECT_TRUE(refused());
+  EXPECT_EQ(AppSetCloseService(
+                [](void* user, int32_t slot) TERVALON_CALL {
+                  auto* const asked = static_cast<Application*>(user);
+                  asked->asked.push_back(slot);
+                  if (slot == 4) AppSetService(29, nullptr, 0);  // ends with it
+                  return asked->answer;
+                },
+                &application),
+            1);
+  EXPECT_TRUE(refused());
+  application.answer = 1;
+  AppSetService(29, nullptr, 1);
+  EXPECT_EQ(ProSetCurrent(owner_, &project_), 1);
+  EXPECT_THAT(application.asked, ::testing::ElementsAre(4, 4, 7));
+  EXPECT_EQ(AppGetService(4, nullptr) + AppGetService(7, nullptr), 0);
+  EXPECT_EQ(Get("PROJECT"), "4,,P1,PRO,8,9");
 }
 
 TEST_F(ProjectsTest, DialogChoosesAProject) {

@@ -56,7 +56,7 @@ TEST_F(PlacementTest, LinesAreReadAsFarAsTheyGo) {
       {"FALSE", {0, 2, 0, 0, 100, 100}},
       {"TRUE", {1, 2, 0, 0, 100, 100}},
       {"true,SW_SHOWMAXIMISED", {0, 1, 0, 0, 0, 0}},
-      {",,7", {0, 1, 7, 0, 0, 0}},
+      {"FALSE,,7,8,9,10", {0, 2, 0, 0, 100, 100}},
       {"TRUE,SW_SHOWMINIMIZED,1,,x, 4px", {1, 2, 1, 0, 0, 4}},
       {"TRUE,SW_SHOWNORMAL,-99999999999,99999999999", {1, 1, INT_MIN, INT_MAX, 0, 0}},
   };
@@ -80,9 +80,11 @@ TEST_F(PlacementTest, LinesAreReadAsFarAsTheyGo) {
   EXPECT_EQ(placement, fallback);
   EXPECT_EQ(GetIniWindPos("Windows", "none", nullptr, &placement), 0);
   EXPECT_EQ(placement, IniWindPos{});
-  Set("W", "");
-  EXPECT_EQ(GetIniWindPos("Windows", "W", &fallback, &placement), 0);
-  EXPECT_EQ(placement, IniWindPos{});
+  for (const char* nothing : {"", ",SW_SHOWNORMAL,1,2,3,4"}) {
+    Set("W", nothing);
+    EXPECT_EQ(GetIniWindPos("Windows", "W", &fallback, &placement), 0);
+    EXPECT_EQ(placement, IniWindPos{});
+  }
 
   EXPECT_EQ(GetIniWindPos("Windows", nullptr, nullptr, &placement), 0);
 }

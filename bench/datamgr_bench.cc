@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "platform/file_system.h"
+#include "platform/little_endian.h"
 #include "raw/function_record.h"
-#include "raw/little_endian.h"
 #include "tervalon/data_handles.h"
 #include "tervalon/raw_descriptor.h"
 #include "tervalon/raw_directory.h"
@@ -77,9 +77,9 @@ class Acquisition {
     const RawCalibration calibration = {};
     Check(RawCreateHeader(handle, &header, &calibration) == RAW_OK, "RawCreateHeader");
     RawFunctionRecord record = {};
-    tervalon::raw::Store<uint16_t>(record.bytes, RAW_DATA_STANDARD_CENTROID << 10);
-    tervalon::raw::Store(record.bytes + tervalon::raw::kLowMass, kLowMass);
-    tervalon::raw::Store(record.bytes + tervalon::raw::kHighMass, kLowMass + kPoints * kMassStep);
+    tervalon::Store<uint16_t>(record.bytes, RAW_DATA_STANDARD_CENTROID << 10);
+    tervalon::Store(record.bytes + tervalon::raw::kLowMass, kLowMass);
+    tervalon::Store(record.bytes + tervalon::raw::kHighMass, kLowMass + kPoints * kMassStep);
     Check(RawCreateFunctions(handle, 1, &record) == RAW_OK, "RawCreateFunctions");
     WriteScans(handle);
     Check(RawCreateClose(handle) == RAW_OK, "RawCreateClose");

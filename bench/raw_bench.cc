@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "bench/ratio_reporter.h"
+#include "platform/little_endian.h"
 #include "raw/data_types.h"
 #include "raw/function_record.h"
-#include "raw/little_endian.h"
 #include "tervalon/raw_chromatograms.h"
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_functions.h"
@@ -52,10 +52,9 @@ int64_t LargeBytes() {
 
 RawFunctionRecord MakeRecord(int32_t data_type) {
   RawFunctionRecord record = {};
-  tervalon::raw::Store<uint16_t>(record.bytes,
-                                 static_cast<uint16_t>(data_type << 10 | RAW_TYPE_TOF_MS));
-  tervalon::raw::Store(record.bytes + tervalon::raw::kLowMass, kLowMass);
-  tervalon::raw::Store(record.bytes + tervalon::raw::kHighMass, kHighMass);
+  tervalon::Store<uint16_t>(record.bytes, static_cast<uint16_t>(data_type << 10 | RAW_TYPE_TOF_MS));
+  tervalon::Store(record.bytes + tervalon::raw::kLowMass, kLowMass);
+  tervalon::Store(record.bytes + tervalon::raw::kHighMass, kHighMass);
   return record;
 }
 
@@ -125,7 +124,7 @@ class Reader {
     Check(RawReadOpen(Data().path().c_str(), &handle_), "RawReadOpen");
     RawFunctionRecord record;
     Check(RawReadFuncInfo(handle_, function, &record, nullptr), "RawReadFuncInfo");
-    scans_ = tervalon::raw::Load<int32_t>(record.bytes + tervalon::raw::kScanCount);
+    scans_ = tervalon::Load<int32_t>(record.bytes + tervalon::raw::kScanCount);
     Check(RawReadFuncInit(handle_, function, 0, &record, calibration), "RawReadFuncInit");
   }
   ~Reader() { RawReadClose(handle_); }

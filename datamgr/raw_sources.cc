@@ -5,8 +5,8 @@
 #include <memory>
 #include <utility>
 
+#include "platform/little_endian.h"
 #include "raw/function_record.h"
-#include "raw/little_endian.h"
 #include "raw/member_files.h"
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_header.h"
@@ -76,8 +76,7 @@ int32_t RawSource::AddDataSet(int16_t function, int16_t process, int32_t data_ty
   if (error != RAW_OK) return error;
   if (data_type >= 0) {
     uint8_t* word = added.record.bytes + raw::kTypeWord;
-    raw::Store(word, static_cast<uint16_t>((raw::Load<uint16_t>(word) & ~kDataTypeBits) |
-                                           data_type << 10));
+    Store(word, static_cast<uint16_t>((Load<uint16_t>(word) & ~kDataTypeBits) | data_type << 10));
   }
   // Whatever the function and data type that a processed data set is read with, its files are open
   // once.

@@ -1,11 +1,12 @@
 #include "db3/record_header.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <ctime>
 #include <limits>
 #include <utility>
+
+#include "platform/little_endian.h"
 
 namespace tervalon::db3 {
 namespace {
@@ -26,19 +27,6 @@ constexpr uint8_t kTerminator = 0x0D;
 // memo texts and tables of their own.
 constexpr uint8_t kVersion = 0x03;
 constexpr uint8_t kVersionMask = 0x07;
-
-template <typename T>
-T Load(const uint8_t* bytes) {
-  static_assert(std::endian::native == std::endian::little);
-  T value;
-  std::memcpy(&value, bytes, sizeof(T));
-  return value;
-}
-
-template <typename T>
-void Store(uint8_t* bytes, T value) {
-  std::memcpy(bytes, &value, sizeof(T));
-}
 
 // False for a descriptor that cannot be one.
 bool DecodeField(const uint8_t* bytes, FieldDescriptor* field) {

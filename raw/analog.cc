@@ -6,8 +6,8 @@
 
 #include "appsvc/application.h"
 #include "appsvc/export_guard.h"
+#include "platform/little_endian.h"
 #include "raw/data_types.h"
-#include "raw/little_endian.h"
 #include "raw/member_files.h"
 #include "raw/time_search.h"
 #include "tervalon/raw_analog.h"

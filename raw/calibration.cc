@@ -8,7 +8,8 @@
 #include <limits>
 
 #include "appsvc/text_number.h"
-#include "raw/little_endian.h"
+#include "platform/little_endian.h"
+#include "raw/function_record.h"
 #include "tervalon/number_format.h"
 #include "tervalon/raw_functions.h"
 
@@ -25,10 +26,6 @@ constexpr int32_t kCoefficientDecimals = 15;
 
 // What RawUseRootMassCali set.
 int32_t prefer_root_mass = 0;
-
-int32_t FunctionType(const RawFunctionRecord& record) {
-  return Load<uint16_t>(record.bytes) & 0x1F;
-}
 
 template <size_t kOrder>
 void Horner(const double* coefficients, double* values, size_t count) {
@@ -131,15 +128,15 @@ extern "C" RawCaliCoeffs* TERVALON_CALL RawParseCaliCoeffs(RawCaliCoeffs* set, c
   if (set == nullptr) return nullptr;
   *set = RawCaliCoeffs{};
   int32_t count = 0;
-  for (const char* field = text; field != nullptr && *field != '\0';) {
-    while (*field == ' ') ++field;
-    const size_t length = std::strcspn(field, ",");
+  for (const char* field = text != nullptr ? text : "";;) {
+    field += std::strspn(field, " ");
+    if (*field == '\0') break;
     if (*field == 'T') {
       set->type = ParseInt(field + 1);
-    } else if (length > 0 && count < static_cast<int32_t>(std::size(set->coefficients))) {
+    } else if (count < static_cast<int32_t>(std::size(set->coefficients))) {
       set->coefficients[count++] = ParseDouble(field);
     }
-    field += length;
+    field += std::strcspn(field, ",");
     if (*field == ',') ++field;
   }
   set->order = count - 1;
@@ -247,7 +244,7 @@ extern "C" int32_t TERVALON_CALL RawIsRootMassCalibration(const RawFunctionRecor
     case RAW_TYPE_TOF_PARENT:
       return 1;
     case RAW_TYPE_MALDI_TOF:
-      return tervalon::raw::Load<uint16_t>(record->bytes + 24) == 0 ? 1 : 0;
+      return tervalon::Load<uint16_t>(record->bytes + tervalon::raw::kMaldiLinearWord) == 0 ? 1 : 0;
     default:
       return 0;
   }

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "raw/little_endian.h"
+#include "platform/little_endian.h"
 
 namespace tervalon::raw {
 namespace {

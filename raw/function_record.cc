@@ -5,8 +5,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "platform/little_endian.h"
 #include "raw/data_types.h"
-#include "raw/little_endian.h"
 
 namespace tervalon::raw {
 namespace {
@@ -116,6 +116,7 @@ MassRange ReaderRange(const RawFunctionRecord& record) {
 
 }  // namespace tervalon::raw
 
+using namespace tervalon;       // NOLINT(google-build-using-namespace)
 using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
 
 extern "C" int32_t TERVALON_CALL RawReadGetFuncMassRange(const RawFunctionRecord* record,

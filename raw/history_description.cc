@@ -8,13 +8,12 @@
 #include <string_view>
 
 #include "appsvc/export_guard.h"
+#include "platform/little_endian.h"
 #include "platform/local_time.h"
-#include "raw/little_endian.h"
 #include "tervalon/number_format.h"
 #include "tervalon/raw_history.h"
 
-using namespace tervalon;       // NOLINT(google-build-using-namespace)
-using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
+using namespace tervalon;  // NOLINT(google-build-using-namespace)
 
 namespace {
 

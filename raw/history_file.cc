@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "appsvc/export_guard.h"
-#include "raw/little_endian.h"
+#include "platform/little_endian.h"
 #include "raw/member_files.h"
 
 namespace tervalon::raw {

@@ -129,6 +129,23 @@ int32_t FindScanBuffer(int32_t handle, int32_t function, int32_t process,
   return RAW_OK;
 }
 
+// Writes what writers hold in memory and closes the members that are open. The first error.
+int32_t EndWriting(RawDirectory* directory) {
+  int32_t first_error = RAW_OK;
+  const auto note = [&](int32_t error) {
+    if (first_error == RAW_OK) first_error = error;
+  };
+  for (const auto& of_function : directory->scan_buffers) {
+    for (const auto& buffer : of_function) {
+      if (buffer != nullptr) note(buffer->Flush());
+    }
+  }
+  for (const auto& member : directory->members) {
+    if (member != nullptr && !member->file->Close()) note(RAW_MEMBER_NOT_CLOSED);
+  }
+  return first_error;
+}
+
 int32_t EraseDirectory(const std::string& directory) {
   std::vector<platform::DirectoryEntry> entries;
   if (!IsDirectory(directory) || !Files().List(directory, &entries)) return RAW_DIRECTORY_VANISHED;
@@ -261,8 +278,8 @@ int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* 
   if (error == RAW_OK) return RAW_MEMBER_ALREADY_OPEN;
   if (error != RAW_MEMBER_NOT_OPEN) return error;
   const std::string path = MemberPath(HandleDirectory(handle), code, number);
-  const std::string fresh_path = path + ".NEW";
-  if (fresh_path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  const std::string fresh_path = path + ".NEW";  // an own name does not count for the limit
   const std::unique_ptr<File> fresh = Files().Open(fresh_path, OpenMode::kCreate);
   if (fresh == nullptr) return RAW_MEMBER_NOT_OPENED;
   size_t written = 0;
@@ -381,9 +398,11 @@ extern "C" int32_t TERVALON_CALL RawCreateClose(int32_t handle) {
   return Guarded<int32_t>(RAW_TIME_STAMP_FAILED, [&]() -> int32_t {
     const int32_t error = CheckHandle(handle);
     if (error != RAW_OK) return error;
+    const int32_t end_error = EndWriting(&Entry(handle));
     const std::string directory = HandleDirectory(handle);
     ReleaseHandle(handle);
-    return TouchFiles(directory);
+    const int32_t stamp_error = TouchFiles(directory);
+    return end_error != RAW_OK ? end_error : stamp_error;
   });
 }
 

@@ -95,6 +95,9 @@ platform::File* OpenMember(int32_t handle, int32_t code, int32_t number);
 class ScanBuffer {
  public:
   virtual ~ScanBuffer() = default;
+
+  // Writes what still waits in memory.
+  virtual int32_t Flush() { return RAW_OK; }
 };
 
 // RAW_SCAN_BUFFER_EXISTS, RAW_NO_MEMORY_FOR_SCAN_BUFFER (for nullptr), RAW_SLOT_OUT_OF_RANGE.

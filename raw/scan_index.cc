@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "raw/little_endian.h"
+#include "platform/little_endian.h"
 #include "tervalon/raw_directory.h"
 
 namespace tervalon::raw {

@@ -75,7 +75,7 @@ class FunctionWriter : public ScanBuffer {
     return error;
   }
 
-  int32_t Flush() {
+  int32_t Flush() override {
     const int32_t error = FlushData();
     if (error != RAW_OK || waiting_ == 0) return error;
     const int32_t index_error =

@@ -53,15 +53,17 @@ typedef struct RawCalibration {
 } RawCalibration;
 
 // Clears the set and reads comma-separated fields: "T" and an integer set the type, any other field
-// is the next coefficient (six at most, further ones are ignored; empty fields do not count).
-// Returns the set.
+// is the next coefficient, an empty one 0 (six at most, further ones are ignored). Behind a comma at
+// the text's end there is no field. An empty text, or NULL, leaves a set without coefficients (order
+// -1, type 0, deviation 0). Returns the set; NULL without one.
 TERVALON_API RawCaliCoeffs* TERVALON_CALL RawParseCaliCoeffs(RawCaliCoeffs* set, const char* text);
 
 // Writes "c0,..,cn,Tt" to `text` (at least 256 bytes), the coefficients in exponential form with 15
 // decimals. Returns the text.
 TERVALON_API char* TERVALON_CALL RawFormatCaliCoeffs(const RawCaliCoeffs* set, char* text);
 
-// Reads the set's standard deviation from decimal text; nothing else changes. Returns the set.
+// Reads the set's standard deviation from decimal text (0 from NULL); nothing else changes. Returns
+// the set; NULL without one.
 TERVALON_API RawCaliCoeffs* TERVALON_CALL RawParseCaliStdDevs(RawCaliCoeffs* set, const char* text);
 
 // Writes the set's standard deviation to `text` (at least 64 bytes), in exponential form with 15

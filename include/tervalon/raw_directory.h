@@ -63,8 +63,8 @@ TERVALON_API int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* h
 // Creates a raw directory for writing and stores its handle. An existing directory is first erased
 // with RawFileErase, whose error is returned.
 // Returns RAW_OK; RAW_NO_FREE_HANDLE, before anything is erased; RAW_DIRECTORY_NOT_CREATED, in
-// which case the handle stays allocated and the caller closes it (-1 for a path that is too long:
-// nothing to close).
+// which case the handle stays allocated and the caller closes it (-1 for a path that is NULL or too
+// long: nothing to close). With any other result, too, the handle is -1.
 TERVALON_API int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle);
 
 // Ends reading of functions 1..31 (acquired data), ignoring their results, then releases the
@@ -73,9 +73,11 @@ TERVALON_API int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t*
 // Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
 TERVALON_API int32_t TERVALON_CALL RawReadClose(int32_t handle);
 
-// Releases the handle, then gives every plain file of the directory the current time as access and
-// modification time.
-// Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN, RAW_DIRECTORY_VANISHED or
+// Writes the scans that still wait in writers (RawCreateScanFile), closes the members that are
+// open, releases the handle, and gives every plain file of the directory the current time as access
+// and modification time. Every step is taken, whatever the others give.
+// Returns the first error: RAW_OK, RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN; RAW_SHORT_WRITE,
+// RAW_SEEK_FAILED or RAW_MEMBER_NOT_CLOSED from ending a writer or member; RAW_DIRECTORY_VANISHED or
 // RAW_TIME_STAMP_FAILED.
 TERVALON_API int32_t TERVALON_CALL RawCreateClose(int32_t handle);
 

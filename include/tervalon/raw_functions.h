@@ -82,8 +82,10 @@ TERVALON_API int32_t TERVALON_CALL RawCreateFunctions(int32_t handle, int16_t co
                                                       const RawFunctionRecord* records);
 
 // Appends a record to "_FUNCTNS.INF" and stores the new function's number in `function` (optional).
-// Returns RAW_OK or a member-file error. When the end of the table cannot be found the result is
-// RAW_OK with the number 0: test the number.
+// A partial last record is written over.
+// Returns RAW_OK; RAW_SLOT_OUT_OF_RANGE when the table has 32 functions; RAW_MEMBER_NOT_OPENED
+// without a table; another member-file error. With an error the number is 0. When the end of the
+// table cannot be found the result is RAW_OK with the number 0: test the number.
 TERVALON_API int32_t TERVALON_CALL RawAppendFunction(int32_t handle,
                                                      const RawFunctionRecord* record,
                                                      int16_t* function);

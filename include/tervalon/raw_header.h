@@ -47,8 +47,8 @@ TERVALON_API int32_t TERVALON_CALL RawCreateHeader(int32_t handle, const RawHead
                                                    const RawCalibration* calibration);
 
 // Reads "_HEADER.INF" (the text with every bit inverted), or else "_HEADER.TXT", and counts the
-// functions and analog channels. Every output is optional. Functions that the header does not
-// calibrate get a default calibration (RawFuncDefaultCalib).
+// functions and analog channels, either up to 32. Every output is optional. Of the functions that
+// the header does not calibrate, the first 16 get a default calibration (RawFuncDefaultCalib).
 // Returns RAW_OK; RAW_MEMBER_NOT_OPENED without a header or a function table; RAW_PATH_NOT_BUILT
 // when the settings say that analog data come from a provider and none is registered.
 TERVALON_API int32_t TERVALON_CALL RawReadHeader(int32_t handle, RawHeader* header,

@@ -68,10 +68,15 @@ TEST(CalibrationText, ParsesFields) {
   EXPECT_EQ(seven.order, 5);
   EXPECT_EQ(seven.coefficients[5], 6.0);
 
-  EXPECT_EQ(Parsed("  T2x,-1e-3 junk,  ,4").order, 1);  // the type may stand anywhere
+  const RawCaliCoeffs gaps = Parsed("  T2x,-1e-3 junk,  ,4,,1");  // the type may stand anywhere
+  EXPECT_EQ(gaps.order, 4) << "an empty field is a coefficient of 0";
+  EXPECT_EQ(gaps.coefficients[1], 0.0);
+  EXPECT_EQ(gaps.coefficients[2], 4.0);
+  EXPECT_EQ(Parsed(",1").order, 1);
   EXPECT_EQ(Parsed("T2,-1e-3 junk").coefficients[0], -1e-3);
   EXPECT_EQ(Parsed("T2,-1e-3").type, 2);
   EXPECT_EQ(Parsed("1,2,").order, 1);
+  EXPECT_EQ(Parsed("1,2, ").order, 1);
   EXPECT_EQ(Parsed("").order, -1);
   EXPECT_EQ(Parsed(nullptr).order, -1);
   EXPECT_EQ(Parsed("x,1e999").coefficients[1], DBL_MAX);

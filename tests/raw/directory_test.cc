@@ -152,6 +152,39 @@ TEST_F(DirectoryTest, OnlyTheWritersCloseStampsFiles) {
   EXPECT_LT(age_of("notes.txt"), age / 2);
 }
 
+TEST_F(DirectoryTest, WritersCloseEndsWhatIsOpen) {
+  constexpr uint32_t kScans = 149;  // 49 of them wait when the handle is closed
+  const auto write = [&] {
+    OpenWriter(RAW_DATA_STANDARD_CENTROID);
+    ASSERT_EQ(RawCreateScanFile(handle_, 1, 2, 0), RAW_OK);
+    for (uint32_t number = 1; number <= kScans; ++number) {
+      const testing::Scan scan = testing::NumberedScan(number, 3);
+      ASSERT_EQ(WriteScan(handle_, 1, 0, RAW_DATA_STANDARD_CENTROID, scan), RAW_OK);
+      ASSERT_EQ(WriteScan(handle_, 1, 2, RAW_DATA_STANDARD_CENTROID, scan), RAW_OK);
+    }
+  };
+  FaultyFileSystem& files = UseFaultyFiles();
+  const struct {
+    FileCall call;
+    int32_t error;
+    uint64_t first_index;  // bytes
+  } kCases[] = {{FileCall::kCount, RAW_OK, kScans * 22},
+                {FileCall::kWrite, RAW_SHORT_WRITE, 100 * 22},
+                {FileCall::kPosition, RAW_SEEK_FAILED, 100 * 22},
+                {FileCall::kClose, RAW_MEMBER_NOT_CLOSED, kScans * 22}};
+  for (const auto& faulty : kCases) {
+    SCOPED_TRACE(faulty.error);
+    ASSERT_NO_FATAL_FAILURE(write());
+    if (faulty.call != FileCall::kCount) files.On(faulty.call).FailNth(1);
+    EXPECT_EQ(RawCreateClose(handle_), faulty.error);
+    handle_ = -1;
+    EXPECT_EQ(files.open_files(), 0);
+    EXPECT_EQ(testing::ReadFile(Path("_FUNC001.IDX")).size(), faulty.first_index);
+    EXPECT_EQ(testing::ReadFile(Path("_PROC002.IDX")).size(), kScans * 22)
+        << "one writer's failure keeps another from ending";
+  }
+}
+
 TEST_F(DirectoryTest, MemberNamesAndSlots) {
   const struct {
     int32_t code;
@@ -309,6 +342,14 @@ TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
   EXPECT_EQ(RawHandleGetClusterName(handle_, name), RAW_OK);
   EXPECT_EQ(name, path);
   EXPECT_EQ(RawFileOpen(handle_, kInlet, 0, kCreateMember), RAW_PATH_NOT_BUILT);
+  EXPECT_EQ(ReplaceMember(handle_, kInlet, 0, "x", 1), RAW_PATH_NOT_BUILT);
+  EXPECT_EQ(RawReadClose(handle_), RAW_OK);
+
+  // The last path that has room for a member, which can be replaced too.
+  const std::string fits = path.substr(0, 259 - std::strlen("\\_INLET.INF"));
+  ASSERT_EQ(RawCreateOpen(fits.c_str(), &handle_), RAW_OK);
+  EXPECT_EQ(ReplaceMember(handle_, kInlet, 0, "x", 1), RAW_OK);
+  EXPECT_EQ(testing::ReadText(fits + "\\_INLET.INF"), "x");
   EXPECT_EQ(RawReadClose(handle_), RAW_OK);
 #endif
   path.push_back('B');

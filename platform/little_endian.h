@@ -1,13 +1,13 @@
-// Explicit little-endian loads and stores: how every file of a raw directory holds its numbers.
+// Explicit little-endian loads and stores: how files hold their numbers.
 
-#ifndef RAW_LITTLE_ENDIAN_H_
-#define RAW_LITTLE_ENDIAN_H_
+#ifndef PLATFORM_LITTLE_ENDIAN_H_
+#define PLATFORM_LITTLE_ENDIAN_H_
 
 #include <bit>
 #include <cstdint>
 #include <cstring>
 
-namespace tervalon::raw {
+namespace tervalon {
 
 // memcpy compiles to one load or store; both supported platforms are little-endian.
 static_assert(std::endian::native == std::endian::little);
@@ -24,6 +24,6 @@ inline void Store(uint8_t* bytes, T value) {
   std::memcpy(bytes, &value, sizeof(T));
 }
 
-}  // namespace tervalon::raw
+}  // namespace tervalon
 
-#endif  // RAW_LITTLE_ENDIAN_H_
+#endif  // PLATFORM_LITTLE_ENDIAN_H_

@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstddef>
 #include <memory>
+#include <numeric>
 #include <utility>
+#include <vector>
 
 #include "appsvc/export_guard.h"
 #include "platform/memory.h"
@@ -66,121 +68,41 @@ struct Place {
   float distance;
 };
 
-// Finds where the points of an ascending grid lie among ascending positions.
-class GridSearch {
- public:
-  enum Where {
-    kBetween,  // in front of sample at()
-    kBeside,   // at sample at() or on its far side
-    kFar,      // to be taken as next to the last sample, wherever it is
-  };
-
-  GridSearch(const float* x, size_t n) : x_(x), last_(n - 1) {}
-
-  // `first`: of the first point behind the grid's start.
-  Where Find(float position, bool first) {
-    if (!inside_) {
-      const Where where = Enter(position, first);
-      if (where != kBetween) return where;
-    }
-    while (x_[at_] < position) {
-      if (at_ == last_) return kBeside;
-      ++at_;
-    }
-    return kBetween;
-  }
-
-  size_t at() const { return at_; }
-  size_t last() const { return last_; }
-  Place InFrontOf(size_t sample, float position) const {
-    return {position, sample - 1, x_[sample - 1], x_[sample]};
-  }
-
- private:
-  // The search starts where the position would be if the samples were evenly spaced; a guess behind
-  // the last sample stands, for the grid's first position.
-  Where Enter(float position, bool first) {
-    if (!started_) {
-      started_ = true;
-      const auto n = static_cast<double>(last_ + 1);
-      const double guess = (position - double{x_[0]}) * n / (double{x_[last_]} - x_[0]) + 0.5;
-      const bool behind = !(guess < n);
-      if (first && behind && position <= x_[last_] && x_[last_ - 1] != x_[last_]) return kFar;
-      at_ = behind ? last_ : static_cast<size_t>(guess);
-      while (at_ > 0 && x_[at_ - 1] >= position) --at_;
-    }
-    if (at_ == 0 && x_[0] < position) at_ = 1;
-    inside_ = at_ > 0;
-    return inside_ ? kBetween : kBeside;
-  }
-
-  const float* const x_;
-  const size_t last_;
-  size_t at_ = 0;
-  bool started_ = false;
-  bool inside_ = false;  // behind the first sample, from where the search only moves on
-};
-
-// The sum of the samples as far as one that moves on from call to call.
-class RunningSum {
- public:
-  explicit RunningSum(const float* y) : y_(y), sum_(y[0]) {}
-
-  double At(size_t sample) {
-    while (at_ < sample) sum_ += y_[++at_];
-    return sum_;
-  }
-
- private:
-  const float* const y_;
-  size_t at_ = 0;
-  double sum_;
-};
-
 // Output points of one signal. Copy takes over a sample that a grid point hits, Put interpolates
-// between samples, Hold takes a sample as the nearest end. The samples of Copy ascend, and those of
-// Put and Hold together; only PutAnywhere, which is slow, is free of that.
+// between samples, Hold takes a sample as the nearest end.
 class FluxOutput {
  public:
-  FluxOutput(const float* y, float* out) : y_(y), copied_(y), put_(y), out_(out) {}
+  FluxOutput(const float* y, size_t n, float* out) : y_(y), sums_(y, y + n), out_(out) {
+    std::partial_sum(sums_.begin(), sums_.end(), sums_.begin());
+  }
 
   void Copy(size_t sample) {
     *out_++ = y_[sample];
-    previous_ = copied_.At(sample);
+    previous_ = sums_[sample];
   }
-  void Put(const Place& place) { PutFrom(&put_, place); }
-  void PutAnywhere(const Place& place) {
-    RunningSum from_start(y_);
-    PutFrom(&from_start, place);
-  }
-  void Hold(size_t sample) { PutSum(put_.At(sample)); }
+  void Put(const Place& place) { PutSum(place.Interpolate(sums_[place.a], sums_[place.a + 1])); }
+  void Hold(size_t sample) { PutSum(sums_[sample]); }
 
  private:
-  void PutFrom(RunningSum* sums, const Place& place) {
-    const double sum = sums->At(place.a);
-    PutSum(place.Interpolate(sum, sum + y_[place.a + 1]));
-  }
   void PutSum(double sum) {
     *out_++ = static_cast<float>(sum - previous_);
     previous_ = sum;
   }
 
   const float* const y_;
-  RunningSum copied_;
-  RunningSum put_;
+  std::vector<double> sums_;
   float* out_;
   double previous_ = 0;
 };
 
 class PlainOutput {
  public:
-  PlainOutput(const float* y, float* out) : y_(y), out_(out) {}
+  PlainOutput(const float* y, size_t /*n*/, float* out) : y_(y), out_(out) {}
 
   void Copy(size_t sample) { *out_++ = y_[sample]; }
   void Put(const Place& place) {
     *out_++ = static_cast<float>(place.Interpolate(y_[place.a], y_[place.a + 1]));
   }
-  void PutAnywhere(const Place& place) { Put(place); }
   void Hold(size_t sample) { *out_++ = y_[sample]; }
 
  private:
@@ -188,30 +110,32 @@ class PlainOutput {
   float* out_;
 };
 
+// Whether the search for the grid's first point begins behind the last sample, if it guesses that
+// samples are evenly spaced. It then ends there, too: the point is put between the last samples,
+// wherever it lies.
+bool GuessesPastTheEnd(const float* x, size_t n, float position) {
+  const double span = double{x[n - 1]} - x[0];
+  const double guess = (position - double{x[0]}) * static_cast<double>(n) / span + 0.5;
+  return guess >= static_cast<double>(n) && position <= x[n - 1] && x[n - 2] != x[n - 1];
+}
+
 template <typename... Outputs>
 void Resample(const float* x, size_t n, double step, size_t count, Outputs... outputs) {
-  GridSearch search(x, n);
   (outputs.Copy(0), ...);
+  size_t behind = 0;  // the first sample that is not in front of the grid point
   for (size_t j = 1; j < count; ++j) {
     const auto position = static_cast<float>(x[0] + static_cast<double>(j) * step);
     if (j < n && x[j] == position) {
       (outputs.Copy(j), ...);
       continue;
     }
-    switch (search.Find(position, j == 1)) {
-      case GridSearch::kBetween: {
-        const Place place = search.InFrontOf(search.at(), position);
-        (outputs.Put(place), ...);
-        break;
-      }
-      case GridSearch::kBeside:
-        (outputs.Hold(search.at()), ...);
-        break;
-      case GridSearch::kFar: {
-        const Place place = search.InFrontOf(search.last(), position);
-        (outputs.PutAnywhere(place), ...);
-        break;
-      }
+    while (behind < n && x[behind] < position) ++behind;
+    const size_t b = j == 1 && GuessesPastTheEnd(x, n, position) ? n - 1 : behind;
+    if (b == 0 || b == n) {
+      (outputs.Hold(b == 0 ? 0 : n - 1), ...);
+    } else {
+      const Place place(position, b - 1, x[b - 1], x[b]);
+      (outputs.Put(place), ...);
     }
   }
 }
@@ -225,7 +149,7 @@ int32_t Linearise(const float* x, const float* y, int32_t n, float step, LinData
   return Guarded(-1, [=] {
     FloatBlock values(count);
     if (values.data() == nullptr) return -1;
-    Resample(x, size, step, count, Output(y, values.data()));
+    Resample(x, size, step, count, Output(y, size, values.data()));
     *result = {values.HandOut(), count, x[0], step};
     return 0;
   });
@@ -279,12 +203,16 @@ int32_t ScaleProfile(const Spacing& spacing, float* y, int32_t n, int32_t* out_c
     return -1;
   }
   const double points = n * double{scale};
-  if (points < 1 || points >= LIN_MAX_POINTS + 1.0) return -1;
+  if (points >= LIN_MAX_POINTS + 1.0) return -1;
+  if (points < 1) {
+    *out_count = 0;
+    return 0;
+  }
   return Guarded(-1, [=] {
     const auto size = static_cast<size_t>(n);
     const auto count = static_cast<size_t>(points);
     const auto scaled = std::make_unique_for_overwrite<float[]>(count);
-    Output output(y, scaled.get());
+    Output output(y, size, scaled.get());
     output.Copy(0);
     for (size_t j = 1; j < count; ++j) {
       const double offset = static_cast<double>(j) * spacing.dx;
@@ -336,8 +264,8 @@ extern "C" int32_t TERVALON_CALL LineariseDatasetPreserveVariance(const float* x
     numerics::FloatBlock values(count);
     numerics::FloatBlock variances(count);
     if (values.data() == nullptr || variances.data() == nullptr) return -1;
-    numerics::Resample(x, size, step, count, numerics::FluxOutput(y, values.data()),
-                       numerics::FluxOutput(variance, variances.data()));
+    numerics::Resample(x, size, step, count, numerics::FluxOutput(y, size, values.data()),
+                       numerics::FluxOutput(variance, size, variances.data()));
     *result = {values.HandOut(), variances.HandOut(), count, x[0], step};
     return 0;
   });
@@ -358,7 +286,7 @@ extern "C" int32_t TERVALON_CALL LineariseRegularDataset(float x0, float dx, con
     const auto size = static_cast<size_t>(n);
     const double start = std::floor(x0 + 0.5);
     numerics::ResampleRegular({x0, dx}, size, start, step, count,
-                              numerics::FluxOutput(y, values.data()));
+                              numerics::FluxOutput(y, size, values.data()));
     *result = {values.HandOut(), count, static_cast<float>(start), step};
     return 0;
   });

@@ -59,7 +59,8 @@ TERVALON_API int32_t TERVALON_CALL LineariseRegularDataset(float x0, float dx, c
                                                            LinDataset* result);
 
 // Stretches a profile at x0, x0 + dx, ... by `scale`, flux-preserving, in place. `y` has room for
-// n * scale floats, the number that `out_count` receives.
+// n * scale floats, the number that `out_count` receives; less than one is none, and `y` then stays
+// as it is.
 TERVALON_API int32_t TERVALON_CALL LinScalePSF(float x0, float dx, float* y, int32_t n,
                                                int32_t* out_count, float scale);
 

@@ -219,6 +219,14 @@ TEST(Linearisation, ScaledProfiles) {
   EXPECT_EQ(Scale(LinScalePSFNoFluxPreserve, 0, 1, {0, 2, 6}, 2), (Floats{0, 1, 2, 4, 6, 6}));
   EXPECT_EQ(Scale(LinScalePSFNoFluxPreserve, 5, 0.25f, {0, 2, 6, 7}, 0.5f), (Floats{0, 6}));
   EXPECT_EQ(Scale(LinScalePSF, 5, 0.25f, {1, 2, 6, 7}, 0.5f), (Floats{1, 8}));
+  // Less than one point of output is none.
+  for (const Scaling function : {&LinScalePSF, &LinScalePSFNoFluxPreserve}) {
+    Floats profile = {1, 2};
+    int32_t count = 7;
+    EXPECT_EQ(function(0, 1, profile.data(), 2, &count, 0.4f), 0);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(profile, (Floats{1, 2}));
+  }
 }
 
 TEST(Linearisation, RefusesWhatMakesNoSense) {
@@ -241,7 +249,7 @@ TEST(Linearisation, RefusesWhatMakesNoSense) {
   }
   Floats profile = {1, 2};
   int32_t count = 7;
-  for (const float scale : {0.0f, -1.0f, kNan, kInfinity, 0.4f, 1e9f}) {
+  for (const float scale : {0.0f, -1.0f, kNan, kInfinity, 1e9f}) {
     EXPECT_EQ(LinScalePSF(0, 1, profile.data(), 2, &count, scale), -1) << scale;
     EXPECT_EQ(LinScalePSFNoFluxPreserve(0, 1, profile.data(), 2, &count, scale), -1);
   }

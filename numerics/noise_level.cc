@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <numeric>
 #include <utility>
 #include <vector>
@@ -37,9 +38,11 @@ double SpreadOfDifferences(int32_t order) {
   return std::sqrt(sum);
 }
 
-// Quantiles of a series, as a search defines them: from an estimate between the extremes it goes on
-// to the mean of the terms on the side where the quantile lies, until there are as many terms on
-// both sides as there should be.
+// Quantiles of a series, as a search defines them that starts from an estimate between the extremes
+// and goes on to the mean of the terms on the side where the quantile lies: it ends on the term of
+// that rank, or half way between the two next to it. Selecting these costs the same whatever the
+// values, where means creep towards a quantile far from outliers. All are not-a-numbers where a
+// term is.
 class Quantiles {
  public:
   explicit Quantiles(std::vector<double> terms)
@@ -47,26 +50,18 @@ class Quantiles {
     for (const double term : terms_) {
       low_ = term < low_ ? term : low_;
       high_ = term > high_ ? term : high_;
-      comparable_ &= !std::isnan(term);
+      if (std::isnan(term)) ordered_ = false;
     }
   }
 
   // To be asked for ascending `p`.
   double At(double p) {
+    if (!ordered_) return std::numeric_limits<double>::quiet_NaN();
     const double estimate = p * high_ + (1 - p) * low_;
-    if (estimate <= low_ || estimate >= high_) return estimate;
+    if (!(estimate > low_ && estimate < high_)) return estimate;
     const double rank = static_cast<double>(terms_.size()) * p + 0.5;
     const size_t below = static_cast<size_t>(std::ceil(rank)) - 1;
     const size_t above = terms_.size() - static_cast<size_t>(std::floor(rank));
-    return comparable_ && !std::isnan(estimate) ? Select(below, above)
-                                                : Search(estimate, below, above);
-  }
-
- private:
-  // Where the search ends when terms have an order: on the term of that rank, or half way between
-  // the two next to it. Selecting costs the same whatever the values, where means creep towards a
-  // quantile far from outliers.
-  double Select(size_t below, size_t above) {
     const auto begin = terms_.begin();
     const auto upper = begin + static_cast<ptrdiff_t>(below);
     std::nth_element(begin + static_cast<ptrdiff_t>(selected_), upper, terms_.end());
@@ -75,51 +70,11 @@ class Quantiles {
     return (*upper + *std::max_element(begin, upper)) / 2;
   }
 
-  double Search(double estimate, size_t below, size_t above) const {
-    double low = low_;
-    double high = high_;
-    while (!(estimate <= low || estimate >= high)) {
-      Side lower = {low};
-      Side upper = {high};
-      for (const double term : terms_) {
-        if (term < low || term > high) continue;
-        if (term >= estimate) upper.Add(term, std::min(upper.nearest, term));
-        if (term < estimate) lower.Add(term, std::max(lower.nearest, term));
-      }
-      if (upper.count > above) {
-        below -= std::min(below, lower.count);
-        low = upper.nearest;
-        estimate = std::max(upper.Mean(), low);
-      } else if (lower.count > below) {
-        above -= upper.count;
-        high = lower.nearest;
-        estimate = std::min(lower.Mean(), high);
-      } else {
-        const double middle = (upper.nearest + lower.nearest) / 2;
-        return std::max(std::min(middle, upper.nearest), lower.nearest);
-      }
-    }
-    return estimate;
-  }
-
-  // The terms on one side of the estimate.
-  struct Side {
-    double nearest;
-    size_t count = 0;
-    double sum = 0;
-
-    void Add(double term, double new_nearest) {
-      nearest = new_nearest;
-      sum += term;
-      ++count;
-    }
-    double Mean() const { return sum / static_cast<double>(count); }
-  };
-
+ private:
   std::vector<double> terms_;
   double low_;
   double high_;
-  bool comparable_ = true;
+  bool ordered_ = true;
   size_t selected_ = 0;  // terms in front of it are not above those behind
 };
 

@@ -56,16 +56,19 @@ void Read(const char* section, RTCalibration* calibration) {
   }
 }
 
+// The first write that fails is the last.
 int32_t Write(const char* section, const RTCalibration& calibration) {
   int32_t written = 0;
   for (const IntegerKey& key : kIntegerKeys) {
     std::string text = std::to_string(calibration.*key.member);
     written = SetIniString(section, key.key, text.data(), 0);
+    if (written == 0) return 0;
   }
   for (size_t i = 0; i < RT_MAX_POINTS; ++i) {
     for (const ColumnKey& column : kColumnKeys) {
       written = SetFloatSetting(section, (column.prefix + std::to_string(i)).c_str(),
                                 (calibration.*column.member)[i]);
+      if (written == 0) return 0;
     }
   }
   return written;

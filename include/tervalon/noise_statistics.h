@@ -1,7 +1,8 @@
 // Noise of chromatograms and spectra, and the user's settings for it.
 //
-// Exports that return a status return 1, or 0 when raw data cannot be read, when a window is empty
-// and when memory runs out; outputs are then left alone. Nothing is shown to the user.
+// Exports that return a status return 1, or 0 when raw data cannot be read, when a window is empty,
+// when a setting cannot be written and when memory runs out; outputs are then left alone. Nothing
+// is shown to the user.
 
 #ifndef TERVALON_NOISE_STATISTICS_H_
 #define TERVALON_NOISE_STATISTICS_H_
@@ -49,7 +50,8 @@ TERVALON_API int32_t TERVALON_CALL SpecStatCalcNoiseStats(const SystemRawFile* r
 
 // Estimates the standard deviation of the noise of n values: the distance of the 0.3085 and the
 // 0.6915 quantile of their differences of order `order` (0..20, above taken as 20), divided by what
-// the differences add to it. The median of a rank between two values is their mean.
+// the differences add to it. A quantile whose rank lies between two differences is their mean. With
+// a not-a-number among the values, or infinite ones, the noise is a not-a-number.
 // Returns 1; 0 for a negative order and when there are not more values than the order.
 TERVALON_API int32_t TERVALON_CALL ChroStatCalcNoiseLevel(const float* values, int32_t n,
                                                           int32_t order, float* noise);

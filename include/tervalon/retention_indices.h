@@ -28,7 +28,9 @@ TERVALON_API int32_t TERVALON_CALL RTIndicesGetRetentionCalibration(const char* 
                                                                     RTCalibration* calibration);
 
 // Writes all 32 points, with two decimals. Returns what the last write returned; 0 when the
-// settings store cannot be loaded.
+// settings store cannot be loaded, and with the first value that cannot be written: those behind it
+// in the order above (counts and flags, then point by point index, log P, time) are left as they
+// were.
 TERVALON_API int32_t TERVALON_CALL
 RTIndicesSetRetentionCalibration(const char* section, const RTCalibration* calibration);
 

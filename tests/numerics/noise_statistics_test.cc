@@ -158,4 +158,16 @@ TEST_F(NoiseSettingsTest, AreKept) {
   EXPECT_EQ(GetIni("SpectrumStats", "SpeStatNoiseLevel"), "77.00");
 }
 
+TEST_F(NoiseSettingsTest, SayWhatIsNotKept) {
+  tervalon::testing::FaultyProfile profile;
+  const tervalon::platform::ScopedReplacement<tervalon::platform::Profile> use(&profile);
+  const ChroStatSettings settings = {1, 2};
+  for (const int64_t failing : {1, 2}) {
+    profile.write.FailNth(failing);
+    EXPECT_EQ(ChroStatSetIniFile(&settings), 0) << failing;
+  }
+  profile.write.FailNth(1);
+  EXPECT_EQ(SpecStatSetIniFile(&settings.noise_level), 0);
+}
+
 }  // namespace

@@ -96,10 +96,16 @@ TEST_F(RetentionCalibration, IsKeptInItsSection) {
   EXPECT_STREQ(text, "3");
 }
 
-TEST_F(RetentionCalibration, SaysWhenTheLastValueWasNotStored) {
+TEST_F(RetentionCalibration, SaysWhenAValueWasNotStored) {
   FaultyProfile profile;
   const ScopedReplacement<Profile> replacement(&profile);
   const RTCalibration calibration = ThreePoints();
+  for (const int64_t failing : {1, 6}) {
+    profile.write.FailNth(failing);
+    EXPECT_EQ(RTIndicesSetRetentionCalibration("Mine", &calibration), 0);
+    EXPECT_EQ(profile.writes.size(), static_cast<size_t>(failing)) << "nothing behind it";
+    profile.writes.clear();
+  }
   profile.write.FailNth(5 + 32 * 3);
   EXPECT_EQ(RTIndicesSetRetentionCalibration("Mine", &calibration), 0);
   ASSERT_EQ(profile.writes.size(), 5U + 32 * 3);

@@ -51,6 +51,11 @@ uint32_t DatabaseItemSize(const void* descriptor, int32_t item) {
   return DmDB3ItemSize(static_cast<const DmDatabaseDescriptor*>(descriptor), item);
 }
 
+template <typename Descriptor>
+uint32_t ElementCount(const void* descriptor) {
+  return static_cast<const Descriptor*>(descriptor)->element_count;
+}
+
 constexpr DmAdapter kNone = {nullptr, nullptr, nullptr, nullptr};
 
 DataType types[] = {
@@ -59,18 +64,20 @@ DataType types[] = {
      false,
      sizeof(DmRawDescriptor),
      RawItemSize,
+     ElementCount<DmRawDescriptor>,
      CloseAllRawSources,
      {ReadRaw, WriteRaw, ReleaseRaw, CompareRaw}},
-    {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, kNone},
-    {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, nullptr, nullptr, kNone},
+    {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr, kNone},
+    {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, nullptr, nullptr, nullptr, kNone},
     {DM_TYPE_DATABASE,
      OnRelease::kNothing,
      false,
      sizeof(DmDatabaseDescriptor),
      DatabaseItemSize,
+     ElementCount<DmDatabaseDescriptor>,
      nullptr,
      {ReadDatabase, nullptr, nullptr, CompareDatabases}},
-    {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, kNone},
+    {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr, kNone},
 };
 
 DataType* FindEntry(int16_t type) {

@@ -24,6 +24,8 @@ struct DataType {
   uint32_t descriptor_size;
   // The bytes of an element that the descriptor makes the adapter store. nullptr: whatever.
   uint32_t (*item_size)(const void* descriptor, int32_t item);
+  // The number of elements, from 1, that the source last wrote to the descriptor. nullptr: unknown.
+  uint32_t (*element_count)(const void* descriptor);
   // Called when no handle of the type is in use any more.
   void (*all_released)();
   DmAdapter adapter;

@@ -223,19 +223,17 @@ int32_t Release(Record* record) {
   return 0;
 }
 
-// Whether the elements have the sizes that the adapter stores, or would store after the caller has
-// changed the handle's descriptor.
-bool ItemsFit(const DataType& type, const void* descriptor, const uint32_t* sizes, int32_t count) {
-  for (int32_t item = 0; type.item_size != nullptr && item < count; ++item) {
-    if (sizes[item] != type.item_size(descriptor, item)) return false;
-  }
-  return true;
-}
-
+// Whether the elements have the sizes that the adapter stores. Callers can change a descriptor at
+// any time, so it is only looked at when elements are about to be read or written.
 bool ItemsFit(const Record& record, const void* descriptor) {
   const DataType* type = FindType(record.type);
-  return type == nullptr ||
-         ItemsFit(*type, descriptor, record.item_sizes.data(), record.item_count);
+  if (type == nullptr || type->item_size == nullptr) return true;
+  for (int32_t item = 0; item < record.item_count; ++item) {
+    if (record.item_sizes[static_cast<size_t>(item)] != type->item_size(descriptor, item)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 // What DmGetHandleEx was asked for.
@@ -248,15 +246,11 @@ struct Request {
   uint16_t flags;
 };
 
-// What the library's own adapters cannot serve is refused before they see it.
-bool Fits(const Request& request) {
+// The library's own adapters must not see a descriptor that is too short.
+bool IsTooShort(const Request& request) {
   const DataType* type = FindType(request.type);
-  if (type == nullptr) return true;  // fails on opening, unless nothing is opened
-  if (request.descriptor != nullptr && request.descriptor_size < type->descriptor_size) {
-    return false;
-  }
-  return (request.flags & DM_FLAG_NO_SOURCE) != 0 ||
-         ItemsFit(*type, request.descriptor, request.item_sizes, request.item_count);
+  return type != nullptr && request.descriptor != nullptr &&
+         request.descriptor_size < type->descriptor_size;
 }
 
 Record* FindShared(const Request& request) {
@@ -308,7 +302,7 @@ bool Fill(Record* record, const Request& request) {
 }
 
 int32_t Grant(const Request& request) {
-  if (!Fits(request)) return 0;
+  if (IsTooShort(request)) return 0;
   Record* shared = FindShared(request);
   if (shared != nullptr) return Share(shared, request);
   const auto free = std::find_if(table.begin() + 1, table.end(), [](const Record& record) {
@@ -392,6 +386,20 @@ int32_t Merge(Record* record, uint32_t first, uint64_t end) {
   return result;
 }
 
+// Asks the source whether it has the elements in front of `end`, so that no room is made for
+// others. What the descriptor tells of their number may be out of date: the source then opens anew.
+int32_t CheckEnd(Record* record, uint64_t end) {
+  const DataType* type = FindType(record->type);
+  if (type == nullptr || type->element_count == nullptr || record->no_source() != 0) return 0;
+  const BlockLock descriptor(record->descriptor);
+  if (descriptor.address() == nullptr) return -1;
+  if (end <= uint64_t{type->element_count(descriptor.address())} + 1) return 0;
+  const BusyScope busy(record);
+  const int32_t result = DmDataRead(record->type, descriptor.address(), 0, 0, 0, nullptr);
+  if (result != 0) return result;
+  return end <= uint64_t{type->element_count(descriptor.address())} + 1 ? 0 : -1;
+}
+
 int32_t MakeResident(Record* record, uint32_t first, int32_t count, int32_t flags) {
   if (record->item_count == 0 || count < 0) return -1;
   const uint64_t end = uint64_t{first} + static_cast<uint64_t>(count);
@@ -400,6 +408,13 @@ int32_t MakeResident(Record* record, uint32_t first, int32_t count, int32_t flag
   if (record->first <= first && end <= record->end()) return 0;
   if ((flags & DM_DATA_DISCARD_DISJOINT) != 0 && (end < record->first || first > record->end())) {
     record->count = 0;
+  }
+  if (record->count > 0 || count > 0) {
+    const int32_t result = CheckEnd(record, end);
+    if (result != 0) {
+      record->count = 0;
+      return result;
+    }
   }
   if (record->count > 0) return Merge(record, first, end);
   return Replace(record, first, static_cast<uint32_t>(count));

@@ -31,8 +31,10 @@ TERVALON_BEGIN_DECLS
 #define DM_TYPE_GENERIC 20   // generic files; registered
 
 // Flags of a handle.
-#define DM_FLAG_NO_SOURCE 0x0004u  // never shared; nothing is read: the caller fills the arrays
-#define DM_FLAG_FROZEN 0x0008u     // stays usable, but is not shared with later requests
+// Nothing is read, and the source is not touched: the caller fills the arrays. The grant makes a
+// handle of its own; later requests without the flag share it like any other.
+#define DM_FLAG_NO_SOURCE 0x0004u
+#define DM_FLAG_FROZEN 0x0008u  // stays usable, but is not shared with later requests
 
 // Flags of DmGetData.
 #define DM_DATA_DISCARD 1           // empty the cache first
@@ -66,11 +68,15 @@ TERVALON_API int32_t TERVALON_CALL DmRegisterAdapter(int16_t type, const DmAdapt
 // Grants a handle for the data that `desc` (optional, desc_size bytes) describes, with item_count
 // (0..4) arrays. A handle in use for the same data with at least as many items is shared, unless
 // it is frozen: its descriptor is copied back to `desc`. Otherwise the adapter opens the source and
-// may fill `desc` (element counts, say), of which the handle keeps a copy.
+// may fill `desc` (element counts, say), of which the handle keeps a copy. Item sizes are compared
+// with those of a handle to share; whether they are the data's own is seen when elements are read
+// or written.
 // Returns the handle; 0 when the source cannot be opened, when 59 handles are in use, when a handle
 // to share has other item sizes, and for what cannot be: sizes missing, a count out of range, and
-// for types 0 and 11 a descriptor that is too short or elements of another size than it selects.
-// When there is no memory for the copy of the descriptor, a handle comes back that is not in use.
+// for types 0 and 11 a descriptor that is too short.
+// A grant that fails on opening releases what it began, as DmReleaseHandle does: with type 2 the
+// block that `desc` begins with is freed. When there is no memory for the copy of the descriptor, a
+// handle comes back that is not in use.
 TERVALON_API int32_t TERVALON_CALL DmGetHandleEx(int16_t type, int16_t desc_size, void* desc,
                                                  int16_t item_count, const uint32_t* item_sizes,
                                                  uint16_t flags);
@@ -81,9 +87,11 @@ TERVALON_API int32_t TERVALON_CALL DmGetHandle(int16_t type, int16_t desc_size, 
                                                uint16_t flags);
 
 // Makes elements first .. first + count - 1 resident. The cache grows to hold them and what it
-// held, and any gap between: each element is read once. A read that fails empties the cache.
-// Returns 0; -1 without items, for a range beyond 32 bits or when memory runs out; the adapter's
-// status.
+// held, and any gap between: each element is read once. A read that fails empties the cache, and so
+// does a range behind the elements of raw data or databases, for which no room is made.
+// Returns 0; the adapter's status; -1 without items, for a negative count or a range beyond 32
+// bits, for elements of another size than the adapter stores, when memory runs out, and when the
+// range is not resident while any of the arrays is locked.
 TERVALON_API int32_t TERVALON_CALL DmGetData(int32_t handle, uint32_t first, int32_t count,
                                              int32_t flags);
 
@@ -101,7 +109,8 @@ TERVALON_API void* TERVALON_CALL DmLockID(int32_t handle);
 // Unlocks it once. Returns the locks that remain; 0 without one.
 TERVALON_API int32_t TERVALON_CALL DmUnlockID(int32_t handle);
 
-// Passes the resident elements to the adapter's write. Returns its result; -1 when a lock fails.
+// Passes the resident elements to the adapter's write. Returns its result; -1 when a lock fails,
+// and for elements of another size than the adapter takes.
 TERVALON_API int32_t TERVALON_CALL DmWriteHandle(int32_t handle, uint16_t flags);
 
 // Freezes a handle, or with 0 makes it shareable again. Returns its flags; those of a handle that

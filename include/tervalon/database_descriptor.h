@@ -2,7 +2,7 @@
 //
 // An element is a record; records count from 1. Each item is what the descriptor selects of every
 // record: the whole structure, or the member of one field, so that a column of a peak list is an
-// array of numbers. A handle is granted only when its item sizes are those.
+// array of numbers. Elements are read only when the handle's item sizes are those.
 //
 // The file need not be open as a database: it is then opened for each request for data that are not
 // resident, and for no longer. It does not become the current file of its type, and nothing is

@@ -111,15 +111,18 @@ TEST_F(DatabaseHandles, AreSharedForTheSameSelection) {
   EXPECT_EQ(DmDB3Compare(&times, &heights, 1), 1);
 }
 
-TEST_F(DatabaseHandles, AreNotGrantedForWhatDoesNotFit) {
+TEST_F(DatabaseHandles, DeliverOnlyWhatFits) {
   DmDatabaseDescriptor descriptor = Select({Field("FOUND_RT")});
-  EXPECT_EQ(Get(&descriptor, {4}), 0);
+  const int32_t narrow = Get(&descriptor, {4});
+  ASSERT_GT(narrow, 0);
+  EXPECT_EQ(DmGetData(narrow, 1, 1, 0), -1);
+  EXPECT_EQ(DmReleaseHandle(narrow, 0), 0);
   EXPECT_EQ(DmGetHandle(DM_TYPE_DATABASE, sizeof(descriptor) - 1, &descriptor, 1, 8, 0), 0);
   EXPECT_EQ(DmGetHandle(DM_TYPE_DATABASE, 0, nullptr, 1, 8, 0), 0);
   for (const int16_t field : {int16_t{-1}, int16_t{140}}) {
     DmDatabaseDescriptor wrong = Select({field});
     EXPECT_EQ(DmDB3ItemSize(&wrong, 0), 0U);
-    EXPECT_EQ(Get(&wrong, {8}), 0);
+    EXPECT_EQ(DmGetData(Get(&wrong, {8}), 1, 1, 0), -1);
   }
   // A field that the structure leaves out.
   DmDatabaseDescriptor method = Select({145});

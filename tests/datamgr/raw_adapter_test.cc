@@ -211,22 +211,52 @@ TEST_F(RawAdapterTest, WhatIsNotThereIsNotGrantedAndLeavesNothingOpen) {
   EXPECT_EQ(FreeRawHandles(), free);
 }
 
+// Sizes of elements count when they are read or written, and for sharing.
 TEST_F(RawAdapterTest, DescriptorsAndElementsOfTheWrongSizeAreRefused) {
   DmRawDescriptor descriptor = Spectrum(1);
   EXPECT_EQ(DmGetHandle(DM_TYPE_RAW, 455, &descriptor, 2, 4, 0), 0);
   EXPECT_EQ(DmGetHandle(DM_TYPE_RAW, 456, nullptr, 2, 4, 0), 0);
-  EXPECT_EQ(DmGetHandle(DM_TYPE_RAW, 456, &descriptor, 2, 2, 0), 0);
-  const int32_t handle = DmGetHandle(DM_TYPE_RAW, 456, &descriptor, 2, 2, DM_FLAG_NO_SOURCE);
-  ASSERT_GT(handle, 0);
-  EXPECT_EQ(DmGetData(handle, 1, 4, 0), 0);
-  EXPECT_EQ(DmWriteHandle(handle, 0), -1);
-  EXPECT_EQ(DmReleaseHandle(handle, 0), 0);
+  for (const uint16_t flags : {uint16_t{0}, uint16_t{DM_FLAG_NO_SOURCE}}) {
+    const int32_t handle = DmGetHandle(DM_TYPE_RAW, 456, &descriptor, 2, 2, flags);
+    ASSERT_GT(handle, 0);
+    EXPECT_EQ(descriptor.element_count, 4U);
+    EXPECT_EQ(DmGetHandle(DM_TYPE_RAW, 456, &descriptor, 1, 4, 0), 0);
+    EXPECT_EQ(DmGetHandle(DM_TYPE_RAW, 456, &descriptor, 1, 2, 0), handle);
+    EXPECT_EQ(DmGetData(handle, 1, 4, 0), flags != 0 ? 0 : -1);
+    EXPECT_EQ(DmWriteHandle(handle, 0), -1);
+    EXPECT_EQ(DmReleaseHandle(handle, 0), 0);
+    EXPECT_EQ(DmReleaseHandle(handle, 0), 0);
+  }
   // One array only, and none.
   EXPECT_EQ(DmGetHandle(DM_TYPE_RAW, 456, &descriptor, 1, 4, 0), 1);
   EXPECT_EQ(DmGetData(1, 1, 4, 0), 0);
   EXPECT_THAT(Values(1, 0, 2, 1), ElementsAre(200));
   EXPECT_EQ(DmDataRead(DM_TYPE_RAW, &descriptor, 0, 1, 4, nullptr), 0);
   EXPECT_EQ(descriptor.highest_intensity, 1000);
+}
+
+// No room is made for elements that are not there.
+TEST_F(RawAdapterTest, HugeRangesTakeNoMemory) {
+  testing::FaultyMemory memory;
+  const platform::ScopedReplacement<platform::MovableMemory> use(&memory);
+  DmRawDescriptor descriptor = Chromatogram(DM_TRACE_TIC);
+  const int32_t handle = Grant(&descriptor);
+  memory.allocate.FailNth(1, true);
+  memory.reallocate.FailNth(1, true);
+  const int64_t calls = memory.allocate.calls() + memory.reallocate.calls();
+  for (const auto& [first, count] : {std::pair(1U, 1 << 29), {5U, 1}, {4U, INT32_MAX}}) {
+    EXPECT_EQ(DmGetData(handle, first, count, 0), -1) << first;
+  }
+  EXPECT_EQ(memory.allocate.calls() + memory.reallocate.calls(), calls);
+  memory.allocate.Heal();
+  memory.reallocate.Heal();
+  // Nor for the gap to an empty range, which fails as a read of the gap would.
+  EXPECT_EQ(DmGetData(handle, 1, 4, 0), 0);
+  memory.reallocate.FailNth(1, true);
+  EXPECT_EQ(DmGetData(handle, 1U << 29, 0, 0), -1);
+  EXPECT_EQ(Values(handle, 0, 1, 1), Floats{});
+  memory.reallocate.Heal();
+  EXPECT_EQ(DmReleaseHandle(handle, 0), 0);
 }
 
 // What a caller selects decides about sharing; what the adapter writes back does not.

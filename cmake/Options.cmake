@@ -5,7 +5,7 @@ add_compile_options(--param=ggc-min-heapsize=524288)
 add_library(tervalon_options INTERFACE)
 target_compile_features(tervalon_options INTERFACE cxx_std_20)
 target_compile_options(tervalon_options INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${TERVALON_WERROR}>:-Werror>
   -ffp-contract=off  # both builds give the same bits
   -fno-math-errno)   # so that square roots need no calls
 target_include_directories(tervalon_options INTERFACE ${PROJECT_SOURCE_DIR})
@@ -16,7 +16,9 @@ set(tervalon_heavy_headers <algorithm> <array> <cmath> <cstdint> <cstring> <file
   <map> <memory> <optional> <span> <string> <string_view> <vector>)
 
 if(WIN32)
-  target_compile_options(tervalon_options INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_options(tervalon_options INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+  endif()
   target_compile_definitions(tervalon_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX
                              _WIN32_WINNT=0x0501)
   # Nothing but the system's own libraries at run time; export names without "@n".

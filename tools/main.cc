@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tervalon/version.h"
 #include "tools/commands/command.h"
 #include "tools/print/console.h"
 #include "tools/print/failure.h"

@@ -22,7 +22,7 @@ declared() {
 exported() {
   case $library in
     *.dll) "$objdump" -p "$library" | sed -n '/^\[Ordinal\/Name Pointer\]/,/^$/s/^\t\[.*\] //p' ;;
-    *) "$objdump" -T "$library" | awk '/^[0-9a-f]/ && !/\*UND\*/ { print $NF }' ;;
+    *) "$objdump" -T "$library" | awk '/^0/ && !/\*(UND|ABS)\*/ { print $NF }' ;;
   esac | sort
 }
 

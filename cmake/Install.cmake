@@ -1,0 +1,41 @@
+# What `cmake --install` puts where, in the components runtime, tools and development.
+include(CMakePackageConfigHelpers)
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Tervalon)
+
+install(TARGETS tervalon EXPORT TervalonTargets
+  RUNTIME COMPONENT runtime
+  LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+# In a file of its own: who links with the shared library needs nothing of what the archive needs.
+install(TARGETS tervalon_static EXPORT TervalonStaticTargets ARCHIVE COMPONENT development)
+foreach(targets TervalonTargets TervalonStaticTargets)
+  install(EXPORT ${targets} NAMESPACE Tervalon:: DESTINATION ${package_folder}
+          COMPONENT development)
+endforeach()
+install(DIRECTORY include/tervalon TYPE INCLUDE COMPONENT development)
+if(WIN32)
+  install(FILES ${tervalon_strings} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  set(pc_private "-lgdi32 -lcomdlg32 -lwinspool -lole32 -lstdc++")
+else()
+  set(pc_private "-lstdc++ -lm")
+endif()
+
+configure_package_config_file(packaging/TervalonConfig.cmake.in TervalonConfig.cmake
+  INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(TervalonConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/TervalonConfig.cmake
+              ${PROJECT_BINARY_DIR}/TervalonConfigVersion.cmake
+        DESTINATION ${package_folder} COMPONENT development)
+
+# Found from where the file itself is, so that the tree can be moved.
+file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
+configure_file(packaging/tervalon.pc.in tervalon.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tervalon.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+
+if(TERVALON_TOOLS)
+  file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(tervalon_tool PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
+  install(TARGETS tervalon_tool RUNTIME COMPONENT tools)
+endif()

@@ -62,13 +62,15 @@ RowGeometry ChooseRows(AxsSystem* system) {
   return {};
 }
 
-// Every row starts exactly where the one before ends; the last ends with the range.
+// Every row starts exactly where the one before ends, at start + step in floats; the last ends with
+// the range.
 void DivideRange(AxsSystem* system) {
-  const double step = (double{system->x.high} - system->x.low) / system->row_count;
+  const auto step =
+      static_cast<float>((double{system->x.high} - system->x.low) / system->row_count);
   float from = system->x.low;
   for (int32_t row = 0; row < system->row_count; ++row) {
     const bool is_last = row + 1 == system->row_count;
-    const float to = is_last ? system->x.high : static_cast<float>(from + step);
+    const float to = is_last ? system->x.high : from + step;
     system->row_ranges[row] = {from, to, from};
     from = to;
   }

@@ -14,6 +14,11 @@ bool HasSteps(const AxsTickInfo& info) {
          info.step > 0.0F;
 }
 
+// Positions are floats in the end: an increment that moves none would put ticks over each other.
+bool Moves(double value, double increment) {
+  return static_cast<float>(value + increment) != static_cast<float>(value);
+}
+
 bool IsLong(int64_t division, int32_t divisions) {
   return division == 0 || 2 * division == divisions;
 }
@@ -65,7 +70,7 @@ std::vector<TickMark> XTicks(const Axes& axes, const AxsTickInfo& info) {
     const double next = value + step;
     if (next > range.to + kRangeTolerance) {
       ++row;  // whose first ticks may belong to the same step
-    } else if (next == value) {
+    } else if (!Moves(value, step)) {
       break;
     } else {
       value = next;
@@ -84,7 +89,7 @@ std::vector<TickMark> YTicks(const Axes& axes, const AxsTickInfo& info) {
     ticks.VisitStep(value, -step, range.high, range.low, [&](double tick, bool is_long) {
       for (int32_t row = 0; row < axes.system.row_count; ++row) ticks.Add(row, tick, is_long);
     });
-    if (value - step == value) break;
+    if (!Moves(value, -step)) break;
     value -= step;
   }
   return ticks.Take();
@@ -96,7 +101,7 @@ std::vector<double> XLabelValues(const AxsTickInfo& info) {
   double value = info.first;
   while (value <= info.last + kRangeTolerance && values.size() < kMaxTicks) {
     values.push_back(value);
-    if (value + info.step == value) break;
+    if (!Moves(value, info.step)) break;
     value += info.step;
   }
   return values;
@@ -110,7 +115,7 @@ std::vector<double> YLabelValues(const AxsTickInfo& info) {
   double value = info.first;
   while (value <= info.last + kRangeTolerance) {
     values.push_back(value);
-    if (value + increment == value) break;
+    if (!Moves(value, increment)) break;
     value += increment;
   }
   return values;

@@ -152,6 +152,16 @@ TEST_F(AxesTest, ShowsFewerRowsWhereSpaceIsShort) {
   EXPECT_EQ(AxsSize(small, &two_rows, &margins), 1);
 }
 
+// A slice ends at start + step, both floats.
+TEST_F(AxesTest, DividesTheRangeInFloats) {
+  const int32_t axes = MakeAxes(3, {0, 0, 100, 299}, {});
+  AxsSetRanges(axes, 292, 1105.125F, 0, 1);
+  const AxsSystem system = SystemOf(axes);
+  EXPECT_EQ(system.row_ranges[0].to, 563.041626F);
+  EXPECT_EQ(system.row_ranges[1].from, 563.041626F);
+  EXPECT_EQ(system.row_ranges[2].to, 1105.125F);
+}
+
 TEST_F(AxesTest, ConvertsBetweenValuesAndPositions) {
   const int32_t axes = MakeAxes(2, {0, 0, 100, 201}, {});
   const AxsSystem system = SystemOf(axes);

@@ -1,7 +1,10 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <tuple>
 
+#include "plot/axes.h"
+#include "plot/tick_marks.h"
 #include "tests/plot/tables.h"
 
 namespace tervalon::plot {
@@ -65,6 +68,18 @@ TEST_F(Ticks, OfAPercentAxisAreAtItsEnds) {
   EXPECT_EQ(info.divisions, 10);
   EXPECT_EQ(info.count, 2);
   EXPECT_EQ(AxsAxisAnnPercentInfo(axes, &info, AXS_Z_AXIS), -1);
+}
+
+TEST_F(Ticks, EndWhereFloatsDoNotMove) {
+  const int32_t axes = Thousand(1e9F, 1.00001e9F);
+  for (const auto& [step, labels, ticks] :
+       {std::tuple(100.0F, 100U, 999U), {1.0F, 1U, 0U}, {0.0F, 0U, 0U}}) {
+    const AxsTickInfo info = {1e9F, 1.00001e9F, step, 10, 0};
+    EXPECT_EQ(XLabelValues(info).size(), labels) << step;
+    EXPECT_EQ(XTicks(*FindAxes(axes), info).size(), ticks) << step;
+  }
+  EXPECT_EQ(XLabelValues({0, 1e6F, 1, 10, 0}).size(), kMaxTicks);
+  EXPECT_EQ(YLabelValues({1e9F, 1e9F, 1, 10, 0}).size(), 1U);
 }
 
 TEST_F(Ticks, AreRefusedWhereNothingCanBeChosen) {

@@ -22,12 +22,13 @@ namespace {
 
 static_assert(sizeof(DmTraceRecord) == 160 && offsetof(DmTraceRecord, analog_channel) == 136);
 
+using platform::IsDigit;
+
 constexpr std::string_view kAnalogNames[] = {"AN1", "AN2", "AN3", "AN4"};
 
 constexpr int32_t kMaxDescription = 80;
 constexpr int32_t kReservedChannelFlags = 12;  // neither by mass nor numbered
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 char UpperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
 
 // -1 for any other text.

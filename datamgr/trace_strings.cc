@@ -16,8 +16,8 @@
 namespace tervalon::datamgr {
 namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+using platform::IsBlank;
+using platform::IsDigit;
 
 float ToFloat(double value) {
   constexpr double kLimit = std::numeric_limits<float>::max();

@@ -12,6 +12,11 @@
 //
 // so "184+200-150" is {64000, 184, 200, -150, 64000, 0} and "100_200" is {32100, 200, 0}. Masses
 // are therefore below 32000. The exports that take a list read nothing behind its 0.
+//
+// A mass has a float's seven digits, but the low end of a range only what is left of them behind
+// the 32000: it is kept to the nearest 1/512 below mass 768 and to the nearest 1/256 above. The
+// list of "455.2902_455.3" selects from 455.29102 on and is written as "455.291_455.3". Who needs
+// such a range exactly makes its window (RawTraceWindow) from the numbers themselves.
 
 #ifndef TERVALON_TRACE_STRINGS_H_
 #define TERVALON_TRACE_STRINGS_H_

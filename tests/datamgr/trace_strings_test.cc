@@ -240,6 +240,9 @@ TEST(TraceStrings, FormatMass) {
 }
 
 TEST(TraceStrings, PrintAndSort) {
+  // The low end of a range keeps what 32000 and it have room for.
+  EXPECT_EQ(Print(Parse("455.2902_455.3").list), "455.291_455.3");
+  EXPECT_EQ(Parse("455.2902_455.3").list[0], 32455.291015625F);
   EXPECT_EQ(Print({64000, 32100, 200, -300, 64000, 0}), "100_200-300");
   EXPECT_EQ(Print({100, 200, 0}), "100+200");
   EXPECT_EQ(Print({100, kNan, 200, 0}), "100");

@@ -5,7 +5,6 @@
 #include <memory>
 #include <utility>
 
-#include "platform/little_endian.h"
 #include "raw/function_record.h"
 #include "raw/member_files.h"
 #include "tervalon/raw_directory.h"
@@ -17,8 +16,6 @@ namespace tervalon::datamgr {
 constexpr size_t kMaxOpenSources = 8;
 // Each has two files open.
 constexpr size_t kMaxOpenDataSets = 16;
-
-constexpr uint16_t kDataTypeBits = 15 << 10;
 
 bool RawSource::IsOpen() const {
   return raw::CheckHandle(handle_) == RAW_OK && raw::HandleDirectory(handle_) == directory_;
@@ -74,10 +71,7 @@ int32_t RawSource::AddDataSet(int16_t function, int16_t process, int32_t data_ty
   DataSet added = {function, process, data_type, {}};
   int32_t error = ReadRecord(function, &added.record);
   if (error != RAW_OK) return error;
-  if (data_type >= 0) {
-    uint8_t* word = added.record.bytes + raw::kTypeWord;
-    Store(word, static_cast<uint16_t>((Load<uint16_t>(word) & ~kDataTypeBits) | data_type << 10));
-  }
+  if (data_type >= 0) raw::SetDataType(&added.record, data_type);
   // Whatever the function and data type that a processed data set is read with, its files are open
   // once.
   if (process != 0 && !EndProcess(process)) return RAW_SCAN_BUFFER_EXISTS;

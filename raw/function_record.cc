@@ -99,6 +99,12 @@ float DaughterMass(const RawFunctionRecord& record, int32_t channel) {
   return FloatAt(record, ElementOffset(kDaughterMasses, channel));
 }
 
+void SetDataType(RawFunctionRecord* record, int32_t code) {
+  constexpr int32_t kDataTypeBits = 15 << 10;
+  const int32_t word = (WordAt(*record, kTypeWord) & ~kDataTypeBits) | (code & 15) << 10;
+  Store(record->bytes + kTypeWord, static_cast<uint16_t>(word));
+}
+
 void SetScanCount(RawFunctionRecord* record, uint32_t scans) {
   Store(record->bytes + kScanCount, scans);
 }

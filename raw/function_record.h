@@ -48,6 +48,8 @@ float ChannelMass(const RawFunctionRecord& record, int32_t channel);
 // Daughter mass of channel 0..31 of an MRM function.
 float DaughterMass(const RawFunctionRecord& record, int32_t channel);
 
+void SetDataType(RawFunctionRecord* record, int32_t code);
+
 void SetScanCount(RawFunctionRecord* record, uint32_t scans);
 
 struct MassRange {

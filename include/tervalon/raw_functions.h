@@ -99,12 +99,26 @@ TERVALON_API int32_t TERVALON_CALL RawAppendFunction(int32_t handle,
 TERVALON_API int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t function,
                                                    RawFunctionRecord* records, int16_t* flags);
 
+// Tells how a processed data set (1..255) is read. On entry *function is the function that it was
+// made from, or 0 to find it: the history has an entry "_PROCnnn" in that function's tree, or the
+// directory has only one function. On return it is the function, and `record` what RawReadFuncInit
+// wants: the function's record with the data type and the complete scans of the set. The data type
+// is the one in which the first scans agree with their index (sizes, total ion currents) and their
+// masses with the function; where several do equally well, the function's own.
+// Returns RAW_OK; RAW_BAD_ARGUMENT when nothing tells the function or the data type;
+// RAW_SLOT_OUT_OF_RANGE; a member-file error (RAW_MEMBER_NOT_OPENED where the set or the function
+// table is not there). A failed call changes nothing.
+TERVALON_API int32_t TERVALON_CALL RawReadProcFunction(int32_t handle, int16_t process,
+                                                       int16_t* function,
+                                                       RawFunctionRecord* record);
+
 // Opens a function's ".DAT" and ".IDX" (or with process 1..255 those of that processed data set)
-// for reading. `record` gives data type, mass range and channels; for a processed data set pass its
-// function's record with the set's data type. `calibration` (optional) is what RawReadHeader
-// filled; without one, masses are delivered as stored. A failed call leaves nothing open. Returns
-// RAW_OK; RAW_BAD_ARGUMENT for a data type that is not stored; RAW_SCAN_BUFFER_EXISTS when the
-// function is already open; RAW_NO_MEMORY_FOR_SCAN_BUFFER; a member-file error.
+// for reading. `record` gives data type, mass range and channels; for a processed data set pass
+// what RawReadProcFunction gives: its function's record with the set's data type. `calibration`
+// (optional) is what RawReadHeader filled; without one, masses are delivered as stored. A failed
+// call leaves nothing open. Returns RAW_OK; RAW_BAD_ARGUMENT for a data type that is not stored;
+// RAW_SCAN_BUFFER_EXISTS when the function is already open; RAW_NO_MEMORY_FOR_SCAN_BUFFER; a
+// member-file error.
 TERVALON_API int32_t TERVALON_CALL RawReadFuncInit(int32_t handle, int16_t function,
                                                    int16_t process, const RawFunctionRecord* record,
                                                    const RawCalibration* calibration);

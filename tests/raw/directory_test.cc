@@ -50,6 +50,10 @@ TEST_F(DirectoryTest, EveryExportRefusesBadHandles) {
       [&](int32_t h) { return RawReadFuncInfo(h, 1, &record, nullptr); },
       [&](int32_t h) { return RawReadFuncInit(h, 1, 0, &record, nullptr); },
       [&](int32_t h) { return RawReadFuncEnd(h, 1, 0); },
+      [&](int32_t h) {
+        int16_t function = 0;
+        return RawReadProcFunction(h, 1, &function, &record);
+      },
       [&](int32_t h) { return RawReadTimeScan(h, 1, 0, &record, 1, &scan); },
       [&](int32_t h) { return testing::Read(h, 1, 0, 1).error; },
       [&](int32_t h) { return RawReadChrom(h, 1, 0, 1, 1, nullptr, nullptr, 1); },

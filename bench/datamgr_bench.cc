@@ -41,10 +41,19 @@ void Check(bool success, const char* what) {
 // The platform's files, with the opened ones counted.
 class CountingFiles : public platform::FileSystem {
  public:
-  std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode) override {
+  std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode,
+                                       bool* absent) override {
     ++opened;
-    return real_.Open(path, mode);
+    return real_.Open(path, mode, absent);
   }
+  std::unique_ptr<platform::File> OpenAlone(const std::string& path, bool* in_use) override {
+    return real_.OpenAlone(path, in_use);
+  }
+  bool RemoveAlone(const std::string& path, std::unique_ptr<platform::File> file) override {
+    return real_.RemoveAlone(path, std::move(file));
+  }
+  std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
+  std::string Target(const std::string& path) override { return real_.Target(path); }
   platform::PathStatus Status(const std::string& path) override { return real_.Status(path); }
   bool Remove(const std::string& path) override { return real_.Remove(path); }
   bool MakeDirectory(const std::string& path) override { return real_.MakeDirectory(path); }
@@ -55,8 +64,11 @@ class CountingFiles : public platform::FileSystem {
     return real_.List(path, entries);
   }
   bool Touch(const std::string& path) override { return real_.Touch(path); }
-  bool MoveOver(const std::string& from, const std::string& to) override {
-    return real_.MoveOver(from, to);
+  bool CopyAccess(const std::string& like, const std::string& path) override {
+    return real_.CopyAccess(like, path);
+  }
+  bool MoveOver(const std::string& from, const std::string& to, platform::Force force) override {
+    return real_.MoveOver(from, to, force);
   }
   std::string WorkingDirectory() override { return real_.WorkingDirectory(); }
 

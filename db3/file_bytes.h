@@ -32,10 +32,11 @@ inline std::unique_ptr<platform::File> OpenLocked(const std::string& path, platf
   // Whoever looks for files that ended processes left may lock and remove this one meanwhile.
   for (int tries = 0; tries < 20; ++tries) {
     std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
-    if (file != nullptr && !file->Lock(mode)) continue;
+    const std::chrono::milliseconds wait(mode == platform::LockMode::kShared ? 200 : 0);
+    if (file != nullptr && !file->Lock(mode, wait)) continue;
     if (file == nullptr || anew) {
       file = Files().Open(path, OpenMode::kCreate);
-      if (file == nullptr || !file->Lock(mode)) continue;
+      if (file == nullptr || !file->Lock(mode, wait)) continue;
     }
     return file;
   }

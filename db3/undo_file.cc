@@ -85,7 +85,8 @@ bool UndoFile::TakeBack(platform::File* target, bool finished_stands) {
     if (file_ == nullptr) file_ = Files().Open(path_, OpenMode::kRead);
     if (file_ == nullptr) return Files().Status(path_) != PathStatus::kFile;
     if (!file_->Lock(LockMode::kExclusive)) {
-      file_->Lock(LockMode::kShared);  // waits for another who takes back
+      file_->Lock(LockMode::kShared,
+                  std::chrono::milliseconds(200));  // waits for another who takes back
       file_.reset();
       return true;
     }

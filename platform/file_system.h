@@ -4,6 +4,7 @@
 #ifndef PLATFORM_FILE_SYSTEM_H_
 #define PLATFORM_FILE_SYSTEM_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -16,16 +17,25 @@ namespace tervalon::platform {
 
 enum class OpenMode {
   kCreate,     // new or truncated, read and write
+  kCreateNew,  // new, read and write; fails where anything has the name, a link too
   kRead,       // existing, read only
   kReadWrite,  // existing
 };
 
 enum class LockMode {
-  kShared,     // beside others who lock alike; waits a moment for an exclusive one to go
+  kShared,     // beside others who lock alike
   kExclusive,  // alone
 };
 
-enum class PathStatus { kNothing, kFile, kDirectory };
+enum class PathStatus {
+  kNothing,
+  kFile,
+  kDirectory,
+  kUnknown,  // it could not be told: nothing may be taken for absent
+};
+
+// Whether bytes have to be on the disk, so that they outlast a power cut, when a call returns.
+enum class Force { kNo, kToDisk };
 
 struct DirectoryEntry {
   std::string name;
@@ -48,11 +58,21 @@ class File {
 
   virtual bool Size(uint64_t* size) = 0;
 
+  // Cuts the file, or lengthens it by zeros.
+  virtual bool Resize(uint64_t size) = 0;
+
+  // Forces what was written to the disk.
+  virtual bool Sync() = 0;
+
   // Tells all others who ask, in this process and elsewhere, that the file is in use, until it is
-  // closed or the process ends. A lock that is held already is given up first. Returns false when
-  // another's stands against it or the file was removed and its name is free; true where the file
-  // system knows no locks. Nobody is kept from reading and writing.
-  virtual bool Lock(LockMode mode) = 0;
+  // unlocked or closed or the process ends. Locks belong to the open file: two open files of one
+  // process are two users. A lock that is held already is given up first. Returns false when
+  // another's stands against it until `wait` is over, or when the file was removed or replaced
+  // under its name (the caller may open it again); true where the file system knows no locks.
+  // Nobody is kept from reading and writing.
+  virtual bool Lock(LockMode mode, std::chrono::milliseconds wait = {}) = 0;
+
+  virtual bool Unlock() = 0;
 
   // Closes the file; false when the system reports a failure. Nothing else may be called after.
   virtual bool Close() = 0;
@@ -62,16 +82,37 @@ class FileSystem {
  public:
   virtual ~FileSystem() = default;
 
-  // Returns nullptr on failure.
-  virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode) = 0;
+  // Returns nullptr on failure. Then `*absent` tells whether nothing is there under that name: only
+  // in that case may a caller go on as with an empty file. kCreate and kCreateNew take the name as
+  // it is given; the other modes find a name of other case where the exact one is absent.
+  virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode,
+                                     bool* absent = nullptr) = 0;
 
+  // Opens the file for one user in all programs at a time, until it is closed or the process ends,
+  // and makes it where it is absent. Never follows a link. nullptr on failure; then `*in_use` tells
+  // whether only another user stands in the way.
+  virtual std::unique_ptr<File> OpenAlone(const std::string& path, bool* in_use) = 0;
+
+  // Removes a file that OpenAlone has opened and closes it; whoever opens it next makes it anew.
+  virtual bool RemoveAlone(const std::string& path, std::unique_ptr<File> file) = 0;
+
+  // Finds a name of other case where the exact one is absent.
   virtual PathStatus Status(const std::string& path) = 0;
 
+  // The path as it is spelled on the disk: of every part the exact name, or else the first in byte
+  // order of those that differ in case. What does not exist stays as it is given.
+  virtual std::string Resolve(const std::string& path) = 0;
+
+  // The path of what is opened for writing under `path`: resolved, and links followed, also one
+  // that leads to nothing yet. Empty when it cannot be told.
+  virtual std::string Target(const std::string& path) = 0;
+
+  // Takes the name as it is given.
   virtual bool Remove(const std::string& path) = 0;
 
   virtual bool MakeDirectory(const std::string& path) = 0;
 
-  // Removes an empty directory.
+  // Removes an empty directory. Takes the name as it is given.
   virtual bool RemoveEmptyDirectory(const std::string& path) = 0;
 
   // Lists the entries directly inside, without "." and "..", in no particular order.
@@ -80,9 +121,13 @@ class FileSystem {
   // Sets access and modification time to now.
   virtual bool Touch(const std::string& path) = 0;
 
+  // Gives the file `path` the owner, where this user may, and the permissions of the file `like`.
+  virtual bool CopyAccess(const std::string& like, const std::string& path) = 0;
+
   // Puts the file `from` in place of `to`, whole or not at all; `to` need not exist. The
-  // permissions of a file that is replaced are kept.
-  virtual bool MoveOver(const std::string& from, const std::string& to) = 0;
+  // permissions of a file that is replaced are kept. Refused for one that may not be written.
+  virtual bool MoveOver(const std::string& from, const std::string& to,
+                        Force force = Force::kToDisk) = 0;
 
   // The process's current directory; empty when it cannot be had.
   virtual std::string WorkingDirectory() = 0;

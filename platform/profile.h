@@ -1,33 +1,67 @@
 // Private-profile keys of an INI file, with the desktop platform's rules: names are compared
 // without case; blanks (space, tab) around a name or value and one pair of enclosing quotes of
 // either kind around a value are dropped; of two equal keys the first counts; a missing file is
-// empty.
+// empty. Several programs may change one file at the same time: no change is lost.
 
 #ifndef PLATFORM_PROFILE_H_
 #define PLATFORM_PROFILE_H_
 
 #include <cstdint>
+#include <span>
+#include <string>
+#include <utility>
 
 #include "platform/replaceable.h"
 
 namespace tervalon::platform {
 
-class Profile {
+// Sets a key, making file, section and key as needed; nullptr as value deletes the key, nullptr as
+// key the section. None of the texts may hold a line end.
+struct ProfileEdit {
+  const char* section = nullptr;
+  const char* key = nullptr;
+  const char* value = nullptr;
+};
+
+// A profile's whole text as it was at one moment.
+class ProfileText {
  public:
-  virtual ~Profile() = default;
+  ProfileText() = default;
+  explicit ProfileText(std::string text) : text_(std::move(text)) {}
 
   // Copies a key's value, or `fallback` (nullptr: empty) without its trailing blanks when there is
   // no such key, cut to `size` with its terminating zero. A key with an empty value is empty. With
   // no key the names of the section's keys, with no section those of all sections, each ended by
   // NUL and the list by one more. Returns the characters copied, the last NUL not counted (size - 2
   // for a list that fills the buffer or is cut, size - 1 for a value that is cut).
-  virtual uint32_t Read(const char* section, const char* key, const char* fallback, char* out,
-                        uint32_t size, const char* path) = 0;
+  uint32_t Read(const char* section, const char* key, const char* fallback, char* out,
+                uint32_t size) const;
 
-  // Sets a key, making file, section and key as needed; nullptr as value deletes the key, nullptr
-  // as key the section. Comments, order and unrelated lines stay. False when the file cannot be
-  // written; it then is as it was.
-  virtual bool Write(const char* section, const char* key, const char* value, const char* path) = 0;
+ private:
+  std::string text_;
+};
+
+class Profile {
+ public:
+  virtual ~Profile() = default;
+
+  // Reads the file; a missing one is empty. False when there is one that cannot be read: it must
+  // not be taken for empty.
+  virtual bool Load(const char* path, ProfileText* text) = 0;
+
+  // Makes all edits in one change, one after the other. Comments, order and unrelated lines stay.
+  // False when the file cannot be read or written, others keep it from being changed for too long,
+  // or an edit cannot be made; it then is as it was.
+  virtual bool Change(const char* path, std::span<const ProfileEdit> edits) = 0;
+
+  // One key, as ProfileText::Read; from a file that cannot be read the fallback.
+  uint32_t Read(const char* section, const char* key, const char* fallback, char* out,
+                uint32_t size, const char* path);
+
+  bool Write(const char* section, const char* key, const char* value, const char* path) {
+    const ProfileEdit edit = {section, key, value};
+    return Change(path, {&edit, 1});
+  }
 };
 
 template <>

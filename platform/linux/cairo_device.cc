@@ -2,7 +2,6 @@
 
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -276,18 +275,9 @@ class TraceOnImage {
 }  // namespace
 
 std::unique_ptr<PictureFile> PictureFile::Create(const std::string& path) {
-  std::unique_ptr<PictureFile> picture(new PictureFile);
-  picture->path_ = path;
-  picture->beside_ = path + "." + std::to_string(getpid()) + ".tmp";
   if (path.empty() || Files().Status(path) == PathStatus::kDirectory) return nullptr;
-  picture->file_ = Files().Open(picture->beside_, OpenMode::kCreate);
-  return picture->file_ != nullptr ? std::move(picture) : nullptr;
-}
-
-PictureFile::~PictureFile() {
-  if (file_ == nullptr) return;
-  file_->Close();
-  Files().Remove(beside_);
+  std::unique_ptr<PictureFile> picture(new PictureFile(path));
+  return picture->replacement_.file() != nullptr ? std::move(picture) : nullptr;
 }
 
 cairo_status_t PictureFile::Write(void* closure, const unsigned char* data, unsigned int length) {
@@ -301,23 +291,15 @@ cairo_status_t PictureFile::Write(void* closure, const unsigned char* data, unsi
   return picture->failed_ ? CAIRO_STATUS_WRITE_ERROR : CAIRO_STATUS_SUCCESS;
 }
 
-bool PictureFile::Flush() {
-  size_t written = 0;
-  const bool complete = file_->WriteAt(written_, buffer_.data(), buffer_.size(), &written) &&
-                        written == buffer_.size();
-  written_ += written;
-  failed_ = failed_ || !complete;
+void PictureFile::Flush() {
+  failed_ |= replacement_.Write(written_, buffer_) != ReplaceResult::kDone;
+  written_ += buffer_.size();
   buffer_.clear();
-  return !failed_;
 }
 
 bool PictureFile::Complete() {
-  const bool flushed = Flush();
-  const bool closed = file_->Close();
-  file_ = nullptr;
-  if (flushed && closed && Files().MoveOver(beside_, path_)) return true;
-  Files().Remove(beside_);
-  return false;
+  Flush();
+  return !failed_ && replacement_.Commit(Force::kNo) == ReplaceResult::kDone;
 }
 
 namespace {

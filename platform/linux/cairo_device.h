@@ -11,21 +11,16 @@
 #include <vector>
 
 #include "platform/drawing.h"
-#include "platform/file_system.h"
+#include "platform/file_change.h"
 #include "platform/linux/cairo_font.h"
 
 namespace tervalon::platform {
 
-// A file that is written beside its path and put in its place when complete.
+// A picture on its way to the disk. One that is not completed leaves nothing behind.
 class PictureFile {
  public:
   // nullptr when no file can be written there.
   static std::unique_ptr<PictureFile> Create(const std::string& path);
-
-  // One that was not completed leaves nothing behind.
-  ~PictureFile();
-  PictureFile(const PictureFile&) = delete;
-  PictureFile& operator=(const PictureFile&) = delete;
 
   // Puts the file in its place. False when anything of it could not be written.
   bool Complete();
@@ -34,12 +29,10 @@ class PictureFile {
   static cairo_status_t Write(void* closure, const unsigned char* data, unsigned int length);
 
  private:
-  PictureFile() = default;
-  bool Flush();
+  explicit PictureFile(const std::string& path) : replacement_(path) {}
+  void Flush();
 
-  std::string path_;
-  std::string beside_;
-  std::unique_ptr<File> file_;
+  Replacement replacement_;
   std::vector<unsigned char> buffer_;  // Cairo writes a few bytes at a time
   uint64_t written_ = 0;
   bool failed_ = false;

@@ -13,9 +13,11 @@
 #include <climits>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <string_view>
 #include <utility>
 
+#include "platform/patience.h"
 #include "platform/text.h"
 
 namespace tervalon::platform {
@@ -44,6 +46,11 @@ class Descriptor {
   }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
+  Descriptor(Descriptor&& other) noexcept : fd_(other.Release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
   int get() const { return fd_; }
   bool valid() const { return fd_ >= 0; }
   int Release() { return std::exchange(fd_, -1); }
@@ -84,33 +91,70 @@ class DirectoryReader {
   bool failed_ = false;
 };
 
-// The native path of something that should exist. Data copied from other systems often changes
-// case: where the exact name is absent, the last part is looked up without regard to case. Of
-// several such names the first in byte order counts, so that the choice does not depend on the
-// disk.
-std::string Existing(const std::string& path) {
-  std::string native = Native(path);
-  struct stat status;
-  if (lstat(native.c_str(), &status) == 0 || errno != ENOENT) return native;
+bool NothingThere(int error) {
+  return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG;
+}
 
-  std::string bare = native;
+enum class Found { kYes, kNo, kUnknown };
+
+// Spells the parts of a native path that exist as they stand on the disk. Data copied from other
+// systems often changes case: where the exact name is absent, a part is looked up without regard to
+// case. Of several such names the first in byte order counts, so that the choice does not depend on
+// the disk.
+Found Spell(std::string* native) {
+  struct stat status;
+  if (lstat(native->c_str(), &status) == 0) return Found::kYes;
+  if (errno != ENOENT) return NothingThere(errno) ? Found::kNo : Found::kUnknown;
+
+  std::string bare = *native;
   while (bare.size() > 1 && bare.back() == '/') bare.pop_back();
   const size_t slash = bare.rfind('/');
-  const std::string parent = slash == std::string::npos ? "" : bare.substr(0, slash + 1);
+  std::string parent = slash == std::string::npos ? "" : bare.substr(0, slash + 1);
   const std::string wanted = bare.substr(parent.size());
+  if (parent.size() > 1) {
+    parent.pop_back();
+    const std::string as_given = parent;
+    const Found found = Spell(&parent);
+    const bool other = parent != as_given;
+    parent += '/';
+    if (other) *native = parent + wanted;
+    if (found != Found::kYes) return found;
+    if (other && lstat(native->c_str(), &status) == 0) return Found::kYes;
+  }
   DirectoryReader reader(parent.empty() ? "." : parent);
-  if (!reader.valid()) return native;
-  std::string found;
+  if (!reader.valid()) return NothingThere(errno) ? Found::kNo : Found::kUnknown;
+  std::string name;
   while (const dirent* entry = reader.Next()) {
     if (!EqualWithoutCase(entry->d_name, wanted)) continue;
-    if (found.empty() || found > entry->d_name) found = entry->d_name;
+    if (name.empty() || name > entry->d_name) name = entry->d_name;
   }
-  return found.empty() ? native : parent + found;
+  if (reader.failed()) return Found::kUnknown;
+  if (name.empty()) return Found::kNo;
+  *native = parent + name;
+  return Found::kYes;
+}
+
+std::string Portable(std::string native) {
+  std::replace(native.begin(), native.end(), '/', '\\');
+  return native;
+}
+
+std::string ParentOf(const std::string& native) {
+  const size_t slash = native.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : native.substr(0, slash);
+}
+
+// The path without links; "" where there is nothing.
+std::string RealPath(const std::string& native) {
+  const std::unique_ptr<char, decltype(&std::free)> path(realpath(native.c_str(), nullptr),
+                                                         &std::free);
+  return path != nullptr ? path.get() : "";
 }
 
 class LinuxFile : public File {
  public:
-  explicit LinuxFile(int fd) : fd_(fd) {}
+  LinuxFile(int fd, std::string native) : fd_(fd), native_(std::move(native)) {}
 
   bool ReadAt(uint64_t offset, void* buffer, size_t count, size_t* read) override {
     *read = 0;
@@ -148,24 +192,48 @@ class LinuxFile : public File {
     return true;
   }
 
-  bool Lock(LockMode mode) override {
-    constexpr useconds_t kPause = 2000;  // microseconds
+  bool Resize(uint64_t size) override {
+    return size <= kMaxOffset &&
+           Retry([&] { return ftruncate(fd_.get(), static_cast<off_t>(size)); }) == 0;
+  }
+
+  bool Sync() override {
+    return Retry([&] { return fsync(fd_.get()); }) == 0;
+  }
+
+  bool Lock(LockMode mode, std::chrono::milliseconds wait) override {
     const int operation = (mode == LockMode::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-    int tries = mode == LockMode::kShared ? 100 : 1;
+    Patience patience(wait);
     while (Retry([&] { return flock(fd_.get(), operation); }) != 0) {
       if (errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS) break;
-      if (--tries == 0) return false;
-      usleep(kPause);
+      if (errno != EWOULDBLOCK || !patience.Wait()) return false;
     }
-    struct stat status;
-    return fstat(fd_.get(), &status) == 0 && status.st_nlink > 0;
+    if (HasItsName()) return true;
+    Unlock();
+    return false;
+  }
+
+  bool Unlock() override {
+    return Retry([&] { return flock(fd_.get(), LOCK_UN); }) == 0;
   }
 
   // An interrupted close has closed the descriptor all the same.
   bool Close() override { return close(fd_.Release()) == 0 || errno == EINTR; }
 
  private:
+  // Whether the file is still the one under its name.
+  bool HasItsName() const {
+    struct stat own;
+    struct stat named;
+    if (fstat(fd_.get(), &own) != 0 || own.st_nlink == 0) return false;
+    // A relative name means something else once the process has changed its directory.
+    if (native_.front() != '/') return true;
+    if (stat(native_.c_str(), &named) != 0) return !NothingThere(errno);
+    return own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+  }
+
   Descriptor fd_;
+  std::string native_;
 };
 
 // Gives `fd` the owner and permissions of the file that it replaces. Only the permissions must
@@ -177,29 +245,88 @@ bool TakePermissions(int fd, const struct stat& replaced) {
 
 class LinuxFileSystem : public FileSystem {
  public:
-  std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent) override {
+    bool ignored = false;
+    if (absent == nullptr) absent = &ignored;
+    *absent = false;
     if (!Nameable(path)) return nullptr;
     // Without O_NONBLOCK a named pipe in a file's place would hang the program.
     int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     flags |= mode == OpenMode::kRead ? O_RDONLY : O_RDWR;
     if (mode == OpenMode::kCreate) flags |= O_CREAT | O_TRUNC;
-    const std::string native = mode == OpenMode::kCreate ? Native(path) : Existing(path);
+    if (mode == OpenMode::kCreateNew) flags |= O_CREAT | O_EXCL;
+    std::string native = Native(path);
+    const bool existing = mode == OpenMode::kRead || mode == OpenMode::kReadWrite;
+    if (existing && Spell(&native) == Found::kUnknown) return nullptr;
     Descriptor fd(Retry([&] { return open(native.c_str(), flags, 0666); }));
-    struct stat status;
-    if (!fd.valid() || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-    auto file = std::make_unique<LinuxFile>(fd.get());
-    fd.Release();
-    return file;
+    if (!fd.valid()) *absent = NothingThere(errno);
+    return MakeFile(&fd, native);
+  }
+
+  std::unique_ptr<File> OpenAlone(const std::string& path, bool* in_use) override {
+    *in_use = false;
+    if (!Nameable(path)) return nullptr;
+    constexpr int kFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW;
+    const std::string native = Native(path);
+    Descriptor fd(Retry([&] { return open(native.c_str(), kFlags | O_RDWR | O_CREAT, 0666); }));
+    // One of another user's can be locked all the same.
+    if (!fd.valid() && errno == EACCES) {
+      fd = Descriptor(Retry([&] { return open(native.c_str(), kFlags | O_RDONLY); }));
+    }
+    std::unique_ptr<File> file = MakeFile(&fd, native);
+    if (file == nullptr || file->Lock(LockMode::kExclusive, {})) return file;
+    *in_use = true;  // or removed just now
+    return nullptr;
+  }
+
+  bool RemoveAlone(const std::string& path, std::unique_ptr<File> file) override {
+    const bool removed = Remove(path);
+    file.reset();
+    return removed;
   }
 
   PathStatus Status(const std::string& path) override {
+    if (!Nameable(path)) return PathStatus::kNothing;
+    std::string native = Native(path);
+    if (Spell(&native) == Found::kUnknown) return PathStatus::kUnknown;
     struct stat status;
-    if (!Nameable(path) || stat(Existing(path).c_str(), &status) != 0) return PathStatus::kNothing;
+    if (stat(native.c_str(), &status) != 0) {
+      return NothingThere(errno) ? PathStatus::kNothing : PathStatus::kUnknown;
+    }
     return S_ISDIR(status.st_mode) ? PathStatus::kDirectory : PathStatus::kFile;
   }
 
+  std::string Resolve(const std::string& path) override {
+    if (!Nameable(path)) return path;
+    const std::string given = Native(path);
+    std::string native = given;
+    Spell(&native);
+    return native == given ? path : Portable(native);
+  }
+
+  std::string Target(const std::string& path) override {
+    constexpr int kMostLinks = 40;  // as the system has it
+    if (!Nameable(path)) return {};
+    std::string native = Native(path);
+    for (int links = 0; links < kMostLinks; ++links) {
+      if (Spell(&native) == Found::kUnknown) return {};
+      std::string real = RealPath(native);
+      if (!real.empty()) return Portable(std::move(real));
+      char link[PATH_MAX];
+      const ssize_t length = readlink(native.c_str(), link, sizeof(link));
+      if (length < 0) {
+        real = RealPath(ParentOf(native));
+        const std::string name = native.substr(native.rfind('/') + 1);
+        return Portable(real.empty() ? native : real + (real == "/" ? "" : "/") + name);
+      }
+      const std::string to(link, static_cast<size_t>(length));
+      native = to.starts_with('/') ? to : ParentOf(native) + "/" + to;
+    }
+    return {};
+  }
+
   bool Remove(const std::string& path) override {
-    return Nameable(path) && unlink(Existing(path).c_str()) == 0;
+    return Nameable(path) && unlink(Native(path).c_str()) == 0;
   }
 
   bool MakeDirectory(const std::string& path) override {
@@ -207,13 +334,13 @@ class LinuxFileSystem : public FileSystem {
   }
 
   bool RemoveEmptyDirectory(const std::string& path) override {
-    return Nameable(path) && rmdir(Existing(path).c_str()) == 0;
+    return Nameable(path) && rmdir(Native(path).c_str()) == 0;
   }
 
   bool List(const std::string& path, std::vector<DirectoryEntry>* entries) override {
     entries->clear();
     if (!Nameable(path)) return false;
-    DirectoryReader reader(Existing(path));
+    DirectoryReader reader(Spelled(path));
     if (!reader.valid()) return false;
     while (const dirent* entry = reader.Next()) {
       bool is_directory = entry->d_type == DT_DIR;
@@ -228,36 +355,46 @@ class LinuxFileSystem : public FileSystem {
   }
 
   bool Touch(const std::string& path) override {
-    return Nameable(path) && utimensat(AT_FDCWD, Existing(path).c_str(), nullptr, 0) == 0;
+    return Nameable(path) && utimensat(AT_FDCWD, Spelled(path).c_str(), nullptr, 0) == 0;
   }
 
-  bool MoveOver(const std::string& from, const std::string& to) override {
-    if (!Nameable(from) || !Nameable(to)) return false;
+  bool CopyAccess(const std::string& like, const std::string& path) override {
+    struct stat status;
+    if (!Nameable(like) || !Nameable(path) || stat(Native(like).c_str(), &status) != 0)
+      return false;
+    const Descriptor fd(
+        Retry([&] { return open(Native(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+    return fd.valid() && TakePermissions(fd.get(), status);
+  }
+
+  bool MoveOver(const std::string& from, const std::string& to, Force force) override {
+    if (!Nameable(from)) return false;
     const std::string source = Native(from);
-    std::string target = Existing(to);
+    const std::string target = Native(Target(to));
     Descriptor fd(Retry([&] { return open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
-    if (!fd.valid()) return false;
+    if (!fd.valid() || target.empty()) return false;
 
     struct stat replaced;
     if (stat(target.c_str(), &replaced) == 0) {
       // A plain write would be refused here; a rename would not.
       if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return false;
       if (!TakePermissions(fd.get(), replaced)) return false;
-      // A link stays one: the file that it names is replaced.
-      char resolved[PATH_MAX];
-      if (realpath(target.c_str(), resolved) != nullptr) target = resolved;
     }
     // The new name must not reach the disk before the bytes.
-    if (Retry([&] { return fsync(fd.get()); }) != 0) return false;
-    return rename(source.c_str(), target.c_str()) == 0;
+    if (force == Force::kToDisk && Retry([&] { return fsync(fd.get()); }) != 0) return false;
+    if (rename(source.c_str(), target.c_str()) != 0) return false;
+    if (force == Force::kToDisk) {
+      // Some file systems cannot force a directory, and the file is in its place.
+      const Descriptor parent(Retry(
+          [&] { return open(ParentOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+      if (parent.valid()) Retry([&] { return fsync(parent.get()); });
+    }
+    return true;
   }
 
   std::string WorkingDirectory() override {
     char path[PATH_MAX];
-    if (getcwd(path, sizeof path) == nullptr) return {};
-    std::string text = path;
-    std::replace(text.begin(), text.end(), '/', '\\');
-    return text;
+    return getcwd(path, sizeof path) != nullptr ? Portable(path) : std::string();
   }
 
  private:
@@ -265,9 +402,26 @@ class LinuxFileSystem : public FileSystem {
   static bool Nameable(const std::string& path) {
     return !path.empty() && path.find('\0') == std::string::npos;
   }
+
+  static std::string Spelled(const std::string& path) {
+    std::string native = Native(path);
+    Spell(&native);
+    return native;
+  }
+
+  // Only of a file proper.
+  static std::unique_ptr<File> MakeFile(Descriptor* fd, const std::string& native) {
+    struct stat status;
+    if (!fd->valid() || fstat(fd->get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+    auto file = std::make_unique<LinuxFile>(fd->get(), native);
+    fd->Release();
+    return file;
+  }
 };
 
 }  // namespace
+
+void Pause(std::chrono::microseconds time) { usleep(static_cast<useconds_t>(time.count())); }
 
 TERVALON_DEFINE_SERVICE(FileSystem, LinuxFileSystem)
 

@@ -5,8 +5,12 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
+#include <string>
 #include <utility>
+
+#include "platform/patience.h"
 
 namespace tervalon::platform {
 namespace {
@@ -37,6 +41,41 @@ class Handle {
 bool Nameable(const std::string& path) {
   return !path.empty() && path.find('\0') == std::string::npos;
 }
+
+// A path for the system's calls. Only a full one in its plain form may be longer than MAX_PATH, as
+// those of lock files and of files on their way to replace others may be.
+std::wstring Wide(const std::string& path) {
+  const auto size = static_cast<int>(path.size());
+  const UINT page = AreFileApisANSI() ? CP_ACP : CP_OEMCP;
+  std::wstring wide(path.size(), L'\0');
+  wide.resize(
+      static_cast<size_t>(MultiByteToWideChar(page, 0, path.data(), size, wide.data(), size)));
+  if (wide.size() < MAX_PATH || wide.starts_with(L"\\\\?\\")) return wide;
+  std::wstring full(GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr), L'\0');
+  const DWORD length =
+      GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  if (length == 0 || length >= full.size()) return wide;
+  full.resize(length);
+  return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
+}
+
+bool NothingThere(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
+         error == ERROR_INVALID_NAME || error == ERROR_BAD_PATHNAME ||
+         error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_BAD_NETPATH;
+}
+
+// Whether a call may succeed in a moment: another program has the file open, or it is on its way
+// out of the directory.
+bool StandsInTheWay(DWORD error) {
+  return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED ||
+         error == ERROR_LOCK_VIOLATION || error == ERROR_USER_MAPPED_FILE;
+}
+
+// How long others may stand in the way of a call that asks for no lock, such as one that replaces
+// what they read. What is denied for good costs that time, too.
+constexpr std::chrono::milliseconds kOpenWait{200};
+constexpr std::chrono::milliseconds kMoveWait{2000};
 
 OVERLAPPED PositionOf(uint64_t offset) {
   OVERLAPPED position = {};
@@ -87,20 +126,39 @@ class Win32File : public File {
     return true;
   }
 
-  bool Lock(LockMode mode) override {
-    constexpr DWORD kPause = 10;  // milliseconds
+  bool Resize(uint64_t size) override {
+    LARGE_INTEGER end;
+    end.QuadPart = static_cast<LONGLONG>(size);
+    return size <= kMaxOffset && SetFilePointerEx(handle_.get(), end, nullptr, FILE_BEGIN) &&
+           SetEndOfFile(handle_.get());
+  }
+
+  bool Sync() override { return FlushFileBuffers(handle_.get()); }
+
+  bool Lock(LockMode mode, std::chrono::milliseconds wait) override {
+    Unlock();
     OVERLAPPED position = PositionOf(kLockedByte);
-    UnlockFileEx(handle_.get(), 0, 1, 0, &position);
     const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY |
                         (mode == LockMode::kExclusive ? DWORD{LOCKFILE_EXCLUSIVE_LOCK} : 0);
-    int tries = mode == LockMode::kShared ? 20 : 1;
+    Patience patience(wait);
     while (!LockFileEx(handle_.get(), flags, 0, 1, 0, &position)) {
       const DWORD error = GetLastError();
-      if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) break;
-      if (--tries == 0) return false;
-      Sleep(kPause);
+      if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) return true;
+      if (!patience.Wait()) return false;
     }
-    return true;
+    // The system does not replace an open file, but it removes one.
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!GetFileInformationByHandle(handle_.get(), &information) ||
+        information.nNumberOfLinks > 0) {
+      return true;
+    }
+    Unlock();
+    return false;
+  }
+
+  bool Unlock() override {
+    OVERLAPPED position = PositionOf(kLockedByte);
+    return UnlockFileEx(handle_.get(), 0, 1, 0, &position);
   }
 
   bool Close() override { return CloseHandle(handle_.Release()) != 0; }
@@ -109,70 +167,101 @@ class Win32File : public File {
   Handle handle_;
 };
 
-// Gives `from` the access rights of the file that it is to replace. On file systems without access
-// rights there is nothing to keep.
-void TakePermissions(const std::string& from, const std::string& replaced) {
+// Gives `path` the access rights of `like`. On file systems without access rights there is nothing
+// to keep.
+void TakePermissions(const std::wstring& path, const std::wstring& like) {
   DWORD size = 0;
-  GetFileSecurityA(replaced.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+  GetFileSecurityW(like.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
   if (size == 0) return;
   std::vector<uint64_t> descriptor(size / sizeof(uint64_t) + 1);  // aligned for any member
-  if (GetFileSecurityA(replaced.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size,
-                       &size)) {
-    SetFileSecurityA(from.c_str(), DACL_SECURITY_INFORMATION, descriptor.data());
+  if (GetFileSecurityW(like.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size)) {
+    SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data());
   }
 }
 
-// The system refuses to replace a file that another process has open, as a program that watches the
-// directory does for a moment.
-bool Rename(const std::string& from, const std::string& to) {
-  constexpr int kTries = 20;
-  constexpr DWORD kPause = 10;  // milliseconds
-  for (int tries = 1;; ++tries) {
-    if (MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
-        0) {
-      return true;
-    }
+bool RefusesWriting(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES &&
+         (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0;
+}
+
+// Opens what others do not have for themselves; waits a moment for those who do.
+HANDLE OpenShared(const std::wstring& path, DWORD access, DWORD disposition) {
+  Patience patience(kOpenWait);
+  for (;;) {
+    const HANDLE handle = CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle != INVALID_HANDLE_VALUE) return handle;
     const DWORD error = GetLastError();
-    const bool in_use = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-    if (!in_use || tries == kTries) return false;
-    Sleep(kPause);
+    if (!StandsInTheWay(error) || RefusesWriting(path) || !patience.Wait()) {
+      SetLastError(error);
+      return handle;
+    }
   }
+}
+
+// The system refuses to replace a file that anybody has open, as readers do for a moment.
+bool Rename(const std::wstring& from, const std::wstring& to, DWORD flags) {
+  Patience patience(kMoveWait);
+  while (!MoveFileExW(from.c_str(), to.c_str(), flags)) {
+    if (!StandsInTheWay(GetLastError()) || !patience.Wait()) return false;
+  }
+  return true;
 }
 
 class Win32FileSystem : public FileSystem {
  public:
-  std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent) override {
+    constexpr DWORD kDispositions[] = {CREATE_ALWAYS, CREATE_NEW, OPEN_EXISTING, OPEN_EXISTING};
+    if (absent != nullptr) *absent = false;
     if (!Nameable(path)) return nullptr;
     const DWORD access =
         mode == OpenMode::kRead ? GENERIC_READ : DWORD{GENERIC_READ | GENERIC_WRITE};
-    const DWORD disposition = mode == OpenMode::kCreate ? CREATE_ALWAYS : OPEN_EXISTING;
-    Handle handle(CreateFileA(path.c_str(), access, kShareAll, nullptr, disposition,
-                              FILE_ATTRIBUTE_NORMAL, nullptr));
-    // Names like "CON" and "COM1" open devices, which have no positions.
-    if (!handle.valid() || GetFileType(handle.get()) != FILE_TYPE_DISK) return nullptr;
-    auto file = std::make_unique<Win32File>(handle.get());
-    handle.Release();
-    return file;
+    Handle handle(OpenShared(Wide(path), access, kDispositions[static_cast<size_t>(mode)]));
+    if (!handle.valid() && absent != nullptr) *absent = NothingThere(GetLastError());
+    return MakeFile(&handle);
+  }
+
+  std::unique_ptr<File> OpenAlone(const std::string& path, bool* in_use) override {
+    *in_use = false;
+    if (!Nameable(path)) return nullptr;
+    const std::wstring wide = Wide(path);
+    Handle handle(CreateFileW(wide.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    if (!handle.valid()) *in_use = StandsInTheWay(GetLastError()) && !RefusesWriting(wide);
+    return MakeFile(&handle);
+  }
+
+  // Whoever opens the file between the two steps keeps it from being removed, and removes it later.
+  bool RemoveAlone(const std::string& path, std::unique_ptr<File> file) override {
+    file.reset();
+    return Remove(path);
   }
 
   PathStatus Status(const std::string& path) override {
-    const DWORD attributes =
-        Nameable(path) ? GetFileAttributesA(path.c_str()) : INVALID_FILE_ATTRIBUTES;
-    if (attributes == INVALID_FILE_ATTRIBUTES) return PathStatus::kNothing;
+    if (!Nameable(path)) return PathStatus::kNothing;
+    const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+      return NothingThere(GetLastError()) ? PathStatus::kNothing : PathStatus::kUnknown;
+    }
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathStatus::kDirectory
                                                         : PathStatus::kFile;
   }
 
+  // The system itself looks names up without regard to case.
+  std::string Resolve(const std::string& path) override { return path; }
+  std::string Target(const std::string& path) override { return Nameable(path) ? path : ""; }
+
   bool Remove(const std::string& path) override {
-    return Nameable(path) && DeleteFileA(path.c_str());
+    return Nameable(path) && DeleteFileW(Wide(path).c_str());
   }
 
   bool MakeDirectory(const std::string& path) override {
-    return Nameable(path) && CreateDirectoryA(path.c_str(), nullptr);
+    return Nameable(path) && CreateDirectoryW(Wide(path).c_str(), nullptr);
   }
 
   bool RemoveEmptyDirectory(const std::string& path) override {
-    return Nameable(path) && RemoveDirectoryA(path.c_str());
+    return Nameable(path) && RemoveDirectoryW(Wide(path).c_str());
   }
 
   bool List(const std::string& path, std::vector<DirectoryEntry>* entries) override {
@@ -197,28 +286,34 @@ class Win32FileSystem : public FileSystem {
   bool Touch(const std::string& path) override {
     if (!Nameable(path)) return false;
     // Backup semantics open directories too.
-    const Handle handle(CreateFileA(path.c_str(), FILE_WRITE_ATTRIBUTES, kShareAll, nullptr,
+    const Handle handle(CreateFileW(Wide(path).c_str(), FILE_WRITE_ATTRIBUTES, kShareAll, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     FILETIME now;
     GetSystemTimeAsFileTime(&now);
     return handle.valid() && SetFileTime(handle.get(), nullptr, &now, &now);
   }
 
-  bool MoveOver(const std::string& from, const std::string& to) override {
-    if (!Nameable(from) || Status(from) != PathStatus::kFile) return false;
-    const PathStatus replaced = Status(to);
-    if (replaced == PathStatus::kDirectory) return false;
-    if (replaced == PathStatus::kFile) {
-      if ((GetFileAttributesA(to.c_str()) & FILE_ATTRIBUTE_READONLY) != 0) return false;
-      TakePermissions(from, to);
-    }
-    {
+  bool CopyAccess(const std::string& like, const std::string& path) override {
+    if (!Nameable(like) || !Nameable(path)) return false;
+    TakePermissions(Wide(path), Wide(like));
+    return true;
+  }
+
+  bool MoveOver(const std::string& from, const std::string& to, Force force) override {
+    if (!Nameable(to) || Status(from) != PathStatus::kFile) return false;
+    const std::wstring source = Wide(from);
+    const std::wstring target = Wide(to);
+    if (RefusesWriting(target)) return false;
+    TakePermissions(source, target);
+    DWORD flags = MOVEFILE_REPLACE_EXISTING;
+    if (force == Force::kToDisk) {
       // The new name must not reach the disk before the bytes.
-      const Handle handle(CreateFileA(from.c_str(), GENERIC_WRITE, kShareAll, nullptr,
+      const Handle handle(CreateFileW(source.c_str(), GENERIC_WRITE, kShareAll, nullptr,
                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
       if (!handle.valid() || !FlushFileBuffers(handle.get())) return false;
+      flags |= MOVEFILE_WRITE_THROUGH;
     }
-    return Nameable(to) && Rename(from, to);
+    return Rename(source, target, flags);
   }
 
   std::string WorkingDirectory() override {
@@ -230,6 +325,14 @@ class Win32FileSystem : public FileSystem {
   }
 
  private:
+  // Names like "CON" and "COM1" open devices, which have no positions.
+  static std::unique_ptr<File> MakeFile(Handle* handle) {
+    if (!handle->valid() || GetFileType(handle->get()) != FILE_TYPE_DISK) return nullptr;
+    auto file = std::make_unique<Win32File>(handle->get());
+    handle->Release();
+    return file;
+  }
+
   class SearchCloser {
    public:
     explicit SearchCloser(HANDLE search) : search_(search) {}
@@ -243,6 +346,11 @@ class Win32FileSystem : public FileSystem {
 };
 
 }  // namespace
+
+void Pause(std::chrono::microseconds time) {
+  // The system counts milliseconds; zero gives only the rest of the time slice away.
+  Sleep(static_cast<DWORD>(time.count() / 500));
+}
 
 TERVALON_DEFINE_SERVICE(FileSystem, Win32FileSystem)
 

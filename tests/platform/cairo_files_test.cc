@@ -111,6 +111,7 @@ TEST(CairoFilesTest, FailuresLeaveTheOldFile) {
     }
   }
   const TvDC image = TvCreateImageDC(100, 100, 96);
+  files.OnlyPathsWith(".tmp");
   files.On(testing::FileCall::kWrite).FailNth(1);
   EXPECT_EQ(TvSavePng(image, path.c_str()), 0);
   expect_old_only();

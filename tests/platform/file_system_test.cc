@@ -132,8 +132,19 @@ TEST_F(FileSystemTest, FindsFilesWithoutRegardToCase) {
   EXPECT_NE(Files().Open(Path("_FUNC001.DAT"), OpenMode::kReadWrite), nullptr);
   EXPECT_EQ(Files().Status(Path("_FUNC001.DAT")), PathStatus::kFile);
   EXPECT_EQ(Files().Status(Path("_FUNC002.DAT")), PathStatus::kNothing);
-  EXPECT_TRUE(Files().Remove(Path("_FUNC001.DAT")));
-  EXPECT_FALSE(testing::Exists(Path("_Func001.dat")));
+  bool absent = false;
+  EXPECT_EQ(Files().Open(Path("_FUNC002.DAT"), OpenMode::kRead, &absent), nullptr);
+  EXPECT_TRUE(absent);
+#if !defined(_WIN32)  // where names differ by their case
+  EXPECT_FALSE(Files().Remove(Path("_FUNC001.DAT"))) << "another file";
+  EXPECT_EQ(Files().Resolve(Path("_FUNC001.DAT")), Path("_Func001.dat"));
+#endif
+  ASSERT_TRUE(Files().MakeDirectory(Path("Sample.raw")));
+  WriteText(Path("Sample.raw\\_header.txt"), "text");
+  EXPECT_NE(Files().Open(Path("SAMPLE.RAW\\_HEADER.TXT"), OpenMode::kRead), nullptr);
+  EXPECT_EQ(Files().Status(Path("SAMPLE.RAW\\_HEADER.TXT")), PathStatus::kFile);
+  EXPECT_EQ(Files().Status(Path("SAMPLE.RAW\\_FUNCTNS.INF")), PathStatus::kNothing);
+  EXPECT_EQ(Files().Status(Path("SAMPLE.RAX\\_HEADER.TXT")), PathStatus::kNothing);
 }
 
 TEST_F(FileSystemTest, MovesAFileInPlaceOfAnother) {

@@ -119,35 +119,6 @@ TEST(LinuxProfileTest, KeepsLineEndStyleAndPermissions) {
   EXPECT_FALSE(testing::Exists(upper)) << "the file that is read is the one that is replaced";
 }
 
-TEST(LinuxProfileTest, AFailedWriteLeavesTheFileAsItWas) {
-  const TempDirectory directory;
-  const std::string path = directory.Path("SETTINGS.INI");
-  const std::string before = "[A]\r\nKey=1\r\n";
-  WriteText(path, before);
-  for (const FileCall call :
-       {FileCall::kOpen, FileCall::kPosition, FileCall::kRead, FileCall::kSize, FileCall::kWrite,
-        FileCall::kClose, FileCall::kMove}) {
-    for (int n = 1; n <= 2; ++n) {
-      FaultyFileSystem files;
-      const ScopedReplacement<FileSystem> replacement(&files);
-      files.On(call).FailNth(n);
-      const bool written = Profiles().Write("A", "Key", "2", path.c_str());
-      EXPECT_EQ(written, files.Calls(call) < n) << static_cast<int>(call) << ", call " << n;
-      EXPECT_EQ(files.open_files(), 0);
-      std::vector<DirectoryEntry> entries;
-      ASSERT_TRUE(Files().List(directory.Path(), &entries));
-      EXPECT_EQ(entries.size(), 1u);
-      EXPECT_EQ(ReadText(path), written ? "[A]\r\nKey=2\r\n" : before);
-      WriteText(path, before);
-    }
-  }
-  FaultyFileSystem full;
-  const ScopedReplacement<FileSystem> replacement(&full);
-  full.SetDiskSpace(5);
-  EXPECT_FALSE(Profiles().Write("B", "Key", "1", path.c_str()));
-  EXPECT_EQ(ReadText(path), before);
-}
-
 TEST(LinuxProfileTest, ReadsOnceAndWritesOnlyChanges) {
   const TempDirectory directory;
   const std::string path = directory.Path("SETTINGS.INI");

@@ -44,7 +44,19 @@ class FaultyFileSystem::FaultyFile : public File {
     return !owner_->Fails(FileCall::kSize, path_) && real_->Size(size);
   }
 
-  bool Lock(platform::LockMode mode) override { return real_->Lock(mode); }
+  bool Resize(uint64_t size) override {
+    return !owner_->Fails(FileCall::kResize, path_) && real_->Resize(size);
+  }
+
+  bool Sync() override { return !owner_->Fails(FileCall::kSync, path_) && real_->Sync(); }
+
+  bool Lock(platform::LockMode mode, std::chrono::milliseconds wait) override {
+    return !owner_->Fails(FileCall::kLock, path_) && real_->Lock(mode, wait);
+  }
+
+  bool Unlock() override { return real_->Unlock(); }
+
+  std::unique_ptr<File> TakeReal() { return std::move(real_); }
 
   bool Close() override {
     closed_ = true;
@@ -64,15 +76,28 @@ bool FaultyFileSystem::Fails(FileCall call, const std::string& path) {
   return path.find(path_part_) != std::string::npos && On(call).Hit();
 }
 
-std::unique_ptr<File> FaultyFileSystem::Open(const std::string& path, OpenMode mode) {
+std::unique_ptr<File> FaultyFileSystem::Open(const std::string& path, OpenMode mode, bool* absent) {
+  if (absent != nullptr) *absent = false;
   if (Fails(FileCall::kOpen, path)) return nullptr;
-  std::unique_ptr<File> file = real_.Open(path, mode);
+  std::unique_ptr<File> file = real_.Open(path, mode, absent);
   if (file == nullptr) return nullptr;
   return std::make_unique<FaultyFile>(this, path, std::move(file));
 }
 
+std::unique_ptr<File> FaultyFileSystem::OpenAlone(const std::string& path, bool* in_use) {
+  *in_use = false;
+  if (Fails(FileCall::kOpenAlone, path)) return nullptr;
+  std::unique_ptr<File> file = real_.OpenAlone(path, in_use);
+  if (file == nullptr) return nullptr;
+  return std::make_unique<FaultyFile>(this, path, std::move(file));
+}
+
+bool FaultyFileSystem::RemoveAlone(const std::string& path, std::unique_ptr<File> file) {
+  return real_.RemoveAlone(path, static_cast<FaultyFile*>(file.get())->TakeReal());
+}
+
 platform::PathStatus FaultyFileSystem::Status(const std::string& path) {
-  return Fails(FileCall::kStatus, path) ? platform::PathStatus::kNothing : real_.Status(path);
+  return Fails(FileCall::kStatus, path) ? platform::PathStatus::kUnknown : real_.Status(path);
 }
 
 bool FaultyFileSystem::Remove(const std::string& path) {
@@ -96,8 +121,9 @@ bool FaultyFileSystem::Touch(const std::string& path) {
   return !Fails(FileCall::kTouch, path) && real_.Touch(path);
 }
 
-bool FaultyFileSystem::MoveOver(const std::string& from, const std::string& to) {
-  return !Fails(FileCall::kMove, to) && real_.MoveOver(from, to);
+bool FaultyFileSystem::MoveOver(const std::string& from, const std::string& to,
+                                platform::Force force) {
+  return !Fails(FileCall::kMove, to) && real_.MoveOver(from, to, force);
 }
 
 std::string FaultyFileSystem::WorkingDirectory() { return real_.WorkingDirectory(); }
@@ -140,17 +166,16 @@ bool FaultyMemory::Free(TvMemory block) {
   return success;
 }
 
-uint32_t FaultyProfile::Read(const char* section, const char* key, const char* fallback, char* out,
-                             uint32_t size, const char* path) {
-  const std::string missing = std::string(path) + ".missing";
-  return real_.Read(section, key, fallback, out, size, read.Hit() ? missing.c_str() : path);
+bool FaultyProfile::Load(const char* path, platform::ProfileText* text) {
+  return !read.Hit() && real_.Load(path, text);
 }
 
-bool FaultyProfile::Write(const char* section, const char* key, const char* value,
-                          const char* path) {
+bool FaultyProfile::Change(const char* path, std::span<const platform::ProfileEdit> edits) {
   const auto text = [](const char* given) { return std::string(given != nullptr ? given : ""); };
-  writes.push_back({text(section), text(key), text(value), text(path)});
-  return !write.Hit() && real_.Write(section, key, value, path);
+  for (const platform::ProfileEdit& edit : edits) {
+    writes.push_back({text(edit.section), text(edit.key), text(edit.value), text(path)});
+  }
+  return !write.Hit() && real_.Change(path, edits);
 }
 
 int32_t RecordingDesktop::ShowMessage(TvWindow owner, const char* text, const char* caption,

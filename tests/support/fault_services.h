@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <ostream>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,6 +59,10 @@ enum class FileCall {
   kList,
   kTouch,
   kMove,
+  kOpenAlone,  // fails as for want of permission
+  kSync,
+  kResize,
+  kLock,
   kCount,
 };
 
@@ -82,14 +87,22 @@ class FaultyFileSystem : public platform::FileSystem {
   size_t largest_read() const { return largest_read_; }
   int64_t open_files() const { return open_files_; }
 
-  std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode) override;
+  std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode,
+                                       bool* absent = nullptr) override;
+  std::unique_ptr<platform::File> OpenAlone(const std::string& path, bool* in_use) override;
+  bool RemoveAlone(const std::string& path, std::unique_ptr<platform::File> file) override;
   platform::PathStatus Status(const std::string& path) override;
+  std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
+  std::string Target(const std::string& path) override { return real_.Target(path); }
   bool Remove(const std::string& path) override;
   bool MakeDirectory(const std::string& path) override;
   bool RemoveEmptyDirectory(const std::string& path) override;
   bool List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) override;
   bool Touch(const std::string& path) override;
-  bool MoveOver(const std::string& from, const std::string& to) override;
+  bool CopyAccess(const std::string& like, const std::string& path) override {
+    return real_.CopyAccess(like, path);
+  }
+  bool MoveOver(const std::string& from, const std::string& to, platform::Force force) override;
   std::string WorkingDirectory() override;
 
  private:
@@ -137,7 +150,7 @@ class FaultyProfile : public platform::Profile {
  public:
   FaultyProfile() : real_(platform::Profiles()) {}
 
-  FaultPoint read;   // fails as if the file were missing
+  FaultPoint read;   // fails as a file that cannot be read
   FaultPoint write;  // fails without touching the file
 
   struct WriteCall {
@@ -146,11 +159,10 @@ class FaultyProfile : public platform::Profile {
     std::string value;
     std::string path;
   };
-  std::vector<WriteCall> writes;  // nullptr as empty text
+  std::vector<WriteCall> writes;  // one for each edit; nullptr as empty text
 
-  uint32_t Read(const char* section, const char* key, const char* fallback, char* out,
-                uint32_t size, const char* path) override;
-  bool Write(const char* section, const char* key, const char* value, const char* path) override;
+  bool Load(const char* path, platform::ProfileText* text) override;
+  bool Change(const char* path, std::span<const platform::ProfileEdit> edits) override;
 
  private:
   platform::Profile& real_;

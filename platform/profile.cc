@@ -1,19 +1,21 @@
-// Private profiles: the desktop platform's INI files, read and written by hand.
+// Private profiles, read and written by hand on every platform: the desktop platform's own calls
+// lose changes when several programs write.
 //
 // Nothing is kept between calls, because other programs change the file too: every read scans the
 // file's text once, up to the key. Settings files are small.
 
 #include "platform/profile.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "platform/file_change.h"
 #include "platform/file_system.h"
 #include "platform/text.h"
 
@@ -163,8 +165,9 @@ uint32_t CopyValue(std::string_view value, char* out, uint32_t size) {
 // cannot be read: it must not be taken for empty and replaced.
 bool ReadText(const std::string& path, std::string* text) {
   text->clear();
-  const std::unique_ptr<File> file = Files().Open(path, OpenMode::kRead);
-  if (file == nullptr) return Files().Status(path) == PathStatus::kNothing;
+  bool absent = false;
+  const std::unique_ptr<File> file = Files().Open(path, OpenMode::kRead, &absent);
+  if (file == nullptr) return absent;
   uint64_t size = 0;
   if (!file->Size(&size) || size > text->max_size()) return false;
   text->resize(static_cast<size_t>(size));
@@ -172,24 +175,6 @@ bool ReadText(const std::string& path, std::string* text) {
   if (!file->ReadAt(0, text->data(), text->size(), &read)) return false;
   text->resize(read);
   return true;
-}
-
-// Writes a new file beside `path`.
-bool WriteNew(const std::string& path, const std::string& text) {
-  const std::unique_ptr<File> file = Files().Open(path, OpenMode::kCreate);
-  if (file == nullptr) return false;
-  size_t written = 0;
-  const bool wrote = file->WriteAt(0, text.data(), text.size(), &written) && written == text.size();
-  return file->Close() && wrote;
-}
-
-// Puts `text` in the place of the profile at `path`, whole or not at all.
-bool ReplaceText(const std::string& path, const std::string& text) {
-  // The process number keeps two programs that write the same profile out of each other's files.
-  const std::string beside = path + "." + std::to_string(getpid()) + ".tmp";
-  if (WriteNew(beside, text) && Files().MoveOver(beside, path)) return true;
-  Files().Remove(beside);
-  return false;
 }
 
 std::string_view LineEndStyle(std::string_view text) {
@@ -276,45 +261,85 @@ std::string_view WithoutTrailingBlanks(const char* text) {
   return view;
 }
 
-class LinuxProfile : public Profile {
- public:
-  uint32_t Read(const char* section, const char* key, const char* fallback, char* out,
-                uint32_t size, const char* path) override {
-    if (out == nullptr || size == 0) return 0;
-    const std::string_view missing = WithoutTrailingBlanks(fallback);
-    try {
-      std::string text;
-      if (path == nullptr || !ReadText(path, &text)) text.clear();
-      return ReadFrom(text, section, key, missing, out, size);
-    } catch (const std::bad_alloc&) {
-      return ReadFrom({}, section, key, missing, out, size);
-    }
+void Apply(const ProfileEdit& edit, std::string* text) {
+  const std::string section = NameOf(edit.section);
+  if (edit.key == nullptr) {
+    DeleteSection(text, section);
+  } else if (edit.value == nullptr) {
+    DeleteKey(text, section, NameOf(edit.key));
+  } else {
+    SetKey(text, section, NameOf(edit.key), edit.value);
   }
+}
 
-  bool Write(const char* section, const char* key, const char* value, const char* path) override {
-    // A line break would end the line early and turn the rest into lines of its own.
-    if (section == nullptr || path == nullptr) return false;
-    if (!OnOneLine(section) || !OnOneLine(key) || !OnOneLine(value)) return false;
+enum class Edited { kFailed, kUnchanged, kChanged };
+
+Edited ReadAndEdit(const std::string& path, std::span<const ProfileEdit> edits, std::string* text) {
+  std::string old_text;
+  if (!ReadText(path, &old_text)) return Edited::kFailed;
+  *text = old_text;
+  for (const ProfileEdit& edit : edits) Apply(edit, text);
+  return *text == old_text ? Edited::kUnchanged : Edited::kChanged;
+}
+
+class FileProfile : public Profile {
+ public:
+  bool Load(const char* path, ProfileText* text) override {
     try {
-      std::string old_text;
-      if (!ReadText(path, &old_text)) return false;
-      std::string text = old_text;
-      if (key == nullptr) {
-        DeleteSection(&text, NameOf(section));
-      } else if (value == nullptr) {
-        DeleteKey(&text, NameOf(section), NameOf(key));
-      } else {
-        SetKey(&text, NameOf(section), NameOf(key), value);
-      }
-      return text == old_text || ReplaceText(path, text);
+      std::string content;
+      if (path == nullptr || !ReadText(path, &content)) return false;
+      *text = ProfileText(std::move(content));
+      return true;
     } catch (const std::bad_alloc&) {
       return false;
     }
+  }
+
+  bool Change(const char* path, std::span<const ProfileEdit> edits) override {
+    // A line break would end the line early and turn the rest into lines of its own.
+    const auto plain = [](const ProfileEdit& edit) {
+      return edit.section != nullptr && OnOneLine(edit.section) && OnOneLine(edit.key) &&
+             OnOneLine(edit.value);
+    };
+    if (path == nullptr || !std::all_of(edits.begin(), edits.end(), plain)) return false;
+    try {
+      // What changes nothing needs no right to change anything.
+      std::string text;
+      const Edited edited = ReadAndEdit(path, edits, &text);
+      if (edited != Edited::kChanged) return edited == Edited::kUnchanged;
+      const std::unique_ptr<ChangeLock> lock = ChangeLock::Take(path);
+      return lock != nullptr && ChangeUnder(lock.get(), edits);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
+ private:
+  static bool ChangeUnder(ChangeLock* lock, std::span<const ProfileEdit> edits) {
+    std::string text;
+    const Edited edited = ReadAndEdit(lock->target(), edits, &text);
+    if (edited != Edited::kChanged) return edited == Edited::kUnchanged;
+    Replacement replacement(lock);
+    replacement.Write(0, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+    return replacement.Commit(Force::kToDisk) == ReplaceResult::kDone;
   }
 };
 
 }  // namespace
 
-TERVALON_DEFINE_SERVICE(Profile, LinuxProfile)
+uint32_t ProfileText::Read(const char* section, const char* key, const char* fallback, char* out,
+                           uint32_t size) const {
+  if (out == nullptr || size == 0) return 0;
+  return ReadFrom(text_, section, key, WithoutTrailingBlanks(fallback), out, size);
+}
+
+uint32_t Profile::Read(const char* section, const char* key, const char* fallback, char* out,
+                       uint32_t size, const char* path) {
+  ProfileText text;
+  if (!Load(path, &text)) text = {};
+  return text.Read(section, key, fallback, out, size);
+}
+
+TERVALON_DEFINE_SERVICE(Profile, FileProfile)
 
 }  // namespace tervalon::platform

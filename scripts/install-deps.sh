@@ -3,7 +3,10 @@
 set -euo pipefail
 
 packages=(
-  g++ cmake ninja-build g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32 # both platforms
+  g++ cmake ninja-build
+  g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32     # 32-bit Windows
+  g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32 # 64-bit Windows
+  wine64 xvfb xauth                                     # its tests
   libcairo2-dev pkg-config fonts-dejavu-core     # pictures on Linux
   googletest libbenchmark-dev                    # tests and benchmarks
   libcli11-dev nlohmann-json3-dev                # the command-line program

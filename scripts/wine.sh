@@ -1,25 +1,24 @@
 #!/bin/bash
-# Runs 32-bit Windows programs under Wine.
+# Runs Windows programs under Wine.
 #
-#   scripts/wine.sh setup            finds or makes a Wine and starts it; fails when none can be had
-#   scripts/wine.sh run EXE ARG...   runs a program (scripts/run-windows.sh is short for it)
-#   scripts/wine.sh stop             ends the Wine server that is kept between runs
+#   scripts/wine.sh setup [i386|x86_64]   finds or makes a Wine and starts it; fails when none can be had
+#   scripts/wine.sh run EXE ARG...        runs a program (scripts/run-windows.sh is short for it)
+#   scripts/wine.sh stop                  ends the Wine servers that are kept between runs
 #
-# A `wine` on PATH that really runs 32-bit programs is used as it is. Otherwise, with root's rights,
-# a small i386 Debian with Wine is installed once in a directory of its own (a few minutes, 1 GB), and
-# programs run in it by chroot, with the machine's own directories under their usual names.
+# 64-bit programs run under Debian's wine64. For 32-bit programs a `wine` on PATH that really runs them
+# is used as it is. Otherwise, with root's rights, a small i386 Debian with Wine is installed once in a
+# directory of its own (a few minutes, 1 GB), and programs run in it by chroot, with the machine's own
+# directories under their usual names.
 #
 # One Wine server and one X server stay up between runs (a session), because starting them takes
 # longer than most tests. The session ends by itself when nothing has run for a minute. Its mounts
 # live in a mount namespace of their own and vanish with it.
 #
-# TERVALON_WINE_CACHE   where all this is kept (default: ~/.cache/tervalon/wine-i386)
+# TERVALON_WINE_CACHE   where all this is kept (default: ~/.cache/tervalon)
 set -euo pipefail
 
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-cache=${TERVALON_WINE_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/tervalon/wine-i386}
-root=$cache/root
-session=$cache/session
+caches=${TERVALON_WINE_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/tervalon}
 idle_seconds=60
 
 say() { echo "wine.sh: $*" >&2; }
@@ -32,7 +31,27 @@ as_root() {
 
 # ---- Which Wine ------------------------------------------------------------------------------
 
-export WINEPREFIX=$cache/prefix
+# Each processor has a Wine, a session and a directory of its own.
+use_processor() {
+  processor=$1
+  cache=$caches/wine-$processor
+  root=$cache/root
+  session=$cache/session
+  export WINEPREFIX=$cache/prefix
+  if [ "$processor" = i386 ]; then
+    wine=wine wineserver=wineserver
+  else
+    wine=/usr/lib/wine/wine64 wineserver=/usr/lib/wine/wineserver64
+  fi
+}
+
+# The one that a program is for, from its file header.
+processor_of() {
+  local header machine
+  header=$(od -An -td4 -j60 -N4 "$1") && machine=$(od -An -tx2 -j$((header + 4)) -N2 "$1") || return 1
+  if [ "$machine" = " 8664" ]; then echo x86_64; else echo i386; fi
+}
+
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES='mscoree,mshtml=' # no offers to install .NET or a browser
 
@@ -50,6 +69,11 @@ host_wine_works() {
 
 # "host" or "chroot", found out once.
 wine_kind() {
+  if [ "$processor" = x86_64 ]; then
+    [ -x "$wine" ] && command -v xvfb-run >/dev/null && echo host && return
+    say "wine64 or xvfb-run is missing"
+    return 1
+  fi
   case $(cat "$cache/kind" 2>/dev/null) in
     host) command -v wine >/dev/null && echo host && return ;;
     chroot) [ -d "$root" ] && echo chroot && return ;;
@@ -161,15 +185,15 @@ session_lives() {
 # see this file.
 serve='
   { echo "$DISPLAY"; echo "${XAUTHORITY:-}"; } >"$session/display.new"
-  wineserver -f -p"$idle_seconds" &
-  wine wineboot -i
+  "$wineserver" -f -p"$idle_seconds" &
+  "$wine" wineboot -i
   mv "$session/display.new" "$session/display"
   wait'
 
 start_session() {
   mkdir -p "$session" "$WINEPREFIX"
   rm -f "$session"/*
-  local command=("$BASH" "${BASH_SOURCE[0]}" "session-$kind" "$(id -u):$(id -g)")
+  local command=("$BASH" "${BASH_SOURCE[0]}" "session-$kind" "$processor" "$(id -u):$(id -g)")
   [ "$kind" = host ] ||
     command=(unshare --mount --propagation private -- "${command[@]}")
   [ "$kind" = host ] || [ "$(id -u)" = 0 ] || command=(sudo -n -E "${command[@]}")
@@ -186,7 +210,7 @@ start_session() {
 }
 
 run_session() {
-  export session idle_seconds
+  export session idle_seconds wine wineserver
   echo "$$ $(start_time $$)" >"$session/pid"
   cd /
   if [ "$1" = chroot ]; then
@@ -221,6 +245,7 @@ run() {
   local program name value
   program=$(realpath -e "$1") || exit 1
   shift
+  use_processor "$(processor_of "$program")"
   ensure_session || exit 1
   { read -r DISPLAY && read -r XAUTHORITY; } <"$session/display"
   export DISPLAY XAUTHORITY
@@ -232,12 +257,12 @@ run() {
       export "$name=$value"
     fi
   done
-  exec_in_session wine "$program" "$@"
+  exec_in_session "$wine" "$program" "$@"
 }
 
 stop() {
-  kind=$(cat "$cache/kind" 2>/dev/null) && session_lives || return 0
-  (exec_in_session wineserver -k) || true # everything else of the session ends with it
+  session_lives && kind=$(wine_kind) || return 0
+  (exec_in_session "$wineserver" -k) || true # everything else of the session ends with it
   local tries
   for ((tries = 0; tries < 100; ++tries)); do
     session_lives || return 0
@@ -248,13 +273,25 @@ stop() {
 }
 
 case ${1:-} in
-  setup) ensure_session && say "programs run in ${kind/host/Wine on PATH}" ;;
+  setup)
+    use_processor "${2:-i386}"
+    ensure_session
+    say "$processor programs run in ${kind/host/Wine on this machine}"
+    ;;
   run) shift && run "$@" ;;
-  stop) stop ;;
+  stop)
+    for processor in i386 x86_64; do
+      use_processor "$processor"
+      stop
+    done
+    ;;
   fill-chroot) fill_chroot "$2" ;;
-  session-host | session-chroot) run_session "${1#session-}" "$2" ;;
+  session-host | session-chroot)
+    use_processor "$2"
+    run_session "${1#session-}" "$3"
+    ;;
   *)
-    sed -n '3,5s/^# *//p' "${BASH_SOURCE[0]}" >&2
+    sed -n '4,6s/^# *//p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac

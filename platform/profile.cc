@@ -24,7 +24,11 @@ namespace {
 
 constexpr std::string_view kLineEnds = "\r\n";
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+// A larger file is no profile: looking for keys in it takes time, and several programs may be made
+// to do that again and again.
+constexpr uint64_t kLargestFile = 1 << 20;
+
+bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
 std::string_view Trim(std::string_view text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
@@ -58,7 +62,8 @@ class LineScanner {
     if (next_ >= text_.size()) return false;
     *line = {};
     line->begin = next_;
-    line->end = std::min(text_.find_first_of(kLineEnds, next_), text_.size());
+    line->end = next_;
+    while (line->end < text_.size() && !IsLineEnd(text_[line->end])) ++line->end;
     line->next = std::min(line->end + 1, text_.size());
     if (text_.substr(line->end, 2) == kLineEnds) ++line->next;
     next_ = line->next;
@@ -169,7 +174,7 @@ bool ReadText(const std::string& path, std::string* text) {
   const std::unique_ptr<File> file = Files().Open(path, OpenMode::kRead, &absent);
   if (file == nullptr) return absent;
   uint64_t size = 0;
-  if (!file->Size(&size) || size > text->max_size()) return false;
+  if (!file->Size(&size) || size > kLargestFile) return false;
   text->resize(static_cast<size_t>(size));
   size_t read = 0;
   if (!file->ReadAt(0, text->data(), text->size(), &read)) return false;
@@ -244,13 +249,16 @@ uint32_t ReadFrom(std::string_view text, const char* section, const char* key,
     const std::optional<Line> line = header ? FindKey(text, header->next, Trim(key)) : std::nullopt;
     return CopyValue(line ? Unquote(line->value) : fallback, out, size);
   }
+  if (!header) {
+    const uint32_t count = CopyValue(fallback, out, size);
+    if (count + 1 < size) out[count + 1] = '\0';  // for who expects a list
+    return count;
+  }
   NameList names(out, size);
-  if (header) {
-    LineScanner scanner(text, header->next);
-    Line line;
-    while (scanner.Next(&line) && line.kind != LineKind::kSection) {
-      if (line.kind == LineKind::kKey) names.Add(line.name);
-    }
+  LineScanner scanner(text, header->next);
+  Line line;
+  while (scanner.Next(&line) && line.kind != LineKind::kSection) {
+    if (line.kind == LineKind::kKey) names.Add(line.name);
   }
   return names.Finish();
 }

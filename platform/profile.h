@@ -32,8 +32,9 @@ class ProfileText {
   // Copies a key's value, or `fallback` (nullptr: empty) without its trailing blanks when there is
   // no such key, cut to `size` with its terminating zero. A key with an empty value is empty. With
   // no key the names of the section's keys, with no section those of all sections, each ended by
-  // NUL and the list by one more. Returns the characters copied, the last NUL not counted (size - 2
-  // for a list that fills the buffer or is cut, size - 1 for a value that is cut).
+  // NUL and the list by one more; `fallback` for the keys of a section that does not exist. Returns
+  // the characters copied, the last NUL not counted (size - 2 for a list that fills the buffer or
+  // is cut, size - 1 for a value that is cut).
   uint32_t Read(const char* section, const char* key, const char* fallback, char* out,
                 uint32_t size) const;
 

@@ -151,9 +151,10 @@ int32_t CannotCreate(TvWindow owner, const char* text) {
   return 0;
 }
 
+// A directory in another case is the one that is meant.
 bool EnsureDirectory(const std::string& path) {
-  return platform::Files().Status(path) == PathStatus::kDirectory ||
-         platform::Files().MakeDirectory(path);
+  platform::FileSystem& files = platform::Files();
+  return files.Status(path) == PathStatus::kDirectory || files.MakeDirectory(files.Resolve(path));
 }
 
 int32_t CreateProject(TvWindow owner, const SystemFile& project) {

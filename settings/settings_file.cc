@@ -63,6 +63,16 @@ bool CheckName(const char* name) {
 
 }  // namespace
 
+bool LoadSettings(platform::ProfileText* text) {
+  const char* path = FilePath();
+  return path != nullptr && platform::Profiles().Load(path, text);
+}
+
+bool ChangeSettings(std::span<const platform::ProfileEdit> edits) {
+  const char* path = FilePath();
+  return path != nullptr && platform::Profiles().Change(path, edits);
+}
+
 void ResetSettingsFile(const char* working_directory) {
   once = {};
   if (working_directory != nullptr) {
@@ -91,12 +101,11 @@ extern "C" int32_t TERVALON_CALL GetIniString(const char* section, const char* k
   if (out == nullptr || size <= 0) return 0;
   settings::CopyBounded(out, fallback != nullptr ? fallback : "", size - 1);
   return Guarded(0, [=] {
-    const char* path = settings::FilePath();
-    if (path == nullptr) return static_cast<uint32_t>(std::strlen(out));
     // A copy, because callers pass one buffer as default and output.
     const std::string default_text = fallback != nullptr ? fallback : "";
-    return platform::Profiles().Read(section, key, default_text.c_str(), out,
-                                     static_cast<uint32_t>(size), path);
+    platform::ProfileText text;
+    settings::LoadSettings(&text);
+    return text.Read(section, key, default_text.c_str(), out, static_cast<uint32_t>(size));
   });
 }
 
@@ -104,23 +113,27 @@ extern "C" int32_t TERVALON_CALL SetIniString(const char* section, const char* k
                                               int32_t /*ignored*/) {
   if (section == nullptr || key == nullptr || value == nullptr) return 0;
   return Guarded(0, [=] {
-    const char* path = settings::FilePath();
-    if (path == nullptr || !settings::CheckName(key) || !settings::CheckName(section)) return false;
+    if (!settings::CheckName(key) || !settings::CheckName(section)) return false;
     if (std::strlen(value) >= settings::kMaxValue) value[settings::kMaxValue] = '\0';
     const std::string line(settings::FirstLine(value));
-    return platform::Profiles().Write(section, key, line.c_str(), path);
+    const platform::ProfileEdit edit = {section, key, line.c_str()};
+    return settings::ChangeSettings({&edit, 1});
   });
 }
 
 extern "C" int32_t TERVALON_CALL IsGCMD(void) {
   using settings::Answer;
   using settings::once;
-  if (once.is_gcmd == Answer::kNotAsked) {
-    char text[80];
-    GetIniString("Acquisition", "IsGCMD", "FALSE", text, sizeof(text));
-    once.is_gcmd = std::strcmp(text, "TRUE") == 0 ? Answer::kYes : Answer::kNo;
-  }
-  return once.is_gcmd == Answer::kYes;
+  return Guarded(0, [] {
+    platform::ProfileText text;
+    // A file that cannot be read now may answer later.
+    if (once.is_gcmd == Answer::kNotAsked && settings::LoadSettings(&text)) {
+      char value[80];
+      text.Read("Acquisition", "IsGCMD", "FALSE", value, sizeof(value));
+      once.is_gcmd = std::strcmp(value, "TRUE") == 0 ? Answer::kYes : Answer::kNo;
+    }
+    return once.is_gcmd == Answer::kYes;
+  });
 }
 
 extern "C" int32_t TERVALON_CALL GetTervalonWorkingDir(char* directory) {

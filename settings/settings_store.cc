@@ -1,14 +1,18 @@
 // The global store: one INI text that all callers in the process share.
 
+#include <array>
 #include <charconv>
 #include <cstddef>
 #include <cstring>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "appsvc/export_guard.h"
 #include "appsvc/text_number.h"
 #include "platform/desktop.h"
 #include "platform/memory.h"
+#include "platform/profile.h"
 #include "settings/ini_text.h"
 #include "settings/settings.h"
 #include "settings/system_file.h"
@@ -53,22 +57,28 @@ class TextLock {
 
 bool EnsureStore() { return global.use_count > 0 || InitGlobal(0) != 0; }
 
-void WriteBack() {
-  for (const SystemListRow& row : SystemList()) {
-    char text[kValueSize];
-    {
-      const TextLock lock;
-      if (!lock) return;  // one message is enough
-      if (GetString(&global.ini, row.section, row.key, nullptr, text, kValueSize) < 0) continue;
+// Puts the system list into the settings file, whole or not at all.
+bool WriteBack() {
+  const std::span<const SystemListRow> rows = SystemList();
+  std::vector<std::array<char, kValueSize>> values(rows.size());
+  std::vector<platform::ProfileEdit> edits;
+  {
+    const TextLock lock;
+    if (!lock) return false;
+    for (size_t i = 0; i < rows.size(); ++i) {
+      const auto& [section, key] = rows[i];
+      char* const value = values[i].data();
+      if (GetString(&global.ini, section, key, nullptr, value, kValueSize) < 0) continue;
+      edits.push_back({section, key, value});
     }
-    SetIniString(row.section, row.key, text, 0);
   }
+  return ChangeSettings(edits);
 }
 
-bool Seed() {
+bool Seed(const platform::ProfileText& file) {
   for (const SystemListRow& row : SystemList()) {
     char text[kValueSize];
-    GetIniString(row.section, row.key, nullptr, text, kValueSize);
+    file.Read(row.section, row.key, nullptr, text, kValueSize);
     if (SetGlobalString(row.section, row.key, text, 1) == 0) return false;
   }
   return true;
@@ -115,25 +125,27 @@ extern "C" int32_t TERVALON_CALL InitGlobal(int32_t /*ignored*/) {
     return 0;
   }
   return Guarded(0, [] {
+    // Of a file that cannot be read the store would hold nothing, and write that back.
+    platform::ProfileText file;
+    if (!settings::LoadSettings(&file)) return false;
     global = {};
     global.ini.block = platform::Memory().Allocate(1);
     if (global.ini.block == nullptr) return false;
     global.ini.free_bytes = static_cast<int32_t>(platform::Memory().Size(global.ini.block));
     global.use_count = 1;
-    return settings::Seed();
+    return settings::Seed(file);
   });
 }
 
 extern "C" int32_t TERVALON_CALL UpdateGlobal(int32_t /*ignored*/) {
-  if (global.use_count > 0) settings::WriteBack();
-  return 1;
+  return global.use_count > 0 ? Guarded(0, settings::WriteBack) : 1;
 }
 
 extern "C" int32_t TERVALON_CALL FreeGlobal(int32_t /*ignored*/) {
   if (global.use_count <= 0) return 1;
-  settings::WriteBack();
+  const int32_t written = Guarded(0, settings::WriteBack);
   if (--global.use_count == 0) settings::ResetGlobalStore();
-  return 1;
+  return written;
 }
 
 extern "C" int16_t TERVALON_CALL GetGlobalString(const char* section, const char* key,

@@ -4,14 +4,25 @@
 // The settings file is TERVALON.INI in the working directory, read and written key by key. Its path
 // is made on first use and kept for the life of the process.
 //
+// Several programs may use the settings file at the same time. Whoever changes it holds a lock,
+// changes the file as it is then, and replaces it whole, forced to the disk: what a call reports as
+// written is lost neither to another program nor to a crash or a power cut, and a reader sees the
+// file before or after a change. A call waits for the changes of others, about 5 seconds at most; a
+// file that is locked for longer, or cannot be read or replaced, stays as it is. One that is there
+// but cannot be read is never taken for an empty one when something is to be written.
+//
+// Within a process these functions are for one thread at a time.
+//
 // The global store is an INI text in memory: current files, values of the current raw data, library
 // search and find results. It comes into being with the first InitGlobal, Get or Set, seeded from
 // the settings file for a fixed list of keys, the system list; UpdateGlobal and every FreeGlobal
-// write the same list back. Bracket its use with InitGlobal and FreeGlobal.
+// write the same list back, every key of it: where another program has written one of these keys
+// meanwhile, the store's value takes its place. Bracket its use with InitGlobal and FreeGlobal.
 //
 // In the store, section and key names differ by case too. A key holds no "=" or line end and does
 // not begin with "["; a section name holds no "]" or line end. Key, "=" and value have room for 509
-// bytes together.
+// bytes together; a value ends at its first line end. Nothing of a store survives its process but
+// what was written back.
 
 #ifndef TERVALON_SETTINGS_H_
 #define TERVALON_SETTINGS_H_
@@ -53,50 +64,53 @@ TERVALON_API int32_t TERVALON_CALL FreeIni(int32_t ignored, int32_t also_ignored
 // Returns 0: nothing of the settings file is kept in memory.
 TERVALON_API int32_t TERVALON_CALL IsIniLoaded(void);
 
-// Copies a key of the settings file, or `fallback` (optional: empty) when there is no such key, to
-// `out` of `size` bytes, cut to it. With no key lists the section's keys, with no section all
-// sections: each name ended by NUL, the list by one more.
+// Copies a key of the settings file, or `fallback` (optional: empty) when there is no such key or
+// section, and when the file cannot be read, to `out` of `size` bytes, cut to it. With no key lists
+// the keys of the section (if there is one), with no section all sections: each name ended by NUL,
+// the list by one more.
 // Returns the characters copied, the last NUL not counted; 0 when size is below 1.
 TERVALON_API int32_t TERVALON_CALL GetIniString(const char* section, const char* key,
                                                 const char* fallback, char* out, int16_t size);
 
 // Writes a key of the settings file. A value of 512 characters or more is cut to 512 in the
 // caller's own buffer; what stands behind a line end is not written. The last argument is ignored.
-// Returns nonzero; 0 when the file cannot be written, and, after an assertion text on the debug
-// channel, for a section or key with a byte outside 32..127.
+// Returns nonzero; 0 when the file cannot be changed, and, after an assertion text on the debug
+// channel, for a section or key with a byte outside 32..127. The file then is as it was.
 TERVALON_API int32_t TERVALON_CALL SetIniString(const char* section, const char* key, char* value,
                                                 int32_t ignored);
 
 // Returns 1 when key "IsGCMD" of section "Acquisition" was exactly "TRUE" in the settings file the
-// first time that this was asked, else 0.
+// first time that this was asked and the file could be read, else 0.
 TERVALON_API int32_t TERVALON_CALL IsGCMD(void);
 
 // Creates and seeds the global store, or raises its use count. The argument is ignored.
-// Returns 1 when it created and seeded the store; 0 when there was one already, or when memory ran
-// out.
+// Returns 1 when it created and seeded the store; 0 when there was one already, when memory ran
+// out, and when the settings file is there but cannot be read. Then there is no store, so that
+// nothing is written back; the next call tries again.
 TERVALON_API int32_t TERVALON_CALL InitGlobal(int32_t ignored);
 
-// Writes the system list, empty values included, from the global store to the settings file. The
-// argument is ignored. Returns 1.
+// Writes the system list, empty values included, from the global store to the settings file in one
+// change: all of it or, also when the program is killed meanwhile, nothing. The argument is
+// ignored. Returns 1, also without a store; 0 when nothing could be written.
 TERVALON_API int32_t TERVALON_CALL UpdateGlobal(int32_t ignored);
 
-// Writes the system list like UpdateGlobal and lowers the use count; at 0 the store is freed. The
-// argument is ignored. Returns 1.
+// Writes the system list like UpdateGlobal and, whether or not that succeeds, lowers the use count;
+// at 0 the store is freed. The argument is ignored. Returns what UpdateGlobal returns.
 TERVALON_API int32_t TERVALON_CALL FreeGlobal(int32_t ignored);
 
 // Copies a key of the global store to `out` of `size` bytes, cut to it. With no section lists the
 // sections, with no key the section's keys: each name ended by NUL, the last that fits cut, no
 // further NUL. Returns the value's length, or the bytes of the list. Returns -1 for an absent
 // section or key: then `fallback` (optional: empty) fills `out`, but the key counts as not set.
-// Returns -1 as well for a size below 1, a list that cannot be read, and when memory fails (after a
-// message box).
+// Returns -1 as well for a size below 1, a list that cannot be read, when the store cannot be made
+// (InitGlobal), and when memory fails (after a message box).
 TERVALON_API int16_t TERVALON_CALL GetGlobalString(const char* section, const char* key,
                                                    const char* fallback, char* out, int16_t size);
 
 // Sets a key of the global store; when section or key is absent, only if `create` is set. A value
 // that leaves no room on its line is cut, in the caller's own buffer too.
-// Returns 1; 0 when absent and not created, for a name that the store cannot hold, and when memory
-// fails (after a message box). When the store's memory cannot grow, all that it held is lost.
+// Returns 1; 0 when absent and not created, for a name that the store cannot hold, when the store
+// cannot be made (InitGlobal), and when memory fails (after a message box). When the store's memory cannot grow, all that it held is lost.
 TERVALON_API int32_t TERVALON_CALL SetGlobalString(const char* section, const char* key,
                                                    char* value, int32_t create);
 

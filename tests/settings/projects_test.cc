@@ -227,6 +227,18 @@ TEST_F(ProjectsTest, OnlyNamesInsideADirectoryAreFollowed) {
   EXPECT_EQ(Get("PEAK_DB"), "0,P1.PRO\\PEAKDB\\,z,PDB,0,0");
 }
 
+// Data copied from other systems often changes case.
+TEST_F(ProjectsTest, DirectoriesAreFoundWhateverTheirCase) {
+  fs::create_directories("P1.PRO/PeakDb");
+  testing::WriteText(directory_.Path("P1.PRO\\PeakDb\\Oils.PDB"), "");
+  const SystemFile project = {0, "", "p1", "pro", 0, 0};
+  EXPECT_EQ(ProCreateDirectory(owner_, &project), 1);
+  EXPECT_EQ(std::distance(fs::directory_iterator("P1.PRO"), fs::directory_iterator()), 6);
+  EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 1);
+  EXPECT_EQ(ProSetCurrent(owner_, &project), 1);
+  EXPECT_EQ(Get("PEAK_DB"), "0,p1.pro\\PEAKDB\\,Oils,PDB,0,0");
+}
+
 // A directory that is there and cannot be read is not an empty one.
 TEST_F(ProjectsTest, UnreadableDirectoriesLeaveTheCurrentProject) {
   ASSERT_EQ(ProCreateDirectory(owner_, &project_), 1);

@@ -18,12 +18,19 @@ namespace tervalon::settings {
 namespace {
 
 using ::testing::ElementsAre;
+using testing::FileCall;
 using ::testing::HasSubstr;
 
 class SettingsTest : public testing::SettingsFixture {
  protected:
   std::string FilePath() { return directory_.Path("TERVALON.INI"); }
   std::string File() { return testing::ReadText(FilePath()); }
+
+  // How many files there are in the settings file's directory.
+  ptrdiff_t Entries() {
+    const std::filesystem::directory_iterator begin(testing::Native(directory_.Path()));
+    return std::distance(begin, std::filesystem::directory_iterator());
+  }
 
   static std::string Get(const char* section, const char* key) {
     char out[1024];
@@ -48,6 +55,8 @@ TEST_F(SettingsTest, IniStringsGoToTheFileAtOnce) {
   CopyBounded(out, "same buffer", 15);
   EXPECT_EQ(GetIniString("S", "key", out, out, sizeof(out)), 11);
   EXPECT_STREQ(out, "same buffer");
+  EXPECT_EQ(GetIniString("None", nullptr, "no list", out, sizeof(out)), 7);
+  EXPECT_STREQ(out, "no list");
 
   EXPECT_NE(SetIni("S", "key", "value"), 0);
   EXPECT_THAT(File(), HasSubstr("[S]\r\nkey=value\r\n"));
@@ -326,7 +335,7 @@ TEST_F(SettingsTest, MemoryMayFailAtEveryAllocation) {
     EXPECT_EQ(GetGlobalString("User", "Job", nullptr, out, sizeof(out)), -1);
     EXPECT_EQ(Set("User", "Job", "x"), 0);
     EXPECT_THAT(desktop_.messages, ElementsAre(kOutOfMemory, ::testing::_));
-    EXPECT_EQ(FreeGlobal(0), 1);
+    EXPECT_EQ(FreeGlobal(0), 0);              // nothing is written
     EXPECT_EQ(desktop_.messages.size(), 3u);  // not one for each row
     EXPECT_EQ(memory.live_blocks() + memory.live_locks(), 0);
     EXPECT_EQ(GetIni("User", "Job") + GetIni("User", "Task"), "keptkept");
@@ -349,11 +358,83 @@ TEST_F(SettingsTest, MissingArgumentsAndUnwritableFilesFail) {
   EXPECT_EQ(SetGlobalString("S", nullptr, value.data(), 1), 0);
   EXPECT_EQ(SetGlobalFile("S", "k", nullptr, 1) + GetGlobalFile("S", "k", nullptr, nullptr), 0);
   EXPECT_EQ(SetIniString("S", "k", nullptr, 0), 0);
+}
 
-  testing::FaultyProfile profile;
-  const platform::ScopedReplacement<platform::Profile> use_profile(&profile);
-  profile.write.FailNth(1);
-  EXPECT_EQ(SetIni("S", "k", "v"), 0);
+// A file that cannot be read at the moment is not an empty one.
+TEST_F(SettingsTest, AnUnreadableFileIsNeitherSeededFromNorWritten) {
+  const std::string before = "[User]\r\nJob=kept\r\n[Acquisition]\r\nIsGCMD=TRUE\r\n";
+  testing::WriteText(FilePath(), before);
+  testing::FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
+  for (const FileCall call : {FileCall::kOpen, FileCall::kSize, FileCall::kRead}) {
+    files.On(call).FailNth(1, true);
+    EXPECT_EQ(InitGlobal(0), 0);
+    EXPECT_EQ(Get("User", "Job"), "");
+    EXPECT_EQ(Set("User", "Job", "x") + SetIni("S", "k", "v") + IsGCMD(), 0);
+    EXPECT_EQ(GetIni("User", "Job"), "(none)");
+    EXPECT_EQ(UpdateGlobal(0) + FreeGlobal(0), 2);  // there is no store
+    files.On(call).Heal();
+    EXPECT_EQ(File(), before);
+  }
+  EXPECT_EQ(IsGCMD(), 1);
+  EXPECT_EQ(Get("User", "Job"), "kept");
+  files.On(FileCall::kOpen).FailNth(1, true);
+  EXPECT_EQ(UpdateGlobal(0), 0);
+  EXPECT_EQ(FreeGlobal(0), 0);  // and frees the store
+  files.On(FileCall::kOpen).Heal();
+  EXPECT_EQ(File(), before);
+  EXPECT_EQ(InitGlobal(0), 1);
+}
+
+// Whichever step of the one change fails, once or from there on, the file is as it was, or changed
+// whole, as the call says; the next change leaves nothing beside it.
+TEST_F(SettingsTest, EveryStepOfAWriteBackMayFail) {
+  const std::string before = "; by hand\r\n[User]\r\nJob=old\r\n";
+  int steps = 0;
+  for (int call = 0; call < static_cast<int>(FileCall::kCount); ++call) {
+    for (const bool onwards : {false, true}) {
+      for (int n = 1;; ++n, ++steps) {
+        testing::WriteText(FilePath(), before);
+        Restart();
+        ASSERT_EQ(InitGlobal(0), 1);
+        Set("User", "Job", "new");
+        testing::FaultyFileSystem files;
+        {
+          const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
+          files.On(static_cast<FileCall>(call)).FailNth(n, onwards);
+          const int32_t result = FreeGlobal(0);
+          EXPECT_TRUE(result == 0 || files.Calls(FileCall::kMove) == 1) << call << " " << n;
+          const std::string expected = result == 0 ? before : "; by hand\r\n[User]\r\nJob=new\r\n";
+          EXPECT_EQ(File().substr(0, expected.size()), expected) << call << " " << n;
+          EXPECT_EQ(File().find("[Find]\r\n") != std::string::npos, result == 1);
+          EXPECT_EQ(files.open_files(), 0);
+        }
+        EXPECT_EQ(SetIni("S", "k", "v"), 1);
+        EXPECT_EQ(Entries(), 1) << call << " " << n;
+        if (files.Calls(static_cast<FileCall>(call)) < n) break;
+      }
+    }
+  }
+  EXPECT_GT(steps, 15);
+}
+
+// What a file can ask for is bounded: it is read once for all keys, and one that is no settings
+// file by its size is not read at all.
+TEST_F(SettingsTest, HugeFilesAreLeftAlone) {
+  testing::FaultyFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
+  const std::string zeros(50000, '\0');
+  testing::WriteText(FilePath(), zeros);
+  EXPECT_EQ(InitGlobal(0), 1);
+  EXPECT_EQ(files.bytes_read(), zeros.size());
+  EXPECT_EQ(FreeGlobal(0), 1);
+  EXPECT_EQ(GetIni("Find", "Name"), "");
+  const uint64_t before = files.bytes_read();
+  testing::WriteText(FilePath(), std::string((size_t{1} << 20) + 1, '\n'));
+  EXPECT_EQ(InitGlobal(0) + SetIni("S", "k", "v"), 0);
+  EXPECT_EQ(GetIni("Find", "Name"), "(none)");
+  EXPECT_EQ(files.bytes_read(), before);
+  EXPECT_EQ(File().size(), (size_t{1} << 20) + 1);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The version of the library that a program is compiled with; the number stands here and nowhere
-// else.
+// The version of the library that a program is compiled with, and of the one that it runs with. The
+// number stands here and nowhere else.
 //
 // The major number changes with the binary interface, the minor one with additions to it, the patch
 // number with corrections.
@@ -23,6 +23,16 @@
 
 // Compilers of Windows resources read no further.
 #if !defined(RC_INVOKED)
+
+#include "tervalon/types.h"
+
+TERVALON_BEGIN_DECLS
+
+// Returns the version of the library that is loaded as text ("1.2.3"), which stays the library's;
+// `number` (optional) receives it as TERVALON_VERSION_NUMBER counts.
+TERVALON_API const char* TERVALON_CALL TvVersion(int32_t* number);
+
+TERVALON_END_DECLS
 
 #endif  // !defined(RC_INVOKED)
 

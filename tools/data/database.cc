@@ -3,6 +3,7 @@
 #include <tervalon/database_records.h>
 #include <tervalon/databases.h>
 #include <tervalon/memory.h>
+#include <tervalon/result_codes.h>
 
 #include <algorithm>
 #include <cmath>
@@ -20,33 +21,10 @@
 namespace tervalon::tools {
 namespace {
 
-struct CauseText {
-  int32_t cause;
-  const char* text;
-};
-
-constexpr CauseText kCauseTexts[] = {
-    {DB3_GENERAL_ERROR, "the path is too long, or holds a comma"},
-    {DB3_FILE_OPEN, "cannot be opened"},
-    {DB3_FILE_CLOSE, "cannot be closed"},
-    {DB3_FILE_CREATION, "cannot be created"},
-    {DB3_FILE_DELETION, "cannot be replaced"},
-    {DB3_FILE_READ, "cannot be read"},
-    {DB3_FILE_WRITE, "cannot be read or written, or a number does not fit its field"},
-    {DB3_MEMORY_ALLOCATION, "out of memory"},
-    {DB3_RECORD_NUMBER, "no such record"},
-    {DB3_DATABASE_FULL, "the database is full: it has 9999 records"},
-    {DB3_RECORD_STRUCTURE, "the fields are not those of the type"},
-    {DB3_FILE_MISSING, "no such file"},
-    {DB3_INVALID_FORMAT, "not a record database"},
-};
-
 void Check(int32_t cause, const std::string& subject) {
   if (cause == DB3_SUCCESS) return;
-  const auto* const found = std::ranges::find(kCauseTexts, cause, &CauseText::cause);
-  throw Failure(subject, found != std::end(kCauseTexts)
-                             ? found->text
-                             : "unexpected error " + std::to_string(cause));
+  throw Failure(subject, cause == DB3_GENERAL_ERROR ? "the path is too long, or holds a comma"
+                                                    : TvErrorText(cause));
 }
 
 char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }

@@ -43,6 +43,12 @@ bool ReadPlacement(const char* section, const char* key, const IniWindPos* fallb
   return found;
 }
 
+bool WritePlacement(const char* section, const char* key, const IniWindPos& placement,
+                    int32_t flag) {
+  std::string text = Placement{placement}.EncodeTo();
+  return SetIniString(section, key, text.data(), flag) != 0;
+}
+
 // Brings a minimised or maximised window back to normal, so that it can be measured.
 void ShowMeasurable(TvWindow window, TvWindow parent) {
   platform::WindowManager& windows = platform::Windows();
@@ -97,29 +103,35 @@ void GiveName(TvWindow window, const char* property, const char* name) {
   if (atom != 0) platform::Windows().SetProperty(window, property, atom);
 }
 
-// Returns the key that the window was saved under; empty when it carries none.
-std::string SaveWindow(TvWindow window) {
+// Stores the key that the window is saved under, empty when it carries none. False when its
+// placement could not be written.
+bool SaveWindow(TvWindow window, std::string* key) {
   platform::WindowManager& windows = platform::Windows();
   const SavedNames names(window);
   const IniWindPos placement = PlacementOf(window);
   const bool named = !names.section.empty() && !names.key.empty();
-  if (named) SetIniWindPos(names.section.c_str(), names.key.c_str(), &placement, 1);
+  const bool saved =
+      !named || WritePlacement(names.section.c_str(), names.key.c_str(), placement, 1);
   if (placement.show_state == TV_PLACEMENT_MAXIMIZED) {
     windows.RestoreDocument(windows.Parent(window), window);
   }
   if (windows.IsMaximized(window) || windows.IsMinimized(window)) {
     windows.Show(window, platform::kRestore);
   }
-  return named ? names.key : "";
+  *key = named ? names.key : "";
+  return saved;
 }
 
-// Saves the document windows of an area, and returns their keys, the last visited first.
-std::string SaveDocuments(TvWindow area, TvWindow window) {
-  std::string list;
+// Saves the document windows of an area and lists their keys, the last visited first. False when a
+// placement could not be written.
+bool SaveDocuments(TvWindow area, TvWindow window, std::string* keys) {
+  bool saved = true;
+  std::string& list = *keys;
   std::vector<TvWindow> visited;
   while (window != nullptr && std::find(visited.begin(), visited.end(), window) == visited.end()) {
     visited.push_back(window);
-    const std::string key = SaveWindow(window);
+    std::string key;
+    saved = SaveWindow(window, &key) && saved;
     if (!key.empty()) list.insert(0, list.empty() ? key : key + ',');
     platform::Windows().ActivateNextDocument(area, window);
     window = platform::Windows().ActiveDocument(area);
@@ -129,7 +141,7 @@ std::string SaveDocuments(TvWindow area, TvWindow window) {
     const size_t comma = list.rfind(',', kLongestLine);
     list.resize(comma != std::string::npos ? comma : 0);
   }
-  return list;
+  return saved;
 }
 
 // The active document of an area whose frame is in a state to be measured.
@@ -147,17 +159,11 @@ int32_t SaveDesktop(TvWindow window, int32_t flags, const char* section, const c
   const bool whole = (flags & TV_SAVE_DESKTOP) != 0;
   if (!whole && (flags & TV_SAVE_WINDOW) == 0) return 0;
   const TvWindow first = whole ? PrepareDesktop(window) : window;
-  std::string list;
-  if (platform::Windows().IsWindow(first)) {
-    if (!whole) {
-      SaveWindow(first);
-      return 1;
-    }
-    list = SaveDocuments(window, first);
-  }
-  if (key == nullptr) return 0;
-  SetIniString(section, key, list.data(), 1);
-  return 1;
+  const bool is_window = platform::Windows().IsWindow(first);
+  std::string keys;
+  if (is_window && !whole) return SaveWindow(first, &keys);
+  const bool saved = !is_window || SaveDocuments(window, first, &keys);
+  return key != nullptr && SetIniString(section, key, keys.data(), 1) != 0 && saved;
 }
 
 }  // namespace
@@ -177,8 +183,7 @@ extern "C" int32_t TERVALON_CALL SetIniWindPos(const char* section, const char* 
                                                const IniWindPos* placement, int32_t flag) {
   if (section == nullptr || key == nullptr || placement == nullptr) return 0;
   return Guarded(0, [=] {
-    std::string text = settings::Placement{*placement}.EncodeTo();
-    SetIniString(section, key, text.data(), flag);
+    settings::WritePlacement(section, key, *placement, flag);
     return 1;
   });
 }

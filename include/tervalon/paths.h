@@ -60,7 +60,7 @@ TERVALON_API int32_t TERVALON_CALL IsValidFilename(const char* name);
 // Returns 1 when a path has none of the characters /*?<>| in it.
 TERVALON_API int32_t TERVALON_CALL IsValidPath(const char* path);
 
-// Returns 1 when there is a directory of this path.
+// Returns 1 when there is a directory of this path, whatever its case.
 TERVALON_API int32_t TERVALON_CALL DirectoryExists(const char* path);
 
 TERVALON_END_DECLS

@@ -26,24 +26,28 @@ TERVALON_API int32_t TERVALON_CALL ProGetCurrent(SystemFile* project);
 // Closes the running services, makes a project the current one and repoints the files of its
 // databases. Whether the project's directory exists is not asked.
 // Returns 1; 0 when a service or the user declined, and, before any is asked, for a project whose
-// directories cannot be stored (too long, or with a comma). Then nothing is set.
+// directories cannot be stored (too long, or with a comma) or are there but cannot be read. Then
+// nothing is set.
 TERVALON_API int32_t TERVALON_CALL ProSetCurrent(TvWindow owner, const SystemFile* project);
 
 // Repoints the current files "CURVE_DB", "RAW", "METHOD_DB", "PEAK_DB", "SAMPLES_DB" and
 // "PTABLE_DB" into a project's sub-directories: to the first file of the kind there, or to one of
 // the project's name when there is none.
-// Returns 1; 0, and nothing is set, for a project whose directories cannot be stored.
+// Returns 1; 0, and nothing is set, for a project whose directories cannot be stored or read.
 TERVALON_API int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* project);
 
-// Creates a project's directory and its sub-directories, where they do not exist yet. A failure
-// leaves everything that is there, so that a second attempt goes on from it. The directory's path
-// is limited to 29 characters, which keeps the project's longest file path within 64.
-// Returns 1; 0 after a message box that says why.
+// Creates a project's directory and its sub-directories, where they do not exist yet; one that
+// differs from its name in case only exists. A failure leaves everything that is there, so that a
+// second attempt goes on from it. The directory's path is limited to 29 characters, which keeps the
+// project's longest file path within 64. Returns 1; 0 after a message box that says why.
 TERVALON_API int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const SystemFile* project);
 
 // Looks in a record's directory for the first file, or with `want_directory` the first directory,
-// of the record's extension (empty: one without a point), first in the alphabet.
-// Returns 1 and stores its name, up to the first point, in the record; 0 when there is none.
+// of the record's extension (empty: one without a point), first in the alphabet. What is found
+// stays inside the directory: a name with a separator in it, which some systems allow, is passed
+// over, and so is one with a comma or line end, which no record's line can hold. Returns 1 and
+// stores its name, up to the first point, in the record; 0 when there is none or the directory
+// cannot be read.
 TERVALON_API int32_t TERVALON_CALL ProFindFirstFileName(SystemFile* file, int32_t want_directory);
 
 // Closes all running services, when the user agrees; asks nothing when none is running. In the

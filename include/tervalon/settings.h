@@ -110,7 +110,8 @@ TERVALON_API int16_t TERVALON_CALL GetGlobalString(const char* section, const ch
 // Sets a key of the global store; when section or key is absent, only if `create` is set. A value
 // that leaves no room on its line is cut, in the caller's own buffer too.
 // Returns 1; 0 when absent and not created, for a name that the store cannot hold, when the store
-// cannot be made (InitGlobal), and when memory fails (after a message box). When the store's memory cannot grow, all that it held is lost.
+// cannot be made (InitGlobal), and when memory fails (after a message box). When the store's memory
+// cannot grow, all that it held is lost.
 TERVALON_API int32_t TERVALON_CALL SetGlobalString(const char* section, const char* key,
                                                    char* value, int32_t create);
 

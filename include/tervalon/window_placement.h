@@ -73,8 +73,8 @@ TERVALON_API TvWindow TERVALON_CALL IniCreateMDIWnd(TvWindow area, const char* s
 //    the list's end.
 //  - TV_SAVE_WINDOW: `window` is the one window to be saved.
 // When there is no window, an empty list is written under section and key.
-// Returns 1; 0 without a section, without a known flag, and without a key where a list would be
-// written. The last argument is ignored.
+// Returns 1; 0 without a section, without a known flag, without a key where a list would be
+// written, and when a line could not be written. The last argument is ignored.
 TERVALON_API int32_t TERVALON_CALL IniSaveDesktop(TvWindow window, int32_t flags,
                                                   const char* section, const char* key,
                                                   int32_t ignored);

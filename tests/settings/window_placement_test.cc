@@ -12,6 +12,7 @@
 #include "platform/headless/window_records.h"
 #include "platform/window_manager.h"
 #include "settings/placement_text.h"
+#include "tests/support/fault_services.h"
 #include "tests/support/settings_fixture.h"
 
 bool operator==(const IniWindPos& a, const IniWindPos& b) {
@@ -255,6 +256,19 @@ TEST_F(DesktopTest, OneWindowIsSavedAlone) {
   const TvWindow empty = windows_.Create({"mdiclient", frame_});
   EXPECT_EQ(Save(TV_SAVE_DESKTOP, empty), 1);
   EXPECT_EQ(List(), "");
+}
+
+TEST_F(DesktopTest, WhatCouldNotBeWrittenIsSaid) {
+  const TvWindow a = Create("A");
+  testing::FaultyProfile profile;
+  const platform::ScopedReplacement<platform::Profile> use_profile(&profile);
+  profile.write.FailNth(1);
+  EXPECT_EQ(Save(TV_SAVE_WINDOW, a), 0);
+  for (const int line : {1, 2}) {  // the placement, and the list
+    profile.write.FailNth(line);
+    EXPECT_EQ(Save(TV_SAVE_DESKTOP, area_), 0);
+  }
+  EXPECT_EQ(Save(TV_SAVE_DESKTOP, area_), 1);
 }
 
 TEST_F(DesktopTest, ListsHoldWholeNamesOfWindowsThatCarryThem) {

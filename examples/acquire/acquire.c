@@ -8,6 +8,7 @@
 #include <tervalon/raw_functions.h>
 #include <tervalon/raw_header.h>
 #include <tervalon/raw_spectra.h>
+#include <tervalon/result_codes.h>
 #include <time.h>
 
 enum { kScans = 60, kPoints = 101 };
@@ -67,6 +68,6 @@ int main(int argc, char** argv) {
     const int32_t closed = RawCreateClose(handle);
     if (code == RAW_OK) code = closed;
   }
-  if (code != RAW_OK) fprintf(stderr, "%s: error %d\n", argv[1], (int)code);
+  if (code != RAW_OK) fprintf(stderr, "%s: %s\n", argv[1], TvErrorText(code));
   return code == RAW_OK ? 0 : 1;
 }

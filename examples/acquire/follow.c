@@ -5,6 +5,7 @@
 #include <tervalon/raw_chromatograms.h>
 #include <tervalon/raw_directory.h>
 #include <tervalon/raw_functions.h>
+#include <tervalon/result_codes.h>
 #include <time.h>
 
 static void Pause(void) {
@@ -35,7 +36,7 @@ int main(int argc, char** argv) {
   RawFunctionRecord record;
   int32_t code = Open(argv[1], &handle, &record);
   if (code != RAW_OK) {
-    fprintf(stderr, "%s: error %d\n", argv[1], (int)code);
+    fprintf(stderr, "%s: %s\n", argv[1], TvErrorText(code));
     return 1;
   }
   const int32_t last = atoi(argv[2]);

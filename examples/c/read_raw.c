@@ -3,22 +3,16 @@
 
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <tervalon/raw_chromatograms.h>
 #include <tervalon/raw_directory.h>
 #include <tervalon/raw_functions.h>
 #include <tervalon/raw_header.h>
 #include <tervalon/raw_spectra.h>
+#include <tervalon/result_codes.h>
 
 static int32_t Failed(const char* what, int32_t code) {
-  fprintf(stderr, "%s: error %d\n", what, (int)code);
+  fprintf(stderr, "%s: %s\n", what, TvErrorText(code));
   return code;
-}
-
-static int32_t ScanCount(const RawFunctionRecord* record) {
-  int32_t count;
-  memcpy(&count, record->bytes + 18, sizeof(count));
-  return count;
 }
 
 static int32_t PrintSpectrum(int32_t handle, int32_t scan) {
@@ -82,7 +76,7 @@ static int32_t PrintDirectory(int32_t handle) {
   if (code != RAW_OK) return Failed("function 1", code);
   code = RawReadFuncInit(handle, 1, 0, &record, &calibration);
   if (code != RAW_OK) return Failed("scans of function 1", code);
-  code = PrintChromatogram(handle, &record, ScanCount(&record));
+  code = PrintChromatogram(handle, &record, RawGetFuncScanCount(&record));
   RawReadFuncEnd(handle, 1, 0);
   return code;
 }

@@ -3,10 +3,10 @@
 #include <tervalon/raw_chromatograms.h>
 #include <tervalon/raw_directory.h>
 #include <tervalon/raw_functions.h>
+#include <tervalon/result_codes.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -15,7 +15,7 @@
 namespace {
 
 void Check(int32_t code, const std::string& what) {
-  if (code != RAW_OK) throw std::runtime_error(what + ": error " + std::to_string(code));
+  if (code != RAW_OK) throw std::runtime_error(what + ": " + TvErrorText(code));
 }
 
 // A directory that is open for reading.
@@ -33,19 +33,13 @@ class RawDirectory {
   int32_t handle_ = -1;
 };
 
-int32_t ScanCount(const RawFunctionRecord& record) {
-  int32_t count = 0;
-  std::memcpy(&count, record.bytes + 18, sizeof(count));
-  return count;
-}
-
 void PrintTop(const std::string& path, float low, float high) {
   const RawDirectory directory(path);
   RawFunctionRecord record = {};
   Check(RawReadFuncInfo(directory.handle(), 1, &record, nullptr), "function 1");
   Check(RawReadFuncInit(directory.handle(), 1, 0, &record, nullptr), "scans of function 1");
 
-  const int32_t scans = ScanCount(record);
+  const int32_t scans = RawGetFuncScanCount(&record);
   std::vector<float> sums(static_cast<size_t>(scans));
   std::vector<float> times(sums.size());
   RawTraceWindow window = {low, high, 0, 0, 0};

@@ -58,8 +58,7 @@ static int32_t ReadSpectrum(int32_t scan) {
 
 static int32_t ReadChromatogram(void) {
   Plot* plot = &view.chromatogram;
-  int32_t scans;
-  memcpy(&scans, view.record.bytes + 18, sizeof(scans));
+  const int32_t scans = RawGetFuncScanCount(&view.record);
   if (!Resize(plot, scans)) return RAW_NO_MEMORY_FOR_SCAN_BUFFER;
   snprintf(plot->title, sizeof(plot->title), "Total ion current");
   const int32_t code =

@@ -76,6 +76,30 @@ typedef struct RawFunctionRecord {
   uint8_t bytes[RAW_FUNCTION_RECORD_SIZE];
 } RawFunctionRecord;
 
+// What a record says: its function type (RAW_TYPE_), ionisation mode (RawGetIonModeDesc), data type
+// (RAW_DATA_) and number of scans. Return -1 for NULL.
+TERVALON_API int32_t TERVALON_CALL RawGetFuncType(const RawFunctionRecord* record);
+TERVALON_API int32_t TERVALON_CALL RawGetFuncIonMode(const RawFunctionRecord* record);
+TERVALON_API int32_t TERVALON_CALL RawGetFuncDataType(const RawFunctionRecord* record);
+TERVALON_API int32_t TERVALON_CALL RawGetFuncScanCount(const RawFunctionRecord* record);
+
+// The first and the last retention time, minutes; each output is optional. Returns 1, 0 for NULL.
+TERVALON_API int32_t TERVALON_CALL RawGetFuncTimeRange(const RawFunctionRecord* record,
+                                                       float* first, float* last);
+
+// The range in which masses of the function lie: of a scanning function what
+// RawReadGetFuncMassRange gives for the whole of it, of a channel function the whole masses around
+// those of its channels. Each output is optional. Returns 1, 0 for NULL.
+TERVALON_API int32_t TERVALON_CALL RawGetFuncMassRange(const RawFunctionRecord* record, float* low,
+                                                       float* high);
+
+// The mass of channel 1, 2, ... of a channel function, and its daughter mass, which is 0 for
+// functions other than RAW_TYPE_MRM; each output is optional. Returns 1; 0 when there is no such
+// channel, so that counting them needs no more.
+TERVALON_API int32_t TERVALON_CALL RawGetFuncChannel(const RawFunctionRecord* record,
+                                                     int32_t channel, float* mass,
+                                                     float* daughter_mass);
+
 // Creates "_FUNCTNS.INF" afresh with `count` (0..32) records. A table already there is replaced.
 // Returns RAW_OK; RAW_BAD_ARGUMENT for a count out of range; a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawCreateFunctions(int32_t handle, int16_t count,
@@ -98,6 +122,12 @@ TERVALON_API int32_t TERVALON_CALL RawAppendFunction(int32_t handle,
 // RAW_BAD_ARGUMENT when the table has no such record.
 TERVALON_API int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t function,
                                                    RawFunctionRecord* records, int16_t* flags);
+
+// Stores the number of complete scans of a function, or with process 1..255 of a processed data set
+// (`function` 0: of whatever function it was made). Works while the function is open too. Returns
+// as RawReadFuncInfo or RawReadProcFunction.
+TERVALON_API int32_t TERVALON_CALL RawReadScanCount(int32_t handle, int16_t function,
+                                                    int16_t process, int32_t* scans);
 
 // Tells how a processed data set (1..255) is read. On entry *function is the function that it was
 // made from, or 0 to find it: the history has an entry "_PROCnnn" in that function's tree, or the

@@ -29,6 +29,69 @@ class FunctionsTest : public RawTest {
   }
 };
 
+TEST_F(FunctionsTest, ValuesOfARecord) {
+  RawFunctionRecord record = ScanningRecord(RAW_DATA_FLOAT, 150.5f, 900);
+  Put<uint16_t>(&record, 0, RAW_TYPE_DAUGHTERS | 5 << 5 | RAW_DATA_FLOAT << 10);
+  Put(&record, 10, 0.25f);
+  Put(&record, 14, 30.5f);
+  Put(&record, 18, uint32_t{1234});
+  float a = 0;
+  float b = 0;
+  EXPECT_EQ(RawGetFuncType(&record), RAW_TYPE_DAUGHTERS);
+  EXPECT_EQ(RawGetFuncIonMode(&record), 5);
+  EXPECT_EQ(RawGetFuncDataType(&record), RAW_DATA_FLOAT);
+  EXPECT_EQ(RawGetFuncScanCount(&record), 1234);
+  EXPECT_EQ(RawGetFuncTimeRange(&record, &a, &b), 1);
+  EXPECT_EQ(std::pair(a, b), std::pair(0.25f, 30.5f));
+  EXPECT_EQ(RawGetFuncMassRange(&record, &a, &b), 1);
+  EXPECT_EQ(std::pair(a, b), std::pair(150.5f, 900.0f));
+  EXPECT_EQ(RawGetFuncChannel(&record, 1, &a, &b), 0);
+
+  record = ChannelRecord(RAW_DATA_SIR, {300.25f, 400, 250.5f});
+  Put(&record, 288 + 4, 380.0f);
+  EXPECT_EQ(RawGetFuncMassRange(&record, &a, nullptr), 1);
+  EXPECT_EQ(RawGetFuncMassRange(&record, nullptr, &b), 1);
+  EXPECT_EQ(std::pair(a, b), std::pair(250.0f, 400.0f));
+  EXPECT_EQ(RawGetFuncChannel(&record, 2, &a, &b), 1);
+  EXPECT_EQ(std::pair(a, b), std::pair(400.0f, 0.0f));
+  Put<uint16_t>(&record, 0, RAW_TYPE_MRM | RAW_DATA_SIR << 10);
+  EXPECT_EQ(RawGetFuncChannel(&record, 2, &a, &b), 1);
+  EXPECT_EQ(std::pair(a, b), std::pair(400.0f, 380.0f));
+  EXPECT_EQ(RawGetFuncChannel(&record, 3, nullptr, nullptr), 1);
+  for (const int32_t channel : {-1, 0, 4}) {
+    EXPECT_EQ(RawGetFuncChannel(&record, channel, &a, &b), 0) << channel;
+  }
+
+  for (const auto function :
+       {RawGetFuncType, RawGetFuncIonMode, RawGetFuncDataType, RawGetFuncScanCount}) {
+    EXPECT_EQ(function(nullptr), -1);
+  }
+  EXPECT_EQ(RawGetFuncTimeRange(nullptr, &a, &b), 0);
+  EXPECT_EQ(RawGetFuncMassRange(nullptr, &a, &b), 0);
+  EXPECT_EQ(RawGetFuncChannel(nullptr, 1, &a, &b), 0);
+}
+
+TEST_F(FunctionsTest, ScanCounts) {
+  MakeRun({ScanningRecord(RAW_DATA_CONTINUUM)}, {{NumberedScan(1, 5), NumberedScan(2, 5)}});
+  OpenRun(0);
+  ASSERT_EQ(RawCreateScanFile(handle_, 1, 7, 0), RAW_OK);
+  ASSERT_EQ(WriteScan(handle_, 1, 7, RAW_DATA_CONTINUUM, NumberedScan(1, 5)), RAW_OK);
+  ASSERT_EQ(RawCreateScansEnd(handle_, 1, 7), RAW_OK);
+  int32_t scans = 0;
+  EXPECT_EQ(RawReadScanCount(handle_, 1, 0, &scans), RAW_OK);
+  EXPECT_EQ(scans, 2);
+  for (const int16_t function : {int16_t{0}, int16_t{1}}) {
+    EXPECT_EQ(RawReadScanCount(handle_, function, 7, &scans), RAW_OK);
+    EXPECT_EQ(scans, 1);
+  }
+  EXPECT_EQ(RawReadScanCount(handle_, 2, 0, &scans), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadScanCount(handle_, 0, 0, &scans), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(RawReadScanCount(handle_, 1, 8, &scans), RAW_MEMBER_NOT_OPENED);
+  EXPECT_EQ(RawReadScanCount(19, 1, 0, &scans), RAW_HANDLE_NOT_OPEN);
+  EXPECT_EQ(RawReadScanCount(handle_, 1, 0, nullptr), RAW_BAD_ARGUMENT);
+  EXPECT_EQ(scans, 1);
+}
+
 TEST_F(FunctionsTest, TableKeepsEveryByteButTheScanCount) {
   std::vector<RawFunctionRecord> records = {RandomRecord(), RandomRecord(), RandomRecord()};
   MakeRun(records, {});

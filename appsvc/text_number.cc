@@ -23,6 +23,34 @@ bool SkipToDigits(const char** text) {
   return negative;
 }
 
+constexpr double kPowersOf10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int64_t kExactIntegers = int64_t{1} << 53;
+
+// The value of an ordinary number: a quotient of two numbers that are exact is rounded once, and so
+// is what the text says. False for any other; it starts with a digit or a point.
+bool OrdinaryValue(const char* text, double* value) {
+  int64_t digits = 0;
+  int decimals = 0;
+  const auto take = [&] {
+    const char* const start = text;
+    for (; IsDigit(*text) && digits <= kExactIntegers; ++text) digits = digits * 10 + (*text - '0');
+    return static_cast<int>(text - start);
+  };
+  take();
+  if (*text == '.') {
+    ++text;
+    decimals = take();
+  }
+  if (digits > kExactIntegers || decimals >= std::ssize(kPowersOf10) || IsDigit(*text) ||
+      *text == 'e' || *text == 'E') {
+    return false;
+  }
+  *value = static_cast<double>(digits) / kPowersOf10[decimals];
+  return true;
+}
+
 // A decimal number of any length: 0.d1d2d3.. * 10^point, without zeros in front.
 class DecimalText {
  public:
@@ -103,7 +131,8 @@ double ParseDouble(const char* text) {
   if (text == nullptr) return 0.0;
   const bool negative = SkipToDigits(&text);
   if (!IsDigit(text[*text == '.' ? 1 : 0])) return 0.0;
-  const double value = DecimalText(text).Value();
+  double value = 0.0;
+  if (!OrdinaryValue(text, &value)) value = DecimalText(text).Value();
   return negative ? -value : value;
 }
 

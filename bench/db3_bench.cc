@@ -73,8 +73,12 @@ class Database {
     Check(tervalon::db3::RecordFile::Open(Path("OURS.DBF"), &file) == tervalon::db3::kSuccess,
           "open");
     std::mt19937 random(3);
-    for (int32_t number = 1; number <= kRecords; ++number) {
-      Check(file->Insert(number, RandomText(type, &random)) == tervalon::db3::kSuccess, "insert");
+    {
+      const tervalon::db3::RecordFile::Turn turn(file.get(),
+                                                 tervalon::platform::LockMode::kExclusive);
+      for (int32_t number = 1; number <= kRecords; ++number) {
+        Check(file->Insert(number, RandomText(type, &random)) == tervalon::db3::kSuccess, "insert");
+      }
     }
     Check(file->Close() == tervalon::db3::kSuccess, "close");
     fs::copy(Path("OURS.DBF"), Path("THEIRS.DBF"));

@@ -66,20 +66,17 @@ int32_t Read(DmDatabaseDescriptor* descriptor, uint32_t first, int32_t count, vo
   const DatabaseType* const type = db3::Catalogue(descriptor->type);
   const std::string path(PathOf(*descriptor));
   if (type == nullptr || path.empty() || count < 0) return -1;
-  // A file that is open as a database is read through that.
-  db3::RecordFile* file = db3::OpenFileAt(path);
-  std::unique_ptr<db3::RecordFile> opened;
-  if (file == nullptr) {
-    const int32_t cause = db3::RecordFile::Open(path, &opened);
-    if (cause != db3::kSuccess) return cause;
-    file = opened.get();
-  }
+  std::unique_ptr<db3::RecordFile> file;
+  const int32_t cause = db3::RecordFile::Open(path, &file);
+  if (cause != db3::kSuccess) return cause;
+  const db3::RecordFile::Turn turn(file.get(), platform::LockMode::kShared);
+  if (turn.cause() != db3::kSuccess) return turn.cause();
   if (!db3::HasFields(file->fields(), *type)) return db3::kRecordStructure;
   const auto records = static_cast<uint32_t>(file->count());
   descriptor->element_count = records;
   if (count == 0) return 0;
   if (first < 1 || first > records || static_cast<uint32_t>(count) > records - first + 1) return -1;
-  return ReadElements(*type, *descriptor, file, static_cast<int32_t>(first), count, items);
+  return ReadElements(*type, *descriptor, file.get(), static_cast<int32_t>(first), count, items);
 }
 
 }  // namespace

@@ -35,13 +35,18 @@ const DatabaseType* Catalogue(int32_t type);
 int32_t ReadRecord(const DatabaseType& type, std::span<const char> text,
                    std::span<std::byte> structure);
 
-// Writes the version and the members over the text of a record: the old one, or blanks for a new
-// one. The text of fields that the structure does not hold stays, as does what the structure does
-// not hold of a field: the rest of a text, and the digits of a number whose value is unchanged.
-// Returns a cause number: success; the general error as ReadRecord does; the write error when a
-// number does not fit its field. After an error the text is of no use.
-int32_t WriteRecord(const DatabaseType& type, std::span<const std::byte> structure,
-                    std::span<char> text);
+// Writes the version and the members over the old text of a record. What already says the same as
+// its member stays as it is: a number that reads as the member's value, a text that begins with the
+// member. So do fields that the structure does not hold. Returns a cause number: success; the
+// general error as ReadRecord does; the write error when a number does not fit its field. After an
+// error the text is of no use.
+int32_t UpdateRecord(const DatabaseType& type, std::span<const std::byte> structure,
+                     std::span<char> text);
+
+// Makes the text of a new record in the same way. Fields that the structure does not hold become
+// blank, logical ones "F".
+int32_t NewRecord(const DatabaseType& type, std::span<const std::byte> structure,
+                  std::span<char> text);
 
 }  // namespace tervalon::db3
 

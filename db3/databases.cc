@@ -29,88 +29,110 @@ constexpr FieldDescriptor kMarker = {"ENCRYPT", 'C', 1, 0};
 
 // A request to DB3Open.
 struct Request {
-  const DatabaseType& type;
-  int32_t number;  // of the type
+  int32_t type;
   Slot& slot;
   bool named;
+  bool name_fits;
   bool marked;
   SystemFile file;   // what the slot is to have
   std::string path;  // of that file
+
+  const DatabaseType& row() const { return *Catalogue(type); }
 };
 
+// What a mode needs before there is a path.
+
+Cause MayOpen(const Request& request) {
+  if (IsExcluded(request.type)) return kAlreadyOpen;
+  return OpenDatabases() < DB3_MAX_OPEN ? kSuccess : kTooManyOpen;
+}
+
+Cause MayCreate(const Request& request) {
+  if (request.slot.database != nullptr) return kAlreadyOpen;
+  return OpenDatabases() < DB3_MAX_OPEN ? kSuccess : kTooManyOpen;
+}
+
+Cause MayDelete(const Request& request) {
+  const bool names_open_file =
+      request.slot.database != nullptr &&
+      (!request.named || platform::EqualWithoutCase(settings::FieldText(request.file.name),
+                                                    settings::FieldText(request.slot.file.name)));
+  return names_open_file ? kAlreadyOpen : kSuccess;
+}
+
+Cause MayAlways(const Request& /*request*/) { return kSuccess; }
+
 Cause Open(const Request& request) {
-  if (IsExcluded(request.number) || OpenFileAt(request.path) != nullptr) return kAlreadyOpen;
-  if (OpenDatabases() >= DB3_MAX_OPEN) return kTooManyOpen;
-  return OpenAs(request.type, request.path, &request.slot.database);
+  // The path of an empty name can be that of a directory, or none.
+  const bool nameless = request.file.name[0] == '\0';
+  if (nameless && Files().Status(request.path) != PathStatus::kFile) return kFileMissing;
+  return OpenAs(request.row(), request.path, &request.slot.database);
 }
 
 Cause Create(const Request& request) {
-  if (request.slot.database != nullptr || OpenFileAt(request.path) != nullptr) return kAlreadyOpen;
-  if (OpenDatabases() >= DB3_MAX_OPEN) return kTooManyOpen;
-  if (Files().Status(request.path) == PathStatus::kFile && !RecordFile::Remove(request.path)) {
-    return kFileDeletion;
-  }
-  std::vector<FieldDescriptor> fields(request.type.fields.begin(), request.type.fields.end());
+  if (IsOpenAt(request.path)) return kAlreadyOpen;
+  const DatabaseType& row = request.row();
+  std::vector<FieldDescriptor> fields(row.fields.begin(), row.fields.end());
   if (request.marked) fields.push_back(kMarker);
   return RecordFile::Create(request.path, fields);
 }
 
 Cause Delete(const Request& request) {
-  const bool names_open_file =
-      request.slot.database != nullptr &&
-      (!request.named || platform::EqualWithoutCase(settings::FieldText(request.file.name),
-                                                    settings::FieldText(request.slot.file.name)));
-  if (names_open_file || OpenFileAt(request.path) != nullptr) return kAlreadyOpen;
-  return RecordFile::Remove(request.path) ? kSuccess : kFileDeletion;
+  if (IsOpenAt(request.path)) return kAlreadyOpen;
+  return Files().Remove(request.path) ? kSuccess : kFileDeletion;
 }
 
 Cause CheckExistence(const Request& request) {
   return Files().Status(request.path) == PathStatus::kFile ? kSuccess : kFileMissing;
 }
 
+Cause Refuse(const Request& /*request*/) { return kGeneralError; }
+
 // By mode. Whether a file is open is answered without these.
 struct Operation {
   Action action;
+  Cause (*may)(const Request& request);
   Cause (*run)(const Request& request);
 };
 constexpr Operation kOperations[] = {
-    {kOpenAction, Open},
-    {kOpenAction, Open},
-    {kCreateAction, Create},
-    {kDeleteAction, Delete},
-    {kCheckExistenceAction, CheckExistence},
+    {kOpenAction, MayOpen, Open},
+    {kOpenAction, MayOpen, Open},
+    {kCreateAction, MayCreate, Create},
+    {kDeleteAction, MayDelete, Delete},
+    {kCheckExistenceAction, MayAlways, CheckExistence},
 };
+constexpr Operation kInvalid = {kInvalidAction, Refuse, Refuse};
 
-// Composes the path. False when it is too long, or there is none.
+// Composes the path. False when it is too long, or the global store, which puts texts between
+// commas, cannot keep the file.
 bool Locate(Request* request) {
   char path[TV_PATH_SIZE];
   const SystemFile& file = request->file;
-  if (file.name[0] == '\0' ||
-      CreatePathName(file.name, file.directory, file.extension, path, sizeof(path)) == 0) {
+  std::string kept;
+  if (!request->name_fits ||
+      CreatePathName(file.name, file.directory, file.extension, path, sizeof(path)) == 0 ||
+      !settings::Format(file, &kept)) {
     return false;
   }
   request->path = path;
   return true;
 }
 
-// Whether the global store can keep the file, whose texts it puts between commas.
-bool IsStorable(const SystemFile& file) {
-  std::string text;
-  return settings::Format(file, &text);
-}
-
-Cause Run(const Operation& operation, Request* request) {
-  if (!Locate(request) || !IsStorable(request->file)) return kGeneralError;
+Cause Run(const Operation& operation, const SystemFile& before, Request* request) {
+  Cause cause = operation.may(*request);
+  if (cause != kSuccess) return cause;
+  if (!Locate(request)) return kGeneralError;
   Slot& slot = request->slot;
-  const bool was_open = slot.database != nullptr;
-  const Cause cause = operation.run(*request);
-  if (cause != kSuccess || was_open) return cause;
-  if (!KeepFile(request->type, request->file)) {
-    slot.database.reset();
-    return kGeneralError;
+  if (slot.database != nullptr) return operation.run(*request);
+  // What the store does not take is not done.
+  if (!KeepFile(request->row(), request->file)) return kGeneralError;
+  cause = operation.run(*request);
+  if (cause == kSuccess) {
+    slot.file = request->file;
+  } else {
+    PutFile(request->row(), before);
   }
-  slot.file = request->file;
-  return kSuccess;
+  return cause;
 }
 
 int32_t OpenMode(int32_t type, const char* name, int32_t mode) {
@@ -119,26 +141,22 @@ int32_t OpenMode(int32_t type, const char* name, int32_t mode) {
   const auto index = static_cast<size_t>(mode & kOperationMask);
   if (index == DB3_MODE_IS_OPEN) return slot->database != nullptr ? kAlreadyOpen : kNotOpen;
 
-  Request request = {.type = *Catalogue(type),
-                     .number = type,
+  Request request = {.type = type,
                      .slot = *slot,
                      .named = name != nullptr,
+                     .name_fits = true,
                      .marked = (mode & DB3_MODE_ENCRYPT) != 0,
                      .file = slot->file,
                      .path = {}};
-  FetchFile(request.type, &request.file);
-  Action action = kInvalidAction;
-  int32_t cause = kGeneralError;
-  const bool name_fits =
-      name == nullptr || settings::CopyCut(name, request.file.name, sizeof(request.file.name));
-  if (index < std::size(kOperations)) {
-    action = kOperations[index].action;
-    if (name_fits) {
-      cause =
-          Guarded(int32_t{kMemoryAllocation}, [&] { return Run(kOperations[index], &request); });
-    }
+  FetchFile(request.row(), &request.file);
+  const SystemFile before = request.file;
+  if (name != nullptr) {
+    request.name_fits = settings::CopyCut(name, request.file.name, sizeof(request.file.name));
   }
-  return slot->report_errors ? Report(type, action, cause, request.file) : cause;
+  const Operation& operation = index < std::size(kOperations) ? kOperations[index] : kInvalid;
+  const int32_t cause = Guarded(int32_t{kMemoryAllocation},
+                                [&] { return int32_t{Run(operation, before, &request)}; });
+  return slot->report_errors ? Report(type, operation.action, cause, request.file) : cause;
 }
 
 int32_t Close(int32_t type) {
@@ -154,10 +172,21 @@ int32_t Close(int32_t type) {
   return slot->report_errors ? Report(type, kCloseAction, cause, slot->file) : cause;
 }
 
+// 0 where none is open, and what was last known where the file does not answer.
+int32_t Count(int32_t type) {
+  const Slot* slot = FindSlot(type);
+  if (slot == nullptr || slot->database == nullptr) return 0;
+  RecordFile* const file = slot->database->file.get();
+  return Guarded(file->count(), [file] {
+    const RecordFile::Turn turn(file, platform::LockMode::kShared);
+    return file->count();
+  });
+}
+
 int32_t SetCurrentRecord(int32_t type, int32_t number) {
   Slot* slot = FindSlot(type);
   if (slot == nullptr) return kGeneralError;
-  if (number < 1 || number > DB3GetRecordsInDB(type) + 1) return kRecordNumber;
+  if (number < 1 || number > Count(type) + 1) return kRecordNumber;
   SystemFile file = slot->file;
   file.first_value = number;
   if (!KeepFile(*Catalogue(type), file)) return kGeneralError;
@@ -186,10 +215,7 @@ extern "C" int32_t TERVALON_CALL DB3Close(int32_t type) {
 }
 
 extern "C" int32_t TERVALON_CALL DB3GetRecordsInDB(int32_t type) {
-  return Guarded(0, [=] {
-    const db3::Slot* slot = db3::FindSlot(type);
-    return slot != nullptr && slot->database != nullptr ? slot->database->file->count() : 0;
-  });
+  return Guarded(0, [=] { return db3::Count(type); });
 }
 
 extern "C" int32_t TERVALON_CALL DB3GetCurrentRecordNum(int32_t type) {

@@ -9,11 +9,6 @@ namespace tervalon::db3 {
 // A number that the field cannot hold becomes asterisks, and the result false.
 bool MemberToField(int conversion, const void* member, char* field, int width, int decimals);
 
-// `conversion` is a number's or the logical's. True when writing the member would gain nothing: the
-// field already says its value just as it would be written, or with digits that only the text has.
-bool FieldSaysMember(int conversion, const void* member, const char* field, int width,
-                     int decimals);
-
 void FieldToMember(int conversion, const char* field, int width, void* member);
 
 // Writes a text of up to `size` characters that ends before at its first zero, and blanks up to

@@ -1,13 +1,13 @@
-// Reads and writes that count only as a whole, and files that several processes have to do with.
+// Reads, writes and copies that count only as a whole.
 
 #ifndef DB3_FILE_BYTES_H_
 #define DB3_FILE_BYTES_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
-#include <string>
+#include <vector>
 
 #include "platform/file_system.h"
 
@@ -23,24 +23,45 @@ inline bool WriteWhole(platform::File* file, uint64_t offset, std::span<const ui
   return file->WriteAt(offset, bytes.data(), bytes.size(), &written) && written == bytes.size();
 }
 
-// Opens a file for writing, or makes it, and locks it. `anew`: its bytes go, but only when nobody
-// else has it locked. nullptr on failure.
-inline std::unique_ptr<platform::File> OpenLocked(const std::string& path, platform::LockMode mode,
-                                                  bool anew) {
-  using platform::Files;
-  using platform::OpenMode;
-  // Whoever looks for files that ended processes left may lock and remove this one meanwhile.
-  for (int tries = 0; tries < 20; ++tries) {
-    std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
-    const std::chrono::milliseconds wait(mode == platform::LockMode::kShared ? 200 : 0);
-    if (file != nullptr && !file->Lock(mode, wait)) continue;
-    if (file == nullptr || anew) {
-      file = Files().Open(path, OpenMode::kCreate);
-      if (file == nullptr || !file->Lock(mode, wait)) continue;
-    }
-    return file;
+// Through which bytes are copied. It is made before a file is changed, which then needs no memory.
+class CopyBuffer {
+ public:
+  // For so many bytes at a time, within limits.
+  explicit CopyBuffer(uint64_t size = kLargest)
+      : bytes_(static_cast<size_t>(std::min<uint64_t>(size, kLargest))) {}
+
+  std::span<uint8_t> Part(uint64_t count) {
+    return std::span(bytes_).first(static_cast<size_t>(std::min<uint64_t>(count, bytes_.size())));
   }
-  return nullptr;
+
+ private:
+  static constexpr size_t kLargest = 1 << 18;
+
+  std::vector<uint8_t> bytes_;
+};
+
+// Reads `count` bytes from `offset` on piece by piece and hands each over with its position among
+// them. `use` returns false to give up.
+template <typename Use>
+bool ForEachPiece(platform::File* file, uint64_t offset, uint64_t count, CopyBuffer* buffer,
+                  Use use) {
+  for (uint64_t done = 0; done < count;) {
+    const std::span<uint8_t> piece = buffer->Part(count - done);
+    if (!ReadWhole(file, offset + done, piece.data(), piece.size()) || !use(piece, done)) {
+      return false;
+    }
+    done += piece.size();
+  }
+  return true;
+}
+
+// Copies bytes of one file to another place, or another file, that they do not overlap.
+inline bool CopyBytes(platform::File* from, uint64_t offset, uint64_t count, platform::File* to,
+                      uint64_t target, CopyBuffer* buffer) {
+  return ForEachPiece(from, offset, count, buffer,
+                      [=](std::span<const uint8_t> piece, uint64_t done) {
+                        return WriteWhole(to, target + done, piece);
+                      });
 }
 
 }  // namespace tervalon::db3

@@ -1,50 +1,26 @@
 #include "db3/record_file.h"
 
 #include <algorithm>
-#include <cstring>
+#include <chrono>
 #include <ctime>
 
 #include "appsvc/export_guard.h"
 #include "db3/file_bytes.h"
+#include "platform/file_change.h"
 
 namespace tervalon::db3 {
 namespace {
 
 using platform::Files;
+using platform::Force;
 using platform::LockMode;
 using platform::OpenMode;
+using platform::ReplaceResult;
 
 constexpr size_t kMarkerBlock = 16384;  // read at a time when looking for deleted records
-constexpr size_t kCopyBlock = 1 << 18;
 
-// A file that is being written, to take the place of the one at `path`.
-std::string NewPath(const std::string& path) { return path + ".new"; }
-
-void RemoveFile(const std::string& path) {
-  if (Files().Status(path) == platform::PathStatus::kFile) Files().Remove(path);
-}
-
-// Makes the file that is to take the place of the one at `path`, over what a process left that
-// ended while it wrote.
-std::unique_ptr<platform::File> CreateNew(const std::string& path) {
-  return OpenLocked(path, LockMode::kExclusive, /*anew=*/true);
-}
-
-// Removes such a file when no process has it in use.
-void RemoveLeftOver(const std::string& path) {
-  if (Files().Status(path) != platform::PathStatus::kFile) return;
-  const std::unique_ptr<platform::File> file = Files().Open(path, OpenMode::kReadWrite);
-  if (file != nullptr && file->Lock(LockMode::kExclusive)) Files().Remove(path);
-}
-
-// A record as it is stored, with room for the end mark.
-std::vector<uint8_t> Stored(std::span<const char> text) {
-  std::vector<uint8_t> record;
-  record.reserve(text.size() + 2);
-  record.push_back(kLiveMark);
-  record.insert(record.end(), text.begin(), text.end());
-  return record;
-}
+// A longer journal does not stay behind the file until the next change or the closing.
+constexpr uint64_t kSmallJournal = 1 << 16;
 
 std::span<const uint8_t> BytesOf(std::span<const char> text) {
   return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
@@ -63,28 +39,22 @@ Cause RecordFile::Create(const std::string& path, std::span<const FieldDescripto
   RecordHeader header;
   if (!MakeHeader(fields, &header)) return kFileCreation;
   header.bytes.push_back(kEndMark);
-  const std::string beside = NewPath(path);
-  const std::unique_ptr<platform::File> file = CreateNew(beside);
-  if (file == nullptr) return kFileCreation;
-  if (WriteWhole(file.get(), 0, header.bytes) && Files().MoveOver(beside, path)) {
-    UndoFile(path).Remove();
-    return kSuccess;
+  const bool replaces = Files().Status(path) == platform::PathStatus::kFile;
+  switch (platform::ReplaceFile(path, header.bytes, Force::kToDisk)) {
+    case ReplaceResult::kDone:
+      return kSuccess;
+    case ReplaceResult::kNotMoved:
+      return replaces ? kFileDeletion : kFileCreation;
+    default:
+      return kFileCreation;
   }
-  RemoveFile(beside);
-  return kFileCreation;
 }
 
 Cause RecordFile::Open(const std::string& path, std::unique_ptr<RecordFile>* file) {
   file->reset(new RecordFile(FromRoot(path)));
-  const Cause cause = (*file)->Load();
+  const Cause cause = Turn(file->get(), LockMode::kShared).cause();
   if (cause != kSuccess) file->reset();
   return cause;
-}
-
-bool RecordFile::Remove(const std::string& path) {
-  if (!Files().Remove(path)) return false;
-  UndoFile(path).Remove();
-  return true;
 }
 
 RecordFile::~RecordFile() {
@@ -92,36 +62,108 @@ RecordFile::~RecordFile() {
 }
 
 Cause RecordFile::Close() {
-  if (!torn_) undo_.Close();
-  torn_ = false;
   if (file_ == nullptr) return kSuccess;
-  const bool closed = file_->Close();
+  bool closed = true;
+  if (changed_) {
+    // Not when others are at work: they do it.
+    if (file_->Lock(LockMode::kExclusive)) DropJournal();
+    closed = file_->Sync();
+  }
+  closed = file_->Close() && closed;
   file_.reset();
   return closed ? kSuccess : kFileClose;
 }
 
-bool RecordFile::OpenFile() {
-  file_ = Files().Open(path_, OpenMode::kReadWrite);
-  if (file_ == nullptr) file_ = Files().Open(path_, OpenMode::kRead);
-  return file_ != nullptr;
+// --- Turns ---
+
+Cause RecordFile::OpenFile() {
+  bool absent = false;
+  loaded_ = false;
+  file_ = Files().Open(path_, OpenMode::kReadWrite, &absent);
+  if (file_ == nullptr && !absent) file_ = Files().Open(path_, OpenMode::kRead, &absent);
+  if (file_ != nullptr) return kSuccess;
+  return absent ? kFileMissing : kFileOpen;
 }
 
-Cause RecordFile::Load() {
-  if (!OpenFile()) {
-    return Files().Status(path_) == platform::PathStatus::kNothing ? kFileMissing : kFileOpen;
+Cause RecordFile::LockFile(LockMode mode) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end = Clock::now() + platform::kLockWait;
+  for (;;) {
+    if (file_ == nullptr) {
+      const Cause cause = OpenFile();
+      if (cause != kSuccess) return cause;
+    }
+    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+    if (file_->Lock(mode, std::max(rest, {}))) {
+      locked_ = true;
+      return kSuccess;
+    }
+    if (Clock::now() >= end) return mode == LockMode::kShared ? kFileRead : kFileWrite;
+    file_.reset();  // another took its place
   }
-  if (!undo_.TakeBack(file_.get(), true)) {
-    torn_ = true;  // for the next who opens the file
-    return kFileWrite;
-  }
-  undo_.Close();
-  Cause cause = LoadHeader();
-  if (cause == kSuccess) cause = FindDeleted();
-  if (cause == kSuccess) RemoveLeftOver(NewPath(path_));
+}
+
+Cause RecordFile::Enter(LockMode mode) {
+  Cause cause = LockFile(mode);
+  if (cause == kSuccess) cause = Refresh(mode);
+  if (cause != kSuccess) Leave();
   return cause;
 }
 
-Cause RecordFile::LoadHeader() {
+void RecordFile::Leave() {
+  if (locked_ && file_ != nullptr) file_->Unlock();
+  locked_ = false;
+}
+
+Cause RecordFile::Refresh(LockMode mode) {
+  HeaderStart start;
+  const auto read = [&] { return ReadWhole(file_.get(), 0, start.data(), start.size()); };
+  if (!read()) return loaded_ ? kFileRead : Load();
+  if (start[kPendingOffset] == kPending) {
+    if (mode == LockMode::kShared) {
+      Leave();
+      return Enter(LockMode::kExclusive);
+    }
+    const Cause cause = TakeBack();
+    if (cause != kSuccess) return cause;
+    if (!read()) return kFileRead;
+  }
+  if (!loaded_) return Load();
+  if (!std::equal(start.begin(), start.end(), header_.bytes.begin())) {
+    uint64_t size = 0;
+    if (!file_->Size(&size)) return kFileRead;
+    if (!header_.Follow(start) || OffsetOf(header_.stored) > size) return Load();
+  }
+  return DeletedStand() ? kSuccess : Load();
+}
+
+// A mark without a journal is another program's, or what a power cut left: it counts for nothing.
+Cause RecordFile::TakeBack() {
+  CopyBuffer buffer;
+  bool kept = false;
+  if (!UndoJournal::TakeBack(file_.get(), &buffer, &kept)) return kFileWrite;
+  if (kept) loaded_ = false;
+  changed_ = changed_ || kept;
+  return kSuccess;
+}
+
+Cause RecordFile::Load() {
+  loaded_ = false;
+  RecordHeader header;
+  std::vector<uint32_t> deleted;
+  Cause cause = LoadHeader(&header);
+  if (cause == kSuccess) cause = FindDeleted(header, &deleted);
+  if (cause != kSuccess) return cause;
+  if (!header_.fields.empty() && !SameFields(header.fields, header_.fields)) {
+    return kRecordStructure;
+  }
+  header_ = std::move(header);
+  deleted_ = std::move(deleted);
+  loaded_ = true;
+  return kSuccess;
+}
+
+Cause RecordFile::LoadHeader(RecordHeader* header) {
   uint64_t file_size = 0;
   uint8_t start[kHeaderStart];
   if (!file_->Size(&file_size)) return kFileRead;
@@ -131,24 +173,22 @@ Cause RecordFile::LoadHeader() {
   if (header_size == 0 || header_size > file_size) return kInvalidFormat;
   std::vector<uint8_t> bytes(header_size);
   if (!ReadWhole(file_.get(), 0, bytes.data(), bytes.size())) return kFileRead;
-  if (!DecodeHeader(std::move(bytes), &header_)) return kInvalidFormat;
+  if (!DecodeHeader(std::move(bytes), header)) return kInvalidFormat;
   // More than the records is no fault: an end mark, padding, a record not yet counted.
-  return OffsetOf(header_.stored) <= file_size ? kSuccess : kInvalidFormat;
+  return header->OffsetOf(header->stored) <= file_size ? kSuccess : kInvalidFormat;
 }
 
-Cause RecordFile::FindDeleted() {
-  const uint32_t size = header_.record_size;
+Cause RecordFile::FindDeleted(const RecordHeader& header, std::vector<uint32_t>* deleted) {
+  const uint32_t size = header.record_size;
   const uint32_t per_block = std::max<uint32_t>(1, kMarkerBlock / size);
-  scratch_.resize(size_t{per_block - 1} * size + 1);
-  deleted_.clear();
-  for (uint32_t first = 0; first < header_.stored; first += per_block) {
-    const uint32_t records = std::min(per_block, header_.stored - first);
-    if (!ReadWhole(file_.get(), OffsetOf(first), scratch_.data(), size_t{records - 1} * size + 1)) {
-      return kFileRead;
-    }
+  std::vector<uint8_t> block(size_t{per_block - 1} * size + 1);
+  for (uint32_t first = 0; first < header.stored; first += per_block) {
+    const uint32_t records = std::min(per_block, header.stored - first);
+    const size_t bytes = size_t{records - 1} * size + 1;
+    if (!ReadWhole(file_.get(), header.OffsetOf(first), block.data(), bytes)) return kFileRead;
     for (uint32_t i = 0; i < records; ++i) {
-      const uint8_t mark = scratch_[size_t{i} * size];
-      if (mark == kDeletedMark) deleted_.push_back(first + i);
+      const uint8_t mark = block[size_t{i} * size];
+      if (mark == kDeletedMark) deleted->push_back(first + i);
       // Anything else: the records do not begin where the header says, or are not of its length.
       if (mark != kDeletedMark && mark != kLiveMark) return kInvalidFormat;
     }
@@ -156,11 +196,17 @@ Cause RecordFile::FindDeleted() {
   return kSuccess;
 }
 
-bool RecordFile::Ready() {
-  if (file_ == nullptr && !OpenFile()) return false;
-  if (torn_) torn_ = !undo_.TakeBack(file_.get(), false);
-  return !torn_;
+// No user of this library marks records or takes marks away, but each moves them: as many as there
+// were are there, and these are all.
+bool RecordFile::DeletedStand() {
+  return std::all_of(deleted_.begin(), deleted_.end(), [this](uint32_t place) {
+    uint8_t mark = 0;
+    return place < header_.stored && ReadWhole(file_.get(), OffsetOf(place), &mark, 1) &&
+           mark == kDeletedMark;
+  });
 }
+
+// --- Records ---
 
 uint32_t RecordFile::PlaceOf(int32_t number) const {
   const auto index = static_cast<uint32_t>(number - 1);
@@ -178,121 +224,143 @@ uint32_t RecordFile::PlaceOf(int32_t number) const {
   return index + low;
 }
 
+// Reads a record's mark, and as much behind it as there is room for. Other programs may have marked
+// it meanwhile.
+Cause RecordFile::Find(int32_t number, uint32_t* place, std::span<uint8_t> record) {
+  for (int tries = 0; tries < 2; ++tries) {
+    if (number < 1 || number > count()) return kRecordNumber;
+    *place = PlaceOf(number);
+    if (!ReadWhole(file_.get(), OffsetOf(*place), record.data(), record.size())) return kFileRead;
+    if (record[0] == kLiveMark) return kSuccess;
+    const Cause cause = Load();
+    if (cause != kSuccess) return cause;
+  }
+  return kFileRead;
+}
+
+Cause RecordFile::Find(int32_t number, uint32_t* place) {
+  uint8_t mark = 0;
+  return Find(number, place, {&mark, 1});
+}
+
 Cause RecordFile::Read(int32_t number, std::span<char> text) {
-  if (!Has(number)) return kRecordNumber;
-  if (text.size() != text_size() || !Ready()) return kFileRead;
-  const uint64_t offset = OffsetOf(PlaceOf(number)) + 1;
-  return ReadWhole(file_.get(), offset, text.data(), text.size()) ? kSuccess : kFileRead;
+  if (text.size() != text_size()) return kFileRead;
+  uint32_t place = 0;
+  record_.resize(header_.record_size);
+  const Cause cause = Find(number, &place, record_);
+  if (cause == kSuccess) std::copy(record_.begin() + 1, record_.end(), text.begin());
+  return cause;
 }
 
 Cause RecordFile::Update(int32_t number, std::span<const char> text) {
-  if (!Has(number)) return kRecordNumber;
-  if (text.size() != text_size() || !Ready()) return kFileWrite;
-  if (!Overwrite(OffsetOf(PlaceOf(number)) + 1, BytesOf(text))) return kFileWrite;
-  StampDate();
-  return kSuccess;
+  if (text.size() != text_size()) return kFileWrite;
+  uint32_t place = 0;
+  const Cause cause = Find(number, &place);
+  if (cause != kSuccess) return cause;
+  const uint64_t offset = OffsetOf(place) + 1;
+  const bool done = Change(
+      {.old = {offset, offset + text.size()}, .bytes = BytesOf(text), .stored = header_.stored});
+  return done ? kSuccess : kFileWrite;
 }
 
 Cause RecordFile::Insert(int32_t number, std::span<const char> text) {
-  if (number != count() + 1 && !Has(number)) return kRecordNumber;
-  if (text.size() != text_size() || !Ready()) return kFileWrite;
-  const bool at_end = number > count();
-  return (at_end ? Append(text) : Rewrite(PlaceOf(number), text)) ? kSuccess : kFileWrite;
+  if (text.size() != text_size()) return kFileWrite;
+  uint32_t place = header_.stored;
+  const bool at_end = number == count() + 1;
+  const Cause cause = at_end ? kSuccess : Find(number, &place);
+  if (cause != kSuccess) return cause;
+  record_.assign(1, kLiveMark);
+  record_.insert(record_.end(), text.begin(), text.end());
+  if (at_end) record_.push_back(kEndMark);
+  const bool done = Change({.old = {OffsetOf(place), OffsetOf(header_.stored + 1) + 1},
+                            .bytes = record_,
+                            .kept_from = 0,
+                            .kept_count = OffsetOf(header_.stored) - OffsetOf(place),
+                            .stored = header_.stored + 1});
+  if (!done) return kFileWrite;
+  for (uint32_t& other : deleted_) {
+    if (other >= place) ++other;
+  }
+  return kSuccess;
 }
 
 Cause RecordFile::Delete(int32_t number) {
-  if (!Has(number)) return kRecordNumber;
-  return Ready() && Rewrite(PlaceOf(number), {}) ? kSuccess : kFileWrite;
-}
-
-bool RecordFile::Overwrite(uint64_t offset, std::span<const uint8_t> bytes) {
-  scratch_.resize(bytes.size());
-  if (!ReadWhole(file_.get(), offset, scratch_.data(), scratch_.size())) return false;
-  if (!undo_.Keep(offset, scratch_, bytes)) return false;
-  if (WriteWhole(file_.get(), offset, bytes)) {
-    undo_.Forget();
-    return true;
+  uint32_t place = 0;
+  const Cause cause = Find(number, &place);
+  if (cause != kSuccess) return cause;
+  const bool done = Change({.old = {OffsetOf(place), OffsetOf(header_.stored) + 1},
+                            .bytes = {},
+                            .kept_from = header_.record_size,
+                            .kept_count = OffsetOf(header_.stored) - OffsetOf(place + 1),
+                            .stored = header_.stored - 1});
+  if (!done) return kFileWrite;
+  for (uint32_t& other : deleted_) {
+    if (other >= place) --other;
   }
-  torn_ = !undo_.TakeBack(file_.get(), false);
-  return false;
+  return kSuccess;
 }
 
-// The record that was changed is safe already: a date that cannot be written is no failure.
-void RecordFile::StampDate() {
+// --- Changes ---
+
+bool RecordFile::Change(Edit edit) {
+  // Whatever needs memory comes before the first write.
+  CopyBuffer buffer(edit.old.size() + UndoJournal::kTrailerSize);
+  uint64_t end = 0;
+  if (!UndoJournal::EndWithout(file_.get(), &end)) return false;
+  edit.old.end = std::min(edit.old.end, end);
+  const uint64_t records_end = OffsetOf(std::max(header_.stored, edit.stored)) + 1;
+  const uint64_t journal = std::max(end, records_end);
+  const HeaderStart after = StartAfter(edit.stored);
+
+  changed_ = true;
+  if (!UndoJournal::Keep(file_.get(), edit.old, header_.Start(), journal, &buffer)) {
+    file_->Resize(end);
+    return false;
+  }
+  if (!Write(edit, journal, after, &buffer)) {
+    // Where this fails, the next turn does it.
+    bool kept = false;
+    UndoJournal::TakeBack(file_.get(), &buffer, &kept);
+    return false;
+  }
+  if (edit.stored < header_.stored) {
+    file_->Resize(OffsetOf(edit.stored) + 1);
+  } else if (edit.old.size() > kSmallJournal) {
+    file_->Resize(journal);
+  }
+  header_.Follow(after);
+  return true;
+}
+
+bool RecordFile::Write(const Edit& edit, uint64_t journal, const HeaderStart& after,
+                       CopyBuffer* buffer) {
+  const auto write = [this](uint64_t offset, std::span<const uint8_t> bytes) {
+    return bytes.empty() || WriteWhole(file_.get(), offset, bytes);
+  };
+  const uint64_t behind = edit.old.begin + edit.bytes.size();
+  const bool moves = edit.kept_count > 0 || edit.bytes.empty();
+  return write(kPendingOffset, {&kPending, 1}) && write(edit.old.begin, edit.bytes) &&
+         CopyBytes(file_.get(), journal + edit.kept_from, edit.kept_count, file_.get(), behind,
+                   buffer) &&
+         (!moves || write(OffsetOf(edit.stored), {&kEndMark, 1})) && write(0, after);
+}
+
+// The start of the header when a change is complete.
+HeaderStart RecordFile::StartAfter(uint32_t stored) {
   const int64_t now = std::time(nullptr);
-  if (now == stamped_) return;
-  stamped_ = now;
-  const HeaderDate today = Today();
-  if (today != header_.Date() && Overwrite(kDateOffset, today)) header_.SetDate(today);
+  if (now != looked_) today_ = Today();
+  looked_ = now;
+  return header_.StartWith(today_, stored);
 }
 
-bool RecordFile::Append(std::span<const char> text) {
-  const uint64_t end = OffsetOf(header_.stored);
-  std::vector<uint8_t> record = Stored(text);
-  record.push_back(kEndMark);
-  RecordHeader counted = header_;
-  counted.SetStored(header_.stored + 1);
-  counted.SetDate(Today());
-  if (!WriteWhole(file_.get(), end, record) ||
-      !Overwrite(0, std::span(counted.bytes).first(kCountEnd))) {
-    // Unless the torn header may yet turn out to count the record.
-    if (!torn_) WriteWhole(file_.get(), end, {&kEndMark, 1});
-    return false;
+void RecordFile::DropJournal() {
+  uint8_t pending = kPending;
+  uint64_t size = 0;
+  uint64_t end = 0;
+  if (ReadWhole(file_.get(), kPendingOffset, &pending, 1) && pending != kPending &&
+      file_->Size(&size) && UndoJournal::EndWithout(file_.get(), &end) && end < size) {
+    file_->Resize(end);
   }
-  header_ = std::move(counted);
-  return true;
-}
-
-bool RecordFile::Rewrite(uint32_t place, std::span<const char> inserted) {
-  if (!undo_.Forget()) return false;  // records move
-  RecordHeader changed = header_;
-  changed.SetStored(inserted.empty() ? header_.stored - 1 : header_.stored + 1);
-  changed.SetDate(Today());
-  std::vector<uint32_t> deleted = deleted_;
-  for (uint32_t& other : deleted) {
-    if (other >= place) other += inserted.empty() ? uint32_t(-1) : 1;
-  }
-  const std::string beside = NewPath(path_);
-  const std::unique_ptr<platform::File> target = CreateNew(beside);
-  if (target == nullptr) return false;
-  const bool complete =
-      WriteWhole(target.get(), 0, changed.bytes) && WriteAnew(target.get(), place, inserted);
-  if (complete) file_.reset();  // some systems do not replace what is open
-  const bool moved = complete && Files().MoveOver(beside, path_);
-  // A file that cannot be opened again now is tried with the next operation.
-  if (file_ == nullptr) OpenFile();
-  if (!moved) {
-    RemoveFile(beside);
-    return false;
-  }
-  header_ = std::move(changed);
-  deleted_ = std::move(deleted);
-  return true;
-}
-
-bool RecordFile::WriteAnew(platform::File* target, uint32_t place, std::span<const char> inserted) {
-  uint64_t position = OffsetOf(0);
-  const uint64_t kept_from = OffsetOf(inserted.empty() ? place + 1 : place);
-  if (!Copy(OffsetOf(0), OffsetOf(place), target, &position)) return false;
-  if (!inserted.empty()) {
-    if (!WriteWhole(target, position, Stored(inserted))) return false;
-    position += header_.record_size;
-  }
-  return Copy(kept_from, OffsetOf(header_.stored), target, &position) &&
-         WriteWhole(target, position, {&kEndMark, 1});
-}
-
-bool RecordFile::Copy(uint64_t begin, uint64_t end, platform::File* target, uint64_t* position) {
-  while (begin < end) {
-    scratch_.resize(static_cast<size_t>(std::min<uint64_t>(end - begin, kCopyBlock)));
-    if (!ReadWhole(file_.get(), begin, scratch_.data(), scratch_.size()) ||
-        !WriteWhole(target, *position, scratch_)) {
-      return false;
-    }
-    begin += scratch_.size();
-    *position += scratch_.size();
-  }
-  return true;
 }
 
 }  // namespace tervalon::db3

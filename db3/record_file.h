@@ -4,13 +4,11 @@
 // Records are numbered from 1 in the order of the file. Records that another program marked deleted
 // are not counted, and stay where they are.
 //
-// Whatever fails, and wherever the process ends, the file holds a change wholly or not at all:
-//  - A record that is added at the end is written before the header counts it.
-//  - Bytes that are written over, a record or the header's count, are first put into an undo file
-//    beside the database. A write that was cut short is taken back, at once or when the file is
-//    opened again and the process that wrote has ended.
-//  - To insert or delete a record elsewhere, the file is written anew beside itself and put in its
-//    own place.
+// Several users, in this process and others, may have one file open. Each takes its turn on it, and
+// then finds what the file holds now. Whatever fails, and wherever a process ends, the file holds a
+// change wholly or not at all: what is written over is kept behind the end of the file until the
+// last write of the change (UndoJournal), and whoever comes next takes back a change that was cut
+// short.
 
 #ifndef DB3_RECORD_FILE_H_
 #define DB3_RECORD_FILE_H_
@@ -26,7 +24,7 @@
 #include "db3/causes.h"
 #include "db3/field_descriptor.h"
 #include "db3/record_header.h"
-#include "db3/undo_file.h"
+#include "db3/undo_journal.h"
 #include "platform/file_system.h"
 
 namespace tervalon::db3 {
@@ -36,16 +34,34 @@ std::string FromRoot(const std::string& path);
 
 class RecordFile {
  public:
+  // The right to work on a file, together with others who read or alone, until it is destroyed.
+  // Waits for others for a limited time.
+  class Turn {
+   public:
+    Turn(RecordFile* file, platform::LockMode mode) : Turn(file) { cause_ = file->Enter(mode); }
+    ~Turn() { file_->Leave(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    // kSuccess, or why there is no turn: kFileMissing when the file was removed; kRecordStructure
+    // or kInvalidFormat when one that is another took its place; kFileRead; kFileWrite when a
+    // change that was cut short cannot be taken back.
+    Cause cause() const { return cause_; }
+
+   private:
+    explicit Turn(RecordFile* file) : file_(file) {}
+
+    RecordFile* file_;
+    Cause cause_ = kGeneralError;
+  };
+
   // Makes an empty file with these fields, in place of what is at `path`: whole or not at all.
+  // kFileDeletion when what is there does not go, else kFileCreation.
   static Cause Create(const std::string& path, std::span<const FieldDescriptor> fields);
 
-  // Opens a file, for reading only where it cannot be written. Finishes taking back a change in
-  // which an earlier process ended. The answer is kFileMissing, kFileOpen, kFileRead,
-  // kInvalidFormat, or kFileWrite when a change cannot be taken back.
+  // Opens a file, for reading only where it cannot be written. The answer is kFileMissing,
+  // kFileOpen, or that of a first turn.
   static Cause Open(const std::string& path, std::unique_ptr<RecordFile>* file);
-
-  // Removes a file and what may stand beside it.
-  static bool Remove(const std::string& path);
 
   ~RecordFile();
   RecordFile(const RecordFile&) = delete;
@@ -59,10 +75,12 @@ class RecordFile {
   // The length of a record's text: the sum of the fields' widths.
   size_t text_size() const { return header_.record_size - 1; }
 
+  // In a turn, how many records there are; else, how many there were in the last one.
   int32_t count() const { return static_cast<int32_t>(header_.stored - deleted_.size()); }
 
-  // Record operations. A text has text_size() characters. kRecordNumber for a number that is not
-  // there, kFileRead and kFileWrite for what the system refuses: then nothing has changed.
+  // Record operations, within a turn; all but Read change the file and need one alone. A text has
+  // text_size() characters. kRecordNumber for a number that is not there, kFileRead and kFileWrite
+  // for what the system refuses: then, and when memory runs out, nothing has changed.
   Cause Read(int32_t number, std::span<char> text);
   Cause Update(int32_t number, std::span<const char> text);
 
@@ -73,44 +91,56 @@ class RecordFile {
   // Removes a record and closes the gap.
   Cause Delete(int32_t number);
 
-  // kFileClose when the system reports a failure. The file is closed all the same.
+  // Forces what was changed to the disk. kFileClose when the system reports a failure; the file is
+  // closed all the same.
   Cause Close();
 
  private:
-  explicit RecordFile(std::string path) : path_(std::move(path)), undo_(path_) {}
+  // What a change writes over a range: bytes, and behind them a part of what stood in the range.
+  struct Edit {
+    Range old;
+    std::span<const uint8_t> bytes;
+    uint64_t kept_from = 0;  // counted from the beginning of the range
+    uint64_t kept_count = 0;
+    uint32_t stored = 0;  // records in the file afterwards
+  };
 
+  explicit RecordFile(std::string path) : path_(std::move(path)) {}
+
+  Cause Enter(platform::LockMode mode);
+  void Leave();
+
+  Cause OpenFile();
+  Cause LockFile(platform::LockMode mode);
+  // Brings what is known of the file up to date.
+  Cause Refresh(platform::LockMode mode);
+  Cause TakeBack();
   Cause Load();
-  Cause LoadHeader();
-  Cause FindDeleted();
-  bool OpenFile();
-  // Opens the file again and takes a torn write back, where an earlier operation could not.
-  bool Ready();
+  Cause LoadHeader(RecordHeader* header);
+  Cause FindDeleted(const RecordHeader& header, std::vector<uint32_t>* deleted);
+  bool DeletedStand();
 
   // Where a record stands among all that are stored, deleted ones included.
   uint32_t PlaceOf(int32_t number) const;
-  uint64_t OffsetOf(uint32_t place) const {
-    return header_.bytes.size() + uint64_t{place} * header_.record_size;
-  }
-  bool Has(int32_t number) const { return number >= 1 && number <= count(); }
+  uint64_t OffsetOf(uint32_t place) const { return header_.OffsetOf(place); }
+  Cause Find(int32_t number, uint32_t* place);
+  Cause Find(int32_t number, uint32_t* place, std::span<uint8_t> record);
 
-  bool Overwrite(uint64_t offset, std::span<const uint8_t> bytes);
-  void StampDate();
-  bool Append(std::span<const char> text);
-
-  // Puts a file in place of this one that has `inserted` as the record at `place`, or, when that is
-  // empty, lacks the record there.
-  bool Rewrite(uint32_t place, std::span<const char> inserted);
-  bool WriteAnew(platform::File* target, uint32_t place, std::span<const char> inserted);
-  bool Copy(uint64_t begin, uint64_t end, platform::File* target, uint64_t* position);
+  bool Change(Edit edit);
+  bool Write(const Edit& edit, uint64_t journal, const HeaderStart& after, CopyBuffer* buffer);
+  HeaderStart StartAfter(uint32_t stored);
+  void DropJournal();
 
   std::string path_;
   std::unique_ptr<platform::File> file_;
-  UndoFile undo_;
-  bool torn_ = false;  // a write was cut short and could not yet be taken back
+  bool locked_ = false;
+  bool changed_ = false;  // since it was opened
   RecordHeader header_;
   std::vector<uint32_t> deleted_;  // places of the records marked deleted, ascending
-  int64_t stamped_ = 0;            // when the date was last looked at, in seconds
-  std::vector<uint8_t> scratch_;
+  bool loaded_ = false;            // the two above are those of file_
+  HeaderDate today_ = {};
+  int64_t looked_ = 0;  // at the calendar, in seconds
+  std::vector<uint8_t> record_;
 };
 
 }  // namespace tervalon::db3

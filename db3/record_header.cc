@@ -48,6 +48,8 @@ void EncodeField(const FieldDescriptor& field, uint8_t* bytes) {
   bytes[kDecimalsOffset] = field.decimals;
 }
 
+bool IsCount(uint32_t count) { return count < uint32_t{std::numeric_limits<int32_t>::max()}; }
+
 uint32_t RecordSize(std::span<const FieldDescriptor> fields) {
   uint32_t size = 1;
   for (const FieldDescriptor& field : fields) size += field.width;
@@ -64,19 +66,37 @@ HeaderDate Today() {
           static_cast<uint8_t>(local->tm_mday)};
 }
 
-HeaderDate RecordHeader::Date() const {
-  HeaderDate date;
-  std::copy_n(bytes.begin() + kDateOffset, date.size(), date.begin());
-  return date;
+HeaderStart RecordHeader::Start() const {
+  HeaderStart start;
+  std::copy_n(bytes.begin(), start.size(), start.begin());
+  if (start[kPendingOffset] == kPending) start[kPendingOffset] = 0;
+  return start;
 }
 
-void RecordHeader::SetDate(const HeaderDate& date) {
-  std::copy(date.begin(), date.end(), bytes.begin() + kDateOffset);
+HeaderStart RecordHeader::StartWith(const HeaderDate& date, uint32_t count) const {
+  HeaderStart start = Start();
+  std::copy(date.begin(), date.end(), start.begin() + kDateOffset);
+  Store(&start[kCountOffset], count);
+  return start;
 }
 
-void RecordHeader::SetStored(uint32_t count) {
+bool RecordHeader::Follow(const HeaderStart& start) {
+  const auto same = [&](size_t begin, size_t end) {
+    return std::equal(start.begin() + begin, start.begin() + end, bytes.begin() + begin);
+  };
+  const uint32_t count = Load<uint32_t>(&start[kCountOffset]);
+  if (!same(0, kDateOffset) || !same(kSizesOffset, kPendingOffset) || !IsCount(count)) return false;
+  std::copy(start.begin(), start.end(), bytes.begin());
   stored = count;
-  Store(bytes.data() + kCountOffset, count);
+  return true;
+}
+
+bool SameFields(std::span<const FieldDescriptor> a, std::span<const FieldDescriptor> b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const FieldDescriptor& x, const FieldDescriptor& y) {
+                      return std::strncmp(x.name, y.name, sizeof(x.name)) == 0 &&
+                             x.type == y.type && x.width == y.width && x.decimals == y.decimals;
+                    });
 }
 
 size_t HeaderSize(std::span<const uint8_t, kHeaderStart> start) {
@@ -102,8 +122,7 @@ bool DecodeHeader(std::vector<uint8_t> bytes, RecordHeader* header) {
   if (position >= all.size() || header->fields.empty()) return false;
   header->record_size = RecordSize(header->fields);
   header->stored = Load<uint32_t>(&all[kCountOffset]);
-  return header->record_size == Load<uint16_t>(&all[kRecordSizeOffset]) &&
-         header->stored < uint32_t{std::numeric_limits<int32_t>::max()};
+  return header->record_size == Load<uint16_t>(&all[kRecordSizeOffset]) && IsCount(header->stored);
 }
 
 bool MakeHeader(std::span<const FieldDescriptor> fields, RecordHeader* header) {
@@ -114,8 +133,9 @@ bool MakeHeader(std::span<const FieldDescriptor> fields, RecordHeader* header) {
   header->fields.assign(fields.begin(), fields.end());
   header->bytes.assign(size, 0);
   header->bytes[0] = kVersion;
-  header->SetDate(Today());
-  header->SetStored(0);
+  header->stored = 0;
+  const HeaderDate today = Today();
+  std::copy(today.begin(), today.end(), header->bytes.begin() + kDateOffset);
   Store(&header->bytes[kHeaderSizeOffset], static_cast<uint16_t>(size));
   Store(&header->bytes[kRecordSizeOffset], static_cast<uint16_t>(header->record_size));
   uint8_t* descriptor = &header->bytes[kHeaderStart];

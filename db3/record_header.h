@@ -17,7 +17,16 @@ namespace tervalon::db3 {
 inline constexpr size_t kHeaderStart = 32;
 inline constexpr size_t kDateOffset = 1;
 inline constexpr size_t kCountOffset = 4;
-inline constexpr size_t kCountEnd = 8;
+inline constexpr size_t kSizesOffset = 8;  // of the header and of a record
+inline constexpr size_t kPendingOffset = 14;
+
+// What a change ends with writing: as far as the byte that says it is going on.
+inline constexpr size_t kChangingStart = kPendingOffset + 1;
+
+using HeaderStart = std::array<uint8_t, kChangingStart>;
+
+// The byte while a change is going on, or was when a process ended.
+inline constexpr uint8_t kPending = 'U';
 
 inline constexpr uint8_t kEndMark = 0x1A;
 inline constexpr uint8_t kLiveMark = ' ';
@@ -34,10 +43,18 @@ struct RecordHeader {
   uint32_t record_size = 1;  // with the deletion marker
   uint32_t stored = 0;       // records in the file, with those that are marked deleted
 
-  HeaderDate Date() const;
-  void SetDate(const HeaderDate& date);
-  void SetStored(uint32_t count);
+  // Takes over the start of the file's header. False when more has changed than date and count, or
+  // the count cannot be one.
+  bool Follow(const HeaderStart& start);
+
+  // As no change is going on.
+  HeaderStart Start() const;
+  HeaderStart StartWith(const HeaderDate& date, uint32_t count) const;
+
+  uint64_t OffsetOf(uint32_t place) const { return bytes.size() + uint64_t{place} * record_size; }
 };
+
+bool SameFields(std::span<const FieldDescriptor> a, std::span<const FieldDescriptor> b);
 
 // The length of the whole header, from its first 32 bytes; 0 when this is no such header.
 size_t HeaderSize(std::span<const uint8_t, kHeaderStart> start);

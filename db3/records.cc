@@ -13,7 +13,9 @@
 namespace tervalon::db3 {
 namespace {
 
-// What an operation works on.
+using platform::LockMode;
+
+// What an operation works on, in its turn.
 struct Target {
   const DatabaseType& type;
   OpenDatabase& database;
@@ -28,24 +30,19 @@ struct Target {
   }
 };
 
-// A failed read is told as a failed write: callers know no other cause for what the file refuses.
-Cause Told(Cause cause) { return cause == kFileRead ? kFileWrite : cause; }
+using Convert = int32_t (*)(const DatabaseType& type, std::span<const std::byte> structure,
+                            std::span<char> text);
 
-Cause Fetch(const Target& target, std::vector<char>* text) {
-  text->resize(target.file().text_size());
-  return Told(target.file().Read(target.number, *text));
-}
-
-int32_t Write(const Target& target, std::vector<char>* text) {
+int32_t Write(const Target& target, Convert convert, std::vector<char>* text) {
   const TableLock offset_widths(target.database.offset_widths);
   const TableLock members(target.database.members);
   if (!offset_widths || !members) return kMemoryLock;
-  return WriteRecord(target.type, target.structure, target.Fields(text));
+  return convert(target.type, target.structure, target.Fields(text));
 }
 
 int32_t Read(const Target& target) {
-  std::vector<char> text;
-  const Cause cause = Fetch(target, &text);
+  std::vector<char> text(target.file().text_size());
+  const Cause cause = target.file().Read(target.number, text);
   if (cause != kSuccess) return cause;
   const TableLock offset_widths(target.database.offset_widths);
   if (!offset_widths) return kMemoryLock;
@@ -53,10 +50,10 @@ int32_t Read(const Target& target) {
 }
 
 int32_t Update(const Target& target) {
-  std::vector<char> text;
-  int32_t cause = Fetch(target, &text);
-  if (cause == kSuccess) cause = Write(target, &text);
-  return cause != kSuccess ? cause : Told(target.file().Update(target.number, text));
+  std::vector<char> text(target.file().text_size());
+  int32_t cause = target.file().Read(target.number, text);
+  if (cause == kSuccess) cause = Write(target, UpdateRecord, &text);
+  return cause != kSuccess ? cause : target.file().Update(target.number, text);
 }
 
 bool MayInsert(const Target& target) {
@@ -72,21 +69,32 @@ int32_t Insert(const Target& target) {
   if (target.file().count() >= DB3_MAX_RECORDS) return kDatabaseFull;
   if (!MayInsert(target)) return kRecordNumber;
   std::vector<char> text(target.file().text_size(), ' ');
-  const int32_t cause = Write(target, &text);
-  return cause != kSuccess ? cause : Told(target.file().Insert(target.number, text));
+  const int32_t cause = Write(target, NewRecord, &text);
+  return cause != kSuccess ? cause : target.file().Insert(target.number, text);
 }
 
-int32_t Delete(const Target& target) { return Told(target.file().Delete(target.number)); }
+int32_t Delete(const Target& target) { return target.file().Delete(target.number); }
 
 // By number of DB3HandleRecord.
 struct Operation {
   Action action;
+  LockMode mode;
   int32_t (*run)(const Target& target);
 };
 constexpr Operation kOperations[] = {
-    {kInvalidAction, nullptr},     {kReadRecordAction, Read},     {kUpdateRecordAction, Update},
-    {kInsertRecordAction, Insert}, {kDeleteRecordAction, Delete},
+    {kInvalidAction, LockMode::kShared, nullptr},
+    {kReadRecordAction, LockMode::kShared, Read},
+    {kUpdateRecordAction, LockMode::kExclusive, Update},
+    {kInsertRecordAction, LockMode::kExclusive, Insert},
+    {kDeleteRecordAction, LockMode::kExclusive, Delete},
 };
+
+int32_t Run(const Operation& operation, const Target& target) {
+  const RecordFile::Turn turn(&target.file(), operation.mode);
+  const int32_t cause = turn.cause() == kSuccess ? operation.run(target) : int32_t{turn.cause()};
+  // A failed read is told as a failed write: callers know no other cause for what the file refuses.
+  return cause == kFileRead || cause == kFileOpen ? kFileWrite : cause;
+}
 
 int32_t Handle(int32_t type, int32_t operation, int32_t number, void* record, int32_t flags) {
   Slot* slot = FindSlot(type);
@@ -100,7 +108,7 @@ int32_t Handle(int32_t type, int32_t operation, int32_t number, void* record, in
     std::span<std::byte> structure = slot->buffer;
     if (record != nullptr) structure = {static_cast<std::byte*>(record), structure.size()};
     const Target target = {*Catalogue(type), *slot->database, file.first_value, structure, flags};
-    cause = Guarded(int32_t{kMemoryAllocation}, [&] { return row.run(target); });
+    cause = Guarded(int32_t{kMemoryAllocation}, [&] { return Run(row, target); });
   }
   return slot->report_errors ? Report(type, row.action, cause, file) : cause;
 }

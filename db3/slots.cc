@@ -45,11 +45,6 @@ std::string PlainPath(std::string path) {
   return plain;
 }
 
-bool SameField(const FieldDescriptor& a, const FieldDescriptor& b) {
-  return std::strncmp(a.name, b.name, sizeof(a.name)) == 0 && a.type == b.type &&
-         a.width == b.width && a.decimals == b.decimals;
-}
-
 Cause FillTables(const DatabaseType& type, OpenDatabase* database) {
   std::vector<DB3FieldOffsetWidth> table(type.fields.size());
   DB3SetFieldOffsetWidths(table.data(), type.fields.data(), static_cast<int32_t>(table.size()));
@@ -76,7 +71,10 @@ Cause MemoryTable::Fill(const void* bytes, size_t size) {
 
 bool MemoryTable::Free() {
   const TvMemory block = std::exchange(block_, nullptr);
-  return block == nullptr || Memory().Free(block);
+  if (block == nullptr) return true;
+  while (Memory().Unlock(block) > 0) {
+  }
+  return Memory().Free(block);
 }
 
 TableLock::TableLock(const MemoryTable& table)
@@ -91,7 +89,7 @@ bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& t
   const bool marked =
       fields.size() == count + 1 && platform::EqualWithoutCase(fields.back().name, kMarkerField);
   return (fields.size() == count || marked) &&
-         std::equal(type.fields.begin(), type.fields.end(), fields.begin(), SameField);
+         SameFields(std::span(fields).first(count), type.fields);
 }
 
 Slot* FindSlot(int32_t type) {
@@ -113,13 +111,12 @@ bool IsExcluded(int32_t type) {
   return std::any_of(methods.begin(), methods.end(), IsOpen);
 }
 
-RecordFile* OpenFileAt(const std::string& path) {
+bool IsOpenAt(const std::string& path) {
   const std::string plain = PlainPath(path);
-  const auto found = std::find_if(slots.begin(), slots.end(), [&plain](const Slot& slot) {
+  return std::any_of(slots.begin(), slots.end(), [&plain](const Slot& slot) {
     return slot.database != nullptr &&
            platform::EqualWithoutCase(PlainPath(slot.database->file->path()), plain);
   });
-  return found != slots.end() ? found->database->file.get() : nullptr;
 }
 
 Cause OpenAs(const DatabaseType& type, const std::string& path,
@@ -143,7 +140,11 @@ bool FetchFile(const DatabaseType& type, SystemFile* file) {
 bool KeepFile(const DatabaseType& type, const SystemFile& file) {
   SystemFile kept = file;
   kept.number = type.code;
-  return SetGlobalFile(kSection, type.system_list_key, &kept, 1) != 0;
+  return PutFile(type, kept);
+}
+
+bool PutFile(const DatabaseType& type, const SystemFile& file) {
+  return SetGlobalFile(kSection, type.system_list_key, &file, 1) != 0;
 }
 
 void ResetDatabases() {

@@ -27,6 +27,7 @@ class MemoryTable {
 
   // kMemoryAllocation or kMemoryLock on failure; then there is no block.
   Cause Fill(const void* bytes, size_t size);
+  // Whoever has the block locked loses it.
   bool Free();
   TvMemory block() const { return block_; }
 
@@ -70,8 +71,8 @@ int32_t OpenDatabases();
 // Whether a file of one of the types that exclude each other with `type` is open; it is one itself.
 bool IsExcluded(int32_t type);
 
-// The file at `path` when any type has it open, else nullptr.
-RecordFile* OpenFileAt(const std::string& path);
+// Whether any type has the file at `path` open.
+bool IsOpenAt(const std::string& path);
 
 // Whether the fields of a file are those of the type, or those and the marker field.
 bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& type);
@@ -80,9 +81,12 @@ bool HasFields(const std::vector<FieldDescriptor>& fields, const DatabaseType& t
 Cause OpenAs(const DatabaseType& type, const std::string& path,
              std::unique_ptr<OpenDatabase>* database);
 
-// The type's current file in the global store. Both return false where the store does not serve.
+// The type's current file in the global store, which says by its number whose it is. All return
+// false where the store does not serve.
 bool FetchFile(const DatabaseType& type, SystemFile* file);
 bool KeepFile(const DatabaseType& type, const SystemFile& file);
+// As it was fetched.
+bool PutFile(const DatabaseType& type, const SystemFile& file);
 
 // Closes everything and forgets it, as in a new process.
 void ResetDatabases();

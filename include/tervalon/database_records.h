@@ -10,10 +10,11 @@
 //  - a number with decimals is a double or a float, one without an int32_t;
 //  - a logical is an int32_t that is 0 or 1.
 //
-// Two of the structures leave fields out and two hold only the beginning of a text. What a
-// structure does not hold, an update leaves as it stands in the file; so it does with a number
-// that has more digits than its member, as long as the member's value is not changed. In a new
-// record, fields without a member are blank.
+// Two of the structures leave fields out and two hold only the beginning of a text. An update
+// leaves what a structure does not hold as it stands in the file, and any field that already says
+// what its member does: a number that reads as exactly the member's value, a text that begins with
+// the member. Otherwise it writes the field whole. In a new record, fields without a member are
+// blank, logical ones "F".
 //
 // Alignment is natural: a double stands at a multiple of 8 on every platform. `reserved` is zero.
 
@@ -48,7 +49,7 @@ enum {
   DB3_PERIODIC_TABLE = 19
 };
 
-// One step of a temperature or pressure programme, of types 10 and 12. 32 bytes.
+// One step of a temperature programme of type 12. 32 bytes.
 typedef struct DB3Ramp {
   double time, hold, value;
   char action[1];
@@ -58,19 +59,6 @@ typedef struct DB3Ramp {
 typedef struct DB3Event {
   double start, finish;
 } DB3Event;
-
-// An isotope and a possible interference of type 19. 48 and 48 bytes.
-typedef struct DB3Isotope {
-  double mass, relative_abundance;
-  double factors[3];
-  int32_t selected;
-} DB3Isotope;
-
-typedef struct DB3Interference {
-  char label[10];
-  double mass, interfering_mass, correction;
-  int32_t selected;
-} DB3Interference;
 
 // Type 0, "Unified Method (Find)": what finds a peak. Fields of the quantification are not in it.
 // 704 bytes.
@@ -329,8 +317,17 @@ typedef struct DB3Probe {
   char tic_control[1];
   char external_control[1];
   char store_data[1];
-  DB3Ramp ramps[5];
-  uint8_t reserved[32];
+  double time_1, hold_1, value_1;
+  char action_1[1];
+  double time_2, hold_2, value_2;
+  char action_2[1];
+  double time_3, hold_3, value_3;
+  char action_3[1];
+  double time_4, hold_4, value_4;
+  char action_4[1];
+  double time_5, hold_5, value_5;
+  char action_5[1];
+  uint8_t reserved[39];
 } DB3Probe;
 
 // Type 11, "Auto sampler". 152 bytes.
@@ -556,7 +553,7 @@ typedef struct DB3NucMod {
   double average_mass, monoisotopic_mass;
 } DB3NucMod;
 
-// Type 19, The periodic table. 1024 bytes.
+// Type 19, the periodic table. 1024 bytes.
 typedef struct DB3Element {
   int32_t atomic_number;
   char name[20];
@@ -569,10 +566,42 @@ typedef struct DB3Element {
   double dwell_time, focus_volts;
   double element_factors[3];
   int32_t isotope_count;
-  DB3Isotope isotopes[10];
+  // The isotopes.
+  double mass_1, relative_abundance_1, factor_1_1, factor_2_1, factor_3_1;
+  int32_t selected_1;
+  double mass_2, relative_abundance_2, factor_1_2, factor_2_2, factor_3_2;
+  int32_t selected_2;
+  double mass_3, relative_abundance_3, factor_1_3, factor_2_3, factor_3_3;
+  int32_t selected_3;
+  double mass_4, relative_abundance_4, factor_1_4, factor_2_4, factor_3_4;
+  int32_t selected_4;
+  double mass_5, relative_abundance_5, factor_1_5, factor_2_5, factor_3_5;
+  int32_t selected_5;
+  double mass_6, relative_abundance_6, factor_1_6, factor_2_6, factor_3_6;
+  int32_t selected_6;
+  double mass_7, relative_abundance_7, factor_1_7, factor_2_7, factor_3_7;
+  int32_t selected_7;
+  double mass_8, relative_abundance_8, factor_1_8, factor_2_8, factor_3_8;
+  int32_t selected_8;
+  double mass_9, relative_abundance_9, factor_1_9, factor_2_9, factor_3_9;
+  int32_t selected_9;
+  double mass_10, relative_abundance_10, factor_1_10, factor_2_10, factor_3_10;
+  int32_t selected_10;
   int32_t interference_count;
-  DB3Interference interferences[4];
-  uint8_t reserved[104];
+  // The interferences.
+  char label_1[10];
+  double labelled_mass_1, interfering_mass_1, correction_1;
+  int32_t correct_1;
+  char label_2[10];
+  double labelled_mass_2, interfering_mass_2, correction_2;
+  int32_t correct_2;
+  char label_3[10];
+  double labelled_mass_3, interfering_mass_3, correction_3;
+  int32_t correct_3;
+  char label_4[10];
+  double labelled_mass_4, interfering_mass_4, correction_4;
+  int32_t correct_4;
+  uint8_t reserved[140];
 } DB3Element;
 
 TERVALON_END_DECLS

@@ -10,10 +10,17 @@
 //
 // Results are causes, DB3_SUCCESS or what went wrong. A call that fails changes nothing. DB3Open,
 // DB3Close and the record operations then show the user a message box with the cause, unless
-// DB3SetReportErrors switched it off. Every change to a record is in the file when the call
-// returns. Whatever fails, and wherever the process ends, the record then has its old or its new
-// content and all others theirs; files beside the database with ".undo" or ".new" behind its name
-// see to that.
+// DB3SetReportErrors switched it off.
+//
+// Any number of programs, and of types in one program whose fields are the same, may have one file
+// open. Every call works on what is in the file now, and sees every change of the others wholly or
+// not at all; it waits for theirs about 5 seconds, and then gives DB3_FILE_WRITE. Every change to a
+// record is in the file when the call returns. Whatever fails, and wherever a process ends, the
+// record then has its old or its new content and all others theirs. What a power cut spares is what
+// was forced to the disk: a new file by DB3Open, all changes of a program by its DB3Close; the
+// record operations force nothing.
+//
+// Calls are for one thread at a time.
 //
 // A type outside 0..19 gives DB3_GENERAL_ERROR, NULL or 0 and shows nothing.
 
@@ -77,27 +84,29 @@ enum { DB3_HANDLE_READ = 1, DB3_HANDLE_UPDATE = 2, DB3_HANDLE_INSERT = 3, DB3_HA
 // Carries out a mode on the file that `name` (optional) says, else on the type's current one.
 // Directory and extension are the current file's where the name has none. On success the file
 // becomes the type's current one, here and in the global store, unless one of the type is open.
-//  - open: DB3_ALREADY_OPEN also when any type has this very file open; DB3_TOO_MANY_OPEN,
-//    DB3_FILE_MISSING, DB3_FILE_OPEN, DB3_INVALID_FORMAT (not a file of this layout, or its header
-//    and its size do not fit together), DB3_RECORD_STRUCTURE (not the fields of this type),
-//    DB3_FILE_READ; DB3_FILE_WRITE when an update that was cut short cannot be taken back.
-//  - create: removes a file that is there, and makes an empty one; a failure between leaves none.
-//    It is not left open. DB3_ALREADY_OPEN when the type or the file is open, DB3_TOO_MANY_OPEN,
-//    DB3_FILE_DELETION, DB3_FILE_CREATION.
-//  - delete: DB3_FILE_DELETION; DB3_ALREADY_OPEN for a file that is open.
+//  - open: DB3_ALREADY_OPEN for the type, DB3_TOO_MANY_OPEN, DB3_FILE_MISSING (also when the store
+//    has no name), DB3_FILE_OPEN, DB3_INVALID_FORMAT (not a file of this layout, or its header and
+//    its size do not fit together), DB3_RECORD_STRUCTURE (not the fields of this type),
+//    DB3_FILE_READ; DB3_FILE_WRITE when a change that was cut short cannot be taken back.
+//  - create: makes an empty file, in the place of one that is there, whose permissions it keeps. A
+//    failure leaves the old one. It is not left open, and current record numbers stay: set one
+//    before inserting into it. DB3_ALREADY_OPEN when the type or, in this program, the file is
+//    open, DB3_TOO_MANY_OPEN, DB3_FILE_DELETION when the old file does not go, DB3_FILE_CREATION.
+//  - delete: DB3_FILE_DELETION; DB3_ALREADY_OPEN for a file that is open in this program.
 //  - file exists: DB3_SUCCESS or DB3_FILE_MISSING.
 //  - is open: DB3_ALREADY_OPEN when a file of the type is open, else DB3_NOT_OPEN. Shows nothing.
-// DB3_GENERAL_ERROR for other modes, an empty name, none at all, and one that is too long or,
-// because of a comma, cannot be kept in the global store.
+// DB3_GENERAL_ERROR for other modes, a name that is too long, and one that, because of a comma,
+// cannot be kept in the global store; DB3_ALREADY_OPEN and DB3_TOO_MANY_OPEN come before that.
 TERVALON_API int32_t TERVALON_CALL DB3Open(int32_t type, const char* name, int32_t mode);
 
-// Closes the type's file. DB3_GENERAL_ERROR when none is open; after any other cause it is closed
-// all the same.
+// Closes the type's file and forces what was changed to the disk. DB3_GENERAL_ERROR when none is
+// open; after any other cause it is closed all the same.
 TERVALON_API int32_t TERVALON_CALL DB3Close(int32_t type);
 
 // Record operations, on the current record and the type's buffer. All give DB3_GENERAL_ERROR when
 // no file is open, DB3_RECORD_NUMBER for a record that is not there, and DB3_FILE_WRITE for what
-// cannot be read or written.
+// cannot be read or written. DB3_FILE_MISSING, DB3_INVALID_FORMAT or DB3_RECORD_STRUCTURE when the
+// file was removed, or another took its place, while it was open.
 TERVALON_API int32_t TERVALON_CALL DB3ReadRecord(int32_t type);
 
 // Also DB3_FILE_WRITE when a number is too wide for its field.
@@ -118,9 +127,13 @@ TERVALON_API int32_t TERVALON_CALL DB3DeleteRecord(int32_t type);
 TERVALON_API int32_t TERVALON_CALL DB3HandleRecord(int32_t type, int32_t operation, int32_t number,
                                                    void* record, int32_t flags);
 
-// Returns the number of records in the open file; 0 when none is open.
+// Returns the number of records in the open file, as it is now; what was last known where it cannot
+// be read; 0 when none is open.
 TERVALON_API int32_t TERVALON_CALL DB3GetRecordsInDB(int32_t type);
 
+// Returns the current record: the number that was set last, or came with the type's current file
+// from the global store. 0 when there was none. It need not be that of a record: others may have
+// deleted it, and in a new file there is none.
 TERVALON_API int32_t TERVALON_CALL DB3GetCurrentRecordNum(int32_t type);
 
 // Sets the current record, in the global store too. DB3_RECORD_NUMBER, without a message, when it
@@ -137,7 +150,8 @@ TERVALON_API int32_t TERVALON_CALL DB3SetCurrentBuffer(int32_t type, const void*
 TERVALON_API int32_t TERVALON_CALL DB3GetCurrentFileVersionNum(int32_t type);
 
 // Tables of the open file: a DB3FieldOffsetWidth, or a DB3RecordMember, for each field of the type.
-// They are the library's and go when the file is closed. Return NULL when none is open.
+// They are the library's and go when the file is closed, also when they are locked. Return NULL
+// when none is open.
 TERVALON_API TvMemory TERVALON_CALL DB3GetFieldOffsetWidthHandle(int32_t type);
 TERVALON_API TvMemory TERVALON_CALL DB3GetRecordStructureHandle(int32_t type);
 

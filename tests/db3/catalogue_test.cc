@@ -46,8 +46,8 @@ std::unique_ptr<Record> Read(int32_t number, const std::string& text) {
 }
 
 template <typename Record>
-int32_t Write(int32_t number, const Record& record, std::string* text) {
-  return WriteRecord(*Catalogue(number), std::as_bytes(std::span(&record, 1)), *text);
+int32_t Update(int32_t number, const Record& record, std::string* text) {
+  return UpdateRecord(*Catalogue(number), std::as_bytes(std::span(&record, 1)), *text);
 }
 
 std::string Blank(int32_t number) { return std::string(Catalogue(number)->record_length, ' '); }
@@ -132,10 +132,19 @@ TEST(Records, AreReadIntoTheirMembers) {
   put(Position(type, "CORR4") - 1, "1.5");
   const auto element = Read<DB3Element>(DB3_PERIODIC_TABLE, text);
   EXPECT_EQ(std::string(element->name, 20), "Iron                ");
-  EXPECT_EQ(element->isotopes[1].mass, 55.9349393);
-  EXPECT_EQ(element->isotopes[1].selected, 0);
-  EXPECT_EQ(element->isotopes[2].selected, 1);  // a blank is no "F"
-  EXPECT_EQ(element->interferences[3].interfering_mass, 1.5);
+  EXPECT_EQ(element->mass_2, 55.9349393);
+  EXPECT_EQ(element->selected_2, 0);
+  EXPECT_EQ(element->selected_3, 1);  // a blank is no "F"
+  EXPECT_EQ(element->interfering_mass_4, 1.5);
+}
+
+// Where a structure inside the structure would end, members follow each other without a gap.
+TEST(Records, HaveMembersWhereTheirFormsPutThem) {
+  const DatabaseType& table = *Catalogue(DB3_PERIODIC_TABLE);
+  EXPECT_EQ(table.members[Position(table, "NO_OF_INT.")].offset, 716);
+  EXPECT_EQ(table.members[Position(table, "LABEL1")].offset, 720);
+  EXPECT_EQ(table.members[Position(table, "LABEL2")].offset, 764);
+  EXPECT_EQ(table.members.back().offset, 880);
 }
 
 TEST(Records, OfEveryTypeAreTheSameAfterReadingAndWriting) {
@@ -149,19 +158,19 @@ TEST(Records, OfEveryTypeAreTheSameAfterReadingAndWriting) {
     std::fill(bytes.begin(), bytes.end(), std::byte{0xFF});
     std::string text = old;
     ASSERT_EQ(ReadRecord(type, text, bytes), kSuccess);
-    ASSERT_EQ(WriteRecord(type, bytes, text), kSuccess);
+    ASSERT_EQ(UpdateRecord(type, bytes, text), kSuccess);
     const std::string version = std::to_string(type.version);
     EXPECT_EQ(text, " " + version + old.substr(2));
 
     // A new record has the members alone, and reads back as they are.
-    text.assign(type.record_length, ' ');
     std::fill(bytes.begin(), bytes.end(), std::byte{0});
-    ASSERT_EQ(WriteRecord(type, bytes, text), kSuccess);
+    ASSERT_EQ(NewRecord(type, bytes, text), kSuccess);
     for (size_t i = 1; i < type.fields.size(); ++i) {
       const bool number_held =
           type.fields[i].type == 'N' && type.members[i].conversion != DB3_NOT_HELD;
       const std::string field = text.substr(TextOffset(type, i), type.fields[i].width);
       EXPECT_EQ(field.find('0') != std::string::npos, number_held) << FieldName(type, i);
+      EXPECT_EQ(field == "F", type.fields[i].type == 'L') << FieldName(type, i);
     }
   }
 }
@@ -172,11 +181,14 @@ TEST(Records, KeepWhatTheStructureDoesNotHold) {
   std::string text = FullRecord(type, random);
   const std::string old = text;
   auto modification = Read<DB3NucMod>(DB3_NUC_MOD, text);
+  // The name is longer than its member: it is kept as it is, or not at all.
+  ASSERT_EQ(Update(DB3_NUC_MOD, *modification, &text), kSuccess);
+  EXPECT_EQ(text.substr(2, 100), old.substr(2, 100));
   std::memcpy(modification->name, "Phosphate", 10);
   modification->average_mass = 97.99;
-  ASSERT_EQ(Write(DB3_NUC_MOD, *modification, &text), kSuccess);
-  EXPECT_EQ(text.substr(0, 62), " 1Phosphate" + std::string(51, ' '));
-  EXPECT_EQ(text.substr(62, 140), old.substr(62, 140));
+  ASSERT_EQ(Update(DB3_NUC_MOD, *modification, &text), kSuccess);
+  EXPECT_EQ(text.substr(0, 102), " 1Phosphate" + std::string(91, ' '));
+  EXPECT_EQ(text.substr(102, 100), old.substr(102, 100));
   EXPECT_EQ(text.substr(202, 15), "        97.9900");
 
   // Fields of the quantification are not the finding's to change.
@@ -186,7 +198,7 @@ TEST(Records, KeepWhatTheStructureDoesNotHold) {
   const std::string group = text.substr(totals, 40);
   auto find = Read<DB3MethodFind>(DB3_METHOD_FIND, text);
   find->predicted_time = 12.5;
-  ASSERT_EQ(Write(DB3_METHOD_FIND, *find, &text), kSuccess);
+  ASSERT_EQ(Update(DB3_METHOD_FIND, *find, &text), kSuccess);
   EXPECT_EQ(text.substr(totals, 40), group);
   EXPECT_THAT(text, HasSubstr("  12.500"));
 }
@@ -204,29 +216,40 @@ TEST(Records, KeepDigitsThatTheirMembersDoNotHold) {
       std::string text = Blank(DB3_PEAK_LIST);
       text.replace(offset, width, stored);
       const auto peak = Read<DB3PeakList>(DB3_PEAK_LIST, text);
-      ASSERT_EQ(Write(DB3_PEAK_LIST, *peak, &text), kSuccess);
+      ASSERT_EQ(Update(DB3_PEAK_LIST, *peak, &text), kSuccess);
       EXPECT_EQ(text.substr(offset, width), written);
     }
   };
   expect("USER_VAL_1", {{"999999999.999999999", "999999999.999999999"},  // nearest to 10^9
                         {"-12345678.123456789", "-12345678.123456789"},
-                        {"    1.5            ", "        1.500000000"},
-                        {"       1.5000000000", "       1.5000000000"},
-                        {"              +1.50", "        1.500000000"},
-                        {"*******************", "        0.000000000"}});
-  expect("AREA_THRSH", {{"9999999999999", "9999999999999"},
-                        {"        12.75", "        12.75"},
-                        {"12           ", "           12"},
-                        {"           -0", "            0"},
-                        {"          007", "            7"}});
+                        {"    1.5            ", "    1.5            "},
+                        {"              -0.00", "              -0.00"},
+                        {"                   ", "                   "}});
+  expect("AREA_THRSH", {{"        12.75", "        12.75"},
+                        {"          007", "          007"},
+                        {"*************", "*************"},
+                        {"9999999999999", "9999999999999"}});
+
+  // Another value is written as such.
+  std::string text = Blank(DB3_PEAK_LIST);
+  auto peak = Read<DB3PeakList>(DB3_PEAK_LIST, text);
+  const size_t offset = TextOffset(type, Position(type, "USER_VAL_1"));
+  for (const auto& [value, written] : {std::pair(123.456, "      123.456000000"),
+                                       {-0.0, "        0.000000000"},
+                                       {std::nan(""), "                nan"}}) {
+    text.replace(offset, 19, "          123.45600");
+    peak->user_value_1 = value;
+    ASSERT_EQ(Update(DB3_PEAK_LIST, *peak, &text), kSuccess);
+    EXPECT_EQ(text.substr(offset, 19), value == 123.456 ? "          123.45600" : written);
+  }
 }
 
 TEST(Records, WithANumberTooWideAreRefused) {
   std::string text = Blank(DB3_PEP_ELEMENT);
   DB3PepElement element = {1e9, -1e9};
-  EXPECT_EQ(Write(DB3_PEP_ELEMENT, element, &text), kFileWrite);
+  EXPECT_EQ(Update(DB3_PEP_ELEMENT, element, &text), kFileWrite);
   element.monoisotopic_mass = -1e8;
-  EXPECT_EQ(Write(DB3_PEP_ELEMENT, element, &text), kSuccess);
+  EXPECT_EQ(Update(DB3_PEP_ELEMENT, element, &text), kSuccess);
   EXPECT_EQ(text, " 11000000000.0000-100000000.0000");
 }
 
@@ -236,8 +259,8 @@ TEST(Records, NeedRoomForTextAndStructure) {
   std::byte structure[4] = {};
   EXPECT_EQ(ReadRecord(type, std::span(text).first(2), structure), kGeneralError);
   EXPECT_EQ(ReadRecord(type, text, std::span(structure).first(3)), kGeneralError);
-  EXPECT_EQ(WriteRecord(type, structure, std::span(text).first(2)), kGeneralError);
-  EXPECT_EQ(WriteRecord(type, std::span(structure).first(3), text), kGeneralError);
+  EXPECT_EQ(UpdateRecord(type, structure, std::span(text).first(2)), kGeneralError);
+  EXPECT_EQ(UpdateRecord(type, std::span(structure).first(3), text), kGeneralError);
   EXPECT_EQ(text, " 1E");
 }
 
@@ -251,7 +274,7 @@ TEST(Records, OfRandomBytesDoNoHarm) {
       for (char& c : text) c = static_cast<char>(random());
       ASSERT_EQ(ReadRecord(type, text, structure), kSuccess);
       for (std::byte& byte : structure) byte = static_cast<std::byte>(random());
-      const int32_t cause = WriteRecord(type, structure, text);
+      const int32_t cause = UpdateRecord(type, structure, text);
       EXPECT_TRUE(cause == kSuccess || cause == kFileWrite);
     }
   }

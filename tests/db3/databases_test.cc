@@ -91,6 +91,31 @@ TEST_F(DatabasesTest, OneFileOfATypeAndOneOfTheMethodsAtATime) {
   EXPECT_FALSE(testing::Exists(Path("M2.DBF")));
 }
 
+// Types with the same fields are two users of one file.
+TEST_F(DatabasesTest, TwoTypesWorkOnOneFile) {
+  CreateAndOpen(8, "M.DBF");
+  ASSERT_EQ(Open(18, "M.DBF"), DB3_SUCCESS);
+  EXPECT_EQ(Open(18, "M.DBF", DB3_MODE_CREATE), DB3_ALREADY_OPEN);
+  EXPECT_EQ(Open(17, "M.DBF", DB3_MODE_DELETE), DB3_ALREADY_OPEN);
+  const auto insert = [](int32_t number, const char* name) {
+    DB3PepMod record = {};
+    std::strcpy(record.name, name);
+    return DB3HandleRecord(8, DB3_HANDLE_INSERT, number, &record, DB3_INSERT_INTO_EMPTY);
+  };
+  ASSERT_EQ(insert(1, "Acetyl"), DB3_SUCCESS);
+  ASSERT_EQ(insert(1, "Biotin"), DB3_SUCCESS);
+  EXPECT_EQ(DB3GetRecordsInDB(18), 2);
+  EXPECT_EQ(DB3SetCurrentRecordNum(18, 3), DB3_SUCCESS);
+  EXPECT_EQ(DB3SetCurrentRecordNum(18, 2), DB3_SUCCESS);
+  ASSERT_EQ(DB3ReadRecord(18), DB3_SUCCESS);
+  auto* record = static_cast<DB3NucMod*>(DB3GetCurrentBuffer(18));
+  EXPECT_EQ(std::string(record->name, 6), "Acetyl");
+  EXPECT_EQ(DB3HandleRecord(18, DB3_HANDLE_DELETE, 1, nullptr, 0), DB3_SUCCESS);
+  EXPECT_EQ(DB3GetRecordsInDB(8), 1);
+  EXPECT_EQ(DB3HandleRecord(8, DB3_HANDLE_READ, 2, nullptr, 0), DB3_RECORD_NUMBER);
+  EXPECT_EQ(DB3SetCurrentRecordNum(8, 3), DB3_RECORD_NUMBER);
+}
+
 TEST_F(DatabasesTest, TenFilesAtMost) {
   for (int32_t type = 4; type < 14; ++type) CreateAndOpen(type, std::to_string(type));
   EXPECT_TRUE(desktop_.messages.empty());
@@ -98,6 +123,10 @@ TEST_F(DatabasesTest, TenFilesAtMost) {
   EXPECT_EQ(Open(16, "X"), DB3_TOO_MANY_OPEN);
   EXPECT_EQ(Open(16, "X", DB3_MODE_CREATE), DB3_TOO_MANY_OPEN);
   ASSERT_EQ(desktop_.messages.size(), 2U);
+  // Both causes come before any path.
+  const std::string too_long(300, 'x');
+  EXPECT_EQ(Open(16, too_long), DB3_TOO_MANY_OPEN);
+  EXPECT_EQ(Open(9, too_long), DB3_ALREADY_OPEN);
   EXPECT_THAT(desktop_.messages[0].text,
               EndsWith("\nCause of problem: The limit of 10 open databases has been reached"));
   EXPECT_EQ(Open(16, "X", DB3_MODE_FILE_EXISTS), DB3_SUCCESS);
@@ -171,7 +200,7 @@ TEST_F(DatabasesTest, RemembersFileAndRecordFromRunToRun) {
   CreateAndOpen(14, "G.DBF");
   EXPECT_EQ(DB3GetIniGlobals(12), 0);
   EXPECT_EQ(DB3Open(12, nullptr, DB3_MODE_FILE_EXISTS), DB3_SUCCESS);
-  EXPECT_EQ(DB3Open(12, nullptr, DB3_MODE_OPEN), DB3_ALREADY_OPEN);
+  EXPECT_EQ(DB3Open(12, nullptr, DB3_MODE_OPEN), DB3_RECORD_STRUCTURE);
 }
 
 TEST_F(DatabasesTest, RecordOperations) {
@@ -247,6 +276,15 @@ TEST_F(DatabasesTest, TablesOfTheOpenFile) {
   EXPECT_EQ(table[5].decimals, 4);
   TvMemUnlock(handle);
   EXPECT_GE(TvMemSize(DB3GetRecordStructureHandle(8)), 6 * sizeof(DB3RecordMember));
+  // They go with the file, also while somebody has them locked.
+  testing::FaultyMemory memory;
+  const platform::ScopedReplacement<platform::MovableMemory> use_memory(&memory);
+  ASSERT_EQ(Open(9, "B.DBF", DB3_MODE_CREATE), DB3_SUCCESS);
+  ASSERT_EQ(Open(9, "B.DBF"), DB3_SUCCESS);
+  for (int i = 0; i < 3; ++i) TvMemLock(DB3GetFieldOffsetWidthHandle(9));
+  EXPECT_EQ(DB3Close(9), DB3_SUCCESS);
+  EXPECT_EQ(memory.live_blocks(), 0);
+
   ASSERT_EQ(DB3Close(8), DB3_SUCCESS);
   EXPECT_EQ(DB3GetFieldOffsetWidthHandle(8), nullptr);
   EXPECT_EQ(DB3GetRecordStructureHandle(8), nullptr);
@@ -259,7 +297,8 @@ TEST_F(DatabasesTest, FailuresChangeNothing) {
   EXPECT_EQ(Open(9, "a,b", DB3_MODE_DELETE), DB3_GENERAL_ERROR);
   EXPECT_EQ(testing::ReadText(Path("a,b")), "mine");
   EXPECT_EQ(Open(9, std::string(300, 'x')), DB3_GENERAL_ERROR);
-  EXPECT_EQ(DB3Open(9, "", DB3_MODE_DELETE), DB3_GENERAL_ERROR);
+  EXPECT_EQ(DB3Open(9, "", DB3_MODE_OPEN), DB3_FILE_MISSING);
+  EXPECT_EQ(DB3Open(9, "", DB3_MODE_DELETE), DB3_FILE_DELETION);
   EXPECT_EQ(Open(9, "NONE", DB3_MODE_DELETE), DB3_FILE_DELETION);
   EXPECT_EQ(Open(9, "NONE\\E.DBF", DB3_MODE_CREATE), DB3_FILE_CREATION);
 
@@ -273,7 +312,7 @@ TEST_F(DatabasesTest, FailuresChangeNothing) {
     EXPECT_EQ(DB3Open(9, nullptr, DB3_MODE_IS_OPEN), DB3_NOT_OPEN);
   }
   EXPECT_EQ(faulty.open_files(), 0);
-  faulty.On(FileCall::kRemove).FailNth(1);
+  faulty.On(FileCall::kMove).FailNth(1);
   EXPECT_EQ(Open(9, "E.DBF", DB3_MODE_CREATE), DB3_FILE_DELETION);
   ASSERT_EQ(DB3Open(9, nullptr, DB3_MODE_OPEN), DB3_SUCCESS);  // still the current file
   ASSERT_EQ(Insert(1, 1), DB3_SUCCESS);
@@ -290,9 +329,12 @@ TEST_F(DatabasesTest, FailuresChangeNothing) {
   EXPECT_EQ(DB3Close(9), DB3_FILE_CLOSE);
   EXPECT_EQ(DB3Open(9, nullptr, DB3_MODE_IS_OPEN), DB3_NOT_OPEN);
 
-  faulty.On(FileCall::kWrite).FailNth(1);
+  faulty.On(FileCall::kWrite).FailNth(1, true);
   EXPECT_EQ(Open(9, "E.DBF", DB3_MODE_CREATE), DB3_FILE_CREATION);
-  EXPECT_FALSE(testing::Exists(Path("E.DBF")));
+  faulty.On(FileCall::kWrite).Heal();
+  ASSERT_EQ(Open(9, "E.DBF"), DB3_SUCCESS);
+  EXPECT_EQ(Masses(), std::vector<double>{1});
+  EXPECT_EQ(DB3Close(9), DB3_SUCCESS);
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ class RecordFileTest : public ::testing::Test {
     ASSERT_EQ(RecordFile::Create(path_, kSmallFields), kSuccess);
     Open();
     for (const uint32_t number : numbers) {
-      ASSERT_EQ(file_->Insert(file_->count() + 1, NumberedText(number)), kSuccess);
+      ASSERT_EQ(Append(file_.get(), NumberedText(number)), kSuccess);
     }
   }
   void Open() { ASSERT_EQ(RecordFile::Open(path_, &file_), kSuccess); }
@@ -71,50 +71,55 @@ TEST_F(RecordFileTest, HasTheLayoutByteForByte) {
   const std::string rest = "\r " + NumberedText(1) + " " + NumberedText(2) + "\x1A";
   expected.insert(expected.end(), rest.begin(), rest.end());
   EXPECT_EQ(ReadFile(path_), expected);
-  EXPECT_FALSE(testing::Exists(path_ + ".undo"));
 }
 
-// Any sequence of operations on a file in which another program marked records deleted: ours are
-// what a plain list would hold, the marked ones keep their texts and their neighbours.
-TEST_F(RecordFileTest, OperationsMatchAListAndMarkedRecordsSurvive) {
+// Any sequence of operations of three users on a file in which another program marked records
+// deleted: ours are what a plain list would hold, the marked ones keep their texts and their
+// neighbours.
+TEST_F(RecordFileTest, UsersInTurnMatchAListAndMarkedRecordsSurvive) {
   constexpr size_t kMarked[] = {0, 2, 3, 6};
   Make({900, 1, 901, 902, 2, 3, 903});
   ASSERT_EQ(file_->Close(), kSuccess);
   Bytes bytes = ReadFile(path_);
   for (const size_t place : kMarked) bytes[kSmallHeader + place * 25] = '*';
   WriteFile(path_, bytes);
-  Open();
 
+  std::unique_ptr<RecordFile> users[3];
+  for (auto& user : users) ASSERT_EQ(RecordFile::Open(path_, &user), kSuccess);
   std::vector<std::string> model = {NumberedText(1), NumberedText(2), NumberedText(3)};
   std::mt19937 random(5);
-  for (uint32_t step = 10; step < 200; ++step) {
+  for (uint32_t step = 10; step < 400; ++step) {
+    auto& user = users[random() % 3];
+    if (random() % 10 == 0) {
+      ASSERT_EQ(user->Close(), kSuccess);
+      ASSERT_EQ(RecordFile::Open(path_, &user), kSuccess);
+    }
     const auto operation = random() % 3;
     const auto index = random() % (model.size() + (operation == 0 ? 1 : 0));
     const auto number = static_cast<int32_t>(index + 1);
     const auto at = model.begin() + static_cast<ptrdiff_t>(index);
     if (operation == 0) {
-      ASSERT_EQ(file_->Insert(number, NumberedText(step)), kSuccess);
+      ASSERT_EQ(Insert(user.get(), number, NumberedText(step)), kSuccess);
       model.insert(at, NumberedText(step));
     } else if (operation == 1) {
-      ASSERT_EQ(file_->Update(number, NumberedText(step)), kSuccess);
+      ASSERT_EQ(Update(user.get(), number, NumberedText(step)), kSuccess);
       *at = NumberedText(step);
     } else if (model.size() > 2) {
-      ASSERT_EQ(file_->Delete(number), kSuccess);
+      ASSERT_EQ(Delete(user.get(), number), kSuccess);
       model.erase(at);
     }
-    ASSERT_EQ(RecordsOf(file_.get()), model);
-    if (step % 10 == 0) Open();
+    ASSERT_EQ(RecordsOf(users[random() % 3].get()), model);
   }
-  std::string text(24, ' ');
-  for (const int32_t number : {-1, 0, file_->count() + 1}) {
-    EXPECT_EQ(file_->Read(number, text), kRecordNumber);
-    EXPECT_EQ(file_->Update(number, text), kRecordNumber);
-    EXPECT_EQ(file_->Delete(number), kRecordNumber);
+  RecordFile* const user = users[0].get();
+  const std::string text(24, ' ');
+  for (const int32_t number : {-1, 0, static_cast<int32_t>(model.size()) + 1}) {
+    EXPECT_EQ(Update(user, number, text), kRecordNumber);
+    EXPECT_EQ(Delete(user, number), kRecordNumber);
   }
-  EXPECT_EQ(file_->Insert(0, text), kRecordNumber);
-  EXPECT_EQ(file_->Insert(file_->count() + 2, text), kRecordNumber);
+  EXPECT_EQ(Insert(user, 0, text), kRecordNumber);
+  EXPECT_EQ(Insert(user, static_cast<int32_t>(model.size()) + 2, text), kRecordNumber);
 
-  ASSERT_EQ(file_->Close(), kSuccess);
+  for (auto& each : users) ASSERT_EQ(each->Close(), kSuccess);
   bytes = ReadFile(path_);
   ASSERT_EQ(bytes.size(), kSmallHeader + (model.size() + 4) * 25 + 1);
   EXPECT_EQ(bytes.back(), 0x1A);
@@ -127,14 +132,39 @@ TEST_F(RecordFileTest, OperationsMatchAListAndMarkedRecordsSurvive) {
                                  NumberedText(903)}));
 }
 
+// Between two turns the file may become another.
+TEST_F(RecordFileTest, WorksOnWhatIsThereNow) {
+  Make({1, 2, 3});
+  Bytes bytes = ReadFile(path_);
+  bytes[kSmallHeader + 25] = '*';
+  WriteFile(path_, bytes);
+  EXPECT_EQ(Update(file_.get(), 2, NumberedText(4)), kSuccess);
+  EXPECT_EQ(RecordsOf(file_.get()), (std::vector{NumberedText(1), NumberedText(4)}));
+
+  std::unique_ptr<RecordFile> other;
+  ASSERT_EQ(RecordFile::Create(path_, kSmallFields), kSuccess);
+  ASSERT_EQ(RecordFile::Open(path_, &other), kSuccess);
+  ASSERT_EQ(Append(other.get(), NumberedText(5)), kSuccess);
+  EXPECT_EQ(Append(file_.get(), NumberedText(6)), kSuccess);
+  EXPECT_EQ(RecordsOf(other.get()), (std::vector{NumberedText(5), NumberedText(6)}));
+
+  ASSERT_EQ(other->Close(), kSuccess);
+  ASSERT_EQ(RecordFile::Create(path_, std::span(kSmallFields).first(2)), kSuccess);
+  EXPECT_EQ(Append(file_.get(), NumberedText(7)), kRecordStructure);
+  // Only here no user stands in the way where open files cannot be removed.
+  ASSERT_EQ(file_->Close(), kSuccess);
+  ASSERT_TRUE(platform::Files().Remove(path_));
+  EXPECT_EQ(Append(file_.get(), NumberedText(7)), kFileMissing);
+}
+
 TEST_F(RecordFileTest, StaysItsOwnWhenTheWorkingDirectoryChanges) {
   Make({1, 2});
   const std::filesystem::path start = std::filesystem::current_path();
   std::filesystem::current_path(testing::Native(directory_.Path()));
   EXPECT_EQ(RecordFile::Open("P1.DBF", &file_), kSuccess);
   std::filesystem::current_path(start);
-  EXPECT_EQ(file_->Insert(1, NumberedText(3)), kSuccess);
-  EXPECT_EQ(file_->Update(3, NumberedText(4)), kSuccess);
+  EXPECT_EQ(Insert(file_.get(), 1, NumberedText(3)), kSuccess);
+  EXPECT_EQ(Update(file_.get(), 3, NumberedText(4)), kSuccess);
   file_.reset();
   EXPECT_EQ(RecordsIn(path_), (std::vector{NumberedText(3), NumberedText(1), NumberedText(4)}));
 }
@@ -160,8 +190,8 @@ TEST_F(RecordFileTest, OpensWhatOtherProgramsWrite) {
     variants[i](&bytes);
     WriteFile(path_, bytes);
     Open();
-    EXPECT_EQ(file_->Insert(2, NumberedText(8)), kSuccess);
-    EXPECT_EQ(file_->Insert(5, NumberedText(9)), kSuccess);
+    EXPECT_EQ(Insert(file_.get(), 2, NumberedText(8)), kSuccess);
+    EXPECT_EQ(Insert(file_.get(), 5, NumberedText(9)), kSuccess);
     EXPECT_STREQ(file_->fields()[0].name, "VERSION");
     file_.reset();
     EXPECT_EQ(RecordsIn(path_), (std::vector{NumberedText(1), NumberedText(8), NumberedText(2),

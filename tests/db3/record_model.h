@@ -24,8 +24,29 @@ inline std::string NumberedText(uint32_t number, size_t size = 24) {
   return text.substr(0, size);
 }
 
+// Changes of one user in a turn.
+template <typename Operation>
+Cause InTurn(RecordFile* file, Operation operation) {
+  const RecordFile::Turn turn(file, platform::LockMode::kExclusive);
+  return turn.cause() == kSuccess ? operation() : turn.cause();
+}
+inline Cause Update(RecordFile* file, int32_t number, const std::string& text) {
+  return InTurn(file, [&] { return file->Update(number, text); });
+}
+inline Cause Insert(RecordFile* file, int32_t number, const std::string& text) {
+  return InTurn(file, [&] { return file->Insert(number, text); });
+}
+inline Cause Append(RecordFile* file, const std::string& text) {
+  return InTurn(file, [&] { return file->Insert(file->count() + 1, text); });
+}
+inline Cause Delete(RecordFile* file, int32_t number) {
+  return InTurn(file, [&] { return file->Delete(number); });
+}
+
 // The records that a file holds.
 inline std::vector<std::string> RecordsOf(RecordFile* file) {
+  const RecordFile::Turn turn(file, platform::LockMode::kShared);
+  if (turn.cause() != kSuccess) return {"no turn: cause " + std::to_string(turn.cause())};
   std::vector<std::string> records;
   for (int32_t number = 1; number <= file->count(); ++number) {
     std::string text(file->text_size(), '\0');

@@ -24,19 +24,6 @@ constexpr const char* kSpectrumNoiseKey = "SpeStatNoiseLevel";
 constexpr const char* kDefaultPeakWidth = "0.2";
 constexpr const char* kDefaultNoise = "2000";
 
-// Runs `body` with the settings store loaded, and leaves the store as it was. False of a body
-// fails.
-template <typename Body>
-int32_t WithSettings(bool save, Body body) {
-  return Guarded(0, [&] {
-    const bool loaded = IsIniLoaded() != 0;
-    if (!loaded && InitIni(0) == 0) return 0;
-    const bool done = body();
-    const int32_t freed = loaded ? 1 : FreeIni(0, save ? 1 : 0);
-    return done ? freed : 0;
-  });
-}
-
 // All elements of a spectrum or a chromatogram, resident and locked.
 class RawElements {
  public:
@@ -135,38 +122,40 @@ namespace numerics = tervalon::numerics;
 
 extern "C" int32_t TERVALON_CALL ChroStatSetIniFile(const ChroStatSettings* settings) {
   if (settings == nullptr) return 0;
-  return numerics::WithSettings(true, [=] {
-    return numerics::SetFloatSetting(numerics::kChromatogramSection, numerics::kPeakWidthKey,
-                                     settings->peak_width) != 0 &&
-           numerics::SetFloatSetting(numerics::kChromatogramSection,
-                                     numerics::kChromatogramNoiseKey, settings->noise_level) != 0;
+  return Guarded(0, [=] {
+    numerics::SettingWriter writer(numerics::kChromatogramSection);
+    writer.Float(numerics::kPeakWidthKey, settings->peak_width);
+    writer.Float(numerics::kChromatogramNoiseKey, settings->noise_level);
+    return writer.Store();
   });
 }
 
 extern "C" int32_t TERVALON_CALL ChroStatGetIniFile(ChroStatSettings* settings) {
   if (settings == nullptr) return 0;
-  return numerics::WithSettings(false, [=] {
-    settings->peak_width = numerics::FloatSetting(
-        numerics::kChromatogramSection, numerics::kPeakWidthKey, numerics::kDefaultPeakWidth);
-    settings->noise_level = numerics::FloatSetting(
-        numerics::kChromatogramSection, numerics::kChromatogramNoiseKey, numerics::kDefaultNoise);
+  return Guarded(0, [=] {
+    numerics::SettingReader reader(numerics::kChromatogramSection);
+    if (!reader.Load()) return false;
+    *settings = {reader.Float(numerics::kPeakWidthKey, numerics::kDefaultPeakWidth),
+                 reader.Float(numerics::kChromatogramNoiseKey, numerics::kDefaultNoise)};
     return true;
   });
 }
 
 extern "C" int32_t TERVALON_CALL SpecStatSetIniFile(const float* level) {
   if (level == nullptr) return 0;
-  return numerics::WithSettings(true, [=] {
-    return numerics::SetFloatSetting(numerics::kSpectrumSection, numerics::kSpectrumNoiseKey,
-                                     *level) != 0;
+  return Guarded(0, [=] {
+    numerics::SettingWriter writer(numerics::kSpectrumSection);
+    writer.Float(numerics::kSpectrumNoiseKey, *level);
+    return writer.Store();
   });
 }
 
 extern "C" int32_t TERVALON_CALL SpecStatGetIniFile(float* level) {
   if (level == nullptr) return 0;
-  return numerics::WithSettings(false, [=] {
-    *level = numerics::FloatSetting(numerics::kSpectrumSection, numerics::kSpectrumNoiseKey,
-                                    numerics::kDefaultNoise);
+  return Guarded(0, [=] {
+    numerics::SettingReader reader(numerics::kSpectrumSection);
+    if (!reader.Load()) return false;
+    *level = reader.Float(numerics::kSpectrumNoiseKey, numerics::kDefaultNoise);
     return true;
   });
 }

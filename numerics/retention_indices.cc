@@ -8,9 +8,7 @@
 #include <string>
 
 #include "appsvc/export_guard.h"
-#include "appsvc/text_number.h"
 #include "numerics/setting_values.h"
-#include "tervalon/settings.h"
 
 namespace tervalon::numerics {
 namespace {
@@ -43,35 +41,33 @@ constexpr ColumnKey kColumnKeys[] = {
     {"Time", &RTCalibration::times},
 };
 
-void Read(const char* section, RTCalibration* calibration) {
-  for (const IntegerKey& key : kIntegerKeys) {
-    calibration->*key.member =
-        appsvc::ParseInt(SettingText(section, key.key, key.fallback).c_str());
-  }
-  for (size_t i = 0; i < RT_MAX_POINTS; ++i) {
-    for (const ColumnKey& column : kColumnKeys) {
-      (calibration->*column.member)[i] =
-          FloatSetting(section, (column.prefix + std::to_string(i)).c_str(), "0");
-    }
-  }
+std::string PointKey(const ColumnKey& column, size_t point) {
+  return column.prefix + std::to_string(point);
 }
 
-// The first write that fails is the last.
-int32_t Write(const char* section, const RTCalibration& calibration) {
-  int32_t written = 0;
+bool Read(const char* section, RTCalibration* calibration) {
+  SettingReader reader(section);
+  if (!reader.Load()) return false;
   for (const IntegerKey& key : kIntegerKeys) {
-    std::string text = std::to_string(calibration.*key.member);
-    written = SetIniString(section, key.key, text.data(), 0);
-    if (written == 0) return 0;
+    calibration->*key.member = reader.Integer(key.key, key.fallback);
   }
   for (size_t i = 0; i < RT_MAX_POINTS; ++i) {
     for (const ColumnKey& column : kColumnKeys) {
-      written = SetFloatSetting(section, (column.prefix + std::to_string(i)).c_str(),
-                                (calibration.*column.member)[i]);
-      if (written == 0) return 0;
+      (calibration->*column.member)[i] = reader.Float(PointKey(column, i), "0");
     }
   }
-  return written;
+  return true;
+}
+
+bool Write(const char* section, const RTCalibration& calibration) {
+  SettingWriter writer(section);
+  for (const IntegerKey& key : kIntegerKeys) writer.Integer(key.key, calibration.*key.member);
+  for (size_t i = 0; i < RT_MAX_POINTS; ++i) {
+    for (const ColumnKey& column : kColumnKeys) {
+      writer.Float(PointKey(column, i), (calibration.*column.member)[i]);
+    }
+  }
+  return writer.Store();
 }
 
 double Hundredths(float time) { return std::trunc(time * 100.0 + 0.5); }
@@ -102,9 +98,6 @@ int32_t Calculate(float time, const RTCalibration* calibration, Column RTCalibra
              : 0;
 }
 
-// Loads the settings store unless it is; it stays loaded.
-bool LoadSettings() { return IsIniLoaded() != 0 || InitIni(0) != 0; }
-
 const char* SectionName(const char* section) {
   return section != nullptr ? section : kDefaultSection;
 }
@@ -117,16 +110,15 @@ namespace numerics = tervalon::numerics;
 
 extern "C" int32_t TERVALON_CALL RTIndicesGetRetentionCalibration(const char* section,
                                                                   RTCalibration* calibration) {
-  if (calibration == nullptr || !numerics::LoadSettings()) return 0;
+  if (calibration == nullptr) return 0;
   return Guarded(0, [=] {
-    numerics::Read(numerics::SectionName(section), calibration);
-    return RT_MAX_POINTS;
+    return numerics::Read(numerics::SectionName(section), calibration) ? RT_MAX_POINTS : 0;
   });
 }
 
 extern "C" int32_t TERVALON_CALL
 RTIndicesSetRetentionCalibration(const char* section, const RTCalibration* calibration) {
-  if (calibration == nullptr || !numerics::LoadSettings()) return 0;
+  if (calibration == nullptr) return 0;
   return Guarded(0, [=] { return numerics::Write(numerics::SectionName(section), *calibration); });
 }
 

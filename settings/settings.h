@@ -14,7 +14,8 @@ namespace tervalon::settings {
 // read, or there is no directory for it: then it must not be taken for empty.
 bool LoadSettings(platform::ProfileText* text);
 
-// Sets keys of the settings file, all or none. False when that cannot be done.
+// Sets keys of the settings file, all or none. False when that cannot be done, and, after an
+// assertion text on the debug channel, for a name with a byte outside 32..127.
 bool ChangeSettings(std::span<const platform::ProfileEdit> edits);
 
 // Forgets the settings file's path, the working directory and what was read once.

@@ -69,6 +69,9 @@ bool LoadSettings(platform::ProfileText* text) {
 }
 
 bool ChangeSettings(std::span<const platform::ProfileEdit> edits) {
+  for (const platform::ProfileEdit& edit : edits) {
+    if (!CheckName(edit.key) || !CheckName(edit.section)) return false;
+  }
   const char* path = FilePath();
   return path != nullptr && platform::Profiles().Change(path, edits);
 }
@@ -113,7 +116,7 @@ extern "C" int32_t TERVALON_CALL SetIniString(const char* section, const char* k
                                               int32_t /*ignored*/) {
   if (section == nullptr || key == nullptr || value == nullptr) return 0;
   return Guarded(0, [=] {
-    if (!settings::CheckName(key) || !settings::CheckName(section)) return false;
+    if (!settings::CheckName(key) || !settings::CheckName(section)) return false;  // value stays
     if (std::strlen(value) >= settings::kMaxValue) value[settings::kMaxValue] = '\0';
     const std::string line(settings::FirstLine(value));
     const platform::ProfileEdit edit = {section, key, line.c_str()};

@@ -1,8 +1,8 @@
 // Noise of chromatograms and spectra, and the user's settings for it.
 //
 // Exports that return a status return 1, or 0 when raw data cannot be read, when a window is empty,
-// when a setting cannot be written and when memory runs out; outputs are then left alone. Nothing
-// is shown to the user.
+// when the settings file cannot be read or written and when memory runs out; outputs are then left
+// alone. Nothing is shown to the user.
 
 #ifndef TERVALON_NOISE_STATISTICS_H_
 #define TERVALON_NOISE_STATISTICS_H_

@@ -22,15 +22,13 @@ typedef struct RTCalibration {
 } RTCalibration;
 
 // Reads a calibration from a section, "ChrRetentionCalibration" for NULL. What the section does not
-// have is 0, but start index and increment are 1 and the end index is 14. The settings store stays
-// loaded. Returns 32; 0 when it cannot be loaded.
+// have is 0, but start index and increment are 1 and the end index is 14.
+// Returns 32; 0, with the calibration left alone, when the settings file cannot be read.
 TERVALON_API int32_t TERVALON_CALL RTIndicesGetRetentionCalibration(const char* section,
                                                                     RTCalibration* calibration);
 
-// Writes all 32 points, with two decimals. Returns what the last write returned; 0 when the
-// settings store cannot be loaded, and with the first value that cannot be written: those behind it
-// in the order above (counts and flags, then point by point index, log P, time) are left as they
-// were.
+// Writes all 32 points, with two decimals, in one change of the settings file.
+// Returns 1; 0 when that cannot be done, and nothing is then written.
 TERVALON_API int32_t TERVALON_CALL
 RTIndicesSetRetentionCalibration(const char* section, const RTCalibration* calibration);
 

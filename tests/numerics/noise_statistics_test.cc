@@ -161,13 +161,15 @@ TEST_F(NoiseSettingsTest, AreKept) {
 TEST_F(NoiseSettingsTest, SayWhatIsNotKept) {
   tervalon::testing::FaultyProfile profile;
   const tervalon::platform::ScopedReplacement<tervalon::platform::Profile> use(&profile);
-  const ChroStatSettings settings = {1, 2};
-  for (const int64_t failing : {1, 2}) {
-    profile.write.FailNth(failing);
-    EXPECT_EQ(ChroStatSetIniFile(&settings), 0) << failing;
-  }
-  profile.write.FailNth(1);
+  profile.write.FailNth(1, true);
+  profile.read.FailNth(1, true);
+  ChroStatSettings settings = {1, 2};
+  EXPECT_EQ(ChroStatSetIniFile(&settings), 0);
+  EXPECT_EQ(profile.writes.size(), 2U) << "one change";
   EXPECT_EQ(SpecStatSetIniFile(&settings.noise_level), 0);
+  EXPECT_EQ(ChroStatGetIniFile(&settings), 0);
+  EXPECT_EQ(SpecStatGetIniFile(&settings.noise_level), 0);
+  EXPECT_EQ(settings.noise_level, 2);
 }
 
 }  // namespace

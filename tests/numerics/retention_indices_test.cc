@@ -96,21 +96,23 @@ TEST_F(RetentionCalibration, IsKeptInItsSection) {
   EXPECT_STREQ(text, "3");
 }
 
-TEST_F(RetentionCalibration, SaysWhenAValueWasNotStored) {
+TEST_F(RetentionCalibration, IsStoredInOneChange) {
   FaultyProfile profile;
   const ScopedReplacement<Profile> replacement(&profile);
   const RTCalibration calibration = ThreePoints();
-  for (const int64_t failing : {1, 6}) {
-    profile.write.FailNth(failing);
-    EXPECT_EQ(RTIndicesSetRetentionCalibration("Mine", &calibration), 0);
-    EXPECT_EQ(profile.writes.size(), static_cast<size_t>(failing)) << "nothing behind it";
-    profile.writes.clear();
-  }
-  profile.write.FailNth(5 + 32 * 3);
-  EXPECT_EQ(RTIndicesSetRetentionCalibration("Mine", &calibration), 0);
+  EXPECT_EQ(RTIndicesSetRetentionCalibration("Mine", &calibration), 1);
+  EXPECT_EQ(profile.write.calls(), 1);
   ASSERT_EQ(profile.writes.size(), 5U + 32 * 3);
   EXPECT_EQ(profile.writes[5].key, "Index0");
   EXPECT_EQ(profile.writes.back().key, "Time31");
+
+  profile.write.FailNth(1);
+  EXPECT_EQ(RTIndicesSetRetentionCalibration("Mine", &calibration), 0);
+  EXPECT_EQ(RTIndicesSetRetentionCalibration("Min\xE9", &calibration), 0);
+  RTCalibration read = {};
+  profile.read.FailNth(1);
+  EXPECT_EQ(RTIndicesGetRetentionCalibration("Mine", &read), 0);
+  EXPECT_EQ(read.end_index, 0) << "no default where the file may have another";
 }
 
 }  // namespace

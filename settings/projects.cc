@@ -61,8 +61,7 @@ std::string SubDirectory(const std::string& project, const FileKind& kind) {
 // Whether a record is read back from its line of the store as it is.
 bool IsStorable(const SystemFile& file, const char* key) {
   std::string text;
-  return Format(file, &text) && FirstLine(text) == text &&
-         text.size() + std::strlen(key) < kMaxLine;
+  return Format(file, &text) && text.size() + std::strlen(key) < kMaxLine;
 }
 
 // The record of a kind's current file in a project. False when it has no room in the record.

@@ -52,7 +52,7 @@ bool FormatCommon(const Record& file, std::string* text) {
   *text = std::to_string(file.number);
   for (const std::string_view field :
        {FieldText(file.directory), FieldText(file.name), FieldText(file.extension)}) {
-    if (field.find(',') != std::string_view::npos) return false;
+    if (field.find_first_of(",\r\n") != std::string_view::npos) return false;
     text->append(",").append(field);
   }
   for (const int32_t value : {file.first_value, file.second_value}) {

@@ -20,7 +20,7 @@ std::string_view FieldText(const char (&field)[kSize]) {
           end != nullptr ? static_cast<size_t>(static_cast<const char*>(end) - field) : kSize};
 }
 
-// False for a record with a comma in a text.
+// False for a record with a comma or a line end in a text.
 bool Format(const SystemFile& file, std::string* text);
 bool Format(const SystemRawFile& file, std::string* text);
 

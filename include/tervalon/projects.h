@@ -43,11 +43,11 @@ TERVALON_API int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* pro
 TERVALON_API int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const SystemFile* project);
 
 // Looks in a record's directory for the first file, or with `want_directory` the first directory,
-// of the record's extension (empty: one without a point), first in the alphabet. What is found
-// stays inside the directory: a name with a separator in it, which some systems allow, is passed
-// over, and so is one with a comma or line end, which no record's line can hold. Returns 1 and
-// stores its name, up to the first point, in the record; 0 when there is none or the directory
-// cannot be read.
+// of the record's extension (empty: one without a point), first in the alphabet. What is found stays
+// inside the directory: a name with a separator in it, which some systems allow, is passed over.
+// So is one with a comma or a line end, which no record's line can hold.
+// Returns 1 and stores its name, up to the first point, in the record; 0 when there is none or the
+// directory cannot be read.
 TERVALON_API int32_t TERVALON_CALL ProFindFirstFileName(SystemFile* file, int32_t want_directory);
 
 // Closes all running services, when the user agrees; asks nothing when none is running. In the

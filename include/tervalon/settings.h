@@ -131,8 +131,9 @@ TERVALON_API int32_t TERVALON_CALL SetGlobalDouble(const char* section, const ch
                                                    double value, int32_t create);
 
 // Stored as "number,directory,name,extension,first value,second value"; the raw form adds
-// ",function,process". A record with a comma in a text is not stored: 0. GetGlobalRawFile leaves
-// function and process of the output alone when the key is not in the store.
+// ",function,process". A record with a comma or a line end in a text is not stored: 0.
+// GetGlobalRawFile leaves function and process of the output alone when the key is not in the
+// store.
 TERVALON_API int32_t TERVALON_CALL GetGlobalFile(const char* section, const char* key,
                                                  const SystemFile* fallback, SystemFile* file);
 TERVALON_API int32_t TERVALON_CALL SetGlobalFile(const char* section, const char* key,

@@ -299,8 +299,10 @@ TEST_F(SettingsTest, FileRecordsAreLinesOfFields) {
   EXPECT_EQ(std::string(file_back.directory), std::string(259, 'd'));
   EXPECT_STREQ(file_back.name, "n");
 
-  CopyBounded(file.name, "a,b", 3);
-  EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &file, 1), 0);
+  for (const char* name : {"a,b", "a\rb", "a\nb"}) {
+    CopyBounded(file.name, name, 3);
+    EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &file, 1), 0);
+  }
   EXPECT_EQ(Get("SystemList", "PROJECT"), "1,D:\\,Projects,,5,6");
   std::memset(file.name, 'n', sizeof(file.name));  // no terminating zero
   EXPECT_EQ(SetGlobalFile("SystemList", "PROJECT", &file, 1), 1);

@@ -39,12 +39,13 @@ TERVALON_API int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* pro
 // Creates a project's directory and its sub-directories, where they do not exist yet; one that
 // differs from its name in case only exists. A failure leaves everything that is there, so that a
 // second attempt goes on from it. The directory's path is limited to 29 characters, which keeps the
-// project's longest file path within 64. Returns 1; 0 after a message box that says why.
+// project's longest file path within 64.
+// Returns 1; 0 after a message box that says why.
 TERVALON_API int32_t TERVALON_CALL ProCreateDirectory(TvWindow owner, const SystemFile* project);
 
 // Looks in a record's directory for the first file, or with `want_directory` the first directory,
-// of the record's extension (empty: one without a point), first in the alphabet. What is found stays
-// inside the directory: a name with a separator in it, which some systems allow, is passed over.
+// of the record's extension (empty: one without a point), first in the alphabet. Nothing outside
+// the directory is found: a name with a separator in it, which some systems allow, is passed over.
 // So is one with a comma or a line end, which no record's line can hold.
 // Returns 1 and stores its name, up to the first point, in the record; 0 when there is none or the
 // directory cannot be read.

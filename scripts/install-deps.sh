@@ -12,6 +12,7 @@ packages=(
   libcli11-dev nlohmann-json3-dev                # the command-line program
   shapelib libshp-dev python3-dbf                # tests and benchmarks of record files
   clang-format clang-tidy debootstrap            # scripts/test.sh, scripts/wine.sh
+  lintian fakeroot zip doxygen abigail-tools     # packages, manual, tests of the binary interface
 )
 missing=()
 for package in "${packages[@]}"; do

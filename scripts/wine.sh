@@ -110,45 +110,14 @@ build_chroot() {
   fi
 }
 
-# The repository that apt takes this release's main packages from.
-debian_mirror() {
-  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(CODENAME)' \
-    'Created-By: Packages' 'COMPONENT: main' |
-    awk -v codename="$1" '$2 == codename || ($3 == codename && $2 ~ /^[a-z]+$/) { print $1; exit }'
-}
-
 # As root, in a mount namespace of its own.
 fill_chroot() {
-  local building=$1 codename mirror http_proxy='' https_proxy='' path
-  export DEBIAN_FRONTEND=noninteractive LC_ALL=C
-  command -v debootstrap >/dev/null || apt-get install -qq -y debootstrap
-  codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
-  mirror=$(debian_mirror "$codename")
-  [ -n "$mirror" ] || { echo "apt knows no repository of $codename"; return 1; }
-  eval "$(apt-config shell http_proxy Acquire::http::Proxy https_proxy Acquire::https::Proxy)"
-  [ -z "$http_proxy" ] || export http_proxy
-  [ -z "$https_proxy" ] || export https_proxy
-  chmod 755 "$building"
-  debootstrap --arch=i386 --variant=minbase "$codename" "$building" "$mirror"
-
-  # From here on apt in the chroot works as it does outside.
-  rm -rf "$building"/etc/apt
-  for path in /etc/apt /usr/share/keyrings /etc/ssl/certs /usr/share/ca-certificates \
-    /usr/local/share/ca-certificates; do
-    [ -d "$path" ] || continue
-    mkdir -p "$building$path"
-    cp -a "$path/." "$building$path/"
-  done
-  rm -rf "$building"/etc/apt/preferences.d/*
-  cp -L /etc/resolv.conf /etc/hosts "$building/etc/" || true
-  mount --rbind /proc "$building/proc"
-  mount --rbind /dev "$building/dev"
-  # One repository that is out of order for the moment need not matter: installing decides.
-  chroot "$building" apt-get -q update || true
-  chroot "$building" apt-get -q -y --no-install-recommends install \
+  . "$project/scripts/debian_root.sh"
+  make_debian_root i386 "$1"
+  chroot "$1" apt-get -q -y --no-install-recommends install \
     wine wine32 xvfb xauth fonts-wine fonts-liberation
-  chroot "$building" apt-get clean
-  rm -rf "$building"/var/lib/apt/lists/*
+  chroot "$1" apt-get clean
+  rm -rf "$1"/var/lib/apt/lists/*
 }
 
 # As root, in the session's mount namespace: puts the machine's own directories into the chroot under

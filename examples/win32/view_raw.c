@@ -6,7 +6,6 @@
 /* After the system's header. */
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <tervalon/axes.h>
 #include <tervalon/drawing.h>
 #include <tervalon/plot_resources.h>

@@ -17,6 +17,7 @@ TERVALON_BEGIN_DECLS
 // lowest free handle, 0 when none is free.
 TERVALON_API int32_t TERVALON_CALL CosCreate(int32_t origin_x, int32_t origin_y);
 
+// Frees a system. Returns 0, -1 for an invalid handle.
 TERVALON_API int32_t TERVALON_CALL CosDelete(int32_t system);
 
 // Returns 0 for a valid handle, -1 otherwise.

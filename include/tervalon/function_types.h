@@ -25,6 +25,8 @@ TERVALON_API int32_t TERVALON_CALL DmRawIsSIRFuncType(int32_t type);       // 1,
 TERVALON_API int32_t TERVALON_CALL DmRawIsChannelFuncType(int32_t type);   // and 9
 TERVALON_API int32_t TERVALON_CALL DmRawIsExternalFuncType(int32_t type);  // 15, 16, 18..23
 
+// Tests for the type codes 12 (Dad), 13 to 19 (TOF), 19 (TOFParent), 16 (TOFDau), 16 and 24
+// (AutoDau), 16, 19 and 24 (SetMass), 15, 16, 18 and 19 (QTOF).
 TERVALON_API int32_t TERVALON_CALL DmRawIsDadFunction(const SystemRawFile* raw_file,
                                                       int16_t function);
 TERVALON_API int32_t TERVALON_CALL DmRawIsTOFFunction(const SystemRawFile* raw_file,

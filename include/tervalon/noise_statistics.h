@@ -19,6 +19,7 @@ typedef struct ChroStatSettings {
   float noise_level;  // 2000 when not set
 } ChroStatSettings;
 
+// Write and read these settings. Return 1; 0 for NULL or when a value could not be written.
 TERVALON_API int32_t TERVALON_CALL ChroStatSetIniFile(const ChroStatSettings* settings);
 TERVALON_API int32_t TERVALON_CALL ChroStatGetIniFile(ChroStatSettings* settings);
 

@@ -25,6 +25,7 @@ typedef struct PltDataStyle {
   uint8_t blue;
 } PltDataStyle;
 
+// What a device context draws plots with.
 typedef struct PltResources {
   TvPen axis_pen;
   TvPen tick_pen;

@@ -10,6 +10,7 @@ TERVALON_BEGIN_DECLS
 
 #define RT_MAX_POINTS 32
 
+// A calibration of retention indices by reference compounds.
 typedef struct RTCalibration {
   int32_t calibrated;   // nonzero once a calibration has been made
   int32_t point_count;  // points in use

@@ -62,12 +62,17 @@ for library in tervalon tervalon_static; do
     { cat cmake.log; exit 1; }
   "$cmake" --build $library/build >cmake.log || { cat cmake.log; exit 1; }
 done
-[ -z "$runner" ] || cp "$prefix/bin/tervalon.dll" "$prefix/tervalon/"
+if [ -n "$runner" ]; then
+  cp "$prefix/bin/tervalon.dll" "$prefix/tervalon/"
+  "${cc%-gcc*}-dlltool" --kill-at -d "$prefix/lib/tervalon.def" -l defined.a
+  "$cc" "$examples/c/read_raw.c" -I "$prefix/include" defined.a -o "$prefix/bin/read_defined.exe"
+fi
 
 # ---- Running it ----------------------------------------------------------------------------------
 
 program=$prefix/bin/tervalon$exe
-[ "$(run "$program" --version | tr -d '\r')" = "tervalon $(pkg-config --modversion tervalon)" ] || fail "another version"
+[ "$(run "$program" --version | tr -d '\r')" = "tervalon $(pkg-config --modversion tervalon)" ] ||
+  fail "another version"
 run "$program" simulate DEMO.RAW >/dev/null
 run "$prefix/bin/read_raw$exe" DEMO.RAW | tee read.txt
 grep -q '240 scans, highest at 4.67 min' read.txt || fail "read_raw: no chromatogram"
@@ -81,9 +86,14 @@ done
 if [ -n "$runner" ]; then
   compile view_raw$exe "$examples/win32/view_raw.c" -lgdi32
   "$cc" -Wall -Wextra -Werror "$source/tests/install/drive_window.c" -lgdi32 -o drive_window.exe
+  run "$prefix/bin/read_defined.exe" DEMO.RAW | diff - read.txt || fail "read_raw by the .def file"
   run ./drive_window.exe "Z:${prefix//\//\\}\\bin\\view_raw.exe" DEMO.RAW window
   exit
 fi
+
+read -ra flags <<<"$(pkg-config --cflags --libs --static tervalon)"
+"$cc" "$examples/c/read_raw.c" "${flags[@]/#-ltervalon/-l:libtervalon.a}" -o read_static
+./read_static DEMO.RAW | diff - read.txt || fail "read_raw with the archive"
 
 for name in acquire follow; do
   compile $name "$examples/acquire/$name.c" -lm

@@ -1,0 +1,69 @@
+#!/bin/bash
+# Installs the Debian packages into a bare Debian, builds the programs of the getting-started page
+# there, runs everything, and removes the packages again. Needs root's rights.
+#
+#   bare_root_test.sh FOLDER_OF_PACKAGES
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+project=$(cd "$here/../.." && pwd)
+fail() { echo "$*" >&2; exit 1; }
+
+if [ "${1:-}" != --inside ]; then
+  root=$(mktemp -d)
+  status=0
+  as_root=(env)
+  [ "$(id -u)" = 0 ] || as_root=(sudo -n -E)
+  "${as_root[@]}" unshare --mount --propagation private -- \
+    "$BASH" "$0" --inside "$root" "$(realpath "$1")" || status=$?
+  "${as_root[@]}" rm -rf --one-file-system "$root"
+  exit $status
+fi
+
+root=$2 packages=$3
+. "$project/scripts/debian_root.sh"
+log=$packages/bare_root.log
+make_debian_root amd64 "$root" >"$log" 2>&1 || fail "no bare Debian: $log"
+mkdir -p "$root/work"
+cp "$packages"/*.deb "$root/work/"
+cp -R "$project/examples" "$root/work/"
+# The C program and the CMake file as the page has them.
+page=$project/docs/getting_started_linux.md
+sed -n '/^## In C/,/^`tervalon/s/^    //p' "$page" >"$root/work/prog.c"
+mkdir "$root/work/project"
+sed -n '/^## With CMake/,/^`-D/s/^    //p' "$page" >"$root/work/project/CMakeLists.txt"
+cp "$root/work/prog.c" "$root/work/project/prog.cc"
+
+inside() {
+  env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C DEBIAN_FRONTEND=noninteractive \
+    chroot "$root" sh -ec "cd /work; $1" </dev/null
+}
+install() {
+  inside "apt-get -q -y --no-install-recommends install $1" >>"$log" 2>&1 || fail "installing: $log"
+}
+files() {
+  inside "find / -xdev \( -path /proc -o -path /dev -o -path /work -o -path /var \) -prune \
+    -o -print" | sort
+}
+
+install libcairo2
+files >"$packages/before"
+install "./libtervalon1_*.deb ./tervalon_*.deb"
+inside "tervalon --version; tervalon simulate DEMO.RAW; tervalon info DEMO.RAW" >/dev/null ||
+  fail "the program does not run"
+inside "tervalon plot DEMO.RAW -o /work/picture.png" >/dev/null || fail "no picture"
+inside "dpkg --purge tervalon libtervalon1" >/dev/null
+files >"$packages/after"
+diff "$packages/before" "$packages/after" || fail "^ left behind by the packages, or taken away"
+
+install "gcc g++ libc6-dev pkg-config cmake make ./libtervalon1_*.deb ./libtervalon-dev_*.deb"
+inside 'cc prog.c $(pkg-config --cflags --libs tervalon) -o prog; ./prog' |
+  grep -qx 'function 1: Standard centroid' || fail "the C program"
+inside 'cmake -S project -B build >/dev/null; cmake --build build >/dev/null; build/prog' |
+  grep -qx 'function 1: Standard centroid' || fail "the CMake program"
+inside 'cc examples/c/read_raw.c $(pkg-config --cflags --libs tervalon) -o read; ./read DEMO.RAW' |
+  grep -q 'highest at 4.67 min' || fail "the example"
+inside "dpkg --purge libtervalon-dev libtervalon1" >/dev/null
+inside "find / -xdev -path /work -prune -o -name '*tervalon*' -print" | grep -v '^/proc' &&
+  fail "^ left behind"
+rm -f "$packages"/{before,after} "$log"
+echo "installed, run and removed in a bare Debian"

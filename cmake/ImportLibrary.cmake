@@ -9,8 +9,8 @@ function(tervalon_import_library target objects)
   set(definitions $<TARGET_LINKER_FILE_DIR:${target}>/${target}.def)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_DLLTOOL} --kill-at --dllname $<TARGET_FILE_NAME:${target}>
-            --output-lib $<TARGET_LINKER_FILE:${target}> --output-def ${definitions}
-            $<TARGET_OBJECTS:${objects}>
-    COMMAND sed -i "s/^;.*/LIBRARY ${target}.dll/; s/ @ [0-9]*$//" ${definitions}
+            --output-lib $<TARGET_LINKER_FILE:${target}> $<TARGET_OBJECTS:${objects}>
+    COMMAND ${CMAKE_DLLTOOL} --output-def ${definitions} $<TARGET_OBJECTS:${objects}>
+    COMMAND sed -i -e "1s/.*/LIBRARY ${target}.dll/" -e "s/ @ [0-9]*$//" ${definitions}
     COMMAND_EXPAND_LISTS VERBATIM)
 endfunction()

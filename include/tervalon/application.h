@@ -25,6 +25,7 @@ typedef struct AppPenProcedures {
                                        int32_t first, int32_t count, float* intensities,
                                        float* times);
 } AppPenProcedures;
+TERVALON_STRUCT_SIZE(AppPenProcedures, 12, 24);
 
 // Sets the yield point (NULL: none). Returns 1.
 TERVALON_API int32_t TERVALON_CALL AppSetYield(AppYieldCallback callback, void* user);

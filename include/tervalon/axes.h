@@ -111,6 +111,7 @@ typedef struct AxsStyle {
   const char* title;         // NULL: none
   uint32_t placement;        // AXS_PLACE_ flags
 } AxsStyle;
+TERVALON_STRUCT_SIZE(AxsStyle, 48, 80);
 
 // Creates an axes object of 1 to 5 rows with ranges 0..1 and empty area and margins. Returns its
 // handle; 0 for another number of rows, when all handles are used or a row gets no coordinate

@@ -60,6 +60,7 @@ typedef struct DmAdapter {
   // source.
   int32_t(TERVALON_CALL* compare)(const void* stored, const void* given, int32_t same_source);
 } DmAdapter;
+TERVALON_STRUCT_SIZE(DmAdapter, 16, 32);
 
 // Sets the adapter of type 1, 2 or 20; it is copied. NULL removes it: such a type reads as -1.
 // Returns 0, -1 for any other type.

@@ -81,6 +81,7 @@ typedef struct AxsPlotLabel {
   float y;
   const char* text;
 } AxsPlotLabel;
+TERVALON_STRUCT_SIZE(AxsPlotLabel, 12, 16);
 
 #define AXS_PLOT_TRACE 1     // the data
 #define AXS_PLOT_ANNOTATE 2  // brackets of magnified ranges, and peak labels
@@ -108,6 +109,7 @@ typedef struct AxsPlotBlock {
   // out; NULL: not wanted.
   TvRect* label_rects;
 } AxsPlotBlock;
+TERVALON_STRUCT_SIZE(AxsPlotBlock, 48, 64);
 
 // Moves the rows to the block's depth and draws what its flags name. Labels avoid each other, the
 // headers and the edges of the axes object; where there is no room for all, the higher peaks have

@@ -26,6 +26,7 @@ typedef struct LinDataset {
   float first;  // position of the first grid point
   float step;
 } LinDataset;
+TERVALON_STRUCT_SIZE(LinDataset, 16, 24);
 
 // The same with a variance for every point.
 typedef struct LinVarianceDataset {
@@ -35,6 +36,7 @@ typedef struct LinVarianceDataset {
   float first;
   float step;
 } LinVarianceDataset;
+TERVALON_STRUCT_SIZE(LinVarianceDataset, 20, 32);
 
 // Resamples n intensities `y` at the positions `x`, flux-preserving. The grid starts at x[0]; a
 // position that a grid point hits exactly under its own index gives its intensity unchanged.

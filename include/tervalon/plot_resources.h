@@ -24,6 +24,7 @@ typedef struct PltDataStyle {
   uint8_t green;
   uint8_t blue;
 } PltDataStyle;
+TERVALON_STRUCT_SIZE(PltDataStyle, 12, 16);
 
 // What a device context draws plots with.
 typedef struct PltResources {
@@ -34,6 +35,7 @@ typedef struct PltResources {
   PltDataStyle first[PLT_DATA_STYLES];
   PltDataStyle second[PLT_DATA_STYLES];
 } PltResources;
+TERVALON_STRUCT_SIZE(PltResources, 136, 192);
 
 // Stores the resources in use for a device context; NULL stands for the resources that are used
 // where none is named, and have the resolution of a screen. The pens and fonts stay the library's

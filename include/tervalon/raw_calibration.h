@@ -53,9 +53,9 @@ typedef struct RawCalibration {
 } RawCalibration;
 
 // Clears the set and reads comma-separated fields: "T" and an integer set the type, any other field
-// is the next coefficient, an empty one 0 (six at most, further ones are ignored). Behind a comma at
-// the text's end there is no field. An empty text, or NULL, leaves a set without coefficients (order
-// -1, type 0, deviation 0). Returns the set; NULL without one.
+// is the next coefficient, an empty one 0 (six at most, further ones are ignored). Behind a comma
+// at the text's end there is no field. An empty text, or NULL, leaves a set without coefficients
+// (order -1, type 0, deviation 0). Returns the set; NULL without one.
 TERVALON_API RawCaliCoeffs* TERVALON_CALL RawParseCaliCoeffs(RawCaliCoeffs* set, const char* text);
 
 // Writes "c0,..,cn,Tt" to `text` (at least 256 bytes), the coefficients in exponential form with 15

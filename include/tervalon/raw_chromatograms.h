@@ -28,12 +28,13 @@ typedef struct RawTraceWindow {
 } RawTraceWindow;
 
 #pragma pack(push, 1)
-// One trace: the sum of its windows in every scan. Packed: 10 bytes in a 32-bit process.
+// One trace: the sum of its windows in every scan. Packed.
 typedef struct RawTrace {
   int32_t kind;
   int16_t window_count;
   RawTraceWindow* windows;
 } RawTrace;
+TERVALON_STRUCT_SIZE(RawTrace, 10, 14);
 #pragma pack(pop)
 
 // Reads `count` values from the scan index, starting at scan `first`. Each array is optional and

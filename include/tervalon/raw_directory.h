@@ -77,8 +77,8 @@ TERVALON_API int32_t TERVALON_CALL RawReadClose(int32_t handle);
 // open, releases the handle, and gives every plain file of the directory the current time as access
 // and modification time. Every step is taken, whatever the others give.
 // Returns the first error: RAW_OK, RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN; RAW_SHORT_WRITE,
-// RAW_SEEK_FAILED or RAW_MEMBER_NOT_CLOSED from ending a writer or member; RAW_DIRECTORY_VANISHED or
-// RAW_TIME_STAMP_FAILED.
+// RAW_SEEK_FAILED or RAW_MEMBER_NOT_CLOSED from ending a writer or member; RAW_DIRECTORY_VANISHED
+// or RAW_TIME_STAMP_FAILED.
 TERVALON_API int32_t TERVALON_CALL RawCreateClose(int32_t handle);
 
 // Returns 16 when the path exists and is a directory, 0 otherwise.

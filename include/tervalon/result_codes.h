@@ -1,6 +1,6 @@
 // Result codes in words. The codes of different families do not overlap, but for 0, 1 and -1: the
-// Raw error codes are in raw_directory.h, the causes of the record databases in databases.h, and the
-// exports of data handles return either, as their sources do, or -1.
+// Raw error codes are in raw_directory.h, the causes of the record databases in databases.h, and
+// the exports of data handles return either, as their sources do, or -1.
 
 #ifndef TERVALON_RESULT_CODES_H_
 #define TERVALON_RESULT_CODES_H_

@@ -43,6 +43,15 @@
 #define TERVALON_END_DECLS
 #endif
 
+// States the size of a structure that holds pointers in a 32-bit and in a 64-bit process.
+#if defined(__cplusplus)
+#define TERVALON_ASSERT static_assert
+#else
+#define TERVALON_ASSERT _Static_assert
+#endif
+#define TERVALON_STRUCT_SIZE(type, size_32, size_64) \
+  TERVALON_ASSERT(sizeof(type) == (sizeof(void*) == 4 ? (size_32) : (size_64)), "size of " #type)
+
 // Room for a path in records and output buffers, terminating zero included.
 #define TV_PATH_SIZE 260
 
@@ -97,5 +106,6 @@ typedef struct TvDocumentCreate {
   uint32_t style;
   intptr_t parameter;
 } TvDocumentCreate;
+TERVALON_STRUCT_SIZE(TvDocumentCreate, 36, 56);
 
 #endif  // TERVALON_TYPES_H_

@@ -125,6 +125,32 @@ bool DecodeHeader(std::vector<uint8_t> bytes, RecordHeader* header) {
   return header->record_size == Load<uint16_t>(&all[kRecordSizeOffset]) && IsCount(header->stored);
 }
 
+bool MendHeader(std::span<const uint8_t> bytes, RecordHeader* header) {
+  size_t terminator = kHeaderStart;
+  FieldDescriptor field;
+  while (bytes.size() > terminator + kDescriptorSize && bytes[terminator] != kTerminator &&
+         DecodeField(&bytes[terminator], &field)) {
+    header->fields.push_back(field);
+    terminator += kDescriptorSize;
+  }
+  header->record_size = RecordSize(header->fields);
+  constexpr size_t kLargest = std::numeric_limits<uint16_t>::max();
+  if (header->fields.empty() || terminator >= bytes.size() || terminator >= kLargest ||
+      bytes[terminator] != kTerminator || header->record_size > kLargest) {
+    return false;
+  }
+  // Other programs' headers may be longer.
+  const size_t told = Load<uint16_t>(&bytes[kHeaderSizeOffset]);
+  const bool fits = told > terminator && told <= bytes.size() && told <= terminator + 300;
+  const size_t size = fits ? told : terminator + 1;
+  header->bytes.assign(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size));
+  if ((header->bytes[0] & kVersionMask) != kVersion) header->bytes[0] = kVersion;
+  header->stored = Load<uint32_t>(&bytes[kCountOffset]);
+  Store(&header->bytes[kHeaderSizeOffset], static_cast<uint16_t>(size));
+  Store(&header->bytes[kRecordSizeOffset], static_cast<uint16_t>(header->record_size));
+  return true;
+}
+
 bool MakeHeader(std::span<const FieldDescriptor> fields, RecordHeader* header) {
   constexpr size_t kLargest = std::numeric_limits<uint16_t>::max();
   const size_t size = kHeaderStart + fields.size() * kDescriptorSize + 1;

@@ -62,6 +62,11 @@ size_t HeaderSize(std::span<const uint8_t, kHeaderStart> start);
 // Takes a whole header apart. False when what it says does not fit together.
 bool DecodeHeader(std::vector<uint8_t> bytes, RecordHeader* header);
 
+// Makes a header from what is left of one: the field descriptors and the terminator have to be
+// right, the numbers before them follow from these. `bytes` are the beginning of the file. False
+// when there are no such descriptors.
+bool MendHeader(std::span<const uint8_t> bytes, RecordHeader* header);
+
 // The header of an empty file. False when the fields are too many or too wide for one.
 bool MakeHeader(std::span<const FieldDescriptor> fields, RecordHeader* header);
 

@@ -65,6 +65,21 @@ bool Find(File* file, uint64_t size, Found* found) {
   return true;
 }
 
+// Looks for one whose check sum is right.
+bool FindWhole(File* file, CopyBuffer* buffer, Found* found) {
+  uint64_t size = 0;
+  if (!file->Size(&size) || !Find(file, size, found)) return false;
+  if (!found->any) return true;
+  CheckSum check;
+  const auto add = [&check](std::span<const uint8_t> piece, uint64_t) {
+    check.Add(piece);
+    return true;
+  };
+  if (!ForEachPiece(file, found->begin, found->trailer.count, buffer, add)) return false;
+  found->any = check.Of(found->trailer) == found->trailer.check;
+  return true;
+}
+
 }  // namespace
 
 bool UndoJournal::EndWithout(File* file, uint64_t* end) {
@@ -103,20 +118,19 @@ bool UndoJournal::Keep(File* file, Range range, const HeaderStart& start, uint64
   return WriteWhole(file, at + range.size(), bytes);
 }
 
+bool UndoJournal::Look(File* file, CopyBuffer* buffer, bool* whole) {
+  Found found;
+  if (!FindWhole(file, buffer, &found)) return false;
+  *whole = found.any;
+  return true;
+}
+
 bool UndoJournal::TakeBack(File* file, CopyBuffer* buffer, bool* kept) {
   *kept = false;
-  uint64_t size = 0;
   Found found;
-  if (!file->Size(&size) || !Find(file, size, &found)) return false;
+  if (!FindWhole(file, buffer, &found)) return false;
   if (!found.any) return true;
   const Trailer& trailer = found.trailer;
-  CheckSum check;
-  const auto add = [&check](std::span<const uint8_t> piece, uint64_t) {
-    check.Add(piece);
-    return true;
-  };
-  if (!ForEachPiece(file, found.begin, trailer.count, buffer, add)) return false;
-  if (check.Of(trailer) != trailer.check) return true;
   *kept = CopyBytes(file, found.begin, trailer.count, file, trailer.offset, buffer) &&
           WriteWhole(file, 0, std::span(trailer.start).first(kChangingStart));
   return *kept;

@@ -40,6 +40,9 @@ class UndoJournal {
   static bool Keep(platform::File* file, Range range, const HeaderStart& start, uint64_t at,
                    CopyBuffer* buffer);
 
+  // Whether the file ends with a journal that is whole. False when it cannot be read.
+  static bool Look(platform::File* file, CopyBuffer* buffer, bool* whole);
+
   // Puts back what the journal at the end of the file keeps, the header's start last. True also
   // when there is none, or one that does not fit the file; `*kept` tells.
   static bool TakeBack(platform::File* file, CopyBuffer* buffer, bool* kept);

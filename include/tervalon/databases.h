@@ -167,6 +167,37 @@ TERVALON_API int32_t TERVALON_CALL DB3SetIniGlobals(int32_t type);
 // set before.
 TERVALON_API int32_t TERVALON_CALL DB3SetReportErrors(int32_t type, int32_t report);
 
+// For DB3CheckFile and DB3RepairFile: whichever type the fields of the file are.
+enum { DB3_ANY_TYPE = -1 };
+
+// Looks for what a power cut, a full disk or another program has left in a database: whether
+// header, size, record count, marks, end mark and fields fit together, a change that was cut short,
+// a file that a killed program left beside. Nothing is changed. `path` is the whole path, `type` a
+// type or DB3_ANY_TYPE. Writes a line, ended by "\n", for each finding into `findings` (optional)
+// of `size` bytes, as many as it has room for, and a zero; 4,096 bytes are enough for all. Shows no
+// message.
+//
+// DB3_SUCCESS: the file opens and holds all that its header says. It is sound when there are no
+// findings, else there is something that a repair would tidy up. DB3_INVALID_FORMAT: it does not
+// open, or a change in it may be half done. DB3_RECORD_STRUCTURE: its fields are another type's, or
+// none's. DB3_FILE_MISSING, DB3_FILE_OPEN; DB3_FILE_READ, also when others keep the file for
+// themselves.
+TERVALON_API int32_t TERVALON_CALL DB3CheckFile(int32_t type, const char* path, char* findings,
+                                                int32_t size);
+
+// Makes a database that has findings sound. First copies it as it is to its name and ".old"
+// (".old2" and so on where there is one). Then it takes back a change that was cut short; a header
+// that is wrong is made from its field descriptors, or else from those of the type that they
+// resemble; records that the header does not count are counted, one that is cut off is filled up
+// with blanks, marks that are neither become those of records that are there; the end mark is put
+// behind them and what stands there goes. Writes what it found, and what became of it, as
+// DB3CheckFile.
+//
+// DB3_SUCCESS: the file is sound now. Else it is as it was: the causes of DB3CheckFile, where what
+// the file held cannot be made out; DB3_FILE_CREATION when it cannot be copied; DB3_FILE_WRITE.
+TERVALON_API int32_t TERVALON_CALL DB3RepairFile(int32_t type, const char* path, char* findings,
+                                                 int32_t size);
+
 TERVALON_END_DECLS
 
 #endif  // TERVALON_DATABASES_H_

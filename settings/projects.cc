@@ -150,10 +150,12 @@ int32_t CannotCreate(TvWindow owner, const char* text) {
   return 0;
 }
 
-// A directory in another case is the one that is meant.
+// A directory in another case is the one that is meant, and so is one that another program makes at
+// the same time.
 bool EnsureDirectory(const std::string& path) {
   platform::FileSystem& files = platform::Files();
-  return files.Status(path) == PathStatus::kDirectory || files.MakeDirectory(files.Resolve(path));
+  const auto exists = [&] { return files.Status(path) == PathStatus::kDirectory; };
+  return exists() || files.MakeDirectory(files.Resolve(path)) || exists();
 }
 
 int32_t CreateProject(TvWindow owner, const SystemFile& project) {

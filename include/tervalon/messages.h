@@ -39,7 +39,8 @@ TERVALON_API int32_t TERVALON_VARARGS_CALL MsgReportMsg(TvInstance instance, uin
 
 // Takes the severity in front of a text apart: style receives its icon (1 information 0x40,
 // 2 exclamation 0x30, 3 stop 0x10, else 0), level the severity (3 for all others). Both are
-// optional. Returns where the message begins in `text`, behind all leading digits and white space.
+// optional. Returns where the message begins in `text`, behind all leading digits and white space;
+// NULL for NULL.
 TERVALON_API const char* TERVALON_CALL MsgGetErrorLevel(const char* text, int16_t* style,
                                                         int16_t* level);
 

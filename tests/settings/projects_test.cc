@@ -11,6 +11,7 @@
 #include "appsvc/application.h"
 #include "platform/headless/window_records.h"
 #include "tervalon/application.h"
+#include "tervalon/paths.h"
 #include "tests/support/fault_services.h"
 #include "tests/support/settings_fixture.h"
 
@@ -80,6 +81,22 @@ TEST_F(ProjectsTest, CreatesWhatIsMissing) {
   EXPECT_EQ(ProCreateDirectory(owner_, &plain), 1);
   EXPECT_TRUE(fs::is_directory("P1.PRO/Inner/SAMPLEDB"));
   EXPECT_EQ(ProCreateDirectory(owner_, nullptr), 0);
+}
+
+// Another program is always a little faster.
+class RacingFileSystem : public testing::FaultyFileSystem {
+ public:
+  bool MakeDirectory(const std::string& path) override {
+    FaultyFileSystem::MakeDirectory(path);
+    return FaultyFileSystem::MakeDirectory(path);
+  }
+};
+
+TEST_F(ProjectsTest, TwoProgramsMayCreateOne) {
+  RacingFileSystem files;
+  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
+  EXPECT_EQ(ProCreateDirectory(owner_, &project_), 1);
+  EXPECT_TRUE(desktop_.messages.empty());
 }
 
 TEST_F(ProjectsTest, LongPathsAreRefused) {
@@ -232,6 +249,7 @@ TEST_F(ProjectsTest, DirectoriesAreFoundWhateverTheirCase) {
   fs::create_directories("P1.PRO/PeakDb");
   testing::WriteText(directory_.Path("P1.PRO\\PeakDb\\Oils.PDB"), "");
   const SystemFile project = {0, "", "p1", "pro", 0, 0};
+  EXPECT_EQ(DirectoryExists("p1.PRO\\PEAKDB") + DirectoryExists("P1.PRO\\PEAKDB\\OILS.PDB"), 1);
   EXPECT_EQ(ProCreateDirectory(owner_, &project), 1);
   EXPECT_EQ(std::distance(fs::directory_iterator("P1.PRO"), fs::directory_iterator()), 6);
   EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 1);

@@ -88,8 +88,8 @@ int32_t ReadSpectrum(const Selection& selection, uint32_t first, int32_t count,
 
 int32_t CountIndexScans(const Selection& selection, uint32_t* count) {
   OpenData data;
-  const int32_t error = selection.OpenDataSet(&data);
-  if (error == RAW_OK) *count = data.reader->CompleteScans();
+  int32_t error = selection.OpenDataSet(&data);
+  if (error == RAW_OK) error = data.reader->CountScans(count);
   return error;
 }
 
@@ -98,8 +98,7 @@ int32_t CountMassScans(const Selection& selection, uint32_t* count) {
   const int32_t error = selection.OpenDataSet(&data);
   if (error != RAW_OK) return error;
   if (MakeTraceWindows(selection.descriptor.trace, data).windows.empty()) return -1;
-  *count = data.reader->CompleteScans();
-  return RAW_OK;
+  return data.reader->CountScans(count);
 }
 
 int32_t ReadIndexTrace(const Selection& selection, uint32_t first, int32_t count,
@@ -116,8 +115,7 @@ int32_t ReadMassTrace(const Selection& selection, uint32_t first, int32_t count,
   const int32_t error = selection.OpenDataSet(&data);
   if (error != RAW_OK) return error;
   TraceWindows made = MakeTraceWindows(selection.descriptor.trace, data);
-  RawTrace trace = {made.kind, static_cast<int16_t>(made.windows.size()),
-                          made.windows.data()};
+  RawTrace trace = {made.kind, static_cast<int16_t>(made.windows.size()), made.windows.data()};
   return RawReadChromTraces(selection.source.handle(), selection.function(), selection.process(),
                             static_cast<int32_t>(first), count, 1, &trace, &arrays.intensities,
                             &arrays.positions);

@@ -2,14 +2,17 @@
 
 #include <algorithm>
 #include <ctime>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "appsvc/export_guard.h"
 #include "datamgr/raw_adapter.h"
 #include "datamgr/raw_sources.h"
+#include "platform/file_change.h"
 #include "raw/function_record.h"
-#include "raw/scan_store.h"
+#include "raw/scan_index.h"
+#include "raw/scan_writer.h"
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_history.h"
 #include "tervalon/raw_spectra.h"
@@ -73,15 +76,21 @@ int32_t ReadPresent(const DmRawDescriptor& descriptor, RawSource* source, Spectr
   return read(&there, spectrum->masses.data(), spectrum->intensities.data());
 }
 
-// The time of a new scan is that of the acquired scan of its number, from which it was made.
-void TakeAcquiredTime(const DmRawDescriptor& descriptor, RawSource* source,
-                      RawScanDescription* description) {
-  OpenData data;
+// The time of a new scan is that of the acquired scan of its number, from which it was made; 0 when
+// there is none.
+int32_t TakeAcquiredTime(const DmRawDescriptor& descriptor, int32_t handle,
+                         RawScanDescription* description) {
+  std::unique_ptr<platform::File> index;
+  bool absent = false;
+  int32_t error =
+      raw::OpenForReading(handle, raw::kFunctionIndex, descriptor.function, &index, &absent);
+  if (absent || descriptor.scan < 1) return RAW_OK;
   raw::IndexRecord record;
-  if (descriptor.scan >= 1 && source->OpenDataSet(descriptor.function, 0, -1, &data) == RAW_OK &&
-      data.reader->ReadIndex(static_cast<uint32_t>(descriptor.scan), &record) == RAW_OK) {
-    description->retention_time = record.retention_time;
+  if (error == RAW_OK) {
+    error = raw::IndexReader(index.get()).Read(static_cast<uint32_t>(descriptor.scan), &record);
   }
+  if (error == RAW_OK) description->retention_time = record.retention_time;
+  return error != RAW_SCAN_ABSENT ? error : RAW_OK;
 }
 
 // Puts the range into the spectrum. False when it would leave a gap.
@@ -105,31 +114,39 @@ int32_t Store(const Range& range, RawSource* source, DmRawDescriptor* descriptor
   if (type == nullptr) return RAW_BAD_ARGUMENT;
   if (type->stores_masses() && range.masses == nullptr) return -1;
 
-  const raw::ScanFiles files = raw::ScanFilesOf(descriptor->function, descriptor->process);
-  const uint32_t scans = raw::CountScans(source->handle(), files, *type);
-  const bool replaces = descriptor->scan >= 1 && static_cast<uint32_t>(descriptor->scan) <= scans;
+  // What is read of the set from here on is what is there while it is this call's to write.
+  if (!source->EndProcess(descriptor->process)) return RAW_MEMBER_ALREADY_OPEN;
+  std::unique_ptr<raw::ScanWriter> writer;
+  error = raw::ScanWriter::Open(source->handle(),
+                                raw::ScanFilesOf(descriptor->function, descriptor->process),
+                                platform::kLockWait, &writer);
+  if (error == RAW_OK) error = writer->Continue(*type);
+  if (error != RAW_OK) return error;
+
+  const bool replaces =
+      descriptor->scan >= 1 && static_cast<uint32_t>(descriptor->scan) <= writer->scans();
   Spectrum spectrum;
   if (replaces) {
     error = ReadPresent(*descriptor, source, &spectrum);
-    if (error != RAW_OK) return error;
+    source->EndProcess(descriptor->process);
   } else {
-    TakeAcquiredTime(*descriptor, source, &spectrum.description);
+    error = TakeAcquiredTime(*descriptor, source->handle(), &spectrum.description);
   }
+  if (error != RAW_OK) return error;
   if (!Overlay(range, &spectrum)) return -1;
-  if (!source->EndProcess(descriptor->process)) return RAW_MEMBER_ALREADY_OPEN;
 
   // The masses are final. Those that the type does not store a reader makes from the function.
   spectrum.description.flag_b = type->stores_masses() ? 1 : 0;
-  const auto number = replaces ? static_cast<uint32_t>(descriptor->scan) : scans + 1;
-  const auto points = static_cast<uint32_t>(spectrum.intensities.size());
-  error = raw::StoreScan(source->handle(), files, number,
-                         {type_code,
-                          spectrum.description,
-                          {spectrum.masses.data(), spectrum.intensities.data(), nullptr},
-                          points});
+  const raw::NewScan scan = {type_code,
+                             spectrum.description,
+                             {spectrum.masses.data(), spectrum.intensities.data(), nullptr},
+                             static_cast<uint32_t>(spectrum.intensities.size())};
+  const uint32_t number = replaces ? static_cast<uint32_t>(descriptor->scan) : writer->scans() + 1;
+  error = replaces ? writer->Replace(number, scan) : writer->Append(scan);
+  if (error == RAW_OK) error = writer->Flush();
   if (error != RAW_OK) return error;
   descriptor->scan = static_cast<int32_t>(number);
-  descriptor->element_count = points;
+  descriptor->element_count = scan.count;
   return RAW_OK;
 }
 
@@ -189,6 +206,9 @@ extern "C" int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descrip
     if (save == 0) return 0;
     SourceLease source(DirectoryOf(*descriptor));
     if (source.error() != RAW_OK) return source.error();
-    return RecordInHistory(source->handle(), *descriptor);
+    // Only now, not for each of its spectra.
+    const int32_t error = raw::ForceToDisk(
+        source->handle(), raw::ScanFilesOf(descriptor->function, descriptor->process));
+    return error == RAW_OK ? RecordInHistory(source->handle(), *descriptor) : error;
   });
 }

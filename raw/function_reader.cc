@@ -4,7 +4,7 @@
 
 namespace tervalon::raw {
 
-FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function,
+FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function, int32_t process,
                                const RawCalibration* calibration, platform::File* index_file,
                                platform::File* data_file)
     : type_code_(DataTypeCode(record)),
@@ -13,7 +13,7 @@ FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function
       channels_(static_cast<uint32_t>(std::max(StoredSegments(record), 1))),
       index_file_(index_file),
       data_file_(data_file),
-      index_(index_file),
+      index_(index_file, process != 0),
       data_(data_file) {
   for (uint32_t i = 0; i < channels_; ++i) {
     channel_masses_[i] = raw::ChannelMass(record, static_cast<int32_t>(i));
@@ -28,12 +28,14 @@ int32_t FunctionReader::ReadIndex(uint32_t scan, IndexRecord* record) {
   return index_.Read(scan, record);
 }
 
-uint32_t FunctionReader::StoredPoints(const IndexRecord& scan) {
+int32_t FunctionReader::FindStoredPoints(const IndexRecord& scan, uint32_t* points) {
   const uint64_t bytes = uint64_t{type_->Units(scan.points())} * type_->unit_bytes;
-  if (scan.offset + bytes > data_size_ && !data_file_->Size(&data_size_)) data_size_ = 0;
-  if (scan.offset + bytes <= data_size_) return scan.points();
+  if (scan.offset + bytes > data_size_ && !data_file_->Size(&data_size_)) return RAW_SEEK_FAILED;
+  *points = scan.points();
+  if (scan.offset + bytes <= data_size_) return RAW_OK;
   const uint64_t there = data_size_ - std::min<uint64_t>(scan.offset, data_size_);
-  return static_cast<uint32_t>(there / type_->unit_bytes) * type_->unit_points;
+  *points = static_cast<uint32_t>(there / type_->unit_bytes) * type_->unit_points;
+  return RAW_OK;
 }
 
 float FunctionReader::ChannelMass(uint32_t channel) const {

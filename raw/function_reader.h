@@ -18,8 +18,9 @@ namespace tervalon::raw {
 
 class FunctionReader : public ScanBuffer {
  public:
-  // `calibration` may be nullptr. The files belong to the handle's member slots.
-  FunctionReader(const RawFunctionRecord& record, int32_t function,
+  // `calibration` may be nullptr. The files belong to the handle's member slots. Scans of processed
+  // data sets may be replaced meanwhile.
+  FunctionReader(const RawFunctionRecord& record, int32_t function, int32_t process,
                  const RawCalibration* calibration, platform::File* index_file,
                  platform::File* data_file);
 
@@ -31,10 +32,14 @@ class FunctionReader : public ScanBuffer {
   // Stores the index record of `scan` (from 1). Returns as IndexReader::Read.
   int32_t ReadIndex(uint32_t scan, IndexRecord* record);
 
-  uint32_t CompleteScans() const { return CountCompleteScans(*index_file_, *data_file_, *type_); }
+  // RAW_OK or RAW_SEEK_FAILED.
+  int32_t CountScans(uint32_t* count) const {
+    return CountCompleteScans(*index_file_, *data_file_, *type_, count);
+  }
 
-  // How many of a scan's points the data have: fewer than it claims when they are cut off.
-  uint32_t StoredPoints(const IndexRecord& scan);
+  // Stores how many of a scan's points the data have: fewer than it claims when they are cut off.
+  // Returns RAW_OK or RAW_SEEK_FAILED.
+  int32_t FindStoredPoints(const IndexRecord& scan, uint32_t* points);
 
   // Selected-ion data: every point is a channel.
   bool has_channels() const {

@@ -42,7 +42,7 @@ int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
   error = RawFileOpen(handle, files.index_code, files.number, kReadMember);
   if (error == RAW_OK) {
     std::unique_ptr<ScanBuffer> reader(new (std::nothrow) FunctionReader(
-        record, function, calibration, OpenMember(handle, files.index_code, files.number),
+        record, function, process, calibration, OpenMember(handle, files.index_code, files.number),
         OpenMember(handle, files.data_code, files.number)));
     error = PutScanBuffer(handle, function, process, std::move(reader));
     if (error == RAW_OK) return RAW_OK;
@@ -162,10 +162,10 @@ extern "C" int32_t TERVALON_CALL RawReadTimeScan(int32_t handle, int16_t functio
     if (record == nullptr || scan == nullptr) return RAW_BAD_ARGUMENT;
     *scan = 0;
     FunctionReader* reader = nullptr;
-    const int32_t error = GetScanBufferAs(handle, function, process, &reader);
-    if (error != RAW_OK) return error;
-    const uint32_t scans = reader->CompleteScans();
-    if (scans == 0) return RAW_OK;
+    int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    uint32_t scans = 0;
+    if (error == RAW_OK) error = reader->CountScans(&scans);
+    if (error != RAW_OK || scans == 0) return error;
     const float last_time = FloatAt(*record, kLastTime);
     if (last_time != 0 && time >= last_time) {
       *scan = static_cast<int32_t>(scans);

@@ -137,7 +137,7 @@ int32_t EndWriting(RawDirectory* directory) {
   };
   for (const auto& of_function : directory->scan_buffers) {
     for (const auto& buffer : of_function) {
-      if (buffer != nullptr) note(buffer->Flush());
+      if (buffer != nullptr) note(buffer->End());
     }
   }
   for (const auto& member : directory->members) {
@@ -299,13 +299,31 @@ int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* 
   return result;
 }
 
-int32_t OpenForReading(int32_t handle, int32_t code, int32_t number, std::unique_ptr<File>* file) {
+int32_t OpenForWriting(int32_t handle, int32_t code, int32_t number, bool make,
+                       std::unique_ptr<File>* file) {
   const int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   if (MemberSlot(code, number) < 0) return RAW_SLOT_OUT_OF_RANGE;
   const std::string path = MemberPath(HandleDirectory(handle), code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
-  *file = Files().Open(path, OpenMode::kRead);
+  bool absent = false;
+  *file = Files().Open(path, OpenMode::kReadWrite, &absent);
+  if (*file == nullptr && absent && make) {
+    *file = Files().Open(path, OpenMode::kCreateNew);
+    if (*file == nullptr) *file = Files().Open(path, OpenMode::kReadWrite);  // another made it
+  }
+  return *file != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPENED;
+}
+
+int32_t OpenForReading(int32_t handle, int32_t code, int32_t number, std::unique_ptr<File>* file,
+                       bool* absent) {
+  if (absent != nullptr) *absent = false;
+  const int32_t error = CheckHandle(handle);
+  if (error != RAW_OK) return error;
+  if (MemberSlot(code, number) < 0) return RAW_SLOT_OUT_OF_RANGE;
+  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  *file = Files().Open(path, OpenMode::kRead, absent);
   return *file != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPENED;
 }
 

@@ -69,9 +69,14 @@ int32_t RawFileClose(int32_t handle, int32_t code, int32_t number);
 int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* bytes,
                       uint32_t count);
 
+// Opens a member for reading and writing past the slots, as it is; with `make` one that is absent
+// is made, by one program alone.
+int32_t OpenForWriting(int32_t handle, int32_t code, int32_t number, bool make,
+                       std::unique_ptr<platform::File>* file);
+
 // Opens a member for reading past the slots, so that it works while the member is open.
 int32_t OpenForReading(int32_t handle, int32_t code, int32_t number,
-                       std::unique_ptr<platform::File>* file);
+                       std::unique_ptr<platform::File>* file, bool* absent = nullptr);
 
 // The slot of a member, or -1 when the number does not fit the code.
 int32_t MemberSlot(int32_t code, int32_t number);
@@ -96,8 +101,8 @@ class ScanBuffer {
  public:
   virtual ~ScanBuffer() = default;
 
-  // Writes what still waits in memory.
-  virtual int32_t Flush() { return RAW_OK; }
+  // Writes what still waits in memory and closes the files that are its own.
+  virtual int32_t End() { return RAW_OK; }
 };
 
 // RAW_SCAN_BUFFER_EXISTS, RAW_NO_MEMORY_FOR_SCAN_BUFFER (for nullptr), RAW_SLOT_OUT_OF_RANGE.

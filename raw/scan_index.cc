@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/file_change.h"
 #include "platform/little_endian.h"
 #include "tervalon/raw_directory.h"
 
@@ -36,11 +37,13 @@ void IndexRecord::Describe(const RawScanDescription& description, uint32_t point
   retention_time = description.retention_time;
 }
 
-uint32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type) {
+int32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type,
+                           uint32_t* count) {
+  *count = 0;
   // A writer appends data before the records that name them, so the index's size is taken first.
   uint64_t index_bytes = 0;
   uint64_t data_bytes = 0;
-  if (!index.Size(&index_bytes) || !data.Size(&data_bytes)) return 0;
+  if (!index.Size(&index_bytes) || !data.Size(&data_bytes)) return RAW_SEEK_FAILED;
   const uint64_t records = std::min<uint64_t>(index_bytes / IndexRecord::kSize, INT32_MAX);
   std::vector<uint8_t> run(kShortRun * IndexRecord::kSize);
   for (uint64_t end = records; end > 1;) {
@@ -48,18 +51,20 @@ uint32_t CountCompleteScans(platform::File& index, platform::File& data, const D
     size_t read = 0;
     const auto wanted = static_cast<size_t>(end - begin) * IndexRecord::kSize;
     if (!index.ReadAt(begin * IndexRecord::kSize, run.data(), wanted, &read) || read < wanted) {
-      return 0;
+      return RAW_SEEK_FAILED;
     }
     for (; end > begin && end > 1; --end) {
       IndexRecord record;
       record.DecodeFrom(run.data() + (end - begin - 1) * IndexRecord::kSize);
       if (record.offset + type.CompleteBytes(record.points()) <= data_bytes) {
-        return static_cast<uint32_t>(end);
+        *count = static_cast<uint32_t>(end);
+        return RAW_OK;
       }
     }
     run.resize(kLongRun * IndexRecord::kSize);
   }
-  return static_cast<uint32_t>(std::min<uint64_t>(records, 1));
+  *count = static_cast<uint32_t>(std::min<uint64_t>(records, 1));
+  return RAW_OK;
 }
 
 int32_t IndexReader::Read(uint32_t scan, IndexRecord* record) {
@@ -78,9 +83,13 @@ int32_t IndexReader::Load(uint32_t scan, size_t records) {
   first_ = scan;
   run_.resize(records * IndexRecord::kSize);
   size_t read = 0;
-  if (!file_->ReadAt(uint64_t{scan - 1} * IndexRecord::kSize, run_.data(), run_.size(), &read)) {
-    return RAW_SEEK_FAILED;
-  }
+  // Without the lock, should a writer keep it for long, a record that it replaces might be read in
+  // the middle of that; better than not at all.
+  const bool locked = replaceable_ && file_->Lock(platform::LockMode::kShared, platform::kLockWait);
+  const bool done =
+      file_->ReadAt(uint64_t{scan - 1} * IndexRecord::kSize, run_.data(), run_.size(), &read);
+  if (locked) file_->Unlock();
+  if (!done) return RAW_SEEK_FAILED;
   count_ = static_cast<uint32_t>(read / IndexRecord::kSize);
   return count_ > 0 ? RAW_OK : RAW_SCAN_ABSENT;
 }

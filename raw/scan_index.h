@@ -39,15 +39,26 @@ struct IndexRecord {
   bool flag_e() const { return (word >> 31 & 1) != 0; }
 };
 
-// The scans whose data lie whole in the ".DAT" file: the number of the last such record. Record 1
-// is never dropped. 0 when a size cannot be had.
-uint32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type);
+// Counts the scans whose data lie whole in the ".DAT" file: the number of the last such record.
+// Record 1 is never dropped. RAW_OK, or RAW_SEEK_FAILED when a file cannot be read, with 0.
+int32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type,
+                           uint32_t* count);
+
+// The same where a file that cannot be read counts 0.
+inline uint32_t CountCompleteScans(platform::File& index, platform::File& data,
+                                   const DataType& type) {
+  uint32_t count = 0;
+  CountCompleteScans(index, data, type, &count);
+  return count;
+}
 
 // Reads index records through a cached run of them: long runs when the scans asked for follow each
-// other, short ones when they do not. The file may grow meanwhile.
+// other, short ones when they do not. The file may grow meanwhile; with `replaceable`, records may
+// be written over too.
 class IndexReader {
  public:
-  explicit IndexReader(platform::File* file) : file_(file) {}
+  explicit IndexReader(platform::File* file, bool replaceable = false)
+      : file_(file), replaceable_(replaceable) {}
 
   // Stores the record of `scan` (from 1). Returns RAW_OK, RAW_SCAN_ABSENT or RAW_SEEK_FAILED.
   int32_t Read(uint32_t scan, IndexRecord* record);
@@ -59,6 +70,7 @@ class IndexReader {
   int32_t Load(uint32_t scan, size_t records);
 
   platform::File* file_;
+  bool replaceable_;
   std::vector<uint8_t> run_;
   uint32_t first_ = 1;  // scan of the run's first record
   uint32_t count_ = 0;

@@ -78,8 +78,8 @@ bool TraceExtractor::has(Selection selection) const {
 }
 
 int32_t TraceExtractor::Extract(const IndexRecord& scan, size_t i) {
-  PrepareFor(scan);
-  int32_t error = SumRuns(scan);
+  int32_t error = PrepareFor(scan);
+  if (error == RAW_OK) error = SumRuns(scan);
   if (error == RAW_OK && has(Selection::kMasses)) error = SumMasses(scan);
   if (error != RAW_OK) return error;
   std::fill(totals_.begin(), totals_.end(), 0.0);
@@ -94,12 +94,14 @@ int32_t TraceExtractor::Extract(const IndexRecord& scan, size_t i) {
 
 // Brings mass windows back to stored masses or points, when the calibration or the number of points
 // is not that of the scan before.
-void TraceExtractor::PrepareFor(const IndexRecord& scan) {
+int32_t TraceExtractor::PrepareFor(const IndexRecord& scan) {
+  uint32_t stored_points = 0;
+  const int32_t error = reader_->FindStoredPoints(scan, &stored_points);
+  if (error != RAW_OK) return error;
   const MassCalibration& calibration = reader_->CalibrationOf(scan);
   const int32_t segment =
       calibration.identity() ? kUncalibrated : static_cast<int32_t>(scan.segment());
   const bool same_segment = segment == prepared_segment_;
-  const uint32_t stored_points = reader_->StoredPoints(scan);
   const bool same_points =
       scan.points() == prepared_points_ && stored_points == prepared_stored_points_;
   if (!same_segment) growing_ = std::make_unique<GrowingCalibration>(calibration, reader_->range());
@@ -115,6 +117,7 @@ void TraceExtractor::PrepareFor(const IndexRecord& scan) {
                              window.low, window.high);
     }
   }
+  return RAW_OK;
 }
 
 int32_t TraceExtractor::SumRuns(const IndexRecord& scan) {

@@ -47,7 +47,7 @@ class TraceExtractor {
   };
 
   Window MakeWindow(const RawTrace& trace, const RawTraceWindow& window) const;
-  void PrepareFor(const IndexRecord& scan);
+  int32_t PrepareFor(const IndexRecord& scan);
   int32_t SumRuns(const IndexRecord& scan);
   int32_t SumMasses(const IndexRecord& scan);
   bool has(Selection selection) const;

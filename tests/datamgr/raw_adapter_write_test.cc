@@ -194,7 +194,7 @@ TEST_F(RawAdapterWriteTest, FailedWritesLoseNothing) {
   ASSERT_EQ(Store(Spectrum(0, 1, kProcess), {100, 200, 300}, {1, 2, 3}), 0);
   FaultyFileSystem& files = UseFaultyFiles();
   for (const FileCall call : {FileCall::kOpen, FileCall::kRead, FileCall::kWrite, FileCall::kSize,
-                              FileCall::kClose, FileCall::kMove}) {
+                              FileCall::kClose}) {
     int failures = 0;
     for (int64_t n = 1;; ++n) {
       const int64_t before = files.Calls(call);

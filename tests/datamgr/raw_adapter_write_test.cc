@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "tervalon/raw_history.h"
 #include "tests/datamgr/raw_data_fixture.h"
@@ -189,33 +190,104 @@ TEST_F(RawAdapterWriteTest, SavingRecordsTheSetInTheHistory) {
   EXPECT_EQ(header.highest_index, 2);
 }
 
-// Whatever fails, the set has its old scans or the new one, whole; and nothing stays open.
+// Whatever fails, the set has its old scans or the new one too, all of them whole; nothing stays
+// open, and what could not be read is not taken for empty.
 TEST_F(RawAdapterWriteTest, FailedWritesLoseNothing) {
-  ASSERT_EQ(Store(Spectrum(0, 1, kProcess), {100, 200, 300}, {1, 2, 3}), 0);
+  const Floats masses = {100, 200, 300, 400};
+  std::vector<Floats> scans = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}};
+  for (const Floats& scan : scans) ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, scan), 0);
   FaultyFileSystem& files = UseFaultyFiles();
-  for (const FileCall call : {FileCall::kOpen, FileCall::kRead, FileCall::kWrite, FileCall::kSize,
-                              FileCall::kClose}) {
+  files.SetShortWriteBytes(9);
+  for (const FileCall call :
+       {FileCall::kOpen, FileCall::kRead, FileCall::kWrite, FileCall::kPosition, FileCall::kSize,
+        FileCall::kLock, FileCall::kResize, FileCall::kClose}) {
     int failures = 0;
-    for (int64_t n = 1;; ++n) {
+    const auto attempt = [&](int64_t n, int32_t number, bool onwards) {
       const int64_t before = files.Calls(call);
-      const Floats fresh = {static_cast<float>(n), 5, 6, 7};
-      files.On(call).FailNth(n);
-      const int32_t result = Store(Spectrum(1, 1, kProcess), {100, 200, 300, 400}, fresh);
+      const Floats fresh = {static_cast<float>(n), 5, 6, static_cast<float>(number)};
+      files.On(call).FailNth(n, onwards);
+      const int32_t result = Store(Spectrum(number, 1, kProcess), masses, fresh);
       const bool reached = files.Calls(call) - before >= n;
       files.On(call).Heal();
       EXPECT_EQ(files.open_files(), 0);
-      const Floats now = ReadAll(Spectrum(1, 1, kProcess)).second;
-      if (result == 0) {
-        EXPECT_EQ(now, fresh);
-      } else {
+      if (result != 0) {
         ++failures;
-        EXPECT_NE(now, fresh);
-        EXPECT_GE(now.size(), 3U);
+      } else if (number == 0) {
+        scans.push_back(fresh);
+      } else {
+        scans[static_cast<size_t>(number) - 1] = fresh;
       }
-      if (!reached) break;
+      for (size_t s = 0; s < scans.size(); ++s) {
+        EXPECT_EQ(ReadAll(Spectrum(static_cast<int32_t>(s + 1), 1, kProcess)).second, scans[s])
+            << "scan " << s + 1 << ", call " << static_cast<int>(call) << ", " << result;
+      }
+      EXPECT_EQ(testing::ReadFile(Path("_PROC003.IDX")).size() / 22, scans.size());
+      return reached;
+    };
+    bool reached = true;
+    for (int64_t n = 1; reached && !HasFailure(); ++n) {
+      reached = false;
+      for (const int32_t number : {2, 0}) {
+        for (const bool onwards : {false, true}) reached |= attempt(n, number, onwards);
+      }
     }
-    EXPECT_GT(failures, 0) << static_cast<int>(call);
+    const bool nothing_to_cut = call == FileCall::kResize;
+    EXPECT_TRUE(failures > 0 || nothing_to_cut || call == FileCall::kClose)
+        << static_cast<int>(call);
   }
+}
+
+// What a writer that died has left: records of data that never came, the beginning of a record,
+// data without one.
+TEST_F(RawAdapterWriteTest, GoesOnBehindWhatIsComplete) {
+  const Floats masses = {100, 200, 300, 400};
+  ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, {1, 2, 3, 4}), 0);
+  testing::Bytes index = testing::ReadFile(Path("_PROC003.IDX"));
+  testing::Bytes data = testing::ReadFile(Path("_PROC003.DAT"));
+  for (uint32_t claimed = 0; claimed < 3; ++claimed) {
+    testing::Bytes record(index.begin(), index.begin() + 22);
+    const auto offset = static_cast<uint32_t>(data.size() + claimed * 20);
+    std::memcpy(record.data(), &offset, sizeof(offset));
+    index.insert(index.end(), record.begin(), record.end());
+  }
+  index.insert(index.end(), 9, 0x77);
+  data.insert(data.end(), 7, 0x55);
+  testing::WriteFile(Path("_PROC003.IDX"), index);
+  testing::WriteFile(Path("_PROC003.DAT"), data);
+  DmRawDescriptor next = Spectrum(0, 1, kProcess);
+  ASSERT_EQ(Store(&next, masses, {7, 7, 7, 7}), 0);
+  EXPECT_EQ(next.scan, 2);
+  EXPECT_EQ(testing::ReadFile(Path("_PROC003.IDX")).size(), 44U);
+  EXPECT_THAT(ReadAll(Spectrum(1, 1, kProcess)).second, ElementsAre(1, 2, 3, 4));
+  EXPECT_THAT(ReadAll(Spectrum(2, 1, kProcess)).second, ElementsAre(7, 7, 7, 7));
+}
+
+// The first scan counts even where its data are cut off: it keeps the points that it has.
+TEST_F(RawAdapterWriteTest, TheFirstScanKeepsWhatThereIsOfIt) {
+  const Floats masses = {100, 200, 300, 400};
+  ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, {1, 2, 3, 4}), 0);
+  testing::Bytes data = testing::ReadFile(Path("_PROC003.DAT"));
+  data.resize(13);  // a pair of points and a bit of the next
+  testing::WriteFile(Path("_PROC003.DAT"), data);
+  ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, {7, 7, 7, 7}), 0);
+  EXPECT_THAT(ReadAll(Spectrum(1, 1, kProcess)).second, ElementsAre(1, 2));
+  EXPECT_THAT(ReadAll(Spectrum(2, 1, kProcess)).second, ElementsAre(7, 7, 7, 7));
+}
+
+TEST_F(RawAdapterWriteTest, ASetIsForcedToTheDiskWhenItIsSaved) {
+  FaultyFileSystem& files = UseFaultyFiles();
+  files.OnlyPathsWith("_PROC");
+  for (int scan = 0; scan < 5; ++scan) {
+    ASSERT_EQ(Store(Spectrum(scan % 3, 1, kProcess), {100, 200}, {1, 2}), 0);
+  }
+  EXPECT_EQ(files.Calls(FileCall::kSync), 0);
+  const DmRawDescriptor set = Spectrum(1, 1, kProcess);
+  EXPECT_EQ(DmRawSaveProcess(&set, 1), 0);
+  EXPECT_EQ(files.Calls(FileCall::kSync), 2);
+  files.On(FileCall::kSync).FailNth(2);
+  EXPECT_NE(DmRawSaveProcess(&set, 1), 0);
+  const DmRawDescriptor absent = Spectrum(1, 1, 99);
+  EXPECT_EQ(DmRawSaveProcess(&absent, 1), RAW_MEMBER_NOT_OPENED);
 }
 
 }  // namespace

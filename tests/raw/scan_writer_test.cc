@@ -239,6 +239,49 @@ TEST_F(ScanWriterTest, FiftyScansWaitAndReadersSeeThemOnceFlushed) {
   EXPECT_EQ(RawReadClose(reader), RAW_OK);
 }
 
+// One writer of a function or set at a time, whatever handle or program it is of.
+TEST_F(ScanWriterTest, AnotherWriterIsRefused) {
+  MakeRun({ScanningRecord(3)}, {{NumberedScan(1, 10)}});
+  OpenRun();
+  int32_t other = -1;
+  ASSERT_EQ(RawReadOpen(Path().c_str(), &other), RAW_OK);
+  for (const int16_t process : std::vector<int16_t>{0, 5}) {
+    ASSERT_EQ(RawCreateScanFile(handle_, 1, process, 0), RAW_OK);
+    ASSERT_EQ(WriteScan(handle_, 1, process, 3, NumberedScan(2, 10)), RAW_OK);
+    ASSERT_EQ(RawCreateScansFlush(handle_, 1, process), RAW_OK);
+    EXPECT_EQ(RawCreateScanFile(other, 1, process, 0), RAW_LOCK_FAILED);
+    EXPECT_EQ(RawCreateScansEnd(other, 1, process), RAW_SCAN_BUFFER_ABSENT);
+    EXPECT_EQ(RawCreateScanFile(other, 2, 0, 0), RAW_OK) << "another function";
+    EXPECT_EQ(RawCreateScansEnd(other, 2, 0), RAW_OK);
+    ASSERT_EQ(WriteScan(handle_, 1, process, 3, NumberedScan(3, 10)), RAW_OK);
+    ASSERT_EQ(RawCreateScansEnd(handle_, 1, process), RAW_OK);
+    ASSERT_EQ(RawReadFuncInit(handle_, 1, process, &record_, nullptr), RAW_OK);
+    EXPECT_EQ(Read(handle_, 1, process, 1).intensities, NumberedScan(2, 10).intensities);
+    EXPECT_EQ(Read(handle_, 1, process, 2).intensities, NumberedScan(3, 10).intensities);
+    // Reading keeps no writer away but the one that would use the same handle's places.
+    EXPECT_EQ(RawCreateScanFile(handle_, 2, process == 0 ? 0 : process, 0),
+              process == 0 ? RAW_OK : RAW_MEMBER_ALREADY_OPEN);
+    EXPECT_EQ(RawCreateScanFile(other, 1, process, 0), RAW_OK);
+    RawCreateScansEnd(handle_, 2, process);
+    EXPECT_EQ(RawReadFuncEnd(handle_, 1, process), RAW_OK);
+    EXPECT_EQ(RawCreateScansEnd(other, 1, process), RAW_OK);
+  }
+  EXPECT_EQ(RawReadClose(other), RAW_OK);
+}
+
+// Once per function, not for every scan.
+TEST_F(ScanWriterTest, ForcedToTheDiskAtTheEnd) {
+  FaultyFileSystem& files = UseFaultyFiles();
+  files.OnlyPathsWith("_FUNC001");
+  OpenWriter(3);
+  for (uint32_t i = 1; i <= 120; ++i) {
+    ASSERT_EQ(WriteScan(handle_, 1, 0, 3, NumberedScan(i, 100)), RAW_OK);
+  }
+  EXPECT_EQ(files.Calls(FileCall::kSync), 0);
+  EXPECT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
+  EXPECT_EQ(files.Calls(FileCall::kSync), 2);
+}
+
 // --- faults while writing
 
 class WriteFaultTest : public RawTest {
@@ -337,6 +380,43 @@ TEST_F(WriteFaultTest, EndReportsAFailedFlushAndClosesAllTheSame) {
     EXPECT_EQ(files.open_files(), 0);
     EXPECT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT);
     EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
+  }
+}
+
+// A create that fails leaves every byte; one that does not leaves no scan.
+TEST_F(WriteFaultTest, FailingCreateLeavesTheScans) {
+  std::vector<Scan> scans;
+  for (uint32_t i = 1; i <= 60; ++i) scans.push_back(FaultScan(i));
+  MakeRun({ScanningRecord(kType)}, {scans});
+  const Bytes index = ReadFile(Path("_FUNC001.IDX"));
+  const Bytes data = ReadFile(Path("_FUNC001.DAT"));
+  for (const FileCall call : {FileCall::kOpen, FileCall::kLock, FileCall::kResize}) {
+    for (const bool onwards : {false, true}) {
+      int32_t failures = 0;
+      for (int64_t nth = 1;; ++nth) {
+        SCOPED_TRACE(nth);
+        WriteFile(Path("_FUNC001.IDX"), index);
+        WriteFile(Path("_FUNC001.DAT"), data);
+        FaultyFileSystem& files = UseFaultyFiles();
+        OpenRun(0);
+        const int64_t before = files.Calls(call);
+        files.On(call).FailNth(nth, onwards);
+        const int32_t error = RawCreateScanFile(handle_, 1, 0, 0);
+        files.On(call).Heal();
+        if (error != RAW_OK) {
+          ++failures;
+          ASSERT_EQ(ReadFile(Path("_FUNC001.IDX")), index);
+          ASSERT_EQ(ReadFile(Path("_FUNC001.DAT")), data);
+          ASSERT_EQ(files.open_files(), 0);
+          continue;
+        }
+        ASSERT_EQ(WriteScan(handle_, 1, 0, kType, FaultScan(7)), RAW_OK);
+        ASSERT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
+        ExpectFrontOf({7}, 1);
+        if (files.Calls(call) - before < nth) break;
+      }
+      EXPECT_GT(failures, 0) << static_cast<int>(call);
+    }
   }
 }
 

@@ -84,12 +84,18 @@ TERVALON_API int32_t TERVALON_CALL DmRawRead(DmRawDescriptor* descriptor, int32_
 // behind the last scan and the descriptor receives its number. Of a scan that is replaced, points
 // outside the range are kept up to the descriptor's element count, which is set to the points
 // stored. Masses are stored as they are given and not calibrated any more; types that store none
-// drop them. The data are on the disk before the index names them.
-// Returns 0, a Raw error code, or -1 for acquired data, a chromatogram, a gap or no points.
+// drop them.
+// Programs may write one set at the same time: one waits for the other, RAW_LOCK_FAILED when that
+// takes longer than 5 seconds. Who reads the set sees each scan whole, the old one or the new one.
+// The points of a scan that is replaced stay in the file: a set that has grown too large is written
+// anew. DmRawSaveProcess forces a set to the disk; before that a power cut can take scans back.
+// Returns 0, a Raw error code, or -1 for acquired data, a chromatogram, a gap or no points; a
+// failed call has changed no scan.
 TERVALON_API int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_t first,
                                               int32_t count, void* const* items);
 
-// With `save`, records the descriptor's processed data set in the directory's processing history:
+// With `save`, forces the descriptor's processed data set, which is complete now, to the disk and
+// records it in the directory's processing history:
 // an entry "_PROCnnn" at the top level of its function's tree, of type RAW_STEP_MODIFY, that its
 // maker may fill in; or the present time in the entry that is there. Returns 0, a Raw error code,
 // or -1.

@@ -55,17 +55,22 @@ TERVALON_API int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t funct
                                                    float* masses, float* intensities,
                                                    uint8_t* flags, int32_t skip_flagged);
 
-// Creates ".DAT" and ".IDX" of a function (process 0) or a processed data set (1..255) for writing.
-// `flags` is reserved: 0. A failed call leaves nothing open.
-// Returns RAW_OK, RAW_SCAN_BUFFER_EXISTS, RAW_NO_MEMORY_FOR_SCAN_BUFFER or a member-file error.
+// Creates ".DAT" and ".IDX" of a function (process 0) or a processed data set (1..255) for writing;
+// scans that are there are gone, and whoever reads them has to begin anew. `flags` is reserved: 0.
+// A failed call leaves nothing open and every scan in its place.
+// Until RawCreateScansEnd or RawCreateClose nobody else writes these scans: another call for them,
+// of this program or any other, is refused.
+// Returns RAW_OK, RAW_SCAN_BUFFER_EXISTS, RAW_LOCK_FAILED while there is another writer,
+// RAW_MEMBER_ALREADY_OPEN while this handle reads the set for another function,
+// RAW_NO_MEMORY_FOR_SCAN_BUFFER or a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawCreateScanFile(int32_t handle, int16_t function,
                                                      int16_t process, int32_t flags);
 
 // Appends one scan of `count` points (0..RAW_MAX_POINTS), packed as data type `selector` (0..12, of
 // those that are stored). `masses` may be NULL for types that store none (2, 3, 4, 6, 11); `flags`
 // (optional) is one byte per point, of which types 11 and 12 store the low four bits. A value that
-// the type cannot hold is stored as the nearest that it can, a NaN as 0. Total ion current and base
-// peak are those of the intensities as stored.
+// the type cannot hold is stored as the nearest that it can, a NaN as 0; what is stored as 0 is all
+// zero bits. Total ion current and base peak are those of the intensities as stored.
 // Scans reach the files when 50 are waiting, or with RawCreateScansFlush: data before index, so
 // that a reader never sees a scan that is not whole. Returns RAW_OK; RAW_BAD_ARGUMENT for a type
 // that is not stored, a bad count or a missing array; RAW_SCAN_BUFFER_ABSENT without
@@ -90,8 +95,8 @@ TERVALON_API int32_t TERVALON_CALL RawCreateScans(int32_t handle, int16_t functi
 TERVALON_API int32_t TERVALON_CALL RawCreateScansFlush(int32_t handle, int16_t function,
                                                        int16_t process);
 
-// Flushes, closes both files and frees the writer's buffer, also when the flush fails.
-// Returns the first error.
+// Flushes, forces the scans to the disk, closes both files and frees the writer's buffer, also when
+// the flush fails. Returns the first error: RAW_SHORT_WRITE also when the disk did not take them.
 TERVALON_API int32_t TERVALON_CALL RawCreateScansEnd(int32_t handle, int16_t function,
                                                      int16_t process);
 

@@ -158,5 +158,30 @@ TEST_F(HostileTest, AnIndexThatClaimsEverything) {
   }
 }
 
+// Small files can ask for much work: thousands of scans that share their points. Whoever is told of
+// the progress can end it.
+TEST_F(HostileTest, SharedPointsAreReadUntilTheCallbackEndsIt) {
+  constexpr uint32_t kPoints = 1000000;
+  constexpr int32_t kRecords = 3000;
+  MakeRun(ScanningRecord(RAW_DATA_CONTINUUM),
+          IndexBytes(std::vector<IndexEntry>(kRecords, {0, kPoints})), Bytes(2 * kPoints, 1));
+  OpenFunction();
+  EXPECT_EQ(Get<uint32_t>(record_, 18), static_cast<uint32_t>(kRecords));
+  RawTraceWindow window = {0, 1e6f, 0, 0, 0};
+  RawTrace trace = {RAW_TRACE_MASSES, 1, &window};
+  std::vector<float> values(kRecords, -1);
+  float* arrays[1] = {values.data()};
+  RawUpdateInit(
+      [](int32_t percent, void* handle) TERVALON_CALL -> int32_t {
+        if (percent >= 1) RawReadFuncEnd(*static_cast<int32_t*>(handle), 1, 0);
+        return 0;
+      },
+      &handle_);
+  EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, kRecords, 1, &trace, arrays, nullptr),
+            RAW_SCAN_BUFFER_ABSENT);
+  EXPECT_GE(values[0], 0);
+  EXPECT_EQ(values[kRecords / 50], -1) << "at one percent it has to end";
+}
+
 }  // namespace
 }  // namespace tervalon::testing

@@ -195,10 +195,10 @@ void InsertLine(std::string* text, size_t position, const std::string& line) {
   text->insert(position, (cut ? end : "") + line + end);
 }
 
-// `header` is the section's, which stays where it is, or none.
-void SetKey(std::string* text, const std::optional<Line>& header, const std::string& section,
-            const std::string& key, const std::string& value) {
+void SetKey(std::string* text, const std::string& section, const std::string& key,
+            const std::string& value) {
   const std::string new_line = key + "=" + value;
+  const std::optional<Line> header = FindSection(*text, section);
   if (!header) {
     InsertLine(text, text->size(), "[" + section + "]");
     InsertLine(text, text->size(), new_line);
@@ -269,33 +269,16 @@ std::string_view WithoutTrailingBlanks(const char* text) {
   return view;
 }
 
-// Makes edits one after the other. Many at a time go section by section, so a section that was
-// found is not looked for again until something is deleted.
-class Editor {
- public:
-  explicit Editor(std::string* text) : text_(text) {}
-
-  void Apply(const ProfileEdit& edit) {
-    const std::string section = NameOf(edit.section);
-    if (edit.key != nullptr && edit.value != nullptr) {
-      if (!header_ || section != section_) header_ = FindSection(*text_, section);
-      section_ = section;
-      SetKey(text_, header_, section, NameOf(edit.key), edit.value);
-      return;
-    }
-    header_.reset();
-    if (edit.key == nullptr) {
-      DeleteSection(text_, section);
-    } else {
-      DeleteKey(text_, section, NameOf(edit.key));
-    }
+void Apply(const ProfileEdit& edit, std::string* text) {
+  const std::string section = NameOf(edit.section);
+  if (edit.key == nullptr) {
+    DeleteSection(text, section);
+  } else if (edit.value == nullptr) {
+    DeleteKey(text, section, NameOf(edit.key));
+  } else {
+    SetKey(text, section, NameOf(edit.key), edit.value);
   }
-
- private:
-  std::string* text_;
-  std::string section_;         // of the last edit
-  std::optional<Line> header_;  // its
-};
+}
 
 enum class Edited { kFailed, kUnchanged, kChanged };
 
@@ -303,8 +286,7 @@ Edited ReadAndEdit(const std::string& path, std::span<const ProfileEdit> edits, 
   std::string old_text;
   if (!ReadText(path, &old_text)) return Edited::kFailed;
   *text = old_text;
-  Editor editor(text);
-  for (const ProfileEdit& edit : edits) editor.Apply(edit);
+  for (const ProfileEdit& edit : edits) Apply(edit, text);
   return *text == old_text ? Edited::kUnchanged : Edited::kChanged;
 }
 

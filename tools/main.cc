@@ -3,11 +3,13 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tervalon/version.h"
@@ -24,8 +26,7 @@ enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2 };
 
 // One line on standard error, whatever the message is made of.
 int Report(const std::string& message, ExitStatus status) {
-  const std::string line = "tervalon: " + tervalon::tools::Printable(message) + "\n";
-  std::fputs(line.c_str(), stderr);
+  tervalon::tools::Warn(message);
   return status;
 }
 
@@ -47,7 +48,7 @@ std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) 
   return what + " ('" + name + " --help' lists them)";
 }
 
-int RunProgram(int argc, char** argv) {
+int RunProgram(std::vector<std::string> words) {
   CLI::App program(
       "Raw data directories of the mass-spectrometry data system, its settings and databases.",
       "tervalon");
@@ -87,7 +88,7 @@ int RunProgram(int argc, char** argv) {
 
   tervalon::tools::Output output;
   try {
-    program.parse(argc, argv);
+    program.parse(std::move(words));
     action(output);
   } catch (const CLI::CallForHelp&) {
     output << program.help();
@@ -105,9 +106,15 @@ int RunProgram(int argc, char** argv) {
 int main(int argc, char** argv) {
   tervalon::tools::console::Prepare();
   try {
-    return RunProgram(argc, argv);
+    // The parser takes the words behind the program's name, the last first.
+    std::vector<std::string> words = tervalon::tools::console::Arguments(argc, argv);
+    words.erase(words.begin());
+    std::ranges::reverse(words);
+    return RunProgram(std::move(words));
   } catch (const tervalon::tools::OutputClosed&) {
     return kDone;
+  } catch (const tervalon::tools::console::Interrupt&) {
+    tervalon::tools::console::EndInterrupted();
   } catch (const tervalon::tools::WrongUsage& wrong) {
     return Report(wrong.what(), kWrongUsage);
   } catch (const std::bad_alloc&) {

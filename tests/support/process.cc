@@ -19,7 +19,13 @@ namespace {
 std::string Quoted(const std::string& text) { return '"' + text + '"'; }
 
 // cmd drops the first and the last quotation mark of the line.
-int System(const std::string& line) { return std::system(('"' + line + '"').c_str()); }
+int System(const std::string& line) {
+  const std::string quoted = '"' + line + '"';
+  std::wstring wide(quoted.size(), 0);  // of UTF-8, which never gets longer
+  MultiByteToWideChar(CP_UTF8, 0, quoted.c_str(), -1, wide.data(),
+                      static_cast<int>(wide.size()) + 1);
+  return _wsystem(wide.c_str());
+}
 
 const std::string kChangeDirectory = "cd /d ";
 

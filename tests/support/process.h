@@ -14,8 +14,8 @@ struct ProcessResult {
   std::string err;
 };
 
-// Runs `program` in the working directory `directory` and waits for its end. No argument may hold a
-// quotation mark.
+// Runs `program` in the working directory `directory` and waits for its end. Arguments are UTF-8;
+// none may hold a quotation mark.
 ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& arguments,
                          const std::string& directory);
 

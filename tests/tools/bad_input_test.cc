@@ -42,7 +42,11 @@ TEST_F(BadInput, WrongUsageIsToldApart) {
       {{"settings", "put"}, 2, "no command 'put' ('tervalon settings --help' lists them)"},
       {{"frobnicate"}, 2, "no command 'frobnicate'"},
       {{"info"}, 2, "DIR is required"},
-      {{"info", ""}, 2, "name is empty"},
+      {{"info", ""}, 2, "DIR: the value is empty"},
+      {{"plot", "run.raw", "--range", ""}, 2, "--range: the value is empty"},
+      {{"spectrum", "run.raw", "-t", ""}, 2, "--time: the value is empty"},
+      {{"noise", "run.raw", "--from", ""}, 2, "--from: the value is empty"},
+      {{"settings", "set", "", "B", "x"}, 2, "SECTION: the value is empty"},
       {{"info", "run.raw", "--csv", "--json"}, 2, "--csv excludes --json"},
       {{"info", "run.raw", "--colour"}, 2, "--colour"},
       {{"spectrum", "run.raw", "-f", "1"}, 2, "1 option from"},
@@ -60,6 +64,8 @@ TEST_F(BadInput, WrongUsageIsToldApart) {
       {{"chrom", "run.raw", "--trace", "AN5"}, 2, "'AN5' is no trace"},
       {{"chrom", "run.raw", "--trace", "184+300_200"}, 2, "'184+300_200' is no trace"},
       {{"chrom", "run.raw", "--trace", "40000"}, 2, "'40000' is no trace"},
+      {{"chrom", "run.raw", "--trace", "100 200"}, 2, "'100 200' is no trace"},
+      {{"chrom", "run.raw", "--trace", "455.2-455.4"}, 2, "a range is written with '_'"},
       {{"chrom", "run.raw", "-f", "1", "--trace", " , "}, 2, "no trace is given"},
       {{"chrom", "run.raw", "-f", "1", "--tolerance", "1"}, 2, "--tolerance requires --trace"},
       {{"chrom", "run.raw", "-f", "1", "--trace", "184", "--tolerance", "-1"}, 2, "no tolerance"},
@@ -69,6 +75,7 @@ TEST_F(BadInput, WrongUsageIsToldApart) {
       {{"simulate", "new.raw", "--scans", "0"}, 2, "--scans"},
       {{"simulate", "new.raw", "--duration", "nan"}, 2, "--duration"},
       {{"settings", "set", "A", "B=C", "x"}, 2, "cannot be the name of a key"},
+      {{"settings", "set", "A", " B", "x"}, 2, "cannot be the name of a key"},
       {{"settings", "set", "A", "B", std::string(513, 'x')}, 2, "longer than 512"},
   });
 }
@@ -76,13 +83,22 @@ TEST_F(BadInput, WrongUsageIsToldApart) {
 TEST_F(BadInput, WhatIsNotThereIsNamed) {
   WriteText(Path("plain"), "");
   std::filesystem::create_directory(NativePath("empty"));
-  ExpectFailure({"info", "absent.raw"}, 1, "absent.raw: not a raw data directory");
-  ExpectFailure({"info", "plain"}, 1, "plain: not a raw data directory");
+  ExpectFailure({"info", "absent.raw"}, 1, "absent.raw: no such directory");
+  ExpectFailure({"info", "plain"}, 1, "plain: not a raw data directory but a file");
+  ExpectFailure({"info", std::string(260, 'x')}, 1, "the path is longer than 259 characters");
   ExpectFailure({"chrom", "empty", "-f", "1"}, 1, "empty: not a raw data directory");
   ExpectFailure({"chrom", "run.raw", "-f", "4"}, 1, "run.raw: no function 4");
   ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "TIC,NL18"}, 1,
                 "function 1: has no trace NL18");
   ExpectFailure({"chrom", "run.raw", "-f", "1", "--trace", "AN4"}, 1, "has no trace AN4");
+  ExpectFailures({
+      {{"chrom", "run.raw", "--trace", "5000"}, 1, "no trace 5000: its masses are 100 to 900"},
+      {{"chrom", "run.raw", "--mass", "1-20"}, 1, "no trace 1-20: its masses are 100 to 900"},
+      {{"chrom", "run.raw", "-f", "3", "--trace", "250"}, 1, "its masses are 195.0876, 311.0808"},
+      {{"spectrum", "run.raw", "-t", "1e9"}, 1, "no scan at 1e+09 min: its times are 0.0000 to 7."},
+      {{"plot", "run.raw", "-t", "1e9"}, 1, "no scan at 1e+09 min"},
+      {{"plot", "run.raw", "-t", "4", "--range", "1000-2000"}, 1, "nothing lies in --range"},
+  });
   ExpectFailure({"spectrum", "run.raw", "-f", "1", "-s", "21"}, 1,
                 "no scan 21: it has scans 1 to 20");
   ExpectFailure({"spectrum", "run.raw", "-f", "1", "-p", "7", "-s", "1"}, 1,
@@ -108,12 +124,25 @@ TEST_F(BadInput, CutOffDataGiveFewerScansAndPoints) {
   EXPECT_EQ(nlohmann::json::parse(cut.out)["points"]["mass"].size(), 500U);
 }
 
+TEST_F(BadInput, ScansThatCannotBeReadAreNotNone) {
+  std::filesystem::remove(NativePath("run.raw\\_FUNC002.DAT"));
+  std::filesystem::create_directory(NativePath("run.raw\\_FUNC002.DAT"));
+  const ProcessResult info = Run({"info", "run.raw", "--json"});
+  EXPECT_EQ(info.status, 0);
+  EXPECT_THAT(info.err, HasSubstr("_FUNC002.DAT: cannot be opened\n"));
+  const nlohmann::json functions = nlohmann::json::parse(info.out)["functions"];
+  EXPECT_EQ(functions[1]["scans"], nullptr);
+  EXPECT_EQ(functions[2]["scans"], 20);
+}
+
 TEST_F(BadInput, AnUnstorableDataTypeIsRefused) {
   auto table = ReadFile(Member("_FUNCTNS.INF"));
   table[1] = static_cast<uint8_t>(5 << 2);
   WriteFile(Member("_FUNCTNS.INF"), table);
   ExpectFailure({"chrom", "run.raw", "-f", "1"}, 1, "function 1: data type 5 is not a stored one");
-  EXPECT_EQ(Json({"info", "run.raw"})["functions"][0]["scans"], 0);
+  const ProcessResult info = Run({"info", "run.raw", "--json"});
+  EXPECT_EQ(nlohmann::json::parse(info.out)["functions"][0]["scans"], nullptr);
+  EXPECT_THAT(info.err, HasSubstr("data type 5 is not a stored one"));
 }
 
 TEST_F(BadInput, RandomBytesDoNoHarm) {
@@ -149,6 +178,16 @@ TEST_F(BadInput, SettingsAreKeptInTheWorkingDirectory) {
   EXPECT_EQ(Output({"settings", "list", "--csv"}),
             "section,key,value\nAcquisition,Instrument,TOF 1\nAcquisition,Empty,\nOther,Key,1\n");
   EXPECT_THAT(ReadText(Path("TERVALON.INI")), HasSubstr("[Acquisition]"));
+#if defined(_WIN32)  // what a line of the command can hold
+  const std::string quoted = "'quoted'";
+#else
+  const std::string quoted = "\"quoted\"";
+#endif
+  for (const std::string& value : {std::string("  two words "), quoted, std::string("\t")}) {
+    Output({"settings", "set", "Other", "Key", value});
+    EXPECT_EQ(Json({"settings", "get", "Other", "Key"})["setting"]["value"], value);
+  }
+  Output({"settings", "set", "Other", "Key", "1"});
   // A setting that sends analog data elsewhere does not keep the rest from being read.
   Output({"settings", "set", "Acquisition", "IsGCMD", "TRUE"});
   EXPECT_EQ(Json({"info", "run.raw"})["analog"]["channels"], nullptr);

@@ -62,6 +62,20 @@ TEST_F(DbCommand, CsvThatIsExportedIsTakenBack) {
   EXPECT_EQ(records[1]["TEXT"], "two\r\nlines");
 }
 
+TEST_F(DbCommand, NamesBeyondAsciiAreUtf8) {
+  const std::string name = "\u00D6le \u00FC.DBF";
+  Output({"db", "create", name, "--type", "Peak List"});
+  EXPECT_TRUE(
+      exists(NativePath() / std::filesystem::path(std::u8string(name.begin(), name.end()))));
+  Output({"db", "insert", name, "NAME=\u00FCber"});
+  EXPECT_EQ(Json({"db", "list", name})["records"][0]["NAME"], "\u00FCber");
+  ExpectFailure({"db", "create", name, "--type", "2"}, 1, name + ": exists");
+  ExpectFailure({"db", "show", name, "2"}, 1, name + ", record 2: no such record");
+#if defined(_WIN32)
+  ExpectFailure({"db", "list", "\u0416.DBF"}, 1, "\u0416.DBF: the name has characters that");
+#endif
+}
+
 TEST_F(DbCommand, WorksForEveryType) {
   const nlohmann::json types = Json({"db", "types"})["types"];
   ASSERT_EQ(types.size(), 20U);
@@ -91,7 +105,7 @@ TEST_F(DbCommand, WhatIsWrongIsToldAndNothingIsWritten) {
       {{"db", "list", "P1.DBF", "--type", "Tune"}, 1, "the fields are not those of the type"},
       {{"db", "list", "P1.DBF", "--type", "Tunes"}, 2, "'Tunes' is no type"},
       {{"db", "list", "P1.DBF", "--fields", "NAME,"}, 2, "'' is no field of \"Peak List\""},
-      {{"db", "list", ""}, 2, "the name is empty"},
+      {{"db", "list", ""}, 2, "FILE: the value is empty"},
       {{"db", "show", "P1.DBF", "3"}, 1, "P1.DBF, record 3: no such record"},
       {{"db", "show", "P1.DBF", "0"}, 2, "RECORD"},
       {{"db", "delete", "P1.DBF", "3"}, 1, "no such record"},

@@ -16,10 +16,7 @@ class ExpectedValues : public ProgramTest {
   json Command(const char* command, const std::string& raw, const json& set,
                const Arguments& more) const {
     Arguments arguments = {command, raw, "-f", set["function"].dump()};
-    if (set["process"] != 0) {
-      arguments.insert(arguments.end(),
-                       {"-p", set["process"].dump(), "--data-type", set["data_type"].dump()});
-    }
+    if (set["process"] != 0) arguments.insert(arguments.end(), {"-p", set["process"].dump()});
     arguments.insert(arguments.end(), more.begin(), more.end());
     return Json(arguments);
   }

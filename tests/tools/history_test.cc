@@ -97,7 +97,7 @@ TEST_F(ShownHistory, CirclesAndCutOffFilesEnd) {
   EXPECT_EQ(cut.status, 0);
   EXPECT_THAT(cut.err, HasSubstr("_HISTORY.INF: cut off"));
   EXPECT_EQ(json::parse(cut.out)["history"].size(), 2U);
-  ExpectFailure({"history", "absent.raw"}, 1, "absent.raw: not a raw data directory");
+  ExpectFailure({"history", "absent.raw"}, 1, "absent.raw: no such directory");
 }
 
 TEST_F(ShownHistory, AnalogChannelsAreListed) {

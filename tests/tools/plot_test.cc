@@ -56,6 +56,19 @@ TEST_F(Plots, RefuseWhatCannotBeMeant) {
 
 #if !defined(_WIN32)
 
+TEST_F(Plots, TakeThePlaceOfAFileWithItsRights) {
+  namespace fs = std::filesystem;
+  constexpr fs::perms kRights = fs::perms::owner_all | fs::perms::group_read;
+  WriteText(Path("old.png"), "old");
+  fs::permissions(NativePath("old.png"), kRights);
+  fs::create_symlink("old.png", NativePath("link.png"));
+  Output(Plot({"-o", "link.png"}));
+  EXPECT_TRUE(is_symlink(NativePath("link.png")));
+  EXPECT_EQ(fs::status(NativePath("old.png")).permissions(), kRights);
+  EXPECT_THAT(File("old.png"), StartsWith("\x89PNG"));
+  EXPECT_EQ(Names(), (std::vector<std::string>{"link.png", "old.png", "run.raw"}));
+}
+
 // The big-endian number at a place of a PNG file.
 size_t NumberAt(const std::string& file, size_t place) {
   if (file.size() < place + 4) return 0;

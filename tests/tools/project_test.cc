@@ -52,8 +52,8 @@ TEST_F(Projects, FailuresSayWhyAndLoseNothing) {
       {{"project", "create", ".."}, 2, "'..' cannot be a project"},
       {{"project", "create", "Oils,Fats"}, 2, "cannot be a project"},
       {{"project", "create", "Oils?"}, 2, "cannot be a project"},
-      {{"project", "create", ""}, 2, "PROJECT: the name is empty"},
-      {{"project", "select", ""}, 2, "PROJECT: the name is empty"},
+      {{"project", "create", ""}, 2, "PROJECT: the value is empty"},
+      {{"project", "select", ""}, 2, "PROJECT: the value is empty"},
       {{"project", "select", "None"}, 1, "None.PRO: there is no such project"},
       {{"project", "select", "Taken"}, 1, "Taken.PRO: there is no such project"},
   });
@@ -64,7 +64,7 @@ TEST_F(Projects, FailuresSayWhyAndLoseNothing) {
   // A settings file that cannot be written.
   std::filesystem::create_directory(NativePath("TERVALON.INI"));
   Output({"project", "create", "Oils"});
-  ExpectFailure({"project", "select", "Oils"}, 1, "TERVALON.INI: cannot be written");
+  ExpectFailure({"project", "select", "Oils"}, 1, "TERVALON.INI: cannot be read");
 }
 
 TEST_F(Projects, PathsAreTakenApartAndCompleted) {
@@ -79,7 +79,7 @@ TEST_F(Projects, PathsAreTakenApartAndCompleted) {
   EXPECT_EQ(Json({"path", "what?.PDB"})["valid"], false);
   EXPECT_EQ(Json({"path", "."})["is_directory"], true);
   EXPECT_NE(Output({"path", "\xC3\x96l.PDB"}).find("\xC3\x96l"), std::string::npos);
-  ExpectFailure({"path", ""}, 2, "PATH: the name is empty");
+  ExpectFailure({"path", ""}, 2, "PATH: the value is empty");
   ExpectFailure({"path", std::string(260, 'p')}, 1, "longer than 259 characters");
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 
 #include "tests/tools/program.h"
@@ -72,9 +73,24 @@ TEST_F(SimulatedRun, HoldsTheFirstCompoundWithItsIsotopes) {
 }
 
 TEST_F(SimulatedRun, ProcessingFindsTheStrongestCompound) {
-  const json scan = Json(
-      {"spectrum", "run.raw", "-f", "2", "-p", "3", "--data-type", "1", "-s", "1", "--top", "1"});
+  // Of another data type than its function, which the history names.
+  const json scan = Json({"spectrum", "run.raw", "-p", "3", "-s", "1", "--top", "1"});
   EXPECT_NEAR(scan["points"]["mass"][0].get<double>(), 455.29, 0.02);  // C27H38N2O4, protonated
+  EXPECT_EQ(Json({"spectrum", "run.raw", "-f", "2", "-p", "3", "--data-type", "1", "-s", "1",
+                  "--top", "1"}),
+            scan);
+  EXPECT_EQ(Json({"chrom", "run.raw", "-p", "3"})["chromatogram"]["tic"][0], scan["tic"]);
+  ExpectFailure({"plot", "run.raw", "-f", "1", "-p", "3", "-s", "1"}, 1,
+                "made from function 2, not 1");
+
+  std::filesystem::remove(NativePath("run.raw\\_HISTORY.INF"));
+  ExpectFailure({"spectrum", "run.raw", "-p", "3", "-s", "1"}, 1, "which function it was made");
+  EXPECT_EQ(Json({"spectrum", "run.raw", "-f", "2", "-p", "3", "-s", "1", "--top", "1"}), scan);
+  auto index = ReadFile(Path("run.raw\\_PROC003.IDX"));
+  index[11] ^= 0x40;  // of the total ion current
+  WriteFile(Path("run.raw\\_PROC003.IDX"), index);
+  ExpectFailure({"spectrum", "run.raw", "-f", "2", "-p", "3", "-s", "1"}, 1,
+                "does not tell the data type");
 }
 
 TEST_F(SimulatedRun, ChromatogramsAgreeWithSpectra) {
@@ -120,16 +136,30 @@ TEST_F(SimulatedRun, MassTracesAreSumsOfTheirWindows) {
   const json sums = chrom({"--mass", "194.5-195.5", "--mass", "194.75-195.25", "--mass", "200-300",
                            "--mass", "199.5-200.5"});
   const json traces =
-      Json({"chrom", "run.raw", "--trace", "195,200_300,195+200_300-195"})["chromatogram"];
+      Json({"chrom", "run.raw", "--trace", "195,200_300,195+200_300-194.5_195.5"})["chromatogram"];
   EXPECT_EQ(traces["mass_195"], sums["mass_194.5-195.5"]);
   EXPECT_EQ(traces["mass_200_300"], sums["mass_200-300"]);
-  EXPECT_EQ(traces["mass_195+200_300-195"], traces["mass_200_300"]);
+  EXPECT_EQ(traces["mass_195+200_300-194.5_195.5"], traces["mass_200_300"]);
   EXPECT_EQ(chrom({"--trace", "195", "--tolerance", "0.25"})["mass_195"],
             sums["mass_194.75-195.25"]);
   EXPECT_EQ(chrom({"--trace", "200", "--tolerance", "2500ppm"})["mass_200"],
             sums["mass_199.5-200.5"]);
   EXPECT_THAT(Output({"chrom", "run.raw", "-f", "1", "--trace", "195,TIC", "--plot"}),
               HasSubstr("195, highest at "));
+}
+
+TEST_F(SimulatedRun, TracesKeepTheDigitsOfTheirMasses) {
+  // A range from the strongest point on, and one from the next float.
+  const json top = Json({"spectrum", "run.raw", "-t", "1.75", "--top", "1"});
+  const auto mass = top["points"]["mass"][0].get<float>();
+  const auto at = [](double value) { return json(value).dump(); };
+  const std::string from = at(mass) + "_" + at(mass + 0.0003);
+  const std::string above = at(std::nextafter(mass, 1e4F)) + "_" + at(mass + 0.0003);
+  const json traces = Json({"chrom", "run.raw", "--trace", from + "," + above})["chromatogram"];
+  const auto scan = top["scan"].get<size_t>() - 1;
+  ASSERT_TRUE(traces.contains("mass_" + from)) << traces.dump().substr(0, 200);
+  EXPECT_EQ(traces["mass_" + from][scan], top["points"]["intensity"][0]);
+  EXPECT_EQ(traces["mass_" + above][scan], 0);
 }
 
 TEST_F(SimulatedRun, CsvAndJsonHoldTheSameFloats) {
@@ -148,7 +178,11 @@ TEST_F(SimulatedRun, CsvAndJsonHoldTheSameFloats) {
   }
   EXPECT_EQ(count, points["mass"].size());
   EXPECT_THAT(Output({"chrom", "run.raw", "-f", "3", "--bpi", "--csv"}),
-              StartsWith("scan,time,bpi\n"));
+              StartsWith("scan,time,bpi\n1,"));
+  EXPECT_THAT(Output({"chrom", "run.raw", "--trace", "AN2,TIC,AN1", "--csv"}),
+              AllOf(StartsWith("scan,time,an2,tic,an1\n1,0,,"), HasSubstr("\n,0,")));
+  EXPECT_THAT(Output({"chrom", "run.raw", "--trace", "AN1", "--csv"}),
+              StartsWith("scan,time,an1\n,0,"));
   const std::string info = Output({"info", "run.raw", "--csv"});
   EXPECT_THAT(info, StartsWith("section,row,name,value\n"));
   EXPECT_THAT(info, HasSubstr("\nfunctions,2,scans,60\n"));
@@ -206,6 +240,16 @@ TEST_F(SimulatedRun, LeavesNothingBehindWhenTheDiskIsFull) {
     EXPECT_THAT(Names(), ElementsAre("run.raw"));
   }
   EXPECT_EQ(ReadFile(Path("run.raw\\_FUNC001.DAT")), before);
+}
+
+TEST_F(SimulatedRun, AnInterruptLeavesNothingBehind) {
+  const std::string start =
+      "bash -c 'set -m; " + ProgramPath() +
+      " simulate new.raw --scans 100000 & until ls -d new.raw.*; do :; done; ";
+  const ProcessResult result =
+      RunShell(start + "kill -INT %1; wait %1; exit $?' >/dev/null 2>&1", NativePath().string());
+  EXPECT_EQ(result.status, 130);
+  EXPECT_THAT(Names(), ElementsAre("run.raw"));
 }
 
 TEST_F(SimulatedRun, ABrokenPipeIsQuietAndAFullOutputIsNot) {

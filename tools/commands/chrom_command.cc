@@ -29,7 +29,7 @@ struct Options {
 };
 
 // "LO-HI"
-MassWindow ParseWindow(const std::string& text) {
+Window ParseWindow(const std::string& text) {
   const WrongUsage wrong("--mass: '" + text + "' is not a range of masses such as 184.0-184.2");
   double low = 0;
   const char* const end = text.data() + text.size();
@@ -47,8 +47,8 @@ MassWindow ParseWindow(const std::string& text) {
   return {static_cast<float>(low), static_cast<float>(*high)};
 }
 
-std::vector<MassWindow> ParseWindows(const std::vector<std::string>& texts) {
-  std::vector<MassWindow> windows;
+std::vector<Window> ParseWindows(const std::vector<std::string>& texts) {
+  std::vector<Window> windows;
   std::ranges::transform(texts, std::back_inserter(windows), ParseWindow);
   return windows;
 }
@@ -64,11 +64,16 @@ MassTolerance ParseTolerance(const std::string& text) {
   if (!value || !(*value > 0) || !std::isfinite(*value)) {
     throw WrongUsage("--tolerance: '" + text + "' is no tolerance such as 0.05 or 20ppm");
   }
-  return {static_cast<float>(*value), in_ppm};
+  return {*value, in_ppm};
 }
 
 std::vector<Trace> ReadMasses(const Options& options, const DataReader& reader) {
-  const Chromatogram sums = reader.ReadMassChromatograms(ParseWindows(options.masses));
+  std::vector<WindowSum> windows;
+  for (const std::string& mass : options.masses) {
+    windows.push_back({.windows = {ParseWindow(mass)}});
+    CheckHasMasses(reader, windows.back().windows[0], mass);
+  }
+  const Chromatogram sums = reader.ReadSums(windows);
   std::vector<Trace> traces;
   for (size_t i = 0; i < options.masses.size(); ++i) {
     const std::string& mass = options.masses[i];
@@ -87,8 +92,7 @@ std::vector<Trace> ReadIndex(const Options& options, const DataReader& reader) {
   return {std::move(trace)};
 }
 
-std::vector<Trace> Read(const Options& options, const RawDirectory& directory,
-                        const DataReader& reader) {
+std::vector<Trace> Read(const Options& options, const DataReader& reader) {
   const ProgressBar progress;
   if (!options.masses.empty()) {
     return ReadMasses(options, reader);
@@ -99,7 +103,7 @@ std::vector<Trace> Read(const Options& options, const RawDirectory& directory,
   std::vector<Trace> traces;
   for (const TraceRequest& request :
        ParseTraces(options.traces, ParseTolerance(options.tolerance))) {
-    traces.push_back(ReadTrace(directory.path(), options.data.data_set, request, reader.Subject()));
+    traces.push_back(ReadTrace(reader, request));
   }
   return traces;
 }
@@ -125,8 +129,16 @@ std::string ScansTitle(const std::string& subject, size_t scans) {
   return subject + ", " + std::to_string(scans) + " scans";
 }
 
-// One table of all traces that have a value for every scan; analog channels have times of their
-// own, each in its table.
+Column TimeColumn(std::vector<float> times) { return {"time", "Time (min)", std::move(times), 4}; }
+
+std::vector<int32_t> ScanNumbers(size_t scans) {
+  std::vector<int32_t> numbers(scans);
+  std::iota(numbers.begin(), numbers.end(), 1);
+  return numbers;
+}
+
+// A table of all traces that have a value for every scan; analog channels have times of their own,
+// each in its table.
 Document MakeDocument(const std::string& subject, std::vector<Trace> traces) {
   Document document;
   for (Trace& trace : traces) {
@@ -134,13 +146,12 @@ Document MakeDocument(const std::string& subject, std::vector<Trace> traces) {
       continue;
     }
     if (document.sections.empty()) {
-      std::vector<int32_t> scans(trace.times.size());
-      std::iota(scans.begin(), scans.end(), 1);
-      document.sections.push_back({.key = "chromatogram",
-                                   .title = ScansTitle(subject, scans.size()),
-                                   .columns = {{"scan", "Scan", std::move(scans)},
-                                               {"time", "Time (min)", std::move(trace.times), 4}},
-                                   .layout = TableLayout::kColumns});
+      const size_t scans = trace.times.size();
+      document.sections.push_back(
+          {.key = "chromatogram",
+           .title = ScansTitle(subject, scans),
+           .columns = {{"scan", "Scan", ScanNumbers(scans)}, TimeColumn(std::move(trace.times))},
+           .layout = TableLayout::kColumns});
     }
     document.sections[0].columns.push_back({trace.key, trace.title, std::move(trace.values)});
   }
@@ -149,27 +160,55 @@ Document MakeDocument(const std::string& subject, std::vector<Trace> traces) {
       document.sections.push_back(
           {.key = trace.key,
            .title = trace.title + ", " + std::to_string(trace.times.size()) + " records",
-           .columns = {{"time", "Time (min)", std::move(trace.times), 4},
+           .columns = {TimeColumn(std::move(trace.times)),
                        {"intensity", "Intensity", std::move(trace.values)}},
            .layout = TableLayout::kColumns});
     }
   }
-  if (document.sections.size() == 1) {
-    document.csv_section = document.sections[0].key;
-  }
   return document;
+}
+
+// One table whatever the traces: scan, time, and a column for each. The rows of the scans come
+// first; those of analog records have no scan.
+Document MakeCsvDocument(const std::vector<Trace>& traces) {
+  constexpr const char* kKey = "chromatogram";
+  Section table = {.key = kKey};
+  std::vector<Value> scans;
+  std::vector<Value> times;
+  std::vector<std::vector<Value>> values(traces.size());
+  for (const bool analog : {false, true}) {
+    const auto first = std::ranges::find(traces, analog, &Trace::is_analog);
+    if (first == traces.end()) {
+      continue;
+    }
+    for (size_t row = 0; row < first->times.size(); ++row) {
+      scans.push_back(analog ? Value() : Value(static_cast<int64_t>(row) + 1));
+      times.emplace_back(first->times[row]);
+      for (size_t i = 0; i < traces.size(); ++i) {
+        values[i].push_back(traces[i].is_analog == analog ? Value(traces[i].values[row]) : Value());
+      }
+    }
+  }
+  table.columns = {{"scan", "", std::move(scans)}, {"time", "", std::move(times)}};
+  for (size_t i = 0; i < traces.size(); ++i) {
+    table.columns.push_back({traces[i].key, "", std::move(values[i])});
+  }
+  return {.sections = {std::move(table)}, .csv_section = kKey};
 }
 
 void Run(const Options& options, Output& output) {
   const RawDirectory directory(DirectoryArgument(options.data.directory));
   const DataReader reader(directory, options.data.data_set);
-  std::vector<Trace> traces = Read(options, directory, reader);
+  std::vector<Trace> traces = Read(options, reader);
   if (options.plot) {
     PrintPlots(traces, ScansTitle(reader.Subject(), static_cast<size_t>(reader.ScanCount())),
                output);
     return;
   }
-  Print(MakeDocument(reader.Subject(), std::move(traces)), options.format.format(), output);
+  const Format format = options.format.format();
+  Print(format == Format::kCsv ? MakeCsvDocument(traces)
+                               : MakeDocument(reader.Subject(), std::move(traces)),
+        format, output);
 }
 
 }  // namespace
@@ -208,7 +247,8 @@ void AddChromCommand(Command program, Action& chosen) {
       "Times are minutes, masses are m/z (calibrated), intensities are in the instrument's own\n"
       "unit. The total ion current and the base peak come from the scan index; a mass\n"
       "chromatogram reads every spectrum. In a selected-ion function a range of masses takes\n"
-      "the channels inside it.\n\n"
+      "the channels inside it. --csv prints one table: scan, time and a column for each trace;\n"
+      "analog channels have times of their own, in rows without a scan.\n\n"
       "Examples:\n"
       "  tervalon chrom SAMPLE.RAW --plot\n"
       "  tervalon chrom SAMPLE.RAW -f 1 --mass 184.0-184.2 --mass 195.0-195.2 --csv\n"

@@ -21,8 +21,9 @@ void AddDataSetOptions(Command command, DataSetOptions& options) {
   command.AddOption("DIR", options.directory, "Raw data directory").Required().TypeName("");
   command
       .AddOption("-f,--function", options.data_set.function,
-                 "Function, 1 to 32, as 'tervalon info' numbers them (1 when\n"
-                 "not given)")
+                 "Function, 1 to 32, as 'tervalon info' numbers them; when\n"
+                 "not given 1, or the one that a processed data set was\n"
+                 "made from")
       .Between(1, RAW_MAX_FUNCTIONS)
       .TypeName("N");
   const Option process = command
@@ -33,18 +34,14 @@ void AddDataSetOptions(Command command, DataSetOptions& options) {
                              .TypeName("N");
   command
       .AddOption("--data-type", options.data_set.data_type,
-                 "Data type, 0 to 12, of the processed data set. The\n"
-                 "directory does not say it; it is taken to be the\n"
-                 "function's where this option is not given")
+                 "Data type, 0 to 12, of the processed data set, which is\n"
+                 "found out where this option is not given")
       .Needs(process)
       .Between(0, 12)
       .TypeName("N");
 }
 
 std::string DirectoryArgument(const std::string& text) {
-  if (text.empty()) {
-    throw WrongUsage("DIR: the name is empty");
-  }
   std::string path = text;
   if (std::filesystem::path::preferred_separator == '/') {
     std::ranges::replace(path, '\\', '/');

@@ -24,12 +24,6 @@ Option Option::OneOf(const std::vector<std::string>& values) const {
   return Option(option_->check(CLI::IsMember(values).description("")));
 }
 
-Option Option::NotEmpty() const {
-  return Option(option_->check([](const std::string& value) {
-    return value.empty() ? std::string("the name is empty") : std::string();
-  }));
-}
-
 Option Option::Needs(Option other) const { return Option(option_->needs(other.option_)); }
 Option Option::Excludes(Option other) const { return Option(option_->excludes(other.option_)); }
 Option Option::Excludes(const char* name) const { return Option(option_->excludes(name)); }
@@ -46,6 +40,13 @@ Command Command::AddGroup(const std::string& name, const std::string& what) cons
 
 template <typename Value>
 Option Command::AddOption(const std::string& name, Value& value, const std::string& what) const {
+  return Option(app_->add_option(name, value, what)->check([](const std::string& text) {
+    return std::string(text.empty() ? "the value is empty" : "");
+  }));
+}
+
+Option Command::AddText(const std::string& name, std::string& value,
+                        const std::string& what) const {
   return Option(app_->add_option(name, value, what));
 }
 

@@ -32,7 +32,6 @@ class Option {
   // What values are accepted.
   Option Between(int64_t low, int64_t high) const;
   Option OneOf(const std::vector<std::string>& values) const;
-  Option NotEmpty() const;
 
   Option Needs(Option other) const;
   Option Excludes(Option other) const;
@@ -52,9 +51,12 @@ class Command {
   Command AddSubcommand(const std::string& name, const std::string& what) const;
   // Options under a heading of their own, which can also be limited in number.
   Command AddGroup(const std::string& name, const std::string& what) const;
-  // Value is int32_t, int64_t, an optional int32_t, std::string or a vector of strings.
+  // Value is int32_t, int64_t, an optional int32_t, std::string or a vector of strings. An empty
+  // text is wrong usage, as it is where a script's variable is not set.
   template <typename Value>
   Option AddOption(const std::string& name, Value& value, const std::string& what) const;
+  // The same for a text that may be empty.
+  Option AddText(const std::string& name, std::string& value, const std::string& what) const;
   Option AddFlag(const std::string& name, bool& value, const std::string& what) const;
   Option GetOption(const std::string& name) const;
 

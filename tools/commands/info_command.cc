@@ -62,28 +62,35 @@ Section HeaderSection(const RawHeader& header) {
   return section;
 }
 
-struct ScanRange {
+struct Scans {
+  Value count;
   Value first_time;
   Value last_time;
 };
 
-// The times of the scans that are there; what the table says of the range where they cannot be
-// read.
-ScanRange TimesOf(const RawDirectory& directory, int function) {
+// The scans that are there. Where they cannot be read their count is not known, and their times are
+// what the table says; the rest of the directory is still worth showing.
+Scans ScansOf(const RawDirectory& directory, int function) {
   const RawFunctionRecord& record = directory.Function(function);
+  Scans scans = {int64_t{CompleteScans(record)}, {}, {}};
   try {
     const DataReader reader(directory, {.function = function});
-    if (const int32_t scans = reader.ScanCount(); scans > 0) {
-      return {reader.ScanHeader(1).retention_time, reader.ScanHeader(scans).retention_time};
+    if (const int32_t count = reader.ScanCount(); count > 0) {
+      scans.first_time = reader.ScanHeader(1).retention_time;
+      scans.last_time = reader.ScanHeader(count).retention_time;
+      return scans;
     }
-  } catch (const Failure&) {
-    // A member file is missing: the rest of the directory is still worth showing.
+  } catch (const Failure& failure) {
+    if (directory.HasDataOf(function)) {
+      Warn(failure.what());
+      scans.count = Value();
+    }
   }
-  ScanRange range;
   if (LastTime(record) != 0) {
-    range = {FirstTime(record), LastTime(record)};
+    scans.first_time = FirstTime(record);
+    scans.last_time = LastTime(record);
   }
-  return range;
+  return scans;
 }
 
 Section FunctionSection(const RawDirectory& directory) {
@@ -104,10 +111,10 @@ Section FunctionSection(const RawDirectory& directory) {
         RawReadGetFuncMassRange(&record, -1, &low_mass, &high_mass, nullptr) != 0;
     low.push_back(has_range ? Value(low_mass) : Value());
     high.push_back(has_range ? Value(high_mass) : Value());
-    scans.emplace_back(int64_t{CompleteScans(record)});
-    const ScanRange times = TimesOf(directory, function);
-    first_time.push_back(times.first_time);
-    last_time.push_back(times.last_time);
+    const Scans there = ScansOf(directory, function);
+    scans.push_back(there.count);
+    first_time.push_back(there.first_time);
+    last_time.push_back(there.last_time);
   }
   return {.key = "functions",
           .title = "Functions",

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "tools/commands/series_reader.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -59,12 +60,12 @@ std::vector<float> Cut(const Series& series, Window* window) {
           series.intensities.begin() + (last - at.begin())};
 }
 
-SystemRawFile RawFile(const SeriesOptions& options) {
+SystemRawFile RawFile(const SeriesOptions& options, const DataSet& data_set) {
   SystemRawFile file = {};
-  const std::string path = DirectoryArgument(options.data.directory);
+  const std::string path = console::SystemText(DirectoryArgument(options.data.directory));
   std::memcpy(file.directory, path.c_str(), std::min(path.size(), sizeof(file.directory) - 1));
-  file.function = static_cast<int16_t>(options.data.data_set.function);
-  file.process = static_cast<int16_t>(options.data.data_set.process);
+  file.function = static_cast<int16_t>(*data_set.function);
+  file.process = static_cast<int16_t>(data_set.process);
   file.first_value = options.scan;
   return file;
 }
@@ -109,7 +110,7 @@ void AddTraceStatistics(const Series& series, const SystemRawFile& file, Section
 
 void Run(const Options& options, Output& output) {
   const Series series = ReadSeries(options.series);
-  const SystemRawFile file = RawFile(options.series);
+  const SystemRawFile file = RawFile(options.series, series.data_set);
   Window window = WindowArgument(options);
   const std::vector<float> values = Cut(series, &window);
   Section section = {.title = series.title};
@@ -119,7 +120,7 @@ void Run(const Options& options, Output& output) {
                         {"to", "To", window.to, unit, decimals},
                         {"count", "Points", static_cast<int64_t>(values.size())}};
   // What the library reads by itself it takes to be packed as the function is.
-  const bool readable = !options.series.data.data_set.data_type;
+  const bool readable = !series.data_set.data_type;
   if (readable) {
     for (Property& property : WindowStatistics(series, file, window)) {
       section.properties.push_back(std::move(property));
@@ -157,8 +158,8 @@ void AddNoiseCommand(Command program, Action& chosen) {
   command.Footer(
       "The range is the highest intensity of the window less the lowest, the noise level an\n"
       "estimate of the noise's standard deviation that peaks hardly disturb, the threshold the\n"
-      "mean and four standard deviations, at least 2500. With --data-type only the last two are\n"
-      "measured.\n\n"
+      "mean and four standard deviations, at least 2500. Of processed data sets with another data\n"
+      "type than their function only the last two are measured.\n\n"
       "Examples:\n"
       "  tervalon noise SAMPLE.RAW -f 1 --trace 184.1 --from 0 --to 2\n"
       "  tervalon noise SAMPLE.RAW -f 1 --scan 12 --from 300 --to 400 --json");

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tools/commands/command.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 
@@ -30,8 +31,9 @@ std::string Part(int32_t(TERVALON_CALL* get)(const char*, char*, int32_t),
 
 void Run(const Options& options, Output& output) {
   Buffer full = {};
-  if (CreatePathName(options.path.c_str(), options.directory.c_str(), options.extension.c_str(),
-                     full.data(), TV_PATH_SIZE) == 0) {
+  if (CreatePathName(
+          console::SystemText(options.path).c_str(), console::SystemText(options.directory).c_str(),
+          console::SystemText(options.extension).c_str(), full.data(), TV_PATH_SIZE) == 0) {
     throw Failure(options.path, "the path is longer than 259 characters");
   }
   const std::string path = full.data();
@@ -61,10 +63,8 @@ void AddPathCommand(Command program, Action& chosen) {
       "Examples:\n"
       "  tervalon path 'C:\\DATA\\PEAKS.PDB'\n"
       "  tervalon path PEAKS --directory 'C:\\DATA' --extension PDB --json");
-  command.Callback([&chosen, options] {
-    if (options->path.empty()) throw WrongUsage("PATH: the name is empty");
-    chosen = [options](Output& output) { Run(*options, output); };
-  });
+  command.Callback(
+      [&chosen, options] { chosen = [options](Output& output) { Run(*options, output); }; });
 }
 
 }  // namespace tervalon::tools

@@ -1,11 +1,11 @@
 // tervalon plot: pictures of chromatograms and spectra.
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <memory>
 
 #include "tools/commands/command.h"
+#include "tools/data/files.h"
 #include "tools/data/function_description.h"
 #include "tools/data/trace_reader.h"
 #include "tools/pictures/picture.h"
@@ -60,7 +60,7 @@ std::vector<std::string> Parts(const std::string& text, char separator) {
 }
 
 // "LO-HI"; nothing for anything else.
-std::optional<MassWindow> ParseSpan(const std::string& text) {
+std::optional<Window> ParseSpan(const std::string& text) {
   const size_t hyphen = text.find('-', 1);
   if (hyphen == std::string::npos) {
     return std::nullopt;
@@ -70,7 +70,7 @@ std::optional<MassWindow> ParseSpan(const std::string& text) {
   if (!low || !high || !(static_cast<float>(*low) < static_cast<float>(*high))) {
     return std::nullopt;
   }
-  return MassWindow{static_cast<float>(*low), static_cast<float>(*high)};
+  return Window{static_cast<float>(*low), static_cast<float>(*high)};
 }
 
 // "12", or "10-40" for each of them.
@@ -111,7 +111,7 @@ std::vector<ScanRequest> ParseScans(const Options& options) {
 AxsMagnify ParseMagnified(const std::string& text) {
   const size_t times = text.find_last_of("xX*");
   if (times != std::string::npos) {
-    const std::optional<MassWindow> range = ParseSpan(text.substr(0, times));
+    const std::optional<Window> range = ParseSpan(text.substr(0, times));
     const std::optional<double> factor = ParseNumber(text.substr(times + 1));
     if (range && factor && *factor > 0 && *factor <= 10000) {
       return {range->low, range->high, static_cast<float>(*factor)};
@@ -147,7 +147,7 @@ std::string OutputPath(const Options& options, const std::string& directory) {
     return DirectoryArgument(options.output);
   }
   const std::string endings = Picture::Endings();
-  const std::string name = std::filesystem::path(directory).stem().string();
+  const std::string name = NameOf(PathOf(directory).stem());
   return (name.empty() ? "plot" : name) + "." + endings.substr(0, endings.find_first_of(", "));
 }
 
@@ -195,19 +195,33 @@ Plan MakePlan(const Options& options) {
 }
 
 // "DEMO.RAW, seven compounds, 1: TOF MS"
-std::string UsualTitle(const RawDirectory& directory, const Options& options,
-                       const DataReader& reader) {
-  std::string title = std::filesystem::path(directory.path()).filename().string();
+std::string UsualTitle(const DataReader& reader) {
+  const RawDirectory& directory = reader.directory();
+  std::string title = NameOf(PathOf(directory.path()).filename());
   const RawHeader& header = directory.header();
   const std::string sample =
       Utf8FromLatin1(header.sample_description, sizeof(header.sample_description));
   title = Utf8FromSystem(title) + (sample.empty() ? "" : ", " + sample);
-  const DataSet& data_set = options.data.data_set;
-  title += ", " + std::to_string(data_set.function) + ": " + FunctionTypeName(reader.record());
+  const DataSet& data_set = reader.data_set();
+  title += ", " + std::to_string(*data_set.function) + ": " + FunctionTypeName(reader.record());
   if (data_set.process != 0) {
     title += ", processed data set " + std::to_string(data_set.process);
   }
   return title;
+}
+
+// An empty picture would not say that the range holds nothing.
+void CheckRange(const std::optional<Window>& range, const std::vector<PlotSeries>& series,
+                const std::string& subject) {
+  if (!range) {
+    return;
+  }
+  const bool held = std::ranges::any_of(series, [&](const PlotSeries& one) {
+    return std::ranges::any_of(one.x, [&](float x) { return x >= range->low && x <= range->high; });
+  });
+  if (!held) {
+    throw Failure(subject, "nothing lies in --range");
+  }
 }
 
 void Run(const Options& options, const Plan& plan, Output& output) {
@@ -215,8 +229,7 @@ void Run(const Options& options, const Plan& plan, Output& output) {
   const DataReader reader(directory, options.data.data_set);
   std::vector<PlotSeries> series;
   for (const TraceRequest& request : plan.traces) {
-    series.push_back(
-        ReadChromatogramSeries(directory, options.data.data_set, request, reader.Subject()));
+    series.push_back(ReadChromatogramSeries(reader, request));
   }
   for (const ScanRequest& request : plan.scans) {
     series.push_back(ReadSpectrumSeries(reader, request));
@@ -224,9 +237,9 @@ void Run(const Options& options, const Plan& plan, Output& output) {
       series.back().sticks = options.points == "sticks";
     }
   }
+  CheckRange(plan.style.x_range, series, reader.Subject());
   PictureStyle style = plan.style;
-  style.title = Printable(options.has_title ? Utf8FromSystem(options.title)
-                                            : UsualTitle(directory, options, reader));
+  style.title = Printable(options.has_title ? Utf8FromSystem(options.title) : UsualTitle(reader));
   Picture picture(plan.path, plan.size);
   DrawPlots(picture.dc(), plan.size.width, plan.size.height, std::move(series), style);
   picture.Finish();
@@ -295,7 +308,7 @@ void AddPlotCommand(Command program, Action& chosen) {
   look.AddFlag("--no-labels", options->no_labels, "No labels at peaks");
   look.AddFlag("--grid", options->style.grid, "A grid behind the data");
   const Option title =
-      look.AddOption("--title", options->title, "The title, instead of the usual one")
+      look.AddText("--title", options->title, "The title, instead of the usual one")
           .TypeName("TEXT");
   command.Footer(
       "A chromatogram has times in minutes, a spectrum masses in m/z; 100% is the highest point\n"

@@ -10,7 +10,9 @@
 #include <memory>
 
 #include "tools/commands/command.h"
+#include "tools/data/files.h"
 #include "tools/data/settings_file.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 
@@ -31,7 +33,8 @@ SystemFile Record(std::string path) {
   std::ranges::replace(path, '/', '\\');
   SystemFile project = {};
   std::array<char, TV_PATH_SIZE> full = {};
-  if (CreatePathName(path.c_str(), nullptr, "PRO", full.data(), TV_PATH_SIZE) == 0 ||
+  if (CreatePathName(console::SystemText(path).c_str(), nullptr, "PRO", full.data(),
+                     TV_PATH_SIZE) == 0 ||
       ConvertPathToKXFile(&project, full.data()) == 0) {
     throw Failure(path, "the path is too long");
   }
@@ -43,11 +46,13 @@ SystemFile Record(std::string path) {
   return project;
 }
 
-std::string PathOf(const SystemFile& file) {
+std::string SystemPath(const SystemFile& file) {
   std::array<char, 3 * TV_PATH_SIZE> path = {};
   ConvertKXFileToPath(path.data(), static_cast<int32_t>(path.size()), &file);
   return path.data();
 }
+
+std::string PathText(const SystemFile& file) { return Utf8FromSystem(SystemPath(file)); }
 
 // Where the library's message box text goes instead of a box.
 class MessageCatcher {
@@ -62,7 +67,7 @@ class MessageCatcher {
  private:
   static int32_t TERVALON_CALL Take(void* user, const char* text, const char*, uint32_t, TvWindow) {
     std::string& taken = static_cast<MessageCatcher*>(user)->text_;
-    taken = text;
+    taken = Utf8FromSystem(text);
     for (size_t at = 0; (at = taken.find('\n', at)) != std::string::npos;) {
       taken.replace(at, 1, ". ");
     }
@@ -76,47 +81,49 @@ void Create(const Options& options) {
   const SystemFile project = Record(DirectoryArgument(options.project));
   const MessageCatcher messages;
   if (ProCreateDirectory(nullptr, &project) == 0) {
-    throw Failure(PathOf(project),
+    throw Failure(PathText(project),
                   messages.text().empty() ? "the project cannot be created" : messages.text());
+  }
+}
+
+void ReadSystemList() {
+  if (InitGlobal(0) == 0) {
+    throw Failure(kSettingsFile, "cannot be read");
   }
 }
 
 // Other programs with other working directories read the entries, so they hold full paths.
 void Select(const Options& options) {
-  const std::filesystem::path typed = DirectoryArgument(options.project);
-  const SystemFile project = Record(std::filesystem::absolute(typed).lexically_normal().string());
-  const std::string path = PathOf(project);
-  if (DirectoryExists(path.c_str()) == 0) {
+  const std::filesystem::path typed = PathOf(DirectoryArgument(options.project));
+  const SystemFile project = Record(NameOf(std::filesystem::absolute(typed).lexically_normal()));
+  const std::string path = PathText(project);
+  if (DirectoryExists(SystemPath(project).c_str()) == 0) {
     throw Failure(path, "there is no such project");
   }
-  InitGlobal(0);
-  std::array<char, 512> entry = {};
-  const bool selected = ProSetCurrent(nullptr, &project) != 0;
-  GetGlobalString(kSection, "PROJECT", nullptr, entry.data(), static_cast<int16_t>(entry.size()));
-  if (!selected) {
+  ReadSystemList();
+  if (ProSetCurrent(nullptr, &project) == 0) {
     throw Failure(path, "the path is too long for the settings, or holds a comma");
   }
-  FreeGlobal(0);
-  if (ReadSetting(kSection, "PROJECT", "") != entry.data()) {
+  if (FreeGlobal(0) == 0) {
     throw Failure(kSettingsFile, "cannot be written");
   }
 }
 
 void Show(const Options& options, Output& output) {
   // The store is read only: it is not freed, which would write it back.
-  InitGlobal(0);
+  ReadSystemList();
   SystemFile project;
   if (ProGetCurrent(&project) == 0 || (*project.directory == '\0' && *project.name == '\0')) {
     throw Failure(kSettingsFile, "no project is selected");
   }
-  const std::string path = PathOf(project);
+  const std::string path = SystemPath(project);
   std::vector<Value> keys;
   std::vector<Value> files;
   for (const char* key : kFileKeys) {
     SystemFile file;
     GetGlobalFile(kSection, key, nullptr, &file);
     keys.emplace_back(key);
-    files.emplace_back(Utf8FromSystem(PathOf(file)));
+    files.emplace_back(PathText(file));
   }
   Print({.sections = {{.properties = {{"project", "Project", Utf8FromSystem(path)},
                                       {"exists", "Exists", DirectoryExists(path.c_str()) != 0}}},
@@ -140,9 +147,6 @@ void AddProjectCommand(Command program, Action& chosen) {
       "  tervalon project select Oils\n"
       "  tervalon project show --json");
   auto options = std::make_shared<Options>();
-  const auto check = [options] {
-    if (options->project.empty()) throw WrongUsage("PROJECT: the name is empty");
-  };
   const auto takes_project = [options](Command command) {
     command.AddOption("PROJECT", options->project, "Project directory").TypeName("").Required();
   };
@@ -152,18 +156,12 @@ void AddProjectCommand(Command program, Action& chosen) {
   create.Footer(
       "Directories that exist are left as they are. The path, .PRO included, has at most 29\n"
       "characters as it is given.\n\nExample:\n  tervalon project create Oils");
-  create.Callback([&chosen, options, check] {
-    check();
-    chosen = [options](Output&) { Create(*options); };
-  });
+  create.Callback([&chosen, options] { chosen = [options](Output&) { Create(*options); }; });
 
   const Command select = project.AddSubcommand("select", "Make a project the current one");
   takes_project(select);
   select.Footer("Example:\n  tervalon project select Oils.PRO");
-  select.Callback([&chosen, options, check] {
-    check();
-    chosen = [options](Output&) { Select(*options); };
-  });
+  select.Callback([&chosen, options] { chosen = [options](Output&) { Select(*options); }; });
 
   const Command show = project.AddSubcommand("show", "Print the current project and its files");
   AddFormatOptions(show, options->format);

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "tools/commands/command.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -59,7 +60,7 @@ std::vector<Point> ParsePoints(const std::vector<std::string>& texts) {
 
 RTCalibration ReadCalibration(const std::string& section) {
   RTCalibration calibration = {};
-  if (RTIndicesGetRetentionCalibration(section.c_str(), &calibration) == 0) {
+  if (RTIndicesGetRetentionCalibration(console::SystemText(section).c_str(), &calibration) == 0) {
     throw Failure(kFile, "cannot be read");
   }
   if (calibration.calibrated == 0) {
@@ -82,7 +83,8 @@ void Set(const Options& options) {
     calibration.indices[i] = points[i].index;
     calibration.log_p[i] = points[i].log_p;
   }
-  if (RTIndicesSetRetentionCalibration(options.section.c_str(), &calibration) == 0) {
+  if (RTIndicesSetRetentionCalibration(console::SystemText(options.section).c_str(),
+                                       &calibration) == 0) {
     throw Failure(kFile, "cannot be written");
   }
 }
@@ -134,8 +136,7 @@ void AddSection(Command command, Options& options) {
       .AddOption("--section", options.section,
                  "Section of the settings file (ChrRetentionCalibration\n"
                  "when not given)")
-      .TypeName("NAME")
-      .NotEmpty();
+      .TypeName("NAME");
 }
 
 }  // namespace

@@ -39,12 +39,14 @@ Series ReadSeries(const SeriesOptions& options) {
     Spectrum spectrum = reader.ReadSpectrum(options.scan);
     return {.title = reader.Subject() + ", scan " + std::to_string(options.scan),
             .is_spectrum = true,
+            .data_set = reader.data_set(),
             .positions = std::move(spectrum.masses),
             .intensities = std::move(spectrum.intensities)};
   }
   const TraceRequest request = OnlyTrace(options.trace);
-  Trace trace = ReadTrace(directory.path(), options.data.data_set, request, reader.Subject());
+  Trace trace = ReadTrace(reader, request);
   return {.title = reader.Subject() + ", trace " + request.title,
+          .data_set = reader.data_set(),
           .trace = request.trace,
           .positions = std::move(trace.times),
           .intensities = std::move(trace.values)};

@@ -26,6 +26,7 @@ void CheckSeriesOptions(const SeriesOptions& options);
 struct Series {
   std::string title;  // "x.RAW: function 1, trace TIC"
   bool is_spectrum = false;
+  DataSet data_set = {};     // complete
   DmTraceRecord trace = {};  // of a trace
   std::vector<float> positions = {};
   std::vector<float> intensities = {};

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "tools/commands/command.h"
 #include "tools/data/settings_file.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 
@@ -23,10 +25,19 @@ struct Options {
   FormatOptions format;
 };
 
+// What has to be written so that `value` is read: blanks around a value are no part of it, nor is a
+// pair of quotation marks.
+std::string Written(const std::string& value) {
+  constexpr std::string_view kLost = " \t\"'";
+  const bool whole = value.empty() || (kLost.find(value.front()) == std::string_view::npos &&
+                                       kLost.find(value.back()) == std::string_view::npos);
+  return whole ? value : '"' + value + '"';
+}
+
 // A key is absent exactly when the fallback decides what is read.
 std::optional<std::string> Find(const std::string& section, const std::string& key) {
-  std::string value = ReadSetting(section.c_str(), key.c_str(), "0");
-  if (value == "0" && ReadSetting(section.c_str(), key.c_str(), "1") == "1") {
+  std::string value = ReadSetting(section, key, "0");
+  if (value == "0" && ReadSetting(section, key, "1") == "1") {
     return std::nullopt;
   }
   return value;
@@ -40,18 +51,19 @@ void Get(const Options& options, Output& output) {
   }
   const Format format = options.format.format();
   if (format == Format::kText) {
-    output << Printable(Utf8FromSystem(*value)) << "\n";
+    output << Printable(*value) << "\n";
     return;
   }
   Print({.sections = {{.key = "setting",
                        .properties = {{"section", "", Utf8FromSystem(options.section)},
                                       {"key", "", Utf8FromSystem(options.key)},
-                                      {"value", "", Utf8FromSystem(*value)}}}}},
+                                      {"value", "", *value}}}}},
         format, output);
 }
 
 bool IsPlain(const std::string& name) {
-  return !name.empty() && std::ranges::all_of(name, [](char c) { return c >= 32; });
+  return !name.empty() && std::ranges::all_of(name, [](char c) { return c >= 32; }) &&
+         name.front() != ' ' && name.back() != ' ';
 }
 
 void CheckNames(const Options& options) {
@@ -65,8 +77,8 @@ void CheckNames(const Options& options) {
 }
 
 void CheckValue(const std::string& value) {
-  if (value.size() > kLongestValue) {
-    throw WrongUsage("settings: the value is longer than 512 characters");
+  if (Written(value).size() > kLongestValue) {
+    throw WrongUsage("settings: the value is longer than 512 characters, quotation marks included");
   }
   if (value.find_first_of("\r\n") != std::string::npos) {
     throw WrongUsage("settings: the value holds the end of a line");
@@ -74,23 +86,24 @@ void CheckValue(const std::string& value) {
 }
 
 void Set(const Options& options) {
-  std::string value = options.value;
-  if (SetIniString(options.section.c_str(), options.key.c_str(), value.data(), 0) == 0) {
+  std::string value = console::SystemText(Written(options.value));
+  if (SetIniString(console::SystemText(options.section).c_str(),
+                   console::SystemText(options.key).c_str(), value.data(), 0) == 0) {
     throw Failure(kSettingsFile, "cannot be written");
   }
 }
 
 void List(const Options& options, Output& output) {
-  std::vector<std::string> sections = SettingNames(nullptr);
+  std::vector<std::string> sections = SettingNames(std::nullopt);
   if (!options.section.empty()) {
     sections = {options.section};
   }
   std::vector<Value> names, keys, values;
   for (const std::string& section : sections) {
-    for (const std::string& key : SettingNames(section.c_str())) {
-      names.emplace_back(Utf8FromSystem(section));
-      keys.emplace_back(Utf8FromSystem(key));
-      values.emplace_back(Utf8FromSystem(ReadSetting(section.c_str(), key.c_str(), "")));
+    for (const std::string& key : SettingNames(section)) {
+      names.emplace_back(section);
+      keys.emplace_back(key);
+      values.emplace_back(ReadSetting(section, key, ""));
     }
   }
   if (!options.section.empty() && keys.empty()) {
@@ -135,10 +148,13 @@ void AddSettingsCommand(Command program, Action& chosen) {
       settings.AddSubcommand("set", "Write a key; the file is made when there is none");
   set.AddOption("SECTION", options->section, "Name of the section").TypeName("").Required();
   set.AddOption("KEY", options->key, "Name of the key").TypeName("").Required();
-  set.AddOption("VALUE", options->value, "Value, at most 512 characters on one line")
+  set.AddText("VALUE", options->value, "Value, at most 512 characters on one line")
       .TypeName("")
       .Required();
-  set.Footer("Example:\n  tervalon settings set Acquisition Instrument \"TOF 1\"");
+  set.Footer(
+      "A value that begins or ends with a blank or a quotation mark is written in quotation\n"
+      "marks, so that it is read back as it was given.\n\n"
+      "Example:\n  tervalon settings set Acquisition Instrument \"TOF 1\"");
   set.Callback([&chosen, options] {
     CheckNames(*options);
     CheckValue(options->value);

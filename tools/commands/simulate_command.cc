@@ -5,13 +5,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 
 #include "tools/commands/command.h"
+#include "tools/data/files.h"
 #include "tools/data/function_description.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/progress_bar.h"
 #include "tools/simulator/simulated_processing.h"
@@ -45,10 +46,6 @@ double StoredMass(double calibrated) {
   const double root = (std::sqrt(calibrated) - kRootOffset) / kRootSlope;
   return root * root;
 }
-
-volatile std::sig_atomic_t interrupted = 0;
-
-void Interrupt(int /*signal*/) { interrupted = 1; }
 
 template <size_t kSize>
 void Store(char (&field)[kSize], const std::string& text) {
@@ -111,7 +108,7 @@ class Writer {
         model_(duration, static_cast<uint64_t>(options.seed)),
         channels_(model_.MainMasses(kHighestChannel)),
         processing_(2, kContinuumRange, options.scans, ApexScan()) {
-    const int32_t code = RawCreateOpen(directory.staging().c_str(), &handle_);
+    const int32_t code = RawCreateOpen(console::SystemText(directory.staging()).c_str(), &handle_);
     if (code != RAW_OK) {
       RawReadClose(handle_);
       throw Failure(directory.path(), RawErrorText(code));
@@ -127,7 +124,7 @@ class Writer {
   Writer& operator=(const Writer&) = delete;
 
   void Write() {
-    const std::string name = std::filesystem::path(directory_.path()).stem().string();
+    const std::string name = NameOf(PathOf(directory_.path()).stem());
     const RawHeader header = MakeHeader(name);
     Check(RawCreateHeader(handle_, &header, MakeCalibration().get()));
     const RawFunctionRecord records[kFunctions] = {CentroidRecord(), ContinuumRecord(),
@@ -197,9 +194,7 @@ class Writer {
   }
 
   void WriteCycle(int32_t scan) {
-    if (interrupted != 0) {
-      throw Failure(directory_.path(), "interrupted; nothing was written");
-    }
+    console::CheckInterrupt();
     Points centroids = model_.Centroids(TimeOf(scan, 1), kCentroidRange);
     std::ranges::transform(centroids.masses, centroids.masses.begin(),
                            [](float mass) { return static_cast<float>(StoredMass(mass)); });
@@ -247,8 +242,6 @@ double DurationArgument(const std::string& text) {
 }
 
 void Run(const Options& options) {
-  std::signal(SIGINT, Interrupt);
-  std::signal(SIGTERM, Interrupt);
   StagedDirectory directory(DirectoryArgument(options.directory), options.force);
   Writer(directory, options, DurationArgument(options.duration)).Write();
   directory.Commit();

@@ -1,7 +1,6 @@
 // tervalon spectrum: the points of one scan.
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <numeric>
 
@@ -124,18 +123,12 @@ void Run(const Options& options, Output& output) {
   int32_t scan = options.scan;
   if (!options.time.empty()) {
     scan = reader.ScanAtTime(TimeArgument(options.time));
-    if (scan == 0) {
-      throw Failure(reader.Subject(), "it has no scans");
-    }
   }
   const Spectrum spectrum = reader.ReadSpectrum(scan);
   const auto points = spectrum.header.points & RAW_SCAN_POINTS_MASK;
   if (spectrum.masses.size() < points) {
-    const std::string warning = "tervalon: " + reader.Subject() + ", scan " + std::to_string(scan) +
-                                ": the data are cut off after " +
-                                std::to_string(spectrum.masses.size()) + " of " +
-                                std::to_string(points) + " points\n";
-    std::fputs(warning.c_str(), stderr);
+    Warn(reader.Subject() + ", scan " + std::to_string(scan) + ": the data are cut off after " +
+         std::to_string(spectrum.masses.size()) + " of " + std::to_string(points) + " points");
   }
   Section summary = SummarySection(reader, scan, spectrum);
   const Format format = options.format.format();

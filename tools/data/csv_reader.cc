@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tools/data/files.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -19,8 +20,8 @@ std::string ReadAll(std::istream& input) {
 
 std::string ReadText(const std::string& file) {
   if (file == "-") return ReadAll(std::cin);
-  std::ifstream input(file, std::ios::binary);
-  if (!input || std::filesystem::is_directory(file)) throw Failure(file, "cannot be read");
+  std::ifstream input(PathOf(file), std::ios::binary);
+  if (!input || std::filesystem::is_directory(PathOf(file))) throw Failure(file, "cannot be read");
   return ReadAll(input);
 }
 

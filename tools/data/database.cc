@@ -15,6 +15,8 @@
 #include <optional>
 
 #include "tools/commands/command.h"
+#include "tools/data/files.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 
@@ -111,8 +113,8 @@ void PutText(const Database::Field& field, const std::string& utf8, std::byte* m
 }  // namespace
 
 std::string DatabaseArgument(const std::string& text) {
-  const std::filesystem::path path = DirectoryArgument(text);
-  return path.has_parent_path() ? path.string() : (std::filesystem::path(".") / path).string();
+  const std::filesystem::path path = PathOf(DirectoryArgument(text));
+  return NameOf(path.has_parent_path() ? path : std::filesystem::path(".") / path);
 }
 
 std::string DatabaseTitle(int32_t type) {
@@ -128,11 +130,11 @@ int32_t DatabaseTypeArgument(const std::string& text) {
 }
 
 void CreateDatabase(const std::string& file, int32_t type, bool replace) {
-  if (!replace && std::filesystem::exists(file)) {
+  if (!replace && std::filesystem::exists(PathOf(file))) {
     throw Failure(file, "exists ('--replace' replaces it)");
   }
   DB3SetReportErrors(type, 0);
-  Check(DB3Open(type, file.c_str(), DB3_MODE_CREATE), file);
+  Check(DB3Open(type, console::SystemText(file).c_str(), DB3_MODE_CREATE), file);
 }
 
 Database::Database(const std::string& file, int32_t type) : file_(file), type_(type) {
@@ -144,7 +146,7 @@ Database::Database(const std::string& file, int32_t type) : file_(file), type_(t
     for (int32_t any = 0; any < DB3_TYPES; ++any) types.push_back(any);
     const auto fits = [&](int32_t any) {
       DB3SetReportErrors(any, 0);
-      const int32_t cause = DB3Open(any, file.c_str(), DB3_MODE_OPEN);
+      const int32_t cause = DB3Open(any, console::SystemText(file).c_str(), DB3_MODE_OPEN);
       if (cause != DB3_RECORD_STRUCTURE) Check(cause, file);
       return cause == DB3_SUCCESS;
     };
@@ -157,7 +159,7 @@ Database::Database(const std::string& file, int32_t type) : file_(file), type_(t
 
 void Database::Open(int32_t type) {
   DB3SetReportErrors(type, 0);
-  Check(DB3Open(type, file_.c_str(), DB3_MODE_OPEN), file_);
+  Check(DB3Open(type, console::SystemText(file_).c_str(), DB3_MODE_OPEN), file_);
 }
 
 Database::~Database() { DB3Close(type_); }

@@ -13,6 +13,7 @@ constexpr int kLastTime = 14;
 constexpr int kScans = 18;
 constexpr int kSegmentCount = 23;
 constexpr int kChannelMasses = 160;
+constexpr int kDaughterMasses = 288;
 
 // Names end before the mass of a parent or a loss, which the record holds in no known place.
 constexpr const char* kTypeNames[] = {
@@ -32,6 +33,14 @@ uint32_t LongWord(const RawFunctionRecord& record, int position) {
 
 float Float(const RawFunctionRecord& record, int position) {
   return std::bit_cast<float>(LongWord(record, position));
+}
+
+std::vector<float> SegmentFloats(const RawFunctionRecord& record, int position) {
+  std::vector<float> values;
+  for (int i = 0; IsChannelFunction(record) && i < SegmentCount(record); ++i) {
+    values.push_back(Float(record, position + 4 * i));
+  }
+  return values;
 }
 
 std::string Numbered(std::string text, int number) {
@@ -64,11 +73,11 @@ bool IsChannelFunction(const RawFunctionRecord& record) {
 }
 
 std::vector<float> ChannelMasses(const RawFunctionRecord& record) {
-  std::vector<float> masses;
-  for (int i = 0; IsChannelFunction(record) && i < SegmentCount(record); ++i) {
-    masses.push_back(Float(record, kChannelMasses + 4 * i));
-  }
-  return masses;
+  return SegmentFloats(record, kChannelMasses);
+}
+
+std::vector<float> DaughterMasses(const RawFunctionRecord& record) {
+  return SegmentFloats(record, kDaughterMasses);
 }
 
 int32_t CompleteScans(const RawFunctionRecord& record) {

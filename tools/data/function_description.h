@@ -19,6 +19,7 @@ void SetDataType(RawFunctionRecord& record, int data_type);
 int SegmentCount(const RawFunctionRecord& record);
 bool IsChannelFunction(const RawFunctionRecord& record);
 std::vector<float> ChannelMasses(const RawFunctionRecord& record);
+std::vector<float> DaughterMasses(const RawFunctionRecord& record);
 
 int32_t CompleteScans(const RawFunctionRecord& record);
 float FirstTime(const RawFunctionRecord& record);

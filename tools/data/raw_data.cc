@@ -10,8 +10,12 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "tools/data/files.h"
 #include "tools/data/function_description.h"
+#include "tools/data/processed_set.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
+#include "tools/print/text.h"
 
 namespace tervalon::tools {
 namespace {
@@ -29,9 +33,9 @@ char UpperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a'
 std::vector<std::string> FileNames(const std::string& directory) {
   std::vector<std::string> names;
   std::error_code error;
-  std::filesystem::directory_iterator entries(directory, error);
+  std::filesystem::directory_iterator entries(PathOf(directory), error);
   for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
-    names.push_back(entries->path().filename().string());
+    names.push_back(NameOf(entries->path().filename()));
     std::ranges::transform(names.back(), names.back().begin(), UpperCase);
   }
   return names;
@@ -56,12 +60,29 @@ int ProcessOf(const std::string& name) {
   return number <= RAW_MAX_PROCESSES ? number : 0;
 }
 
+// The directory says no more than that it cannot be read as one.
+[[noreturn]] void FailToFind(const std::string& path) {
+  std::error_code unknown;
+  if (path.size() >= TV_PATH_SIZE) {
+    throw Failure(path, "the path is longer than 259 characters");
+  }
+  const std::filesystem::file_status status = std::filesystem::status(PathOf(path), unknown);
+  throw Failure(path, !std::filesystem::exists(status) ? "no such directory"
+                      : !std::filesystem::is_directory(status)
+                          ? "not a raw data directory but a file"
+                          : "cannot be read as a directory");
+}
+
 int32_t TERVALON_CALL NoChannels(void* /*user*/, const char* /*directory*/) { return 0; }
 
 }  // namespace
 
 RawDirectory::RawDirectory(std::string path) : path_(std::move(path)) {
-  CheckRaw(RawReadOpen(path_.c_str(), &handle_), path_);
+  const int32_t code = RawReadOpen(console::SystemText(path_).c_str(), &handle_);
+  if (code == RAW_DIRECTORY_ABSENT) {
+    FailToFind(path_);
+  }
+  CheckRaw(code, path_);
   try {
     ReadTables();
   } catch (...) {
@@ -122,20 +143,27 @@ std::vector<int> RawDirectory::ProcessedSets() const {
   return sets;
 }
 
+bool RawDirectory::HasDataOf(int function) const {
+  const std::vector<std::string> names = FileNames(path_);
+  const std::string member = "_FUNC" + PaddedNumber(function);
+  return Has(names, member + ".DAT") || Has(names, member + ".IDX");
+}
+
 std::string RawDirectory::MemberPath(const std::string& member) const {
-  return (std::filesystem::path(path_) / member).string();
+  return NameOf(PathOf(path_) / member);
 }
 
 DataReader::DataReader(const RawDirectory& directory, const DataSet& data_set)
     : directory_(directory),
-      function_(static_cast<int16_t>(data_set.function)),
-      process_(static_cast<int16_t>(data_set.process)),
-      record_(directory.Function(data_set.function)) {
+      data_set_(CompleteDataSet(directory, data_set)),
+      function_(static_cast<int16_t>(*data_set_.function)),
+      process_(static_cast<int16_t>(data_set_.process)),
+      record_(directory.Function(*data_set_.function)) {
   if (process_ != 0) {
     ClearTimes(record_);  // the function's, not the data set's
   }
-  if (data_set.data_type) {
-    SetDataType(record_, *data_set.data_type);
+  if (data_set_.data_type) {
+    SetDataType(record_, *data_set_.data_type);
   }
   const int32_t code = RawReadFuncInit(directory_.handle(), function_, process_, &record_,
                                        &directory_.calibration());
@@ -164,21 +192,33 @@ void DataReader::FailToOpen(int32_t code) const {
   throw Failure(Subject(), RawErrorText(code));
 }
 
-std::string DataReader::Subject() const {
-  return directory_.path() + ": " +
-         (process_ == 0 ? "function " + Number(function_)
-                        : "processed data set " + Number(process_));
-}
+std::string DataReader::Subject() const { return SubjectOf(directory_, data_set_); }
 
 int32_t DataReader::ScanCount() const {
   if (process_ == 0) {
     return CompleteScans(record_);
   }
   // No record counts the scans of a processed data set; the last is the one at the end of time.
-  return ScanAtTime(FLT_MAX);
+  return NearestScan(FLT_MAX);
 }
 
 int32_t DataReader::ScanAtTime(float minutes) const {
+  constexpr float kLeastReach = 0.05F;  // times are typed with few decimals
+  const int32_t scans = ScanCount();
+  if (scans == 0) {
+    throw Failure(Subject(), "it has no scans");
+  }
+  const float first = ScanHeader(1).retention_time;
+  const float last = ScanHeader(scans).retention_time;
+  const float reach = std::max((last - first) / static_cast<float>(scans), kLeastReach);
+  if (minutes < first - reach || minutes > last + reach) {
+    throw Failure(Subject(), "no scan at " + RoundedText(minutes, -1) + " min: its times are " +
+                                 RoundedText(first, 4) + " to " + RoundedText(last, 4) + " min");
+  }
+  return NearestScan(minutes);
+}
+
+int32_t DataReader::NearestScan(float minutes) const {
   int32_t scan = 0;
   CheckRaw(RawReadTimeScan(directory_.handle(), function_, process_, &record_, minutes, &scan),
            Subject());
@@ -235,21 +275,23 @@ Chromatogram DataReader::ReadIndexChromatogram(int16_t kind) const {
   return {std::move(times), {std::move(values)}};
 }
 
-Chromatogram DataReader::ReadMassChromatograms(const std::vector<MassWindow>& windows) const {
+Chromatogram DataReader::ReadSums(const std::vector<WindowSum>& sums) const {
   const int32_t scans = ScanCount();
   Chromatogram result;
   result.times.resize(static_cast<size_t>(scans));
-  result.traces.assign(windows.size(), std::vector<float>(result.times.size()));
-  std::vector<RawTraceWindow> raw_windows;
+  result.traces.assign(sums.size(), std::vector<float>(result.times.size()));
+  std::vector<std::vector<RawTraceWindow>> windows;
   std::vector<RawTrace> traces;
   std::vector<float*> values;
-  std::vector<float*> times(windows.size());
-  raw_windows.reserve(windows.size());
-  for (const MassWindow& window : windows) {
-    raw_windows.push_back({window.low, window.high, 0, 0, 0});
-  }
-  for (size_t i = 0; i < windows.size(); ++i) {
-    traces.push_back({.kind = RAW_TRACE_MASSES, .window_count = 1, .windows = &raw_windows[i]});
+  std::vector<float*> times(sums.size());
+  for (size_t i = 0; i < sums.size(); ++i) {
+    std::vector<RawTraceWindow>& list = windows.emplace_back();
+    for (const Window& window : sums[i].windows) {
+      list.push_back({window.low, window.high, window.subtract ? 1 : 0, 0, 0});
+    }
+    traces.push_back({.kind = sums[i].of_points ? RAW_TRACE_POINTS : RAW_TRACE_MASSES,
+                      .window_count = static_cast<int16_t>(list.size()),
+                      .windows = list.data()});
     values.push_back(result.traces[i].data());
   }
   times[0] = result.times.data();

@@ -40,6 +40,9 @@ class RawDirectory {
   // The numbers of the processed data sets whose scan index is there, in order.
   std::vector<int> ProcessedSets() const;
 
+  // Whether any data or index file of the function is there.
+  bool HasDataOf(int function) const;
+
   // The path of a member file, in the form that the platform uses.
   std::string MemberPath(const std::string& member) const;
 
@@ -56,9 +59,9 @@ class RawDirectory {
 
 // A function, or one of its processed data sets.
 struct DataSet {
-  int function = 1;
+  std::optional<int> function = {};   // of a command line that does not say it: nothing
   int process = 0;                    // 0: as acquired
-  std::optional<int> data_type = {};  // of the points; the function's when not given
+  std::optional<int> data_type = {};  // of the points, where not the function's
 };
 
 struct Spectrum {
@@ -73,15 +76,24 @@ struct Chromatogram {
   std::vector<std::vector<float>> traces;
 };
 
-struct MassWindow {
+// Masses, or the numbers of points, both ends included.
+struct Window {
   float low;
   float high;
+  bool subtract = false;
+};
+
+// What a trace adds up in every scan.
+struct WindowSum {
+  bool of_points = false;
+  std::vector<Window> windows;
 };
 
 // A data set that is open for reading.
 class DataReader {
  public:
-  // Throws a Failure. The directory must outlive the reader.
+  // Finds out what the data set leaves open (CompleteDataSet). Throws a Failure. The directory must
+  // outlive the reader.
   DataReader(const RawDirectory& directory, const DataSet& data_set);
   ~DataReader();
   DataReader(const DataReader&) = delete;
@@ -89,23 +101,29 @@ class DataReader {
 
   // "x.RAW: function 2"
   std::string Subject() const;
+  const RawDirectory& directory() const { return directory_; }
+  const DataSet& data_set() const { return data_set_; }
+  // With the data type of the data set.
   const RawFunctionRecord& record() const { return record_; }
 
   // Scans whose data are there whole.
   int32_t ScanCount() const;
+  // The scan nearest to a time. Throws a Failure for a time that is a scan or more outside.
   int32_t ScanAtTime(float minutes) const;
   RawScanHeader ScanHeader(int32_t scan) const;
   Spectrum ReadSpectrum(int32_t scan) const;
 
   // All scans. Kind: RAW_CHROM_TOTAL_ION or RAW_CHROM_BASE_PEAK.
   Chromatogram ReadIndexChromatogram(int16_t kind) const;
-  Chromatogram ReadMassChromatograms(const std::vector<MassWindow>& windows) const;
+  Chromatogram ReadSums(const std::vector<WindowSum>& sums) const;
 
  private:
+  int32_t NearestScan(float minutes) const;
   [[noreturn]] void FailToOpen(int32_t code) const;
   void CheckScan(int32_t code, int32_t scan) const;
 
   const RawDirectory& directory_;
+  const DataSet data_set_;
   const int16_t function_;
   const int16_t process_;
   RawFunctionRecord record_;

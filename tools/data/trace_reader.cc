@@ -1,20 +1,21 @@
 #include "tools/data/trace_reader.h"
 
-#include <tervalon/data_handles.h>
-#include <tervalon/raw_descriptor.h>
-#include <tervalon/raw_directory.h>
+#include <tervalon/raw_analog.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstring>
 #include <string_view>
 
+#include "tools/data/function_description.h"
 #include "tools/print/failure.h"
+#include "tools/print/text.h"
 
 namespace tervalon::tools {
 namespace {
 
 constexpr std::string_view kBlanks = " \t";
+constexpr double kUsualTolerance = 0.5;
 
 std::string Lower(std::string_view text) {
   std::string lower(text);
@@ -44,40 +45,135 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
   return parts;
 }
 
-// Whether all members are masses that a list can hold and ranges that ascend: others would select
-// nothing, or something else.
-bool IsSound(const float* list, int32_t count) {
-  for (int32_t i = 0; i < count; ++i) {
-    const float value = std::fabs(list[i]);
-    const bool at_an_end = count > 1 && (i == 0 || i == count - 1);
-    if (value == DM_COMBINATION_MARKER && at_an_end) {
-      continue;
-    }
-    const bool range = value >= DM_RANGE_OFFSET;
-    const float low = range ? value - DM_RANGE_OFFSET : value;
-    const float high = range ? list[++i] : value;
-    if (!(low <= high && 0 < high && high < DM_RANGE_OFFSET)) {
-      return false;
-    }
-  }
-  return true;
+Window Around(double mass, const MassTolerance& tolerance) {
+  const double reach = tolerance.value == 0 ? kUsualTolerance
+                       : tolerance.in_ppm   ? mass * tolerance.value / 1e6
+                                            : tolerance.value;
+  return {static_cast<float>(mass - reach), static_cast<float>(mass + reach)};
 }
 
-DmTraceRecord MassTrace(uint32_t type, const std::string& masses) {
-  DmTraceRecord record = {};
-  const int32_t count = DmRawStrToMass(masses.c_str(), record.masses, DM_MAX_TRACE_MASSES, nullptr);
-  if (count < 1 || !IsSound(record.masses, count)) {
-    throw WrongUsage("--trace: '" + masses + "' is no trace such as 184.1, 100_200, 184+200-150, " +
+// Takes sums and differences of masses and ranges apart: "184.1", "Ch5", "100_200", "500>200".
+class MassText {
+ public:
+  MassText(std::string_view text, const MassTolerance& tolerance)
+      : rest_(text), tolerance_(tolerance) {}
+
+  // False for a text that is none.
+  bool Parse() {
+    for (char sign = '+';;) {
+      if (!TakeMember(sign)) return false;
+      if (rest_.empty()) return true;
+      sign = rest_.front();
+      if (!Take('+') && !Take('-')) return false;
+      text_ += sign;
+    }
+  }
+
+  const std::vector<TraceMember>& members() const { return members_; }
+  // As it was typed, but for blanks and needless digits.
+  const std::string& text() const { return text_; }
+
+ private:
+  bool Take(char c) {
+    if (!rest_.starts_with(c)) return false;
+    rest_.remove_prefix(1);
+    SkipBlanks();
+    return true;
+  }
+
+  void SkipBlanks() {
+    rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size()));
+  }
+
+  bool TakeMass(double* mass) {
+    const std::string_view digits =
+        rest_.substr(0, std::min(rest_.find_first_not_of("0123456789."), rest_.size()));
+    const std::optional<double> value = ParseNumber(digits);
+    if (!value || !(*value < DM_RANGE_OFFSET)) return false;
+    *mass = *value;
+    text_ += ExactText(*value);
+    rest_.remove_prefix(digits.size());
+    SkipBlanks();
+    return true;
+  }
+
+  bool TakeMember(char sign) {
+    if (Lower(rest_.substr(0, 2)) == "ch") {
+      rest_.remove_prefix(2);
+      SkipBlanks();
+    }
+    TraceMember member = {};
+    double low = 0;
+    if (!TakeMass(&low)) return false;
+    double high = low;
+    if (Take('_')) {
+      text_ += '_';
+      if (!TakeMass(&high)) return false;
+      member.is_range = true;
+      member.window = {static_cast<float>(low), static_cast<float>(high)};
+    } else {
+      member.window = Around(low, tolerance_);
+      if (Take('>')) {
+        text_ += '>';
+        double daughter = 0;
+        if (!TakeMass(&daughter)) return false;
+        member.daughter = Around(daughter, tolerance_);
+      }
+    }
+    member.window.subtract = sign == '-';
+    members_.push_back(member);
+    return 0 < high && low <= high;
+  }
+
+  std::string_view rest_;
+  const MassTolerance& tolerance_;
+  std::vector<TraceMember> members_;
+  std::string text_;
+};
+
+bool Overlap(const Window& a, const Window& b) { return a.low <= b.high && b.low <= a.high; }
+
+// A mass that is taken away from another whose window it shares leaves nothing that means anything:
+// a range was meant.
+void RejectHyphenForRange(const TraceRequest& request) {
+  for (const TraceMember& added : request.members) {
+    for (const TraceMember& other : request.members) {
+      if (!added.is_range && !other.is_range && !added.daughter && !other.daughter &&
+          !added.window.subtract && other.window.subtract && Overlap(added.window, other.window)) {
+        throw WrongUsage("--trace: '" + request.title +
+                         "' subtracts a mass that is the other's within the tolerance; a range is "
+                         "written with '_', as in 100_200");
+      }
+    }
+  }
+}
+
+void ParseMasses(uint32_t type, const std::string& text, const MassTolerance& tolerance,
+                 TraceRequest* request) {
+  MassText masses(text, tolerance);
+  DmTraceRecord& record = request->trace;
+  const bool good = masses.Parse() && DmRawStrToMass(masses.text().c_str(), record.masses,
+                                                     DM_MAX_TRACE_MASSES, nullptr) > 0;
+  if (!good) {
+    throw WrongUsage("--trace: '" + text + "' is no trace such as 184.1, 100_200, 184+200-150, " +
                      "TIC, BPI or AN1");
   }
-  record.type = type != DM_TRACE_MASS || count == 1 ? type : DM_TRACE_MASSES;
-  return record;
-}
-
-std::string Description(const DmTraceRecord& trace) {
-  char text[2048];
-  DmRawGetTraceTypeDescription(nullptr, &trace, text, 0, sizeof(text));
-  return text;
+  request->members = masses.members();
+  request->title += masses.text();
+  record.type = type;
+  record.tolerance = static_cast<float>(tolerance.value);
+  record.tolerance_in_ppm = tolerance.in_ppm ? 1 : 0;
+  const bool one = request->members.size() == 1;
+  if (one && request->members[0].is_range) {  // a mass and a tolerance, which keep the digits
+    const Window& window = request->members[0].window;
+    record.masses[0] = (window.low + window.high) / 2;
+    record.masses[1] = 0;
+    record.tolerance = (window.high - window.low) / 2;
+    record.tolerance_in_ppm = 0;
+  } else if (type == DM_TRACE_MASS && !one) {
+    record.type = DM_TRACE_MASSES;
+  }
+  RejectHyphenForRange(*request);
 }
 
 TraceRequest ParseTrace(const std::string& text, const MassTolerance& tolerance) {
@@ -85,53 +181,93 @@ TraceRequest ParseTrace(const std::string& text, const MassTolerance& tolerance)
   const std::string lower = Lower(text);
   if (lower == "tic" || lower == "bpi") {
     request.trace.type = lower == "tic" ? DM_TRACE_TIC : DM_TRACE_BPI;
+    request.title = lower == "tic" ? "TIC" : "BPI";
   } else if (DmRawIsAnalogTraceDesc(text.c_str()) != 0) {
     request.trace.type = DM_TRACE_ANALOG;
     request.trace.analog_channel = static_cast<int16_t>(DmRawAnalogChannelNumber(text.c_str()));
-  } else if (lower.starts_with("nl")) {
-    request.trace = MassTrace(DM_TRACE_NEUTRAL_LOSS, text.substr(2));
-  } else if (lower.starts_with("ng")) {
-    request.trace = MassTrace(DM_TRACE_NEUTRAL_GAIN, text.substr(2));
+    request.title = "AN" + std::to_string(request.trace.analog_channel + 1);
+  } else if (lower.starts_with("nl") || lower.starts_with("ng")) {
+    const bool loss = lower[1] == 'l';
+    request.title = loss ? "NL" : "NG";
+    ParseMasses(loss ? DM_TRACE_NEUTRAL_LOSS : DM_TRACE_NEUTRAL_GAIN, text.substr(2), tolerance,
+                &request);
   } else {
-    request.trace = MassTrace(DM_TRACE_MASS, text);
+    ParseMasses(DM_TRACE_MASS, text, tolerance, &request);
   }
-  request.trace.tolerance = tolerance.value;
-  request.trace.tolerance_in_ppm = tolerance.in_ppm ? 1 : 0;
-  request.title = Description(request.trace);
-  const bool masses = request.trace.type == DM_TRACE_MASS || request.trace.type == DM_TRACE_MASSES;
-  request.key = masses ? "mass_" + request.title : Lower(request.title);
+  request.key = request.is_mass() ? "mass_" + request.title : Lower(request.title);
   return request;
 }
 
-void CopyText(const std::string& text, char* field, size_t size) {
-  std::memcpy(field, text.c_str(), std::min(text.size(), size - 1));
+bool Inside(float mass, const Window& window) { return mass >= window.low && mass <= window.high; }
+
+// The points of the channels that a member means: by what the mass loses or gains between parent
+// and daughter, or by both masses.
+std::vector<Window> ChannelPoints(const RawFunctionRecord& record, uint32_t type,
+                                  const TraceMember& member) {
+  std::vector<Window> points;
+  if (FunctionType(record) != RAW_TYPE_MRM) return points;
+  const std::vector<float> parents = ChannelMasses(record);
+  const std::vector<float> daughters = DaughterMasses(record);
+  for (size_t i = 0; i < parents.size(); ++i) {
+    const float loss = parents[i] - daughters[i];
+    const bool meant = type == DM_TRACE_NEUTRAL_LOSS ? Inside(loss, member.window)
+                       : type == DM_TRACE_NEUTRAL_GAIN
+                           ? Inside(-loss, member.window)
+                           : Inside(parents[i], member.window) &&
+                                 (!member.daughter || Inside(daughters[i], *member.daughter));
+    const auto point = static_cast<float>(i + 1);
+    if (meant) points.push_back({point, point, member.window.subtract});
+  }
+  return points;
 }
 
-// A granted data handle.
-class DataHandle {
- public:
-  explicit DataHandle(DmRawDescriptor* descriptor)
-      : handle_(DmGetHandle(DM_TYPE_RAW, sizeof(*descriptor), descriptor, 2, sizeof(float), 0)) {}
-  ~DataHandle() { DmReleaseHandle(handle_, 0); }
-  DataHandle(const DataHandle&) = delete;
-  DataHandle& operator=(const DataHandle&) = delete;
-
-  bool granted() const { return handle_ != 0; }
-  int32_t Load(int32_t count) const { return DmGetData(handle_, 1, count, 0); }
-
-  std::vector<float> Values(int32_t item, int32_t count) const {
-    const auto* values = static_cast<const float*>(DmLockData(handle_, item, 1, count));
-    if (values == nullptr) {
-      return {};
+WindowSum SumOf(const DataReader& reader, const TraceRequest& request) {
+  const bool by_channels =
+      !request.is_mass() || std::ranges::any_of(request.members, [](const TraceMember& member) {
+        return member.daughter.has_value();
+      });
+  WindowSum sum = {.of_points = by_channels, .windows = {}};
+  for (const TraceMember& member : request.members) {
+    if (!by_channels) {
+      CheckHasMasses(reader, member.window, request.title);
+      sum.windows.push_back(member.window);
+      continue;
     }
-    std::vector<float> copy(values, values + count);
-    DmUnlockData(handle_, item);
-    return copy;
+    const std::vector<Window> points = ChannelPoints(reader.record(), request.trace.type, member);
+    if (points.empty()) throw Failure(reader.Subject(), "has no trace " + request.title);
+    sum.windows.insert(sum.windows.end(), points.begin(), points.end());
   }
+  return sum;
+}
 
- private:
-  const int32_t handle_;
-};
+Chromatogram ReadAnalog(const DataReader& reader, const TraceRequest& request) {
+  const RawDirectory& directory = reader.directory();
+  const auto channels = static_cast<int16_t>(directory.AnalogChannels().value_or(0));
+  if (request.trace.analog_channel >= channels) {
+    throw Failure(reader.Subject(), "has no trace " + request.title);
+  }
+  int32_t count = 0;
+  CheckRaw(RawReadAnalogSize(directory.handle(), channels, &count), directory.path());
+  Chromatogram read = {.times = std::vector<float>(static_cast<size_t>(count)), .traces = {}};
+  read.traces.emplace_back(read.times.size());
+  CheckRaw(RawReadAnalogChrom(directory.handle(), request.trace.analog_channel, channels, 1, count,
+                              read.traces[0].data(), read.times.data()),
+           directory.path());
+  return read;
+}
+
+Chromatogram Read(const DataReader& reader, const TraceRequest& request) {
+  switch (request.trace.type) {
+    case DM_TRACE_TIC:
+      return reader.ReadIndexChromatogram(RAW_CHROM_TOTAL_ION);
+    case DM_TRACE_BPI:
+      return reader.ReadIndexChromatogram(RAW_CHROM_BASE_PEAK);
+    case DM_TRACE_ANALOG:
+      return ReadAnalog(reader, request);
+    default:
+      return reader.ReadSums({SumOf(reader, request)});
+  }
+}
 
 }  // namespace
 
@@ -149,40 +285,29 @@ std::vector<TraceRequest> ParseTraces(const std::string& text, const MassToleran
   return requests;
 }
 
-Trace ReadTrace(const std::string& directory, const DataSet& data_set, const TraceRequest& request,
-                const std::string& subject) {
-  SystemRawFile file = {};  // with all of the path as its directory
-  CopyText(directory, file.directory, sizeof(file.directory));
-  file.function = static_cast<int16_t>(data_set.function);
-  DmRawDescriptor descriptor = {};
-  CopyText(directory, descriptor.directory, sizeof(descriptor.directory));
-  descriptor.function = file.function;
-  descriptor.process = static_cast<int16_t>(data_set.process);
-  descriptor.kind = DM_RAW_CHROMATOGRAM;
-  if (data_set.data_type) {
-    descriptor.selection = DM_SELECT_DATA_TYPE(*data_set.data_type);
-  }
-  descriptor.trace = request.trace;
+Trace ReadTrace(const DataReader& reader, const TraceRequest& request) {
+  Chromatogram read = Read(reader, request);
+  return {request.key, request.title, request.is_analog(), std::move(read.times),
+          std::move(read.traces[0])};
+}
 
-  const DataHandle handle(&descriptor);
-  if (!handle.granted()) {
-    const bool held = DmRawValidateChrom(&file, &request.trace, &request.trace, 0) != 0;
-    throw Failure(subject, held ? "trace " + request.title + " cannot be read"
-                                : "has no trace " + request.title);
+void CheckHasMasses(const DataReader& reader, const Window& window, const std::string& title) {
+  const RawFunctionRecord& record = reader.record();
+  std::string masses;
+  if (IsChannelFunction(record)) {
+    for (const float mass : ChannelMasses(record)) {
+      if (Inside(mass, window)) return;
+      masses += (masses.empty() ? "" : ", ") + RoundedText(mass, -1);
+    }
+  } else {
+    float low = 0;
+    float high = 0;
+    RawReadGetFuncMassRange(&record, -1, &low, &high, nullptr);
+    // Processing can lead out of the range, to the masses of molecules.
+    if (reader.data_set().process != 0 || !(low < high) || Overlap(window, {low, high})) return;
+    masses = RoundedText(low, -1) + " to " + RoundedText(high, -1);
   }
-  Trace trace = {request.key, request.title, request.is_analog()};
-  const auto count = static_cast<int32_t>(descriptor.element_count);
-  if (count == 0) {
-    return trace;
-  }
-  const int32_t status = handle.Load(count);
-  if (status < 0) {
-    throw Failure(subject, "trace " + request.title + " cannot be read");
-  }
-  CheckRaw(status, subject);
-  trace.values = handle.Values(0, count);
-  trace.times = handle.Values(1, count);
-  return trace;
+  throw Failure(reader.Subject(), "has no trace " + title + ": its masses are " + masses);
 }
 
 }  // namespace tervalon::tools

@@ -1,14 +1,43 @@
 #include "tools/print/console.h"
 
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+
+#include "tools/print/text.h"
 
 namespace tervalon::tools::console {
+namespace {
+
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+volatile std::sig_atomic_t noted = 0;  // the signal; 0: none
+
+void Note(int signal) { noted = signal; }
+
+}  // namespace
 
 void Prepare() { std::signal(SIGPIPE, SIG_IGN); }
+
+std::vector<std::string> Arguments(int argc, char** argv) { return {argv, argv + argc}; }
+
+std::string SystemText(const std::string& text) { return text; }
+
+std::string Utf8FromCodePage(const std::string& text) {
+  return Utf8FromLatin1(text.data(), text.size());
+}
+
+void CopyOwner(const std::string& from, const std::string& to) {
+  struct stat owner = {};
+  if (stat(from.c_str(), &owner) == 0 && chown(to.c_str(), owner.st_uid, owner.st_gid) != 0 &&
+      chown(to.c_str(), static_cast<uid_t>(-1), owner.st_gid) != 0) {
+    return;  // somebody else's file becomes the user's own
+  }
+}
 
 bool ErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
 
@@ -18,5 +47,27 @@ int OutputWidth() {
 }
 
 bool IsBrokenPipe(int error) { return error == EPIPE; }
+
+void HoldInterrupts() {
+  struct sigaction action = {};
+  action.sa_handler = &Note;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : kSignals) {
+    struct sigaction present = {};
+    if (sigaction(signal, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) {
+      sigaction(signal, &action, nullptr);
+    }
+  }
+}
+
+void CheckInterrupt() {
+  if (noted != 0) throw Interrupt{};
+}
+
+void EndInterrupted() {
+  std::signal(noted, SIG_DFL);
+  std::raise(noted);
+  std::exit(128 + noted);
+}
 
 }  // namespace tervalon::tools::console

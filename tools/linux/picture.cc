@@ -2,6 +2,8 @@
 
 #include <tervalon/drawing_devices.h>
 
+#include "tools/data/files.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -23,7 +25,8 @@ int32_t Picture::UsualResolution(const std::string& path) {
 }
 
 Picture::Picture(std::string path, const PictureSize& size)
-    : path_(std::move(path)), partial_(path_ + ".part") {
+    : path_(std::move(path)), target_(LinkTarget(path_)), partial_(UnusedName(target_, ".part")) {
+  console::HoldInterrupts();
   const std::string ending = Ending(path_);
   const auto [width, height, pixels_per_inch] = size;
   if (ending == "svg") {
@@ -42,19 +45,20 @@ Picture::Picture(std::string path, const PictureSize& size)
 Picture::~Picture() {
   if (dc_ != nullptr) {
     TvDeleteDC(dc_);
-    RemovePartial(partial_);
+    RemoveFile(partial_);
   }
 }
 
 void Picture::Finish() {
+  console::CheckInterrupt();
   bool written = Ending(path_) != "png" || TvSavePng(dc_, partial_.c_str()) != 0;
   written = TvDeleteDC(dc_) != 0 && written;
   dc_ = nullptr;
   if (!written) {
-    RemovePartial(partial_);
+    RemoveFile(partial_);
     throw Failure(path_, "cannot be written");
   }
-  MoveOver(partial_, path_);
+  MoveOver(partial_, target_);
 }
 
 std::string Picture::DeviceText(const std::string& utf8) { return utf8; }

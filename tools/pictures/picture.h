@@ -41,16 +41,11 @@ class Picture {
 
  private:
   const std::string path_;
+  const std::string target_;   // where the path leads, if it is a link
   const std::string partial_;  // where it is written first
   TvDC dc_ = nullptr;
   void* image_ = nullptr;  // the platform's own
 };
-
-// Puts a file that is complete in the place of another. Throws a Failure.
-void MoveOver(const std::string& partial, const std::string& path);
-
-// Does nothing when there is no such file.
-void RemovePartial(const std::string& partial);
 
 // The ending of a file name in lower case, without its point.
 std::string Ending(const std::string& path);

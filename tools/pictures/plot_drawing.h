@@ -23,7 +23,7 @@ struct PictureStyle {
   std::string title = {};
   Layout layout = Layout::kStacked;
   int32_t rows = 1;  // that the X range is divided into
-  std::optional<MassWindow> x_range = {};
+  std::optional<Window> x_range = {};
   std::vector<AxsMagnify> magnified = {};
   bool counts = false;      // Y axis in the data's own unit instead of percent
   bool normalised = false;  // each series relative to its own highest point

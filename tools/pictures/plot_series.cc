@@ -19,11 +19,9 @@ bool IsContinuum(int data_type) {
 
 }  // namespace
 
-PlotSeries ReadChromatogramSeries(const RawDirectory& directory, const DataSet& data_set,
-                                  const TraceRequest& request, const std::string& subject) {
-  Trace trace = ReadTrace(directory.path(), data_set, request, subject);
-  const bool is_mass = request.trace.type == DM_TRACE_MASS || request.trace.type == DM_TRACE_MASSES;
-  PlotSeries series = {.title = (is_mass ? "m/z " : "") + trace.title, .x_title = "min"};
+PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& request) {
+  Trace trace = ReadTrace(reader, request);
+  PlotSeries series = {.title = (request.is_mass() ? "m/z " : "") + trace.title, .x_title = "min"};
   series.x = std::move(trace.times);
   series.y = std::move(trace.values);
   return series;
@@ -31,9 +29,6 @@ PlotSeries ReadChromatogramSeries(const RawDirectory& directory, const DataSet& 
 
 PlotSeries ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request) {
   const int32_t scan = request.scan != 0 ? request.scan : reader.ScanAtTime(request.minutes);
-  if (scan == 0) {
-    throw Failure(reader.Subject(), "it has no scans");
-  }
   Spectrum spectrum = reader.ReadSpectrum(scan);
   const bool continuum = IsContinuum(DataType(reader.record()));
   PlotSeries series = {.title = "scan " + std::to_string(scan) + " (" +

@@ -27,8 +27,7 @@ struct ScanRequest {
 };
 
 // All throw a Failure about what cannot be read.
-PlotSeries ReadChromatogramSeries(const RawDirectory& directory, const DataSet& data_set,
-                                  const TraceRequest& request, const std::string& subject);
+PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& request);
 PlotSeries ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request);
 
 }  // namespace tervalon::tools

@@ -3,7 +3,16 @@
 #include <tervalon/raw_directory.h>
 #include <tervalon/result_codes.h>
 
+#include <cstdio>
+
+#include "tools/print/text.h"
+
 namespace tervalon::tools {
+
+void Warn(const std::string& message) {
+  const std::string line = "tervalon: " + Printable(Utf8FromSystem(message)) + "\n";
+  std::fputs(line.c_str(), stderr);
+}
 
 std::string RawErrorText(int32_t code) {
   const std::string text = TvErrorText(code);

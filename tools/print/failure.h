@@ -22,10 +22,13 @@ class WrongUsage : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A line on standard error about something that does not keep the rest from being printed.
+void Warn(const std::string& message);
+
 // An error code of tervalon/raw_directory.h in words; codes without words name their number.
 std::string RawErrorText(int32_t code);
 
-// Throws a Failure unless `code` is RAW_OK.
+// Throws a Failure unless `code` is RAW_OK. `subject` is a path, or names something in it.
 void CheckRaw(int32_t code, const std::string& subject);
 
 }  // namespace tervalon::tools

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "tools/print/console.h"
+
 namespace tervalon::tools {
 namespace {
 
@@ -94,7 +96,7 @@ std::optional<std::string> Latin1FromUtf8(std::string_view utf8) {
 }
 
 std::string Utf8FromSystem(const std::string& text) {
-  return IsUtf8(text) ? text : Utf8FromLatin1(text.data(), text.size());
+  return IsUtf8(text) ? text : console::Utf8FromCodePage(text);
 }
 
 std::string Printable(std::string_view utf8) {

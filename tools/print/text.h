@@ -27,7 +27,7 @@ std::string Utf8FromLatin1(const char* text, size_t size);
 std::optional<std::string> Latin1FromUtf8(std::string_view utf8);
 
 // Names and values that came from the command line or the system: as they are when they are UTF-8,
-// else taken as Latin-1.
+// else taken to be of the system's code page, on Linux Latin-1.
 std::string Utf8FromSystem(const std::string& text);
 
 // The text with control characters, which a terminal would obey, replaced by "?".

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "tools/data/files.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -9,20 +11,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string FreeName(const std::string& path, const std::string& suffix) {
-  std::error_code error;
-  for (int number = 1;; ++number) {
-    std::string name = path + suffix + std::to_string(number);
-    if (fs::symlink_status(name, error).type() == fs::file_type::not_found || number == 1000) {
-      return name;
-    }
-  }
-}
-
 // Every member file of a raw data directory is a plain file whose name begins with "_".
 bool HoldsOnlyMembers(const std::string& path) {
   std::error_code error;
-  fs::directory_iterator entries(path, error);
+  fs::directory_iterator entries(PathOf(path), error);
   for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
     if (!entries->path().filename().string().starts_with("_") ||
         !fs::is_regular_file(entries->symlink_status())) {
@@ -35,9 +27,10 @@ bool HoldsOnlyMembers(const std::string& path) {
 }  // namespace
 
 StagedDirectory::StagedDirectory(std::string path, bool replace)
-    : path_(std::move(path)), staging_(FreeName(path_, ".part")) {
+    : path_(std::move(path)), staging_(UnusedName(path_, ".part")) {
   std::error_code error;
-  const fs::file_status status = fs::symlink_status(path_, error);
+  console::HoldInterrupts();
+  const fs::file_status status = fs::symlink_status(PathOf(path_), error);
   if (status.type() == fs::file_type::not_found) {
     return;
   }
@@ -51,21 +44,22 @@ StagedDirectory::StagedDirectory(std::string path, bool replace)
 
 StagedDirectory::~StagedDirectory() {
   std::error_code error;
-  fs::remove_all(staging_, error);
+  fs::remove_all(PathOf(staging_), error);
 }
 
 void StagedDirectory::Commit() {
-  const std::string old = FreeName(path_, ".old");
+  const fs::path path = PathOf(path_);
+  const fs::path old = PathOf(UnusedName(path_, ".old"));
   std::error_code error;
-  const bool replaces = fs::exists(path_, error);
+  const bool replaces = fs::exists(path, error);
   if (replaces) {
-    fs::rename(path_, old, error);
+    fs::rename(path, old, error);
   }
   if (!error) {
-    fs::rename(staging_, path_, error);
+    fs::rename(PathOf(staging_), path, error);
     if (error && replaces) {
       std::error_code ignored;
-      fs::rename(old, path_, ignored);
+      fs::rename(old, path, ignored);
     }
   }
   if (error) {

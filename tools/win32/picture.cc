@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <fstream>
 
+#include "tools/data/files.h"
+#include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 
@@ -58,7 +60,7 @@ void MakeWhite(HDC dc, const PictureSize& size) {
   FillRect(dc, &all, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
 }
 
-bool WriteBitmap(const std::string& path, HBITMAP bitmap) {
+bool WriteBitmap(const std::filesystem::path& path, HBITMAP bitmap) {
   DIBSECTION section = {};
   GdiFlush();
   if (GetObjectA(bitmap, sizeof(section), &section) == 0) {
@@ -88,7 +90,8 @@ int32_t Picture::UsualResolution(const std::string& path) {
 }
 
 Picture::Picture(std::string path, const PictureSize& size)
-    : path_(std::move(path)), partial_(path_ + ".part") {
+    : path_(std::move(path)), target_(LinkTarget(path_)), partial_(UnusedName(target_, ".part")) {
+  console::HoldInterrupts();
   const Screen screen;
   if (size.pixels_per_inch != screen.pixels_per_inch()) {
     throw Failure(path_, "pictures can be drawn here with the screen's resolution only, " +
@@ -96,7 +99,7 @@ Picture::Picture(std::string path, const PictureSize& size)
   }
   if (IsMetafile(path_)) {
     const RECT frame = FrameOf(screen.dc(), size);
-    dc_ = CreateEnhMetaFileA(screen.dc(), partial_.c_str(), &frame, nullptr);
+    dc_ = CreateEnhMetaFileW(screen.dc(), PathOf(partial_).c_str(), &frame, nullptr);
   } else {
     BITMAPINFO info = {};
     info.bmiHeader = HeaderOf(size);
@@ -120,7 +123,7 @@ Picture::Picture(std::string path, const PictureSize& size)
 Picture::~Picture() {
   if (dc_ != nullptr && IsMetafile(path_)) {
     DeleteEnhMetaFile(CloseEnhMetaFile(dc_));
-    RemovePartial(partial_);
+    RemoveFile(partial_);
   } else if (dc_ != nullptr) {
     DeleteDC(dc_);
   }
@@ -130,6 +133,7 @@ Picture::~Picture() {
 }
 
 void Picture::Finish() {
+  console::CheckInterrupt();
   PltReleaseResources(dc_);
   bool written = false;
   if (IsMetafile(path_)) {
@@ -138,13 +142,13 @@ void Picture::Finish() {
     written = metafile != nullptr;
     DeleteEnhMetaFile(metafile);
   } else {
-    written = WriteBitmap(partial_, static_cast<HBITMAP>(image_));
+    written = WriteBitmap(PathOf(partial_), static_cast<HBITMAP>(image_));
   }
   if (!written) {
-    RemovePartial(partial_);
+    RemoveFile(partial_);
     throw Failure(path_, "cannot be written");
   }
-  MoveOver(partial_, path_);
+  MoveOver(partial_, target_);
 }
 
 // Of the system's code page, in place of which Latin-1 has to do.

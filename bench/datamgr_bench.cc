@@ -52,6 +52,7 @@ class CountingFiles : public platform::FileSystem {
   bool RemoveAlone(const std::string& path, std::unique_ptr<platform::File> file) override {
     return real_.RemoveAlone(path, std::move(file));
   }
+  bool Exists(const std::string& path) override { return real_.Exists(path); }
   std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
   std::string Target(const std::string& path) override { return real_.Target(path); }
   platform::PathStatus Status(const std::string& path) override { return real_.Status(path); }

@@ -11,11 +11,10 @@
 namespace tervalon::platform {
 namespace {
 
-using std::chrono::steady_clock;
-
 // A lock file's content: this, the name of the temporary file, a line end.
 constexpr std::string_view kMark = "Tervalon change\n";
 constexpr std::string_view kLockEnding = ".lock";
+constexpr std::string_view kNextEnding = ".next";
 constexpr std::string_view kTemporaryEnding = ".tmp";
 constexpr size_t kDigits = 16;        // of a temporary name
 constexpr size_t kLongestStem = 220;  // so that no name beside is too long for the system
@@ -52,6 +51,38 @@ bool IsTemporaryName(std::string_view text, const std::string& name) {
          std::string_view::npos;
 }
 
+// Whose turn it is to wait for the lock itself, so that one who releases it and wants it again
+// stands behind those who have waited, however busy the machine is. Killed there, it leaves an
+// empty file that the next who waits removes.
+class NextInLine {
+ public:
+  explicit NextInLine(std::string path) : path_(std::move(path)) {}
+  ~NextInLine() {
+    try {
+      char byte = 0;
+      size_t count = 0;
+      if (file_ != nullptr && file_->ReadAt(0, &byte, 1, &count) && count == 0) {
+        Files().RemoveAlone(path_, std::move(file_));
+      }
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  NextInLine(const NextInLine&) = delete;
+  NextInLine& operator=(const NextInLine&) = delete;
+
+  bool Wait(Patience* patience, bool* in_use) {
+    while (file_ == nullptr) {
+      file_ = Files().OpenAlone(path_, in_use);
+      if (file_ == nullptr && !(*in_use && patience->Wait())) return false;
+    }
+    return true;
+  }
+
+ private:
+  std::string path_;
+  std::unique_ptr<File> file_;
+};
+
 // A number that no other temporary file is likely to have.
 uint64_t AnyNumber(const void* own) {
   const auto now = std::chrono::system_clock::now().time_since_epoch().count();
@@ -69,9 +100,13 @@ std::unique_ptr<ChangeLock> ChangeLock::Take(const std::string& path,
   std::string target = Files().Target(path);
   if (target.empty()) return nullptr;
   const SplitPath parts = Split(target);
-  std::string lock_path = parts.directory + Stem(parts.name) + std::string(kLockEnding);
+  const std::string stem = parts.directory + Stem(parts.name);
+  std::string lock_path = stem + std::string(kLockEnding);
+  NextInLine next(stem + std::string(kNextEnding));
   Patience patience(wait);
-  for (;;) {
+  bool queue = Files().Exists(stem + std::string(kNextEnding));
+  for (;; queue = true) {
+    if (queue && !next.Wait(&patience, in_use)) return nullptr;
     std::unique_ptr<File> file = Files().OpenAlone(lock_path, in_use);
     if (file != nullptr) {
       return std::unique_ptr<ChangeLock>(
@@ -82,10 +117,7 @@ std::unique_ptr<ChangeLock> ChangeLock::Take(const std::string& path,
 }
 
 ChangeLock::ChangeLock(std::string target, std::string lock_path, std::unique_ptr<File> file)
-    : target_(std::move(target)),
-      lock_path_(std::move(lock_path)),
-      file_(std::move(file)),
-      taken_(steady_clock::now()) {
+    : target_(std::move(target)), lock_path_(std::move(lock_path)), file_(std::move(file)) {
   RemoveLeftOver();
 }
 
@@ -95,12 +127,6 @@ ChangeLock::~ChangeLock() {
   } catch (const std::bad_alloc&) {  // then the next user removes it
   }
   file_.reset();
-  // One that changes the file again and again, holding the lock for long each time, would leave the
-  // others hardly a moment in which to find it free.
-  const auto held = steady_clock::now() - taken_;
-  const auto pause = std::min(std::chrono::duration_cast<std::chrono::microseconds>(held) / 8,
-                              2 * Patience::kLongest);
-  if (pause >= Patience::kLongest / 8) Pause(pause);
 }
 
 void ChangeLock::RemoveLeftOver() {

@@ -24,7 +24,8 @@ inline constexpr std::chrono::milliseconds kLockWait{5000};
 // at a time, until it is destroyed or the process ends. Works for what is replaced or not there
 // yet: it is a lock on a file beside, PATH.lock, which is there only meanwhile and names the
 // temporary file in use, so that the next user can remove what a killed one has left. A file of
-// that name with other content is locked, but its content stays, and it too.
+// that name with other content is locked, but its content stays, and it too. Those who wait take
+// turns by a second file, PATH.next, which is there only while somebody waits.
 class ChangeLock {
  public:
   // nullptr when it is not to be had in time, or when no file can be made beside; `*in_use` then
@@ -54,7 +55,6 @@ class ChangeLock {
   std::string lock_path_;
   std::unique_ptr<File> file_;
   bool own_ = false;  // the library's own lock file, not something that happens to have its name
-  std::chrono::steady_clock::time_point taken_;
 };
 
 enum class ReplaceResult {

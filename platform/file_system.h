@@ -99,6 +99,9 @@ class FileSystem {
   // Finds a name of other case where the exact one is absent.
   virtual PathStatus Status(const std::string& path) = 0;
 
+  // Whether anything, a link too, has exactly that name.
+  virtual bool Exists(const std::string& path) = 0;
+
   // The path as it is spelled on the disk: of every part the exact name, or else the first in byte
   // order of those that differ in case. What does not exist stays as it is given.
   virtual std::string Resolve(const std::string& path) = 0;

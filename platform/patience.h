@@ -26,10 +26,9 @@ class Patience {
     return true;
   }
 
-  static constexpr std::chrono::microseconds kLongest{500};
-
  private:
   static constexpr std::chrono::microseconds kShortest{20};
+  static constexpr std::chrono::microseconds kLongest{500};
 
   std::chrono::milliseconds wait_;
   std::chrono::steady_clock::time_point begin_;

@@ -204,11 +204,19 @@ class LinuxFile : public File {
   bool Lock(LockMode mode, std::chrono::milliseconds wait) override {
     const int operation = (mode == LockMode::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
     Patience patience(wait);
+    // Whoever is next in line keeps out those who come later: many readers, or one writer that
+    // wants the lock again and again, leave no moment for others to find it free.
+    while (!StandInLine(mode == LockMode::kShared ? F_RDLCK : F_WRLCK)) {
+      if (!patience.Wait()) return false;
+    }
+    bool locked = true;
     while (Retry([&] { return flock(fd_.get(), operation); }) != 0) {
       if (errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS) break;
-      if (errno != EWOULDBLOCK || !patience.Wait()) return false;
+      locked = errno == EWOULDBLOCK && patience.Wait();
+      if (!locked) break;
     }
-    if (HasItsName()) return true;
+    StandInLine(F_UNLCK);
+    if (locked && HasItsName()) return true;
     Unlock();
     return false;
   }
@@ -221,6 +229,18 @@ class LinuxFile : public File {
   bool Close() override { return close(fd_.Release()) == 0 || errno == EINTR; }
 
  private:
+  // A lock of the other kind, on a byte that no file has. False when others have it; true, too,
+  // where there is none to be had.
+  bool StandInLine(int type) {
+    struct flock lock = {};
+    lock.l_type = static_cast<decltype(lock.l_type)>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = kMaxOffset - 1;
+    lock.l_len = 1;
+    return Retry([&] { return fcntl(fd_.get(), F_OFD_SETLK, &lock); }) == 0 ||
+           (errno != EAGAIN && errno != EACCES);
+  }
+
   // Whether the file is still the one under its name.
   bool HasItsName() const {
     struct stat own;
@@ -294,6 +314,11 @@ class LinuxFileSystem : public FileSystem {
       return NothingThere(errno) ? PathStatus::kNothing : PathStatus::kUnknown;
     }
     return S_ISDIR(status.st_mode) ? PathStatus::kDirectory : PathStatus::kFile;
+  }
+
+  bool Exists(const std::string& path) override {
+    struct stat status;
+    return Nameable(path) && lstat(Native(path).c_str(), &status) == 0;
   }
 
   std::string Resolve(const std::string& path) override {

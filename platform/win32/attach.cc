@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include "platform/win32/runtime.h"
-
 namespace tervalon::platform {
 namespace {
 
@@ -44,12 +42,8 @@ TvInstance LibraryInstance() {
 
 }  // namespace tervalon::platform
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID process_ends) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*process_ends*/) {
   if (reason == DLL_PROCESS_ATTACH) tervalon::platform::Attach(instance);
-  if (reason == DLL_THREAD_DETACH) tervalon::platform::ReturnThreadResources();
-  if (reason == DLL_PROCESS_DETACH) {
-    tervalon::platform::Detach();
-    if (process_ends == nullptr) tervalon::platform::ReturnRuntimeResources();
-  }
+  if (reason == DLL_PROCESS_DETACH) tervalon::platform::Detach();
   return TRUE;
 }

@@ -16,8 +16,9 @@ namespace tervalon::platform {
 namespace {
 
 constexpr uint64_t kMaxOffset = std::numeric_limits<int64_t>::max();
-// What is locked can be neither read nor written: a byte that no file has.
+// What is locked can be neither read nor written: bytes that no file has.
 constexpr uint64_t kLockedByte = uint64_t{1} << 62;
+constexpr uint64_t kNextByte = kLockedByte + 1;
 constexpr size_t kMaxTransfer = 1u << 30;  // of one system call
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -137,15 +138,13 @@ class Win32File : public File {
 
   bool Lock(LockMode mode, std::chrono::milliseconds wait) override {
     Unlock();
-    OVERLAPPED position = PositionOf(kLockedByte);
-    const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY |
-                        (mode == LockMode::kExclusive ? DWORD{LOCKFILE_EXCLUSIVE_LOCK} : 0);
     Patience patience(wait);
-    while (!LockFileEx(handle_.get(), flags, 0, 1, 0, &position)) {
-      const DWORD error = GetLastError();
-      if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) return true;
-      if (!patience.Wait()) return false;
-    }
+    // Whoever is next in line keeps out those who come later: many readers, or one writer that
+    // wants the lock again and again, leave no moment for others to find it free.
+    if (!LockByte(kNextByte, mode, &patience)) return false;
+    const bool locked = LockByte(kLockedByte, mode, &patience);
+    UnlockByte(kNextByte);
+    if (!locked) return false;
     // The system does not replace an open file, but it removes one.
     BY_HANDLE_FILE_INFORMATION information;
     if (!GetFileInformationByHandle(handle_.get(), &information) ||
@@ -156,14 +155,28 @@ class Win32File : public File {
     return false;
   }
 
-  bool Unlock() override {
-    OVERLAPPED position = PositionOf(kLockedByte);
-    return UnlockFileEx(handle_.get(), 0, 1, 0, &position);
-  }
+  bool Unlock() override { return UnlockByte(kLockedByte); }
 
   bool Close() override { return CloseHandle(handle_.Release()) != 0; }
 
  private:
+  bool LockByte(uint64_t byte, LockMode mode, Patience* patience) {
+    OVERLAPPED position = PositionOf(byte);
+    const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY |
+                        (mode == LockMode::kExclusive ? DWORD{LOCKFILE_EXCLUSIVE_LOCK} : 0);
+    while (!LockFileEx(handle_.get(), flags, 0, 1, 0, &position)) {
+      const DWORD error = GetLastError();
+      if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) return true;
+      if (!patience->Wait()) return false;
+    }
+    return true;
+  }
+
+  bool UnlockByte(uint64_t byte) {
+    OVERLAPPED position = PositionOf(byte);
+    return UnlockFileEx(handle_.get(), 0, 1, 0, &position);
+  }
+
   Handle handle_;
 };
 
@@ -246,6 +259,10 @@ class Win32FileSystem : public FileSystem {
     }
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathStatus::kDirectory
                                                         : PathStatus::kFile;
+  }
+
+  bool Exists(const std::string& path) override {
+    return Nameable(path) && GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
   }
 
   // The system itself looks names up without regard to case.

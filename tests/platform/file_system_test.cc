@@ -50,6 +50,11 @@ TEST_F(FileSystemTest, ReadsAndWritesAtPositions) {
   EXPECT_TRUE(file->Size(&size));
   EXPECT_EQ(size, 21u);
   EXPECT_EQ(ReadBack(file.get(), 11, 9), std::string(9, '\0'));
+  EXPECT_TRUE(file->Resize(8));
+  EXPECT_EQ(ReadBack(file.get(), 0, 100), "hello th");
+  EXPECT_TRUE(file->Resize(9));
+  EXPECT_EQ(ReadBack(file.get(), 7, 100), std::string("h\0", 2));
+  EXPECT_TRUE(file->Sync());
   size_t moved = 1;
   char byte = 0;
   EXPECT_FALSE(file->ReadAt(UINT64_MAX, &byte, 1, &moved));
@@ -81,7 +86,15 @@ TEST_F(FileSystemTest, OpensAsTheModeSays) {
   EXPECT_EQ(ReadText(Path("data")), "new text");
   ASSERT_NE(Files().Open(Path("data"), OpenMode::kCreate), nullptr);
   EXPECT_EQ(ReadText(Path("data")), "");
-  for (const OpenMode mode : {OpenMode::kCreate, OpenMode::kRead, OpenMode::kReadWrite}) {
+  EXPECT_EQ(Files().Open(Path("data"), OpenMode::kCreateNew), nullptr);
+  EXPECT_NE(Files().Open(Path("new"), OpenMode::kCreateNew), nullptr);
+  bool absent = true;
+  EXPECT_EQ(Files().Open(Path(""), OpenMode::kRead, &absent), nullptr);
+  EXPECT_FALSE(absent);
+  EXPECT_EQ(Files().Open(Path("none\\data"), OpenMode::kRead, &absent), nullptr);
+  EXPECT_TRUE(absent);
+  for (const OpenMode mode :
+       {OpenMode::kCreate, OpenMode::kCreateNew, OpenMode::kRead, OpenMode::kReadWrite}) {
     EXPECT_EQ(Files().Open(Path(""), mode), nullptr) << "a directory";
     EXPECT_EQ(Files().Open("", mode), nullptr);
     EXPECT_EQ(Files().Open(Path("none\\data"), mode), nullptr);
@@ -173,9 +186,12 @@ TEST_F(FileSystemTest, LocksStandAgainstEachOther) {
   EXPECT_TRUE(second->Lock(LockMode::kExclusive));  // the first gave its own up
   EXPECT_FALSE(first->Lock(LockMode::kShared));
   EXPECT_EQ(ReadBack(first.get(), 0, 10), "data");
+  EXPECT_TRUE(second->Unlock());
+  EXPECT_TRUE(first->Lock(LockMode::kExclusive));
+  EXPECT_TRUE(first->Unlock());
 #if !defined(_WIN32)  // where the name is free when the last has closed
   EXPECT_TRUE(Files().Remove(Path("data")));
-  EXPECT_FALSE(second->Lock(LockMode::kExclusive));
+  EXPECT_FALSE(second->Lock(LockMode::kExclusive)) << "removed";
 #endif
 
   WriteText(Path("other"), "");
@@ -184,6 +200,23 @@ TEST_F(FileSystemTest, LocksStandAgainstEachOther) {
   first.reset();
   first = Files().Open(Path("other"), OpenMode::kRead);
   EXPECT_TRUE(first->Lock(LockMode::kExclusive));
+}
+
+TEST_F(FileSystemTest, OpensForOneUserAlone) {
+  bool in_use = true;
+  auto file = Files().OpenAlone(Path("lock"), &in_use);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(Files().OpenAlone(Path("lock"), &in_use), nullptr);
+  EXPECT_TRUE(in_use);
+  Put(file.get(), 0, "mark");
+  file.reset();
+  file = Files().OpenAlone(Path("lock"), &in_use);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(ReadBack(file.get(), 0, 10), "mark");
+  EXPECT_TRUE(Files().RemoveAlone(Path("lock"), std::move(file)));
+  EXPECT_FALSE(testing::Exists(Path("lock")));
+  EXPECT_EQ(Files().OpenAlone(Path(""), &in_use), nullptr);
+  EXPECT_FALSE(in_use) << "a directory";
 }
 
 TEST_F(FileSystemTest, KnowsTheWorkingDirectoryAndTouches) {

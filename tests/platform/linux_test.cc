@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/desktop.h"
+#include "platform/file_change.h"
 #include "platform/file_system.h"
 #include "platform/memory.h"
 #include "platform/profile.h"
@@ -103,6 +104,56 @@ TEST(LinuxFilesTest, MoveOverKeepsPermissionsLinksAndReadOnlyFiles) {
   std::vector<DirectoryEntry> entries;
   EXPECT_TRUE(Files().List(directory.Path(), &entries));
   EXPECT_EQ(entries.size(), 2u) << "something half-written left behind";
+}
+
+// Also across directories, and where nothing is there yet.
+TEST(LinuxFilesTest, AChangeFollowsLinksAndAnyCase) {
+  const TempDirectory directory;
+  const TempDirectory other;
+  ASSERT_EQ(symlink(Native(other.Path("real")).c_str(), Native(directory.Path("link")).c_str()), 0);
+  ASSERT_EQ(symlink("link", Native(directory.Path("second")).c_str()), 0);
+  const auto replace = [](const std::string& path, std::string_view text) {
+    return ReplaceFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()},
+                       Force::kNo);
+  };
+  EXPECT_EQ(replace(directory.Path("second"), "one"), ReplaceResult::kDone);
+  EXPECT_EQ(ReadText(other.Path("real")), "one");
+  ASSERT_EQ(chmod(Native(other.Path("real")).c_str(), 0600), 0);
+  EXPECT_EQ(replace(directory.Path("LINK"), "two"), ReplaceResult::kDone);
+  EXPECT_EQ(ReadText(other.Path("real")), "two");
+  EXPECT_EQ(ModeOf(other.Path("real")), 0600u);
+  {
+    const auto lock = ChangeLock::Take(directory.Path("link"));
+    ASSERT_NE(lock, nullptr);
+    EXPECT_EQ(ChangeLock::Take(other.Path("REAL"), std::chrono::milliseconds(0)), nullptr);
+    Replacement replacement(lock.get());
+    std::vector<DirectoryEntry> entries;
+    ASSERT_TRUE(Files().List(other.Path(), &entries));
+    const auto fresh = std::ranges::find_if(
+        entries, [](const DirectoryEntry& entry) { return entry.name.ends_with(".tmp"); });
+    ASSERT_NE(fresh, entries.end());
+    EXPECT_EQ(ModeOf(other.Path(fresh->name)), 0600u) << "before anything is written";
+  }
+  // A link in the place of the lock file leads nowhere.
+  ASSERT_EQ(symlink("victim", Native(other.Path("real.lock")).c_str()), 0);
+  EXPECT_EQ(replace(other.Path("real"), "three"), ReplaceResult::kNotCreated);
+  EXPECT_FALSE(testing::Exists(other.Path("victim")));
+  ASSERT_EQ(symlink("loop", Native(directory.Path("loop")).c_str()), 0);
+  EXPECT_EQ(replace(directory.Path("loop"), "x"), ReplaceResult::kNotCreated);
+}
+
+TEST(LinuxFilesTest, WhatCannotBeToldIsNotAbsent) {
+  const TempDirectory directory;
+  ASSERT_TRUE(Files().MakeDirectory(directory.Path("closed")));
+  WriteText(directory.Path("closed\\file"), "text");
+  ASSERT_EQ(chmod(Native(directory.Path()).c_str(), 0755), 0);
+  ASSERT_EQ(chmod(Native(directory.Path("closed")).c_str(), 0), 0);
+  const ScopedUnprivileged unprivileged;
+  bool absent = true;
+  EXPECT_EQ(Files().Open(directory.Path("closed\\file"), OpenMode::kRead, &absent), nullptr);
+  EXPECT_FALSE(absent);
+  EXPECT_EQ(Files().Status(directory.Path("closed\\file")), PathStatus::kUnknown);
+  EXPECT_EQ(Files().Status(directory.Path("none\\file")), PathStatus::kNothing);
 }
 
 TEST(LinuxProfileTest, KeepsLineEndStyleAndPermissions) {

@@ -92,6 +92,7 @@ class FaultyFileSystem : public platform::FileSystem {
   std::unique_ptr<platform::File> OpenAlone(const std::string& path, bool* in_use) override;
   bool RemoveAlone(const std::string& path, std::unique_ptr<platform::File> file) override;
   platform::PathStatus Status(const std::string& path) override;
+  bool Exists(const std::string& path) override { return real_.Exists(path); }
   std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
   std::string Target(const std::string& path) override { return real_.Target(path); }
   bool Remove(const std::string& path) override;

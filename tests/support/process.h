@@ -1,4 +1,4 @@
-// Runs a program and collects what it prints.
+// Other programs.
 
 #ifndef TESTS_SUPPORT_PROCESS_H_
 #define TESTS_SUPPORT_PROCESS_H_
@@ -18,6 +18,32 @@ struct ProcessResult {
 // none may hold a quotation mark.
 ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& arguments,
                          const std::string& directory);
+
+// A program that runs beside this one. The destructor ends it.
+class Program {
+ public:
+  Program(const std::string& program, const std::vector<std::string>& arguments);
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  bool Running();
+  // Ends it wherever it is, and waits until it is gone.
+  void Kill();
+  // Waits for its end; the exit status, -1 for one that was ended.
+  int Wait();
+
+ private:
+#if defined(_WIN32)
+  void* process_ = nullptr;
+#else
+  void Collect(int options);
+
+  int process_ = 0;
+#endif
+  bool running_ = true;
+  int status_ = -1;
+};
 
 // The path of the test program itself.
 std::string ThisProgram();

@@ -7,12 +7,12 @@ packages=(
   g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32     # 32-bit Windows
   g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32 # 64-bit Windows
   wine64 xvfb xauth                                     # its tests
-  libcairo2-dev pkg-config fonts-dejavu-core     # pictures on Linux
-  googletest libbenchmark-dev                    # tests and benchmarks
-  libcli11-dev nlohmann-json3-dev                # the command-line program
-  shapelib libshp-dev python3-dbf                # tests and benchmarks of record files
-  clang-format clang-tidy debootstrap            # scripts/test.sh, scripts/wine.sh
-  lintian fakeroot zip doxygen abigail-tools     # packages, manual, tests of the binary interface
+  libcairo2-dev pkg-config fonts-dejavu-core            # pictures on Linux
+  googletest libbenchmark-dev                           # tests and benchmarks
+  libcli11-dev nlohmann-json3-dev                       # the command-line program
+  shapelib libshp-dev python3-dbf                       # tests and benchmarks of record files
+  clang-format clang-tidy debootstrap                   # scripts/test.sh, scripts/wine.sh
+  lintian dpkg-dev zip doxygen                          # packages and manual
 )
 missing=()
 for package in "${packages[@]}"; do

@@ -91,6 +91,14 @@ if [ -n "$runner" ]; then
   exit
 fi
 
+# Programs find the library beside themselves, also in a build that is moved.
+mkdir -p copied/bin copied/lib
+cp -P "$build/bin/tervalon" copied/bin
+cp -P "$build"/lib/libtervalon.so* copied/lib
+for tree in "$prefix" "$work/copied"; do
+  ldd "$tree/bin/tervalon" | grep -q "libtervalon.so.1 => $tree/" || fail "$tree: another library"
+done
+
 read -ra flags <<<"$(pkg-config --cflags --libs --static tervalon)"
 "$cc" "$examples/c/read_raw.c" "${flags[@]/#-ltervalon/-l:libtervalon.a}" -o read_static
 ./read_static DEMO.RAW | diff - read.txt || fail "read_raw with the archive"

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "appsvc/export_guard.h"
@@ -36,12 +37,12 @@ struct Condition {
   uint64_t end = 0;        // of the file, without a journal
   std::vector<uint32_t> wrong_marks;
 
-  void Find(std::string finding) {
-    findings.push_back(std::move(finding));
+  void Find(std::string_view finding) {
+    findings.emplace_back(finding);
     to_mend = true;
   }
-  void Damage(std::string finding) {
-    Find(std::move(finding));
+  void Damage(std::string_view finding) {
+    Find(finding);
     if (cause == kSuccess) cause = kInvalidFormat;
   }
 };

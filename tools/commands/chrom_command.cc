@@ -182,10 +182,16 @@ Document MakeCsvDocument(const std::vector<Trace>& traces) {
       continue;
     }
     for (size_t row = 0; row < first->times.size(); ++row) {
-      scans.push_back(analog ? Value() : Value(static_cast<int64_t>(row) + 1));
+      scans.emplace_back();
+      if (!analog) {
+        scans.back() = static_cast<int64_t>(row) + 1;
+      }
       times.emplace_back(first->times[row]);
       for (size_t i = 0; i < traces.size(); ++i) {
-        values[i].push_back(traces[i].is_analog == analog ? Value(traces[i].values[row]) : Value());
+        values[i].emplace_back();
+        if (traces[i].is_analog == analog) {
+          values[i].back() = traces[i].values[row];
+        }
       }
     }
   }

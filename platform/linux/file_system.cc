@@ -396,6 +396,7 @@ class LinuxFileSystem : public FileSystem {
     if (!Nameable(from)) return false;
     const std::string source = Native(from);
     const std::string target = Native(Target(to));
+    const std::string directory = ParentOf(target);  // no memory is needed once it is moved
     Descriptor fd(Retry([&] { return open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
     if (!fd.valid() || target.empty()) return false;
 
@@ -410,8 +411,8 @@ class LinuxFileSystem : public FileSystem {
     if (rename(source.c_str(), target.c_str()) != 0) return false;
     if (force == Force::kToDisk) {
       // Some file systems cannot force a directory, and the file is in its place.
-      const Descriptor parent(Retry(
-          [&] { return open(ParentOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+      const Descriptor parent(
+          Retry([&] { return open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
       if (parent.valid()) Retry([&] { return fsync(parent.get()); });
     }
     return true;

@@ -21,6 +21,8 @@ if(WIN32)
   endif()
   target_compile_definitions(tervalon_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX
                              _WIN32_WINNT=0x0501)
+  # Most sources do without the system's header.
+  target_compile_definitions(tervalon_options INTERFACE TERVALON_PLAIN_TYPES)
   # Nothing but the system's own libraries at run time; export names without "@n".
   target_link_options(tervalon_options INTERFACE -static)
 endif()

@@ -17,6 +17,13 @@
 
 #include <stdint.h>
 
+#if defined(_WIN32) && !defined(TERVALON_PLAIN_TYPES)
+#if defined(__cplusplus) && !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
+
 #if defined(_WIN32)
 // Callee-clean, exported under the plain name (the DLL's table has no "@n").
 #define TERVALON_CALL __stdcall
@@ -55,8 +62,15 @@
 // Room for a path in records and output buffers, terminating zero included.
 #define TV_PATH_SIZE 260
 
-// Positions in pixels; on Windows laid out like the platform's POINT, SIZE and RECT. A rectangle's
-// right and bottom edge are outside it.
+// Positions in pixels; on Windows the platform's own POINT, SIZE and RECT, so that a window
+// procedure needs no casts (the members of SIZE are cx and cy). A rectangle's right and bottom edge
+// are outside it. With TERVALON_PLAIN_TYPES, structures of the same layout whose members have the
+// names below on every platform, without the system's header.
+#if defined(_WIN32) && !defined(TERVALON_PLAIN_TYPES)
+typedef POINT TvPoint;
+typedef SIZE TvSize;
+typedef RECT TvRect;
+#else
 typedef struct TvPoint {
   int32_t x;
   int32_t y;
@@ -71,6 +85,7 @@ typedef struct TvRect {
   int32_t right;
   int32_t bottom;
 } TvRect;
+#endif
 
 // A colour, red in the low byte, then green, then blue; on Windows a COLORREF.
 typedef uint32_t TvColour;

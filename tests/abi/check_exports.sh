@@ -12,7 +12,7 @@ library=$1 include=$2 compiler=$3 objdump=$4
 declared() {
   local header
   for header in "$include"/tervalon/*.h; do
-    "$compiler" -std=c11 -E -P -I "$include" "$header" | tr '\n' ' '
+    "$compiler" -std=c11 -E -P -DTERVALON_PLAIN_TYPES -I "$include" "$header" | tr '\n' ' '
   done |
     sed -E 's/__attribute__ *\(\((visibility\("default"\)|dllimport)\)\)/\n@/g' |
     sed -nE 's/__attribute__ *\(\([a-z_]*\)\)//g; s/^@([^;(]*[^A-Za-z0-9_;(])?([A-Za-z0-9_]+) *\(.*/\2/p' |

@@ -6,6 +6,7 @@
 #include <stdio.h>
 
 #include "tervalon/application.h"
+#include "tervalon/axes.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -61,5 +62,16 @@ int main(int argc, char** argv) {
     fprintf(stderr, "calls moved the stack pointer or failed\n");
     return 1;
   }
+#if defined(_WIN32)
+  /* The platform's own rectangles, as a window procedure has them. */
+  RECT client = {0, 0, 100, 50};
+  RECT area = {1, 1, 1, 1};
+  const int32_t axes = AxsCreate(1, 0, 1, 1);
+  const int sized = AxsSize(axes, &client, &area) == 1 && AxsGetArea(axes, 0, &area, 0) == 1;
+  if (!sized || AxsDelete(axes) != 1) {
+    fprintf(stderr, "axes do not take the platform's rectangles\n");
+    return 1;
+  }
+#endif
   return 0;
 }

@@ -19,7 +19,7 @@ def run(*command, text=""):
 
 
 def compile_as(*options, text):
-    return run(compiler, "-std=c11", "-x", "c", "-I", include, *options, "-", text=text)
+    return run(compiler, "-std=c11", "-DTERVALON_PLAIN_TYPES", "-x", "c", "-I", include, *options, "-", text=text)
 
 
 def symbols():

@@ -228,12 +228,12 @@ char* FindLine(IniStore* store, const char* key, int16_t* line_length, int32_t c
   return store->text + offset;
 }
 
-int32_t SetString(IniStore* store, const char* section, const char* key, char* value,
+int32_t SetString(IniStore* store, const char* section, const char* key, const char* value,
                   int32_t create) {
   const size_t prefix = std::strlen(key) + 1;
   if (prefix > kMaxLine) return 0;
   const size_t room = kMaxLine - prefix;
-  if (std::strlen(value) > room) value[room] = '\0';
+  if (std::strlen(value) > room) const_cast<char*>(value)[room] = '\0';
   const std::string_view kept = FirstLine(value);
 
   if (!SelectSection(store, section, create)) return 0;

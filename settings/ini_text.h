@@ -54,7 +54,7 @@ char* FindLine(IniStore* store, const char* key, int16_t* line_length, int32_t c
 
 // Sets a key. A value that would make the line longer than kMaxLine is cut, in the caller's buffer
 // too; what stands behind its first CR or LF is left out. Returns 1, or 0 on failure.
-int32_t SetString(IniStore* store, const char* section, const char* key, char* value,
+int32_t SetString(IniStore* store, const char* section, const char* key, const char* value,
                   int32_t create);
 
 // Copies a key's value, cut to `size`, and returns its length. An absent section or key gives -1

@@ -112,13 +112,16 @@ extern "C" int32_t TERVALON_CALL GetIniString(const char* section, const char* k
   });
 }
 
-extern "C" int32_t TERVALON_CALL SetIniString(const char* section, const char* key, char* value,
-                                              int32_t /*ignored*/) {
+extern "C" int32_t TERVALON_CALL SetIniString(const char* section, const char* key,
+                                              const char* value, int32_t /*ignored*/) {
   if (section == nullptr || key == nullptr || value == nullptr) return 0;
   return Guarded(0, [=] {
     if (!settings::CheckName(key) || !settings::CheckName(section)) return false;  // value stays
-    if (std::strlen(value) >= settings::kMaxValue) value[settings::kMaxValue] = '\0';
-    const std::string line(settings::FirstLine(value));
+    const std::string line(settings::FirstLine(value).substr(0, settings::kMaxValue));
+    // Callers that give this much rely on their buffers being cut.
+    if (std::strlen(value) >= settings::kMaxValue) {
+      const_cast<char*>(value)[settings::kMaxValue] = '\0';
+    }
     const platform::ProfileEdit edit = {section, key, line.c_str()};
     return settings::ChangeSettings({&edit, 1});
   });

@@ -161,8 +161,8 @@ extern "C" int16_t TERVALON_CALL GetGlobalString(const char* section, const char
   });
 }
 
-extern "C" int32_t TERVALON_CALL SetGlobalString(const char* section, const char* key, char* value,
-                                                 int32_t create) {
+extern "C" int32_t TERVALON_CALL SetGlobalString(const char* section, const char* key,
+                                                 const char* value, int32_t create) {
   if (section == nullptr || key == nullptr || value == nullptr) return 0;
   return Guarded(0, [=] {
     if (!settings::EnsureStore()) return 0;

@@ -72,12 +72,13 @@ TERVALON_API int32_t TERVALON_CALL IsIniLoaded(void);
 TERVALON_API int32_t TERVALON_CALL GetIniString(const char* section, const char* key,
                                                 const char* fallback, char* out, int16_t size);
 
-// Writes a key of the settings file. A value of 512 characters or more is cut to 512 in the
-// caller's own buffer; what stands behind a line end is not written. The last argument is ignored.
-// Returns nonzero; 0 when the file cannot be changed, and, after an assertion text on the debug
-// channel, for a section or key with a byte outside 32..127. The file then is as it was.
-TERVALON_API int32_t TERVALON_CALL SetIniString(const char* section, const char* key, char* value,
-                                                int32_t ignored);
+// Writes a key of the settings file. What stands behind a line end is not written. A value of 512
+// characters or more is cut to 512, in the caller's own buffer too, which must then be writable;
+// any other is only read. The last argument is ignored. Returns nonzero; 0 when the file cannot be
+// changed, and, after an assertion text on the debug channel, for a section or key with a byte
+// outside 32..127. The file then is as it was.
+TERVALON_API int32_t TERVALON_CALL SetIniString(const char* section, const char* key,
+                                                const char* value, int32_t ignored);
 
 // Returns 1 when key "IsGCMD" of section "Acquisition" was exactly "TRUE" in the settings file the
 // first time that this was asked and the file could be read, else 0.
@@ -108,12 +109,13 @@ TERVALON_API int16_t TERVALON_CALL GetGlobalString(const char* section, const ch
                                                    const char* fallback, char* out, int16_t size);
 
 // Sets a key of the global store; when section or key is absent, only if `create` is set. A value
-// that leaves no room on its line is cut, in the caller's own buffer too.
+// that leaves no room on its line is cut, in the caller's own buffer too, which must then be
+// writable; any other is only read.
 // Returns 1; 0 when absent and not created, for a name that the store cannot hold, when the store
 // cannot be made (InitGlobal), and when memory fails (after a message box). When the store's memory
 // cannot grow, all that it held is lost.
 TERVALON_API int32_t TERVALON_CALL SetGlobalString(const char* section, const char* key,
-                                                   char* value, int32_t create);
+                                                   const char* value, int32_t create);
 
 // The typed forms. The readers return 1, or 0 and a zeroed output when the key is not in the store:
 // the default takes no effect, and is kept for callers that pass one. A key with an empty value is

@@ -19,7 +19,8 @@ def run(*command, text=""):
 
 
 def compile_as(*options, text):
-    return run(compiler, "-std=c11", "-DTERVALON_PLAIN_TYPES", "-x", "c", "-I", include, *options, "-", text=text)
+    flags = ("-std=c11", "-DTERVALON_PLAIN_TYPES", "-x", "c", "-I", include)
+    return run(compiler, *flags, *options, "-", text=text)
 
 
 def symbols():

@@ -64,6 +64,7 @@ TEST_F(SettingsTest, IniStringsGoToTheFileAtOnce) {
   EXPECT_EQ(GetIniString("S", nullptr, "x", out, sizeof(out)), 4);
   EXPECT_EQ(std::string_view(out, 5), std::string_view("key\0\0", 5));
 
+  EXPECT_NE(SetIniString("S", "literal", "as long as it may be", 0), 0);
   std::string value(600, 'v');
   EXPECT_NE(SetIniString("S", "long", value.data(), 0), 0);
   EXPECT_EQ(std::strlen(value.c_str()), 512u);

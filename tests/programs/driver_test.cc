@@ -70,6 +70,20 @@ void ReadUntilDone(const Kind& kind, const std::string& notes_directory, int num
   std::ofstream(CountPath(notes_directory, number)) << answers << "\n";
 }
 
+// Makes a directory the working directory for a while.
+class InDirectory {
+ public:
+  explicit InDirectory(const fs::path& directory) : before_(fs::current_path()) {
+    fs::current_path(directory);
+  }
+  ~InDirectory() { fs::current_path(before_); }
+  InDirectory(const InDirectory&) = delete;
+  InDirectory& operator=(const InDirectory&) = delete;
+
+ private:
+  fs::path before_;
+};
+
 // The processes of one kind.
 class Programs {
  public:
@@ -85,8 +99,7 @@ class Programs {
   }
 
   void Run() {
-    const fs::path before = fs::current_path();
-    fs::current_path(Native(files_.Path()));
+    const InDirectory in_files(Native(files_.Path()));
     kind_.prepare();
     for (int i = 0; i < kWriters; ++i) writers_.push_back(Start("writer", i));
     for (int i = 0; i < kReaders; ++i) readers_.push_back(Start("reader", i));
@@ -94,7 +107,6 @@ class Programs {
     std::ofstream(Native(notes_.Path(kDoneName))).put('\n');
     for (const auto& reader : readers_) EXPECT_EQ(reader->Wait(), 0) << "a reader's last words";
     if (!::testing::Test::HasFailure()) CheckAll();
-    fs::current_path(before);
   }
 
  private:

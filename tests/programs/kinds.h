@@ -16,12 +16,6 @@ Kind SettingsKind();
 Kind UpdatedRecordsKind();
 Kind MovedRecordsKind();
 
-// Of a raw data directory.
-Kind RawHeaderKind();
-Kind FunctionTableKind();
-Kind AnalogDescriptorsKind();
-Kind HistoryKind();
-
 }  // namespace tervalon::testing
 
 #endif  // TESTS_PROGRAMS_KINDS_H_

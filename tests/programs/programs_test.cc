@@ -5,7 +5,9 @@
 namespace tervalon::testing {
 namespace {
 
-std::vector<Kind> AllKinds() { return {ReplacedFileKind(), SettingsKind()}; }
+std::vector<Kind> AllKinds() {
+  return {ReplacedFileKind(), SettingsKind(), UpdatedRecordsKind(), MovedRecordsKind()};
+}
 
 class ProgramsTest : public ::testing::TestWithParam<Kind> {};
 

@@ -1,14 +1,14 @@
 #!/bin/bash
 # Runs Windows programs under Wine.
 #
-#   scripts/wine.sh setup [i386|x86_64]   finds or makes a Wine and starts it; fails when none can be had
-#   scripts/wine.sh run EXE ARG...        runs a program (scripts/run-windows.sh is short for it)
-#   scripts/wine.sh stop                  ends the Wine servers that are kept between runs
+#   scripts/wine.sh setup [x86_64]   finds or makes a Wine and starts it; fails when none can be had
+#   scripts/wine.sh run EXE ARG...   runs a program (scripts/run-windows.sh is short for it)
+#   scripts/wine.sh stop             ends the Wine servers that are kept between runs
 #
-# 64-bit programs run under Debian's wine64. For 32-bit programs a `wine` on PATH that really runs them
-# is used as it is. Otherwise, with root's rights, a small i386 Debian with Wine is installed once in a
-# directory of its own (a few minutes, 1 GB), and programs run in it by chroot, with the machine's own
-# directories under their usual names.
+# 64-bit programs run under Debian's wine64. For 32-bit programs a `wine` on PATH that really runs
+# them is used as it is. Otherwise, with root's rights, a small i386 Debian with Wine is installed
+# once in a directory of its own (a few minutes, 1 GB), and programs run in it by chroot, with the
+# machine's own directories under their usual names.
 #
 # One Wine server and one X server stay up between runs (a session), because starting them takes
 # longer than most tests. The session ends by itself when nothing has run for a minute. Its mounts
@@ -48,7 +48,8 @@ use_processor() {
 # The one that a program is for, from its file header.
 processor_of() {
   local header machine
-  header=$(od -An -td4 -j60 -N4 "$1") && machine=$(od -An -tx2 -j$((header + 4)) -N2 "$1") || return 1
+  header=$(od -An -td4 -j60 -N4 "$1") || return 1
+  machine=$(od -An -tx2 -j$((header + 4)) -N2 "$1") || return 1
   if [ "$machine" = " 8664" ]; then echo x86_64; else echo i386; fi
 }
 

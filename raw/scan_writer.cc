@@ -5,6 +5,7 @@
 
 #include "platform/file_change.h"
 #include "raw/lane_sum.h"
+#include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
 namespace {
@@ -90,30 +91,23 @@ int32_t ScanWriter::Clear() {
 }
 
 int32_t ScanWriter::Continue(const DataType& type) {
+  const DataType& smallest = *FindDataType(RAW_DATA_CONTINUUM);
   uint64_t index_bytes = 0;
+  uint32_t possible = 0;
   if (!index_->Size(&index_bytes) || !data_->Size(&block_start_)) return RAW_SEEK_FAILED;
   int32_t error = CountCompleteScans(*index_, *data_, type, &written_);
-  if (error == RAW_OK && written_ == 1) error = CutFirstScan(type, block_start_);
+  if (error == RAW_OK) error = CountCompleteScans(*index_, *data_, smallest, &possible);
+  IndexRecord last;
+  if (error == RAW_OK && written_ > 0) error = IndexReader(index_.get()).Read(written_, &last);
   if (error != RAW_OK) return error;
+  // Scans that would be whole in another data type are no leftovers, and the first scan, which
+  // counts even where its data are cut off, would get points of those that follow.
+  if (possible > written_ || last.offset + type.CompleteBytes(last.points()) > block_start_) {
+    return RAW_BAD_ARGUMENT;
+  }
   // Records that name data which are not there would name those that follow.
   const uint64_t whole = uint64_t{written_} * IndexRecord::kSize;
   return index_bytes == whole || index_->Resize(whole) ? RAW_OK : RAW_SEEK_FAILED;
-}
-
-// Record 1 counts as complete even where it is not: then it keeps the points that there are.
-int32_t ScanWriter::CutFirstScan(const DataType& type, uint64_t data_bytes) {
-  std::array<uint8_t, IndexRecord::kSize> bytes;
-  size_t read = 0;
-  if (!index_->ReadAt(0, bytes.data(), bytes.size(), &read) || read < bytes.size()) {
-    return RAW_SEEK_FAILED;
-  }
-  IndexRecord record;
-  record.DecodeFrom(bytes.data());
-  if (record.offset + type.CompleteBytes(record.points()) <= data_bytes) return RAW_OK;
-  const uint64_t there = data_bytes - std::min<uint64_t>(record.offset, data_bytes);
-  const uint64_t points = there / type.unit_bytes * type.unit_points;
-  record.word = (record.word & ~uint32_t{RAW_MAX_POINTS}) | static_cast<uint32_t>(points);
-  return WriteOver(1, record);
 }
 
 int32_t ScanWriter::Append(const NewScan& scan) {

@@ -39,6 +39,8 @@ class ScanWriter : public ScanBuffer {
   int32_t Clear();
 
   // Goes on behind the complete scans that are there, whatever a writer that died left behind them.
+  // RAW_BAD_ARGUMENT, with nothing changed, when the scans are not packed as `type`, or the data of
+  // the first are cut off.
   int32_t Continue(const DataType& type);
 
   // The scans stored, those waiting included.
@@ -68,7 +70,6 @@ class ScanWriter : public ScanBuffer {
   int32_t FlushData();
   void ForgetDataFrom(uint64_t offset);
   int32_t WriteOver(uint32_t number, const IndexRecord& record);
-  int32_t CutFirstScan(const DataType& type, uint64_t data_bytes);
 
   std::unique_ptr<platform::File> data_;  // its lock is the right to write both
   std::unique_ptr<platform::File> index_;

@@ -89,8 +89,9 @@ TERVALON_API int32_t TERVALON_CALL DmRawRead(DmRawDescriptor* descriptor, int32_
 // takes longer than 5 seconds. Who reads the set sees each scan whole, the old one or the new one.
 // The points of a scan that is replaced stay in the file: a set that has grown too large is written
 // anew. DmRawSaveProcess forces a set to the disk; before that a power cut can take scans back.
-// Returns 0, a Raw error code, or -1 for acquired data, a chromatogram, a gap or no points; a
-// failed call has changed no scan.
+// Returns 0, a Raw error code (RAW_BAD_ARGUMENT when the set's scans cannot be packed as the
+// descriptor says, or its first one is cut off), or -1 for acquired data, a chromatogram, a gap or
+// no points. A failed call has changed no scan.
 TERVALON_API int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_t first,
                                               int32_t count, void* const* items);
 

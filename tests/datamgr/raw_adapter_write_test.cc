@@ -262,16 +262,25 @@ TEST_F(RawAdapterWriteTest, GoesOnBehindWhatIsComplete) {
   EXPECT_THAT(ReadAll(Spectrum(2, 1, kProcess)).second, ElementsAre(7, 7, 7, 7));
 }
 
-// The first scan counts even where its data are cut off: it keeps the points that it has.
-TEST_F(RawAdapterWriteTest, TheFirstScanKeepsWhatThereIsOfIt) {
+// No scan goes because a descriptor says another data type, nor where the first is cut off.
+TEST_F(RawAdapterWriteTest, SetsThatAreNotWhatTheySeemAreLeftAlone) {
   const Floats masses = {100, 200, 300, 400};
-  ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, {1, 2, 3, 4}), 0);
-  testing::Bytes data = testing::ReadFile(Path("_PROC003.DAT"));
-  data.resize(13);  // a pair of points and a bit of the next
-  testing::WriteFile(Path("_PROC003.DAT"), data);
-  ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, {7, 7, 7, 7}), 0);
-  EXPECT_THAT(ReadAll(Spectrum(1, 1, kProcess)).second, ElementsAre(1, 2));
-  EXPECT_THAT(ReadAll(Spectrum(2, 1, kProcess)).second, ElementsAre(7, 7, 7, 7));
+  for (const size_t cut : {size_t{0}, size_t{7}}) {
+    for (int scan = 0; scan < (cut == 0 ? 3 : 1); ++scan) {
+      ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, {1, 2, 3, 4}), 0);
+    }
+    const testing::Bytes index = testing::ReadFile(Path("_PROC003.IDX"));
+    testing::Bytes data = testing::ReadFile(Path("_PROC003.DAT"));
+    data.resize(data.size() - cut);
+    testing::WriteFile(Path("_PROC003.DAT"), data);
+    DmRawDescriptor next = Spectrum(0, 1, kProcess);
+    if (cut == 0) next.selection = DM_SELECT_SCAN | DM_SELECT_DATA_TYPE(RAW_DATA_FLOAT);
+    EXPECT_EQ(Store(next, masses, {7, 7, 7, 7}), RAW_BAD_ARGUMENT);
+    EXPECT_EQ(testing::ReadFile(Path("_PROC003.IDX")), index);
+    EXPECT_EQ(testing::ReadFile(Path("_PROC003.DAT")), data);
+    testing::WriteFile(Path("_PROC003.IDX"), {});
+    testing::WriteFile(Path("_PROC003.DAT"), {});
+  }
 }
 
 TEST_F(RawAdapterWriteTest, ASetIsForcedToTheDiskWhenItIsSaved) {

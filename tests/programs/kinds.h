@@ -11,6 +11,9 @@ Kind ReplacedFileKind();
 
 Kind SettingsKind();
 
+// The global store, which every program writes back whole, beside keys of their own.
+Kind SystemListKind();
+
 // Records that are updated, and such that are inserted and deleted, too; each program has the file
 // open twice.
 Kind UpdatedRecordsKind();

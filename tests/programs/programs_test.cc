@@ -6,7 +6,8 @@ namespace tervalon::testing {
 namespace {
 
 std::vector<Kind> AllKinds() {
-  return {ReplacedFileKind(), SettingsKind(), UpdatedRecordsKind(), MovedRecordsKind()};
+  return {ReplacedFileKind(), SettingsKind(), SystemListKind(), UpdatedRecordsKind(),
+          MovedRecordsKind()};
 }
 
 class ProgramsTest : public ::testing::TestWithParam<Kind> {};

@@ -9,7 +9,11 @@
 //  - Scan, point, function and process numbers count from 1; process 0 means acquired data.
 //  - A pointer described as optional may be NULL. NULL for any other pointer gives the export's
 //    failure value and changes nothing.
-//  - The library has no locks and no threads: call it from one thread at a time.
+//  - Threads: none. Call the library from one thread at a time.
+//  - Processes: any number may use the same raw directory, database and settings file at once. What
+//    a call has reported as stored stays, also when another program changes the same file or is
+//    ended in the middle of a change; what is read is never half of a change. Where two change the
+//    same file, one waits for some seconds and then gets the export's own failure.
 //  - No C++ exception leaves an export; memory that runs out gives the export's failure value.
 
 #ifndef TERVALON_TYPES_H_

@@ -262,7 +262,7 @@ std::string KeepCopy(File* file, const std::string& path) {
   CopyBuffer buffer;
   if (!file->Size(&size)) return {};
   for (int number = 1; number <= kMostCopies; ++number) {
-    const std::string name = path + ".old" + (number > 1 ? std::to_string(number) : "");
+    std::string name = path + ".old" + (number > 1 ? std::to_string(number) : "");
     if (Files().Status(name) != platform::PathStatus::kNothing) continue;
     const std::unique_ptr<File> copy = Files().Open(name, OpenMode::kCreateNew);
     if (copy == nullptr) return {};

@@ -42,9 +42,9 @@ void Check(bool success, const char* what) {
 class CountingFiles : public platform::FileSystem {
  public:
   std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode,
-                                       bool* absent) override {
+                                       bool* absent, platform::Spelling spelling) override {
     ++opened;
-    return real_.Open(path, mode, absent);
+    return real_.Open(path, mode, absent, spelling);
   }
   std::unique_ptr<platform::File> OpenAlone(const std::string& path, bool* in_use) override {
     return real_.OpenAlone(path, in_use);
@@ -53,6 +53,7 @@ class CountingFiles : public platform::FileSystem {
     return real_.RemoveAlone(path, std::move(file));
   }
   bool Exists(const std::string& path) override { return real_.Exists(path); }
+  bool IsLink(const std::string& path) override { return real_.IsLink(path); }
   std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
   std::string Target(const std::string& path) override { return real_.Target(path); }
   platform::PathStatus Status(const std::string& path) override { return real_.Status(path); }

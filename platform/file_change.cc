@@ -129,6 +129,14 @@ ChangeLock::~ChangeLock() {
   file_.reset();
 }
 
+bool ChangeLock::IsLeftOver(const std::string& lock_path) {
+  std::array<char, kMark.size()> bytes;
+  size_t count = 0;
+  const std::unique_ptr<File> file = Files().Open(lock_path, OpenMode::kRead);
+  return file != nullptr && file->ReadAt(0, bytes.data(), bytes.size(), &count) &&
+         std::string_view(bytes.data(), count) == kMark && file->Lock(LockMode::kShared);
+}
+
 void ChangeLock::RemoveLeftOver() {
   std::array<char, 512> bytes;
   size_t count = 0;

@@ -38,6 +38,9 @@ class ChangeLock {
   ChangeLock(const ChangeLock&) = delete;
   ChangeLock& operator=(const ChangeLock&) = delete;
 
+  // Whether a path names the lock file of a user that was ended while it replaced something.
+  static bool IsLeftOver(const std::string& lock_path);
+
   // What the path really names: links followed, spelled as on the disk.
   const std::string& target() const { return target_; }
 

@@ -22,6 +22,12 @@ enum class OpenMode {
   kReadWrite,  // existing
 };
 
+// How the name of what exists is found.
+enum class Spelling {
+  kAnyCase,  // where the exact name is absent, one that differs only in case
+  kAsGiven,
+};
+
 enum class LockMode {
   kShared,     // beside others who lock alike
   kExclusive,  // alone
@@ -84,9 +90,10 @@ class FileSystem {
 
   // Returns nullptr on failure. Then `*absent` tells whether nothing is there under that name: only
   // in that case may a caller go on as with an empty file. kCreate and kCreateNew take the name as
-  // it is given; the other modes find a name of other case where the exact one is absent.
+  // it is given; the other modes look it up by `spelling`.
   virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode,
-                                     bool* absent = nullptr) = 0;
+                                     bool* absent = nullptr,
+                                     Spelling spelling = Spelling::kAnyCase) = 0;
 
   // Opens the file for one user in all programs at a time, until it is closed or the process ends,
   // and makes it where it is absent. Never follows a link. nullptr on failure; then `*in_use` tells
@@ -101,6 +108,9 @@ class FileSystem {
 
   // Whether anything, a link too, has exactly that name.
   virtual bool Exists(const std::string& path) = 0;
+
+  // Whether the last part of the path is a link, to whatever.
+  virtual bool IsLink(const std::string& path) = 0;
 
   // The path as it is spelled on the disk: of every part the exact name, or else the first in byte
   // order of those that differ in case. What does not exist stays as it is given.
@@ -118,10 +128,11 @@ class FileSystem {
   // Removes an empty directory. Takes the name as it is given.
   virtual bool RemoveEmptyDirectory(const std::string& path) = 0;
 
-  // Lists the entries directly inside, without "." and "..", in no particular order.
+  // Lists the entries directly inside, without "." and "..", in no particular order. Entries that
+  // no path can name, because their names have a "\\", are left out.
   virtual bool List(const std::string& path, std::vector<DirectoryEntry>* entries) = 0;
 
-  // Sets access and modification time to now.
+  // Sets access and modification time to now; of a link, its own.
   virtual bool Touch(const std::string& path) = 0;
 
   // Gives the file `path` the owner, where this user may, and the permissions of the file `like`.

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <utility>
 #include <vector>
 
 #include "appsvc/application.h"
 #include "appsvc/export_guard.h"
 #include "platform/little_endian.h"
 #include "raw/data_types.h"
+#include "raw/member_change.h"
 #include "raw/member_files.h"
 #include "raw/time_search.h"
 #include "tervalon/raw_analog.h"
@@ -19,6 +22,12 @@ namespace {
 
 constexpr size_t kBlockBytes = 65536;
 constexpr size_t kPartWords = 512;
+
+constexpr size_t kLargestInfo = size_t{INT16_MAX} * RAW_ANALOG_DESCRIPTOR_SIZE;
+
+MemberParts SplitDescriptors(const std::vector<uint8_t>& bytes) {
+  return SplitRecords(bytes, RAW_ANALOG_DESCRIPTOR_SIZE);
+}
 
 const DataType& WordType() { return *FindDataType(RAW_DATA_CONTINUUM); }
 
@@ -172,8 +181,11 @@ extern "C" int32_t TERVALON_CALL RawCreateAnalogInf(int32_t handle, int16_t coun
                                                     const RawAnalogDescriptor* descriptors) {
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
     if (count < 0 || (descriptors == nullptr && count > 0)) return RAW_BAD_ARGUMENT;
-    return ReplaceMember(handle, kAnalogInfo, 0, descriptors,
-                         RAW_ANALOG_DESCRIPTOR_SIZE * static_cast<uint32_t>(count));
+    MemberParts parts;
+    for (int32_t i = 0; i < count; ++i) {
+      parts.emplace_back(std::begin(descriptors[i].bytes), std::end(descriptors[i].bytes));
+    }
+    return WriteParts(handle, kAnalogInfo, kLargestInfo, std::move(parts), SplitDescriptors);
   });
 }
 
@@ -185,18 +197,16 @@ extern "C" int32_t TERVALON_CALL RawReadAnalogInf(int32_t handle, int16_t* count
     }
     const size_t wanted = std::min<size_t>(static_cast<size_t>(*count), RAW_MAX_ANALOG_CHANNELS);
     *count = 0;
-    std::unique_ptr<platform::File> file;
-    const int32_t error = OpenForReading(handle, kAnalogInfo, 0, &file);
-    if (error != RAW_OK) return error == RAW_MEMBER_NOT_OPENED ? RAW_OK : error;
-    std::vector<uint8_t> bytes(wanted * RAW_ANALOG_DESCRIPTOR_SIZE);
-    size_t read = 0;
-    if (!file->ReadAt(0, bytes.data(), bytes.size(), &read)) return RAW_SEEK_FAILED;
-    const size_t whole = read / RAW_ANALOG_DESCRIPTOR_SIZE;
-    for (size_t i = 0; i < whole; ++i) {
-      std::copy_n(bytes.data() + i * RAW_ANALOG_DESCRIPTOR_SIZE, RAW_ANALOG_DESCRIPTOR_SIZE,
-                  descriptors[i].bytes);
+    MemberContent content;
+    const int32_t error = ReadMember(handle, kAnalogInfo, kLargestInfo, &content);
+    if (error != RAW_OK) return error;
+    MemberParts parts = SplitDescriptors(content.bytes);
+    const size_t given = std::min(parts.size(), wanted);
+    for (size_t i = 0; i < given; ++i) {
+      std::copy(parts[i].begin(), parts[i].end(), descriptors[i].bytes);
     }
-    *count = static_cast<int16_t>(whole);
+    *count = static_cast<int16_t>(given);
+    if (given == parts.size()) RememberParts(handle, kAnalogInfo, content, std::move(parts));
     return RAW_OK;
   });
 }

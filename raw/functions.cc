@@ -1,13 +1,18 @@
 // The function table and the state in which a function is read.
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "appsvc/export_guard.h"
 #include "raw/function_reader.h"
 #include "raw/function_record.h"
+#include "raw/member_change.h"
 #include "raw/member_files.h"
 #include "raw/scan_files.h"
 #include "raw/time_search.h"
@@ -21,6 +26,20 @@ namespace {
 using platform::File;
 
 constexpr uint32_t kRecordSize = RAW_FUNCTION_RECORD_SIZE;
+
+constexpr size_t kLargestTable = size_t{RAW_MAX_FUNCTIONS} * kRecordSize;
+
+MemberParts PartsOf(const RawFunctionRecord* records, int32_t count) {
+  MemberParts parts;
+  for (int32_t i = 0; i < count; ++i) {
+    parts.emplace_back(std::begin(records[i].bytes), std::end(records[i].bytes));
+  }
+  return parts;
+}
+
+MemberParts SplitTable(const std::vector<uint8_t>& bytes) {
+  return SplitRecords(bytes, kRecordSize);
+}
 
 // 0 when a file is missing or the data type is not stored.
 uint32_t CompleteScansOf(int32_t handle, int32_t function, const RawFunctionRecord& record) {
@@ -60,8 +79,7 @@ extern "C" int32_t TERVALON_CALL RawCreateFunctions(int32_t handle, int16_t coun
     if (count < 0 || count > RAW_MAX_FUNCTIONS || (records == nullptr && count > 0)) {
       return RAW_BAD_ARGUMENT;
     }
-    return ReplaceMember(handle, kFunctionTable, 0, records,
-                         kRecordSize * static_cast<uint32_t>(count));
+    return WriteParts(handle, kFunctionTable, kLargestTable, PartsOf(records, count), SplitTable);
   });
 }
 
@@ -70,7 +88,9 @@ extern "C" int32_t TERVALON_CALL RawAppendFunction(int32_t handle, const RawFunc
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
     if (function != nullptr) *function = 0;
     if (record == nullptr) return RAW_BAD_ARGUMENT;
-    int32_t error = RawFileOpen(handle, kFunctionTable, 0, kReadWriteMember);
+    std::unique_ptr<platform::ChangeLock> lock;
+    int32_t error = LockMember(handle, kFunctionTable, 0, &lock);
+    if (error == RAW_OK) error = RawFileOpen(handle, kFunctionTable, 0, kReadWriteMember);
     if (error != RAW_OK) return error;
     uint32_t size = 0;
     if (RawFileSize(handle, kFunctionTable, 0, &size) != RAW_OK) {
@@ -84,7 +104,11 @@ extern "C" int32_t TERVALON_CALL RawAppendFunction(int32_t handle, const RawFunc
       RawFunctionRecord copy = *record;
       RawFileSeek(handle, kFunctionTable, whole * kRecordSize);
       error = RawFileWrite(handle, kFunctionTable, 0, copy.bytes, kRecordSize, nullptr);
+      File* const table = OpenMember(handle, kFunctionTable, 0);
+      if (error == RAW_OK && !table->Sync()) error = RAW_SHORT_WRITE;
+      if (error != RAW_OK) table->Resize(uint64_t{whole} * kRecordSize);
     }
+    KnownContentOf(handle, kFunctionTable) = nullptr;
     const int32_t close_error = RawFileClose(handle, kFunctionTable, 0);
     if (error == RAW_OK) error = close_error;
     if (error == RAW_OK && function != nullptr) *function = static_cast<int16_t>(whole + 1);
@@ -97,25 +121,24 @@ extern "C" int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t functio
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
     if (records == nullptr) return RAW_BAD_ARGUMENT;
     if (function < 0 || function > RAW_MAX_FUNCTIONS) return RAW_SLOT_OUT_OF_RANGE;
-    std::unique_ptr<File> table;
-    const int32_t error = OpenForReading(handle, kFunctionTable, 0, &table);
+    MemberContent content;
+    const int32_t error = ReadMember(handle, kFunctionTable, kLargestTable, &content);
     if (error != RAW_OK) return error;
-
-    const uint32_t first = function == 0 ? 0 : static_cast<uint32_t>(function - 1);
-    std::vector<RawFunctionRecord> read_records(function == 0 ? RAW_MAX_FUNCTIONS : 1);
-    size_t read = 0;
-    if (!table->ReadAt(uint64_t{first} * kRecordSize, read_records.data(),
-                       read_records.size() * kRecordSize, &read)) {
-      return RAW_SEEK_FAILED;
+    if (content.absent) return RAW_MEMBER_NOT_OPENED;
+    MemberParts table = SplitTable(content.bytes);
+    const auto last = static_cast<int32_t>(function == 0 ? table.size() : function);
+    if (last > static_cast<int32_t>(table.size())) return RAW_BAD_ARGUMENT;
+    const int32_t first = function == 0 ? 1 : function;
+    for (int32_t number = first; number <= last; ++number) {
+      RawFunctionRecord& record = records[number - first];
+      std::string& part = table[static_cast<size_t>(number - 1)];
+      std::memcpy(record.bytes, part.data(), kRecordSize);
+      SetScanCount(&record, CompleteScansOf(handle, number, record));
+      std::memcpy(part.data(), record.bytes, kRecordSize);
     }
-    const size_t whole = read / kRecordSize;
-    if (function != 0 && whole == 0) return RAW_BAD_ARGUMENT;
-    for (size_t i = 0; i < whole; ++i) {
-      const auto number = static_cast<int32_t>(first + i + 1);
-      records[i] = read_records[i];
-      SetScanCount(&records[i], CompleteScansOf(handle, number, records[i]));
-    }
-    if (function == 0 && flags != nullptr) std::fill_n(flags, whole, int16_t{0});
+    if (function != 0) return RAW_OK;
+    if (flags != nullptr) std::fill_n(flags, last, int16_t{0});
+    RememberParts(handle, kFunctionTable, content, std::move(table));
     return RAW_OK;
   });
 }

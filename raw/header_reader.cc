@@ -9,8 +9,9 @@
 #include "appsvc/text_number.h"
 #include "platform/file_system.h"
 #include "raw/calibration.h"
+#include "raw/header_file.h"
 #include "raw/header_tags.h"
-#include "raw/member_files.h"
+#include "raw/member_change.h"
 #include "tervalon/raw_analog.h"
 #include "tervalon/raw_functions.h"
 #include "tervalon/raw_header.h"
@@ -21,10 +22,6 @@ namespace {
 
 using appsvc::ParseDouble;
 using appsvc::ParseInt;
-
-constexpr uint32_t kReadBlock = 512;
-// Headers have some ten thousand bytes; of a file of any other kind no more is read than this.
-constexpr uint32_t kMaxHeaderSize = 1 << 20;
 
 template <typename Integer>
 Integer Clamped(int32_t value) {
@@ -207,38 +204,26 @@ class LineMachine {
   std::array<char, kMaxValue + 1> value_ = {};
 };
 
-// Passes the rest of an open header file to `lines`.
-int32_t ReadLines(int32_t handle, FileCode code, LineMachine* lines) {
-  char block[kReadBlock];
-  uint32_t count = kReadBlock;
-  for (uint32_t done = 0; count == kReadBlock && done < kMaxHeaderSize; done += count) {
-    const int32_t error = RawFileRead(handle, code, 0, block, kReadBlock, &count);
-    if (error != RAW_OK) return error;
-    for (uint32_t i = 0; i < count; ++i) lines->Pass(block[i]);
+// Reads the header file, the inverted one where there is one.
+int32_t ReadHeaderFile(int32_t handle, bool* inverted, MemberContent* content) {
+  int32_t error = ReadMember(handle, kHeaderInverted, kMaxHeaderSize, content);
+  *inverted = !content->absent;
+  if (error == RAW_OK && content->absent) {
+    error = ReadMember(handle, kHeaderText, kMaxHeaderSize, content);
   }
-  lines->Pass('\n');  // the last line may lack its end
+  if (error != RAW_OK) return error;
+  if (content->absent) return RAW_MEMBER_NOT_OPENED;
+  if (*inverted) {
+    for (uint8_t& byte : content->bytes) byte = static_cast<uint8_t>(~byte);
+  }
   return RAW_OK;
-}
-
-int32_t ReadHeaderFile(int32_t handle, RawHeader* header, RawCalibration* calibration) {
-  FileCode code = kHeaderInverted;
-  if (RawFileOpen(handle, kHeaderInverted, 0, kReadMember) != RAW_OK) {
-    code = kHeaderText;
-    const int32_t error = RawFileOpen(handle, kHeaderText, 0, kReadMember);
-    if (error != RAW_OK) return error;
-  } else if (header != nullptr) {
-    header->encrypted = 1;
-  }
-  LineMachine lines(RecordFiller(header, calibration));
-  const int32_t error = ReadLines(handle, code, &lines);
-  const int32_t close_error = RawFileClose(handle, code, 0);
-  return error != RAW_OK ? error : close_error;
 }
 
 // Opens a member and counts its whole records, up to `limit` of them.
 int32_t CountRecords(int32_t handle, FileCode code, uint32_t record_size, uint32_t limit,
-                     std::unique_ptr<platform::File>* file, int32_t* count) {
-  const int32_t error = OpenForReading(handle, code, 0, file);
+                     std::unique_ptr<platform::File>* file, int32_t* count,
+                     bool* absent = nullptr) {
+  const int32_t error = OpenForReading(handle, code, 0, file, absent);
   if (error != RAW_OK) return error;
   uint64_t size = 0;
   if (!(*file)->Size(&size)) return RAW_SEEK_FAILED;
@@ -277,9 +262,10 @@ int32_t CountAnalogChannels(int32_t handle, int32_t* channels) {
     return counted ? RAW_OK : RAW_PATH_NOT_BUILT;
   }
   std::unique_ptr<platform::File> table;
+  bool absent = false;
   const int32_t error = CountRecords(handle, kAnalogInfo, RAW_ANALOG_DESCRIPTOR_SIZE,
-                                     RAW_MAX_ANALOG_CHANNELS, &table, channels);
-  return error == RAW_MEMBER_NOT_OPENED ? RAW_OK : error;  // no table, no channels
+                                     RAW_MAX_ANALOG_CHANNELS, &table, channels, &absent);
+  return absent ? RAW_OK : error;  // no table, no channels
 }
 
 int32_t ReadHeader(int32_t handle, RawHeader* header, RawCalibration* calibration,
@@ -291,8 +277,12 @@ int32_t ReadHeader(int32_t handle, RawHeader* header, RawCalibration* calibratio
   if (functions != nullptr) *functions = 0;
   if (analog_channels != nullptr) *analog_channels = 0;
 
-  error = ReadHeaderFile(handle, header, calibration);
+  bool inverted = false;
+  MemberContent content;
+  error = ReadHeaderFile(handle, &inverted, &content);
   if (error != RAW_OK) return error;
+  ParseHeader(content.bytes, header, calibration);
+  if (header != nullptr) header->encrypted = inverted ? 1 : 0;
   int32_t function_count = 0;
   error = ReadFunctionTable(handle, calibration, &function_count);
   if (error != RAW_OK) return error;
@@ -301,10 +291,21 @@ int32_t ReadHeader(int32_t handle, RawHeader* header, RawCalibration* calibratio
   error = CountAnalogChannels(handle, &channel_count);
   if (error != RAW_OK) return error;
   if (analog_channels != nullptr) *analog_channels = Clamped<int16_t>(channel_count);
+  // Nobody writes the inverted file.
+  if (header != nullptr && calibration != nullptr && !inverted) {
+    RememberParts(handle, kHeaderText, content, FormatHeader(*header, *calibration));
+  }
   return RAW_OK;
 }
 
 }  // namespace
+
+void ParseHeader(const std::vector<uint8_t>& text, RawHeader* header, RawCalibration* calibration) {
+  LineMachine lines(RecordFiller(header, calibration));
+  for (const uint8_t byte : text) lines.Pass(static_cast<char>(byte));
+  lines.Pass('\n');  // the last line may lack its end
+}
+
 }  // namespace tervalon::raw
 
 extern "C" int32_t TERVALON_CALL RawReadHeader(int32_t handle, RawHeader* header,

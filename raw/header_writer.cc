@@ -4,12 +4,14 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "appsvc/export_guard.h"
+#include "raw/calibration.h"
+#include "raw/header_file.h"
 #include "raw/header_tags.h"
-#include "raw/member_files.h"
 #include "tervalon/raw_header.h"
 
 namespace tervalon::raw {
@@ -130,27 +132,35 @@ bool AppendValue(const HeaderTag& tag, const RawHeader& header, const RawCalibra
   return false;
 }
 
-std::string FormatHeader(const RawHeader& header, const RawCalibration& calibration) {
-  std::string text;
-  for (const HeaderTag& tag : kHeaderTags) {
-    if (!tag.written) continue;
-    std::string line(tag.Front());
-    if (!AppendValue(tag, header, calibration, &line)) continue;
-    text += line;
-    text += "\r\n";
-  }
-  return text;
+// The lines of a header's text, of which only those count that a writer can write.
+MemberParts SplitHeader(const std::vector<uint8_t>& text) {
+  RawHeader header = {};
+  const auto calibration = std::make_unique<RawCalibration>();
+  ResetCalibration(calibration.get());
+  ParseHeader(text, &header, calibration.get());
+  return FormatHeader(header, *calibration);
 }
 
 int32_t CreateHeader(int32_t handle, const RawHeader* header, const RawCalibration* calibration) {
   const int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   if (header == nullptr || calibration == nullptr) return RAW_BAD_ARGUMENT;
-  const std::string text = FormatHeader(*header, *calibration);
-  return ReplaceMember(handle, kHeaderText, 0, text.data(), static_cast<uint32_t>(text.size()));
+  return WriteParts(handle, kHeaderText, kMaxHeaderSize, FormatHeader(*header, *calibration),
+                    SplitHeader);
 }
 
 }  // namespace
+
+MemberParts FormatHeader(const RawHeader& header, const RawCalibration& calibration) {
+  MemberParts lines;
+  for (const HeaderTag& tag : kHeaderTags) {
+    std::string line(tag.Front());
+    const bool written = tag.written && AppendValue(tag, header, calibration, &line);
+    lines.push_back(written ? line + "\r\n" : "");
+  }
+  return lines;
+}
+
 }  // namespace tervalon::raw
 
 extern "C" int32_t TERVALON_CALL RawCreateHeader(int32_t handle, const RawHeader* header,

@@ -216,7 +216,61 @@ uint16_t Step(const ReadTree& tree, uint16_t entry, int32_t mode) {
   }
 }
 
+// Links the siblings from `first` on anew, and all below them. Returns the first.
+uint16_t Relink(History* history, uint16_t first, uint16_t parent, uint16_t* count,
+                Visited* visited) {
+  const WriteTree tree(&history->header, history->entries.data(), 1);
+  uint16_t kept_first = 0;
+  uint16_t previous = 0;
+  for (uint16_t i = tree.Link(first); visited->Enter(i);) {
+    RawHistoryEntry& entry = tree.At(i);
+    const uint16_t next = tree.Next(i);
+    entry.index = i;
+    entry.parent = parent;
+    entry.previous = previous;
+    entry.next = 0;
+    (previous != 0 ? tree.At(previous).next : kept_first) = i;
+    ++*count;
+    entry.first_child = Relink(history, entry.first_child, i, count, visited);
+    previous = i;
+    i = next;
+  }
+  return kept_first;
+}
+
 }  // namespace
+
+namespace tervalon::raw {
+
+int32_t MakeSound(History* history) {
+  RawHistoryHeader& header = history->header;
+  header.tree_count = std::min<uint16_t>(header.tree_count, RAW_HISTORY_TREES);
+  if (header.tree_count == 0) header.tree_count = RAW_HISTORY_TREES;
+  header.highest_index = HighestIndex(header);
+  Visited visited;
+  for (int32_t tree = 0; tree < RAW_HISTORY_TREES; ++tree) {
+    uint16_t count = 0;
+    header.roots[tree] = Relink(history, header.roots[tree], 0, &count, &visited);
+    header.counts[tree] = count;
+  }
+  int32_t lost = 0;
+  for (uint16_t i = 1; i < RAW_HISTORY_ENTRIES; ++i) {
+    if (history->entries[i].index == 0 || !visited.Enter(i)) continue;
+    history->entries[i] = {};
+    ++lost;
+  }
+  return lost;
+}
+
+int16_t TreeOf(const History& history, uint16_t index) {
+  for (int16_t tree = 1; tree <= RAW_HISTORY_TREES; ++tree) {
+    const ReadTree trees(&history.header, history.entries.data(), tree);
+    if (trees.valid() && trees.FindIndex(index) != 0) return tree;
+  }
+  return 0;
+}
+
+}  // namespace tervalon::raw
 
 extern "C" int32_t TERVALON_CALL RawHistAddProcess(RawHistoryHeader* header,
                                                    RawHistoryEntry* entries, int16_t tree,

@@ -1,10 +1,13 @@
 #include "raw/history_file.h"
 
 #include <cstring>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "appsvc/export_guard.h"
 #include "platform/little_endian.h"
+#include "raw/member_change.h"
 #include "raw/member_files.h"
 
 namespace tervalon::raw {
@@ -16,35 +19,6 @@ constexpr size_t kType = 20;
 constexpr size_t kName = 22;
 constexpr size_t kCreated = 55;
 constexpr size_t kParameters = 59;
-
-int32_t ReadHistory(platform::File& file, RawHistoryHeader* header, RawHistoryEntry* entries) {
-  uint8_t header_bytes[kHistoryHeaderSize];
-  size_t read = 0;
-  if (!file.ReadAt(0, header_bytes, sizeof(header_bytes), &read)) return RAW_SEEK_FAILED;
-  if (read < sizeof(header_bytes)) {
-    *header = EmptyHistory();
-    return RAW_HISTORY_CUT_OFF;
-  }
-  DecodeFrom(header_bytes, header);
-  if (entries == nullptr) return RAW_OK;
-  // What the file does not have stays zero: free entries.
-  std::vector<uint8_t> bytes((size_t{HighestIndex(*header)} + 1) * kHistoryEntrySize);
-  if (!file.ReadAt(kHistoryHeaderSize, bytes.data(), bytes.size(), &read)) return RAW_SEEK_FAILED;
-  std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(read - read % kHistoryEntrySize),
-            bytes.end(), uint8_t{0});
-  for (size_t i = 0; i * kHistoryEntrySize < bytes.size(); ++i) {
-    DecodeFrom(bytes.data() + i * kHistoryEntrySize, &entries[i]);
-  }
-  return read == bytes.size() ? RAW_OK : RAW_HISTORY_CUT_OFF;
-}
-
-}  // namespace
-
-RawHistoryHeader EmptyHistory() {
-  RawHistoryHeader header = {};
-  header.tree_count = RAW_HISTORY_TREES;
-  return header;
-}
 
 void DecodeFrom(const uint8_t* bytes, RawHistoryHeader* header) {
   const auto word = [bytes](size_t i) { return Load<uint16_t>(bytes + 2 * i); };
@@ -96,6 +70,84 @@ void EncodeTo(const RawHistoryEntry& entry, uint8_t* bytes) {
   std::memcpy(bytes + kParameters, process.parameters, sizeof(process.parameters));
 }
 
+// What a handle's caller knows of the history.
+struct KnownHistory : KnownContent {
+  History history;
+  HistoryPlaces places = {};
+  std::vector<uint8_t> file;  // as it was
+  bool whole = false;         // the file had nothing else
+};
+
+std::unique_ptr<KnownHistory> Know(const RawHistoryHeader& header, const RawHistoryEntry* entries) {
+  auto known = std::make_unique<KnownHistory>();
+  known->history.header = header;
+  std::copy_n(entries, size_t{HighestIndex(header)} + 1, known->history.entries.begin());
+  for (uint16_t i = 0; i < RAW_HISTORY_ENTRIES; ++i) known->places[i] = i;
+  known->whole = true;
+  return known;
+}
+
+// Writes a caller's history. When others have changed it since the caller read it, only what the
+// caller has changed itself.
+int32_t Update(int32_t handle, const RawHistoryHeader& header, const RawHistoryEntry* entries) {
+  auto known = Know(header, entries);
+  const auto change = [&](const MemberContent& content, std::vector<uint8_t>* fresh) -> int32_t {
+    const auto* before = dynamic_cast<const KnownHistory*>(KnownContentOf(handle, kHistory).get());
+    const bool changed_by_others =
+        before != nullptr && !content.absent && !(before->whole && content.bytes == before->file);
+    int32_t error = RAW_OK;
+    if (changed_by_others) {
+      History current;
+      DecodeHistory(content.bytes, &current.header, current.entries.data());
+      known->places = before->places;
+      error = MergeHistory(before->history, known->history, &known->places, &current);
+      *fresh = EncodeHistory(current.header, current.entries.data());
+      known->whole = false;
+    } else {
+      *fresh = EncodeHistory(header, entries);
+    }
+    known->file = *fresh;
+    return error;
+  };
+  const int32_t error = ChangeMember(handle, kHistory, kLargestHistory, change);
+  if (error == RAW_OK) KnownContentOf(handle, kHistory) = std::move(known);
+  return error;
+}
+
+}  // namespace
+
+RawHistoryHeader EmptyHistory() {
+  RawHistoryHeader header = {};
+  header.tree_count = RAW_HISTORY_TREES;
+  return header;
+}
+
+int32_t DecodeHistory(std::span<const uint8_t> bytes, RawHistoryHeader* header,
+                      RawHistoryEntry* entries) {
+  if (bytes.size() < kHistoryHeaderSize) {
+    *header = EmptyHistory();
+    return RAW_HISTORY_CUT_OFF;
+  }
+  DecodeFrom(bytes.data(), header);
+  if (entries == nullptr) return RAW_OK;
+  bytes = bytes.subspan(kHistoryHeaderSize);
+  const size_t count = size_t{HighestIndex(*header)} + 1;
+  const size_t there = std::min(bytes.size() / kHistoryEntrySize, count);
+  for (size_t i = 0; i < there; ++i) DecodeFrom(bytes.data() + i * kHistoryEntrySize, &entries[i]);
+  std::fill(entries + there, entries + count, RawHistoryEntry{});
+  return there == count ? RAW_OK : RAW_HISTORY_CUT_OFF;
+}
+
+std::vector<uint8_t> EncodeHistory(const RawHistoryHeader& header, const RawHistoryEntry* entries) {
+  const size_t count = entries != nullptr ? size_t{HighestIndex(header)} + 1 : 0;
+  std::vector<uint8_t> bytes(kHistoryHeaderSize + count * kHistoryEntrySize);
+  EncodeTo(header, bytes.data());
+  for (size_t i = 0; i < count; ++i) {
+    EncodeTo(entries[i], bytes.data() + kHistoryHeaderSize + i * kHistoryEntrySize);
+  }
+  return bytes;
+}
+
 }  // namespace tervalon::raw
 
 using namespace tervalon;       // NOLINT(google-build-using-namespace)
@@ -105,18 +157,21 @@ extern "C" int32_t TERVALON_CALL RawReadProcInfo(int32_t handle, RawHistoryHeade
                                                  RawHistoryEntry* entries) {
   if (header == nullptr) return RAW_OK;
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
-    int32_t error = RawFileOpen(handle, kHistory, 0, kReadMember);
-    if (error == RAW_MEMBER_NOT_OPENED) {
-      // A history that is there but cannot be opened is not an empty one: callers would replace it.
-      const std::string path = MemberPath(HandleDirectory(handle), kHistory, 0);
-      if (platform::Files().Status(path) != platform::PathStatus::kNothing) return error;
-      *header = EmptyHistory();
-      return entries == nullptr ? RAW_OK : RAW_MEMBER_NOT_OPEN;
-    }
+    MemberContent content;
+    const int32_t error = ReadMember(handle, kHistory, kLargestHistory, &content);
     if (error != RAW_OK) return error;
-    error = ReadHistory(*OpenMember(handle, kHistory, 0), header, entries);
-    const int32_t close_error = RawFileClose(handle, kHistory, 0);
-    return error != RAW_OK ? error : close_error;
+    int32_t result = RAW_MEMBER_NOT_OPEN;
+    if (content.absent) {
+      *header = EmptyHistory();
+    } else {
+      result = DecodeHistory(content.bytes, header, entries);
+    }
+    if (entries == nullptr) return content.absent ? RAW_OK : result;
+    const History nothing;
+    auto known = Know(*header, header->highest_index > 0 ? entries : nothing.entries.data());
+    known->file = std::move(content.bytes);
+    KnownContentOf(handle, kHistory) = std::move(known);
+    return result;
   });
 }
 
@@ -124,12 +179,8 @@ extern "C" int32_t TERVALON_CALL RawHistUpdateInfo(int32_t handle, const RawHist
                                                    const RawHistoryEntry* entries) {
   if (header == nullptr) return RAW_OK;
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
-    const size_t count = entries != nullptr ? size_t{HighestIndex(*header)} + 1 : 0;
-    std::vector<uint8_t> bytes(kHistoryHeaderSize + count * kHistoryEntrySize);
-    EncodeTo(*header, bytes.data());
-    for (size_t i = 0; i < count; ++i) {
-      EncodeTo(entries[i], bytes.data() + kHistoryHeaderSize + i * kHistoryEntrySize);
-    }
+    if (entries != nullptr) return Update(handle, *header, entries);
+    const std::vector<uint8_t> bytes = EncodeHistory(*header, nullptr);
     return ReplaceMember(handle, kHistory, 0, bytes.data(), static_cast<uint32_t>(bytes.size()));
   });
 }

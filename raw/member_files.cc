@@ -4,31 +4,37 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <new>
 #include <utility>
 #include <vector>
 
 #include "appsvc/export_guard.h"
+#include "platform/file_change.h"
+#include "platform/text.h"
 #include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
 namespace {
 
+using platform::ChangeLock;
 using platform::File;
 using platform::Files;
 using platform::OpenMode;
 using platform::PathStatus;
 
 constexpr int32_t kSlotCount = 1162;
+// An acquisition does not end while one waits for it, but another program's erasing does.
+constexpr std::chrono::milliseconds kDirectoryWait{500};
 
 // How the members of a file code are named and numbered.
-struct MemberName {
+struct NamePattern {
   int32_t code;
   int32_t highest_number;  // 0: the member is not numbered
   const char* pattern;
 };
 
-constexpr MemberName kMemberNames[] = {
+constexpr NamePattern kMemberNames[] = {
     {kHeaderText, 0, "_HEADER.TXT"},
     {kHeaderInverted, 0, "_HEADER.INF"},
     {kExperiment, 0, "_EXPMENT.INF"},
@@ -49,9 +55,9 @@ constexpr MemberName kMemberNames[] = {
     {kProcessEe, RAW_MAX_PROCESSES, "_PROC%02d.EE"},  // two digits, unlike its siblings
 };
 
-const MemberName* FindMemberName(int32_t code) {
+const NamePattern* FindNamePattern(int32_t code) {
   const auto* found = std::find_if(std::begin(kMemberNames), std::end(kMemberNames),
-                                   [code](const MemberName& name) { return name.code == code; });
+                                   [code](const NamePattern& name) { return name.code == code; });
   return found != std::end(kMemberNames) ? found : nullptr;
 }
 
@@ -61,7 +67,11 @@ struct Member {
 };
 
 struct RawDirectory {
-  std::string path;
+  std::string path;                            // as the caller named it
+  std::string real;                            // as it is spelled on the disk
+  std::unique_ptr<ChangeLock> creator_lock;    // of one that was created, until it is closed
+  std::map<std::string, std::string> spelled;  // names found in it, by what they are in lower case
+  std::map<int32_t, std::unique_ptr<KnownContent>> known;  // by file code
   std::array<std::unique_ptr<Member>, kSlotCount> members;
   std::array<std::array<std::shared_ptr<ScanBuffer>, RAW_MAX_PROCESSES + 1>, RAW_MAX_FUNCTIONS>
       scan_buffers;
@@ -84,24 +94,53 @@ int32_t FindFreeHandle() {
 
 bool IsDirectory(const std::string& path) { return Files().Status(path) == PathStatus::kDirectory; }
 
+// Whether there is a directory of exactly that name: one in another case is another directory to
+// those who create and erase, but not to those who read.
+bool IsDirectoryNamed(const std::string& path) {
+  return IsDirectory(path) && Files().Resolve(path) == path;
+}
+
+std::string LowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), platform::LowerCase);
+  return text;
+}
+
+// How members are spelled whose files came from systems where case does not count. Of several, the
+// first in byte order, which is the one in upper case.
+std::map<std::string, std::string> SpelledNames(const std::string& directory) {
+  std::vector<platform::DirectoryEntry> entries;
+  std::map<std::string, std::string> names;
+  Files().List(directory, &entries);
+  for (const auto& entry : entries) {
+    const auto [place, first] = names.emplace(LowerCase(entry.name), entry.name);
+    if (!first) place->second = std::min(place->second, entry.name);
+  }
+  return names;
+}
+
 // Allocates a free entry for `directory`: its number, or -1.
 int32_t AllocateHandle(const char* directory) {
   const int32_t handle = FindFreeHandle();
   if (handle < 0) return -1;
   auto entry = std::make_unique<RawDirectory>();
   entry->path = directory;
+  entry->real = Files().Resolve(directory);
+  entry->spelled = SpelledNames(entry->real);
   open_directories[static_cast<size_t>(handle)] = std::move(entry);
   return handle;
 }
 
 bool FitsPathRecord(const char* path) { return std::strlen(path) < TV_PATH_SIZE; }
 
-std::string PathInside(const std::string& directory, const std::string& name) {
-  const bool separated = !directory.empty() && directory.back() == '\\';
-  return separated ? directory + name : directory + '\\' + name;
-}
-
 RawDirectory& Entry(int32_t handle) { return *open_directories[static_cast<size_t>(handle)]; }
+
+// The path of a member, longer than a path may be where the directory's leaves no room.
+std::string MemberPath(int32_t handle, int32_t code, int32_t number) {
+  const RawDirectory& directory = Entry(handle);
+  const std::string name = MemberName(code, number);
+  const auto found = directory.spelled.find(LowerCase(name));
+  return PathInside(directory.real, found != directory.spelled.end() ? found->second : name);
+}
 
 // Checks handle and slot and finds the open member of the slot.
 int32_t FindMember(int32_t handle, int32_t slot, Member** member) {
@@ -146,15 +185,31 @@ int32_t EndWriting(RawDirectory* directory) {
   return first_error;
 }
 
+// A link is not erased, and nothing behind it. The caller has the directory's lock.
 int32_t EraseDirectory(const std::string& directory) {
   std::vector<platform::DirectoryEntry> entries;
-  if (!IsDirectory(directory) || !Files().List(directory, &entries)) return RAW_DIRECTORY_VANISHED;
+  if (!IsDirectoryNamed(directory)) return RAW_DIRECTORY_VANISHED;
+  if (Files().IsLink(directory)) return RAW_DIRECTORY_NOT_REMOVED;
+  if (!Files().List(directory, &entries)) return RAW_DIRECTORY_VANISHED;
   for (const auto& entry : entries) {
     if (!entry.is_directory && !Files().Remove(PathInside(directory, entry.name))) {
       return RAW_FILE_NOT_DELETED;
     }
   }
   return Files().RemoveEmptyDirectory(directory) ? RAW_OK : RAW_DIRECTORY_NOT_REMOVED;
+}
+
+// Makes an empty directory and takes the lock that keeps others from doing so until it is closed.
+// One that is made first, and then made anew under the lock, has a name that the lock can be for.
+int32_t CreateDirectory(const std::string& directory, std::unique_ptr<ChangeLock>* lock) {
+  if (!IsDirectoryNamed(directory) && !Files().MakeDirectory(directory) &&
+      !IsDirectoryNamed(directory)) {
+    return RAW_DIRECTORY_NOT_CREATED;
+  }
+  int32_t error = TakeDirectory(directory, lock);
+  if (error == RAW_OK) error = EraseDirectory(directory);
+  if (error != RAW_OK) return error;
+  return Files().MakeDirectory(directory) ? RAW_OK : RAW_DIRECTORY_NOT_CREATED;
 }
 
 int32_t TouchFiles(const std::string& directory) {
@@ -171,18 +226,34 @@ int32_t TouchFiles(const std::string& directory) {
 }  // namespace
 
 int32_t MemberSlot(int32_t code, int32_t number) {
-  const MemberName* name = FindMemberName(code);
+  const NamePattern* name = FindNamePattern(code);
   if (name == nullptr) return -1;
   if (name->highest_number == 0) return code;
   return number >= 1 && number <= name->highest_number ? code + number : -1;
 }
 
-std::string MemberPath(const std::string& directory, int32_t code, int32_t number) {
-  const MemberName* name = FindMemberName(code);
+std::string MemberName(int32_t code, int32_t number) {
+  const NamePattern* name = FindNamePattern(code);
   if (name == nullptr) return {};
   char text[32];
   std::snprintf(text, sizeof(text), name->pattern, number);
-  return PathInside(directory, text);
+  return text;
+}
+
+std::string PathInside(const std::string& directory, const std::string& name) {
+  const bool separated = !directory.empty() && directory.back() == '\\';
+  return separated ? directory + name : directory + '\\' + name;
+}
+
+bool IsRawDirectory(const char* path) {
+  return path != nullptr && FitsPathRecord(path) && IsDirectory(path);
+}
+
+int32_t TakeDirectory(const std::string& path, std::unique_ptr<ChangeLock>* lock) {
+  bool in_use = false;
+  *lock = ChangeLock::Take(path, kDirectoryWait, &in_use);
+  if (*lock != nullptr) return RAW_OK;
+  return in_use ? RAW_LOCK_FAILED : RAW_DIRECTORY_NOT_REMOVED;
 }
 
 int32_t CheckHandle(int32_t handle) {
@@ -194,8 +265,13 @@ void ReleaseHandle(int32_t handle) { open_directories[static_cast<size_t>(handle
 
 const std::string& HandleDirectory(int32_t handle) { return Entry(handle).path; }
 
-int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode) {
+std::unique_ptr<KnownContent>& KnownContentOf(int32_t handle, int32_t code) {
+  return Entry(handle).known[code];
+}
+
+int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode, bool* absent) {
   constexpr OpenMode kModes[] = {OpenMode::kCreate, OpenMode::kRead, OpenMode::kReadWrite};
+  if (absent != nullptr) *absent = false;
   const int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   const int32_t slot = MemberSlot(code, number);
@@ -205,9 +281,10 @@ int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode) 
   if (place != nullptr) return RAW_MEMBER_ALREADY_OPEN;
   std::unique_ptr<Member> member(new (std::nothrow) Member);
   if (member == nullptr) return RAW_NO_MEMORY_FOR_MEMBER;
-  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
-  member->file = Files().Open(path, kModes[mode - kCreateMember]);
+  member->file =
+      Files().Open(path, kModes[mode - kCreateMember], absent, platform::Spelling::kAsGiven);
   if (member->file == nullptr) return RAW_MEMBER_NOT_OPENED;
   place = std::move(member);
   return RAW_OK;
@@ -271,32 +348,18 @@ int32_t RawFileClose(int32_t handle, int32_t code, int32_t number) {
   return closed ? RAW_OK : RAW_MEMBER_NOT_CLOSED;
 }
 
-int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* bytes,
-                      uint32_t count) {
+int32_t LockMember(int32_t handle, int32_t code, int32_t number,
+                   std::unique_ptr<ChangeLock>* lock) {
   Member* open = nullptr;
   const int32_t error = FindMember(handle, MemberSlot(code, number), &open);
   if (error == RAW_OK) return RAW_MEMBER_ALREADY_OPEN;
   if (error != RAW_MEMBER_NOT_OPEN) return error;
-  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
-  const std::string fresh_path = path + ".NEW";  // an own name does not count for the limit
-  const std::unique_ptr<File> fresh = Files().Open(fresh_path, OpenMode::kCreate);
-  if (fresh == nullptr) return RAW_MEMBER_NOT_OPENED;
-  size_t written = 0;
-  const bool placed = fresh->WriteAt(0, bytes, count, &written);
-  const bool closed = fresh->Close();
-  int32_t result = RAW_OK;
-  if (!placed) {
-    result = RAW_SEEK_FAILED;
-  } else if (written < count) {
-    result = RAW_SHORT_WRITE;
-  } else if (!closed) {
-    result = RAW_MEMBER_NOT_CLOSED;
-  } else if (!Files().MoveOver(fresh_path, path)) {
-    result = RAW_MEMBER_NOT_OPENED;
-  }
-  if (result != RAW_OK) Files().Remove(fresh_path);
-  return result;
+  bool in_use = false;
+  *lock = ChangeLock::Take(path, platform::kLockWait, &in_use);
+  if (*lock != nullptr) return RAW_OK;
+  return in_use ? RAW_LOCK_FAILED : RAW_MEMBER_NOT_OPENED;
 }
 
 int32_t OpenForWriting(int32_t handle, int32_t code, int32_t number, bool make,
@@ -304,13 +367,16 @@ int32_t OpenForWriting(int32_t handle, int32_t code, int32_t number, bool make,
   const int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   if (MemberSlot(code, number) < 0) return RAW_SLOT_OUT_OF_RANGE;
-  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
+  const auto open = [&](bool* absent) {
+    *file = Files().Open(path, OpenMode::kReadWrite, absent, platform::Spelling::kAsGiven);
+  };
   bool absent = false;
-  *file = Files().Open(path, OpenMode::kReadWrite, &absent);
+  open(&absent);
   if (*file == nullptr && absent && make) {
     *file = Files().Open(path, OpenMode::kCreateNew);
-    if (*file == nullptr) *file = Files().Open(path, OpenMode::kReadWrite);  // another made it
+    if (*file == nullptr) open(&absent);  // another made it
   }
   return *file != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPENED;
 }
@@ -321,9 +387,9 @@ int32_t OpenForReading(int32_t handle, int32_t code, int32_t number, std::unique
   const int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   if (MemberSlot(code, number) < 0) return RAW_SLOT_OUT_OF_RANGE;
-  const std::string path = MemberPath(HandleDirectory(handle), code, number);
+  const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
-  *file = Files().Open(path, OpenMode::kRead, absent);
+  *file = Files().Open(path, OpenMode::kRead, absent, platform::Spelling::kAsGiven);
   return *file != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPENED;
 }
 
@@ -385,10 +451,7 @@ extern "C" void TERVALON_CALL RawHandlesInit(void) {
 
 extern "C" int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* handle) {
   return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
-    if (directory == nullptr || handle == nullptr || !FitsPathRecord(directory) ||
-        !IsDirectory(directory)) {
-      return RAW_DIRECTORY_ABSENT;
-    }
+    if (handle == nullptr || !IsRawDirectory(directory)) return RAW_DIRECTORY_ABSENT;
     const int32_t allocated = AllocateHandle(directory);
     if (allocated < 0) return RAW_NO_FREE_HANDLE;
     *handle = allocated;
@@ -403,12 +466,13 @@ extern "C" int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* h
       return RAW_DIRECTORY_NOT_CREATED;
     }
     if (FindFreeHandle() < 0) return RAW_NO_FREE_HANDLE;
-    if (IsDirectory(directory)) {
-      const int32_t error = EraseDirectory(directory);
-      if (error != RAW_OK) return error;
+    std::unique_ptr<ChangeLock> lock;
+    const int32_t error = CreateDirectory(directory, &lock);
+    if (error == RAW_OK || error == RAW_DIRECTORY_NOT_CREATED) {
+      *handle = AllocateHandle(directory);
+      Entry(*handle).creator_lock = std::move(lock);
     }
-    *handle = AllocateHandle(directory);
-    return Files().MakeDirectory(directory) ? RAW_OK : RAW_DIRECTORY_NOT_CREATED;
+    return error;
   });
 }
 
@@ -417,7 +481,8 @@ extern "C" int32_t TERVALON_CALL RawCreateClose(int32_t handle) {
     const int32_t error = CheckHandle(handle);
     if (error != RAW_OK) return error;
     const int32_t end_error = EndWriting(&Entry(handle));
-    const std::string directory = HandleDirectory(handle);
+    const std::string directory = Entry(handle).real;
+    const std::unique_ptr<ChangeLock> lock = std::move(Entry(handle).creator_lock);
     ReleaseHandle(handle);
     const int32_t stamp_error = TouchFiles(directory);
     return end_error != RAW_OK ? end_error : stamp_error;
@@ -432,7 +497,10 @@ extern "C" int32_t TERVALON_CALL RawFileExists(const char* directory) {
 
 extern "C" int32_t TERVALON_CALL RawFileErase(const char* directory) {
   return Guarded<int32_t>(RAW_DIRECTORY_VANISHED, [&]() -> int32_t {
-    return directory != nullptr ? EraseDirectory(directory) : RAW_DIRECTORY_VANISHED;
+    if (directory == nullptr || !IsDirectoryNamed(directory)) return RAW_DIRECTORY_VANISHED;
+    std::unique_ptr<ChangeLock> lock;
+    const int32_t error = TakeDirectory(directory, &lock);
+    return error == RAW_OK ? EraseDirectory(directory) : error;
   });
 }
 

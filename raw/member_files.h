@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/file_change.h"
 #include "platform/file_system.h"
 #include "tervalon/raw_directory.h"
 
@@ -43,8 +44,10 @@ inline constexpr uint64_t kLargestMember = 0xFFFFFFFFu;
 enum MemberMode : int32_t { kCreateMember = 1, kReadMember = 2, kReadWriteMember = 3 };
 
 // The primitives below return an error code of raw_directory.h. An open member has a position that
-// starts at 0.
-int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode);
+// starts at 0. With RAW_MEMBER_NOT_OPENED, `*absent` (optional) tells whether there is no such
+// member: only then may a caller go on as with an empty one.
+int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode,
+                    bool* absent = nullptr);
 
 // Reads at the member's position and advances it. A short read is no error: see `read` (optional).
 // The bytes of kHeaderInverted are inverted.
@@ -64,8 +67,9 @@ int32_t RawFileSize(int32_t handle, int32_t code, int32_t number, uint32_t* size
 
 int32_t RawFileClose(int32_t handle, int32_t code, int32_t number);
 
-// Writes a member that is not open, whole: beside the old one first, then in its place. A failure
-// leaves what was there.
+// Writes a member that is not open, whole: beside the old one first, then in its place, and forces
+// it to the disk. A failure leaves what was there. RAW_LOCK_FAILED when another program changes the
+// member for too long.
 int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* bytes,
                       uint32_t count);
 
@@ -74,6 +78,12 @@ int32_t ReplaceMember(int32_t handle, int32_t code, int32_t number, const void* 
 int32_t OpenForWriting(int32_t handle, int32_t code, int32_t number, bool make,
                        std::unique_ptr<platform::File>* file);
 
+// The right to change a member that this handle does not have open: RAW_MEMBER_ALREADY_OPEN,
+// RAW_LOCK_FAILED when it is not to be had in time, RAW_MEMBER_NOT_OPENED when nothing can be
+// written beside the member.
+int32_t LockMember(int32_t handle, int32_t code, int32_t number,
+                   std::unique_ptr<platform::ChangeLock>* lock);
+
 // Opens a member for reading past the slots, so that it works while the member is open.
 int32_t OpenForReading(int32_t handle, int32_t code, int32_t number,
                        std::unique_ptr<platform::File>* file, bool* absent = nullptr);
@@ -81,8 +91,11 @@ int32_t OpenForReading(int32_t handle, int32_t code, int32_t number,
 // The slot of a member, or -1 when the number does not fit the code.
 int32_t MemberSlot(int32_t code, int32_t number);
 
-// Builds the path of a member in `directory`; empty when the code has no name.
-std::string MemberPath(const std::string& directory, int32_t code, int32_t number);
+// The name of a member; empty when the code has none.
+std::string MemberName(int32_t code, int32_t number);
+
+// The path of a name inside a directory.
+std::string PathInside(const std::string& directory, const std::string& name);
 
 // Checks a handle: RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
 int32_t CheckHandle(int32_t handle);
@@ -90,8 +103,21 @@ int32_t CheckHandle(int32_t handle);
 // Frees a handle that CheckHandle accepts, and drops what is still open of it.
 void ReleaseHandle(int32_t handle);
 
-// The directory of a handle that CheckHandle accepts.
+// The directory of a handle that CheckHandle accepts, as the caller named it.
 const std::string& HandleDirectory(int32_t handle);
+
+// What a handle's caller has been given of a member, for those who write it back.
+struct KnownContent {
+  virtual ~KnownContent() = default;
+};
+std::unique_ptr<KnownContent>& KnownContentOf(int32_t handle, int32_t code);
+
+// Whether there is a directory that can be opened as a raw directory.
+bool IsRawDirectory(const char* path);
+
+// The right to erase and make a directory, or to repair it: RAW_LOCK_FAILED while a program
+// acquires into it.
+int32_t TakeDirectory(const std::string& path, std::unique_ptr<platform::ChangeLock>* lock);
 
 // The platform file behind an open member, for block readers; nullptr when it is not open.
 platform::File* OpenMember(int32_t handle, int32_t code, int32_t number);

@@ -90,6 +90,48 @@ TERVALON_API int32_t TERVALON_CALL RawFileExists(const char* directory);
 // (stops there); RAW_DIRECTORY_NOT_REMOVED.
 TERVALON_API int32_t TERVALON_CALL RawFileErase(const char* directory);
 
+// --- What a crash or another program has left
+
+enum {
+  RAW_PROBLEM_MISSING = 1,     // others need the member, and it is not there
+  RAW_PROBLEM_UNREADABLE = 2,  // it is there and cannot be read
+  RAW_PROBLEM_CUT_OFF = 3,     // it ends in the middle, or before what it names
+  RAW_PROBLEM_CONTENT = 4,     // it contradicts itself or another member
+  RAW_PROBLEM_LEFT_OVER = 5    // a program that was ended while it wrote left it
+};
+
+// A problem of one member file.
+typedef struct RawProblem {
+  int32_t kind;     // RAW_PROBLEM_...
+  int32_t mended;   // checking: it can be mended; repairing: it has been
+  char member[64];  // "_FUNC001.IDX"
+  char text[128];   // what is wrong, to follow the name: "has 7 bytes behind its last whole record"
+} RawProblem;
+
+// Receives each problem and the user value. Its result is ignored.
+typedef int32_t(TERVALON_CALL* RawProblemCallback)(const RawProblem* problem, void* user);
+
+// Checks the member files of a directory: that they can be read, their sizes, the function table
+// against the functions' files, every index against its data, the analog samples against their
+// descriptors, the history's links, and what programs left that were ended while they wrote.
+// Nothing is changed. What another program writes meanwhile can be reported. Every problem goes to
+// `callback` (optional), their number to `problems` (optional).
+// Returns RAW_OK, whatever is found; RAW_DIRECTORY_ABSENT; RAW_NO_MEMORY_FOR_MEMBER.
+TERVALON_API int32_t TERVALON_CALL RawCheckDirectory(const char* directory,
+                                                     RawProblemCallback callback, void* user,
+                                                     int32_t* problems);
+
+// Checks as RawCheckDirectory does and mends what can be mended without guessing: cuts off records
+// that are not whole, scans without their data and data without their scans, frees history entries
+// that no tree leads to and links the others anew, and removes what ended programs left. A member
+// is kept as NAME.BAK (.BAK2, ...) in the directory before it is changed; where that fails it is
+// left as it is. `problems` gets the number of those that remain.
+// Returns as RawCheckDirectory, and RAW_LOCK_FAILED while a program acquires into the directory,
+// RAW_DIRECTORY_NOT_REMOVED when nothing can be written beside it; then nothing is changed.
+TERVALON_API int32_t TERVALON_CALL RawRepairDirectory(const char* directory,
+                                                      RawProblemCallback callback, void* user,
+                                                      int32_t* problems);
+
 // Copies the directory path of a handle to `directory` (at least TV_PATH_SIZE bytes).
 // Returns RAW_OK, RAW_HANDLE_OUT_OF_RANGE or RAW_HANDLE_NOT_OPEN.
 TERVALON_API int32_t TERVALON_CALL RawHandleGetClusterName(int32_t handle, char* directory);

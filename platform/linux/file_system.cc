@@ -265,7 +265,8 @@ bool TakePermissions(int fd, const struct stat& replaced) {
 
 class LinuxFileSystem : public FileSystem {
  public:
-  std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent) override {
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent,
+                             Spelling spelling) override {
     bool ignored = false;
     if (absent == nullptr) absent = &ignored;
     *absent = false;
@@ -276,8 +277,9 @@ class LinuxFileSystem : public FileSystem {
     if (mode == OpenMode::kCreate) flags |= O_CREAT | O_TRUNC;
     if (mode == OpenMode::kCreateNew) flags |= O_CREAT | O_EXCL;
     std::string native = Native(path);
-    const bool existing = mode == OpenMode::kRead || mode == OpenMode::kReadWrite;
-    if (existing && Spell(&native) == Found::kUnknown) return nullptr;
+    const bool find =
+        (mode == OpenMode::kRead || mode == OpenMode::kReadWrite) && spelling == Spelling::kAnyCase;
+    if (find && Spell(&native) == Found::kUnknown) return nullptr;
     Descriptor fd(Retry([&] { return open(native.c_str(), flags, 0666); }));
     if (!fd.valid()) *absent = NothingThere(errno);
     return MakeFile(&fd, native);
@@ -319,6 +321,14 @@ class LinuxFileSystem : public FileSystem {
   bool Exists(const std::string& path) override {
     struct stat status;
     return Nameable(path) && lstat(Native(path).c_str(), &status) == 0;
+  }
+
+  bool IsLink(const std::string& path) override {
+    if (!Nameable(path)) return false;
+    std::string native = Native(path);
+    while (native.size() > 1 && native.back() == '/') native.pop_back();
+    struct stat status;
+    return lstat(native.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
   }
 
   std::string Resolve(const std::string& path) override {
@@ -368,6 +378,7 @@ class LinuxFileSystem : public FileSystem {
     DirectoryReader reader(Spelled(path));
     if (!reader.valid()) return false;
     while (const dirent* entry = reader.Next()) {
+      if (std::string_view(entry->d_name).find('\\') != std::string_view::npos) continue;
       bool is_directory = entry->d_type == DT_DIR;
       if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
         struct stat status;
@@ -380,7 +391,8 @@ class LinuxFileSystem : public FileSystem {
   }
 
   bool Touch(const std::string& path) override {
-    return Nameable(path) && utimensat(AT_FDCWD, Spelled(path).c_str(), nullptr, 0) == 0;
+    return Nameable(path) &&
+           utimensat(AT_FDCWD, Spelled(path).c_str(), nullptr, AT_SYMLINK_NOFOLLOW) == 0;
   }
 
   bool CopyAccess(const std::string& like, const std::string& path) override {

@@ -224,7 +224,8 @@ bool Rename(const std::wstring& from, const std::wstring& to, DWORD flags) {
 
 class Win32FileSystem : public FileSystem {
  public:
-  std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent) override {
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent,
+                             Spelling /*spelling*/) override {
     constexpr DWORD kDispositions[] = {CREATE_ALWAYS, CREATE_NEW, OPEN_EXISTING, OPEN_EXISTING};
     if (absent != nullptr) *absent = false;
     if (!Nameable(path)) return nullptr;
@@ -263,6 +264,13 @@ class Win32FileSystem : public FileSystem {
 
   bool Exists(const std::string& path) override {
     return Nameable(path) && GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+  }
+
+  bool IsLink(const std::string& path) override {
+    const DWORD attributes =
+        Nameable(path) ? GetFileAttributesW(Wide(path).c_str()) : INVALID_FILE_ATTRIBUTES;
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
   }
 
   // The system itself looks names up without regard to case.
@@ -304,7 +312,9 @@ class Win32FileSystem : public FileSystem {
     if (!Nameable(path)) return false;
     // Backup semantics open directories too.
     const Handle handle(CreateFileW(Wide(path).c_str(), FILE_WRITE_ATTRIBUTES, kShareAll, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+                                    OPEN_EXISTING,
+                                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
+                                    nullptr));
     FILETIME now;
     GetSystemTimeAsFileTime(&now);
     return handle.valid() && SetFileTime(handle.get(), nullptr, &now, &now);

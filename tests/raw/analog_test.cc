@@ -185,6 +185,7 @@ TEST_F(AnalogTest, AFailedWriteIsWrittenOverAndFailedReadsCloseTheFile) {
     ReadChannel(0, 2, 1, 2, RAW_SEEK_FAILED);
   }
   EXPECT_THAT(ReadChannel(1, 2, 1, 2), Each(2));
+  ASSERT_EQ(RawCreateClose(handle_), RAW_OK);
   EXPECT_EQ(files.open_files(), 0);
 }
 

@@ -4,9 +4,11 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "raw/member_files.h"
+#include "tervalon/raw_history.h"
 #include "tests/support/raw_fixture.h"
 
 namespace tervalon::raw {
@@ -135,6 +137,93 @@ TEST_F(DirectoryTest, FaultsOfErasingAndClosing) {
   EXPECT_EQ(RawCreateClose(handle_), RAW_DIRECTORY_VANISHED);
 }
 
+TEST_F(DirectoryTest, OneAcquisitionAtATime) {
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  testing::WriteText(Path("_HEADER.TXT"), "kept");
+  int32_t second = 7;
+  EXPECT_EQ(RawCreateOpen(Path().c_str(), &second), RAW_LOCK_FAILED);
+  EXPECT_EQ(second, -1);
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_LOCK_FAILED);
+  EXPECT_EQ(RawRepairDirectory(Path().c_str(), nullptr, nullptr, nullptr), RAW_LOCK_FAILED);
+  EXPECT_EQ(testing::ReadText(Path("_HEADER.TXT")), "kept");
+  ASSERT_EQ(RawReadOpen(Path().c_str(), &second), RAW_OK) << "readers are free to look";
+  EXPECT_EQ(RawReadClose(second), RAW_OK);
+
+  EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &second), RAW_OK);
+  EXPECT_EQ(RawReadClose(second), RAW_OK) << "an acquisition that is given up";
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_OK);
+  EXPECT_TRUE(std::filesystem::is_empty(testing::Native(temp_.Path("")))) << "a lock file is left";
+}
+
+#if !defined(_WIN32)  // where names that differ in case are one name, and links are rare
+
+TEST_F(DirectoryTest, ReadersFindOtherCaseAndCreatorsDoNot) {
+  MakeRun({testing::ScanningRecord(3)}, {});
+  const std::string other = temp_.Path("run.Raw");
+  std::filesystem::rename(testing::Native(Path("_FUNCTNS.INF")),
+                          testing::Native(Path("_functns.inf")));
+  std::filesystem::rename(testing::Native(Path()), testing::Native(other));
+  const auto members = [&] {
+    const std::filesystem::directory_iterator entries(testing::Native(other));
+    return std::distance(begin(entries), end(entries));
+  };
+
+  FaultyFileSystem& files = UseFaultyFiles();
+  ASSERT_NO_FATAL_FAILURE(OpenRun());
+  const int64_t lists = files.Calls(FileCall::kList);
+  RawHistoryHeader history;
+  EXPECT_EQ(RawReadProcInfo(handle_, &history, nullptr), RAW_OK);
+  EXPECT_EQ(files.Calls(FileCall::kList), lists);
+  int16_t function = 0;
+  EXPECT_EQ(RawAppendFunction(handle_, &record_, &function), RAW_OK);
+  EXPECT_EQ(function, 2);
+  EXPECT_EQ(RawCreateFunctions(handle_, 1, &record_), RAW_OK);
+  ASSERT_EQ(RawFileOpen(handle_, kFunctionTable, 0, kCreateMember), RAW_OK);
+  EXPECT_EQ(members(), 1) << "what is written is not what was read";
+  char name[TV_PATH_SIZE];
+  EXPECT_EQ(RawHandleGetClusterName(handle_, name), RAW_OK);
+  EXPECT_EQ(name, Path()) << "as it was opened";
+  CloseRun();
+
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_DIRECTORY_VANISHED);
+  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
+  EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_OK);
+  EXPECT_EQ(members(), 1);
+}
+
+TEST_F(DirectoryTest, ErasingStaysInside) {
+  const std::string outside = temp_.Path("precious");
+  testing::WriteText(outside, "mine");
+  MakeRun({}, {});
+  const auto old =
+      std::filesystem::last_write_time(testing::Native(outside)) - std::chrono::hours(9);
+  std::filesystem::last_write_time(testing::Native(outside), old);
+  std::filesystem::create_symlink(testing::Native(outside), testing::Native(Path("_INLET.INF")));
+  std::ofstream(testing::Native(Path()).string() + "/..\\precious") << "planted";
+  OpenRun(0);
+  EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
+  EXPECT_EQ(std::filesystem::last_write_time(testing::Native(outside)), old);
+  for (int call = 0; call < 2; ++call) {
+    EXPECT_EQ(call == 0 ? RawFileErase(Path().c_str()) : RawCreateOpen(Path().c_str(), &handle_),
+              RAW_DIRECTORY_NOT_REMOVED);
+    EXPECT_EQ(testing::ReadText(outside), "mine");
+  }
+
+  std::filesystem::remove_all(testing::Native(Path()));
+  std::filesystem::create_directory(testing::Native(temp_.Path("DATA")));
+  testing::WriteText(temp_.Path("DATA\\kept"), "kept");
+  std::filesystem::create_directory_symlink(testing::Native(temp_.Path("DATA")),
+                                            testing::Native(Path()));
+  EXPECT_EQ(RawFileErase(Path().c_str()), RAW_DIRECTORY_NOT_REMOVED);
+  EXPECT_EQ(RawFileErase((Path() + "\\").c_str()), RAW_DIRECTORY_NOT_REMOVED);
+  EXPECT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_DIRECTORY_NOT_REMOVED);
+  EXPECT_EQ(testing::ReadText(temp_.Path("DATA\\kept")), "kept");
+}
+
+#endif
+
 TEST_F(DirectoryTest, OnlyTheWritersCloseStampsFiles) {
   MakeRun({}, {});
   const auto age = std::chrono::hours(48);
@@ -214,14 +303,16 @@ TEST_F(DirectoryTest, MemberNamesAndSlots) {
   for (const auto& member : kMembers) {
     SCOPED_TRACE(::testing::Message() << member.code << " " << member.number);
     EXPECT_EQ(MemberSlot(member.code, member.number), member.slot);
-    if (member.name == nullptr) continue;
-    EXPECT_EQ(MemberPath("C:\\DATA\\A.RAW", member.code, member.number),
-              std::string("C:\\DATA\\A.RAW\\") + member.name);
-    EXPECT_EQ(MemberPath("C:\\", member.code, member.number), std::string("C:\\") + member.name);
+    if (member.name != nullptr) {
+      EXPECT_EQ(MemberName(member.code, member.number), member.name);
+    }
   }
 }
 
 TEST_F(DirectoryTest, MemberPrimitives) {
+  EXPECT_EQ(PathInside("C:\\DATA\\A.RAW", "_INLET.INF"), "C:\\DATA\\A.RAW\\_INLET.INF");
+  EXPECT_EQ(PathInside("C:\\", "_INLET.INF"), "C:\\_INLET.INF");
+
   MakeRun({}, {});
   OpenRun(0);
   char buffer[8] = "abcdefg";
@@ -321,11 +412,11 @@ TEST_F(DirectoryTest, FailedOperationsOfMembers) {
 TEST_F(DirectoryTest, ReplacingAMemberIsAllOrNothing) {
   MakeRun({}, {});
   testing::WriteText(Path("_INLET.INF"), "old");
-  FaultyFileSystem& files = UseFaultyFiles();
+  UseFaultyFiles();
   OpenRun(0);
   for (const FileCall call : {FileCall::kOpen, FileCall::kWrite, FileCall::kPosition,
                               FileCall::kClose, FileCall::kMove}) {
-    files.On(call).FailNth(1);
+    FailReplacing(call);
     EXPECT_NE(ReplaceMember(handle_, kInlet, 0, "newer", 5), RAW_OK);
     EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "old");
   }

@@ -137,9 +137,9 @@ TEST_F(FunctionsTest, TablesOfAllSizes) {
   EXPECT_EQ(RawCreateFunctions(handle_, 1, nullptr), RAW_BAD_ARGUMENT);
   EXPECT_EQ(RawCreateFunctions(handle_, 32, records.data()), RAW_OK);
   EXPECT_EQ(ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
-  FaultyFileSystem& files = UseFaultyFiles();
+  UseFaultyFiles();
   OpenRun(0);
-  files.On(FileCall::kWrite).FailNth(1);
+  FailReplacing(FileCall::kWrite);
   EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_SHORT_WRITE);
   EXPECT_EQ(ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
   EXPECT_EQ(RawCreateFunctions(handle_, 1, records.data()), RAW_OK);

@@ -385,7 +385,7 @@ TEST_F(HeaderTest, AFailedWriteLeavesTheOldHeaderAndNoOpenFile) {
   OpenRun(0);
   for (const FileCall call : {FileCall::kOpen, FileCall::kPosition, FileCall::kWrite,
                               FileCall::kClose, FileCall::kMove}) {
-    files.On(call).FailNth(1);
+    FailReplacing(call);
     EXPECT_GT(RawCreateHeader(handle_, &header, &calibration), 4000);
     files.On(call).Heal();
     EXPECT_EQ(files.open_files(), 0);

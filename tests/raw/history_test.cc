@@ -374,7 +374,7 @@ TEST_F(HistoryFileTest, AFailureKeepsWhatIsStored) {
   for (const auto& [call, error] : {std::pair<FileCall, int32_t>{FileCall::kWrite, RAW_SHORT_WRITE},
                                     {FileCall::kClose, RAW_MEMBER_NOT_CLOSED},
                                     {FileCall::kMove, RAW_MEMBER_NOT_OPENED}}) {
-    files.On(call).FailNth(1);
+    FailReplacing(call);
     EXPECT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), error);
     EXPECT_EQ(ReadFile(Path("_HISTORY.INF")), file);
   }

@@ -76,10 +76,11 @@ bool FaultyFileSystem::Fails(FileCall call, const std::string& path) {
   return path.find(path_part_) != std::string::npos && On(call).Hit();
 }
 
-std::unique_ptr<File> FaultyFileSystem::Open(const std::string& path, OpenMode mode, bool* absent) {
+std::unique_ptr<File> FaultyFileSystem::Open(const std::string& path, OpenMode mode, bool* absent,
+                                             platform::Spelling spelling) {
   if (absent != nullptr) *absent = false;
   if (Fails(FileCall::kOpen, path)) return nullptr;
-  std::unique_ptr<File> file = real_.Open(path, mode, absent);
+  std::unique_ptr<File> file = real_.Open(path, mode, absent, spelling);
   if (file == nullptr) return nullptr;
   return std::make_unique<FaultyFile>(this, path, std::move(file));
 }

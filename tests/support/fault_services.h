@@ -88,11 +88,13 @@ class FaultyFileSystem : public platform::FileSystem {
   int64_t open_files() const { return open_files_; }
 
   std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode,
-                                       bool* absent = nullptr) override;
+                                       bool* absent = nullptr,
+                                       platform::Spelling spelling = {}) override;
   std::unique_ptr<platform::File> OpenAlone(const std::string& path, bool* in_use) override;
   bool RemoveAlone(const std::string& path, std::unique_ptr<platform::File> file) override;
   platform::PathStatus Status(const std::string& path) override;
   bool Exists(const std::string& path) override { return real_.Exists(path); }
+  bool IsLink(const std::string& path) override { return real_.IsLink(path); }
   std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
   std::string Target(const std::string& path) override { return real_.Target(path); }
   bool Remove(const std::string& path) override;

@@ -1,0 +1,25 @@
+// The header between its file and its two records.
+
+#ifndef RAW_HEADER_FILE_H_
+#define RAW_HEADER_FILE_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "raw/member_change.h"
+#include "tervalon/raw_header.h"
+
+namespace tervalon::raw {
+
+// Headers have some ten thousand bytes; of a file of any other kind no more is read than this.
+inline constexpr uint32_t kMaxHeaderSize = 1 << 20;
+
+// Puts the values of a header's lines into the records, of which either may be nullptr.
+void ParseHeader(const std::vector<uint8_t>& text, RawHeader* header, RawCalibration* calibration);
+
+// The lines of both records, one for each tag, "" for a tag that has none.
+MemberParts FormatHeader(const RawHeader& header, const RawCalibration& calibration);
+
+}  // namespace tervalon::raw
+
+#endif  // RAW_HEADER_FILE_H_

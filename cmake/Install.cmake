@@ -39,4 +39,15 @@ if(TERVALON_TOOLS)
   file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   set_target_properties(tervalon_tool PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
   install(TARGETS tervalon_tool RUNTIME COMPONENT tools)
+  if(NOT CMAKE_CROSSCOMPILING) # which makes no manual
+    set(manual ${PROJECT_BINARY_DIR}/manual)
+    install(DIRECTORY ${manual}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools
+            FILES_MATCHING PATTERN *.gz)
+    install(FILES ${manual}/bash/tervalon COMPONENT tools
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES ${manual}/zsh/_tervalon COMPONENT tools
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+    install(FILES ${manual}/fish/tervalon.fish COMPONENT tools
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  endif()
 endif()

@@ -14,6 +14,7 @@
 
 #include "tervalon/version.h"
 #include "tools/commands/command.h"
+#include "tools/commands/manual.h"
 #include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
@@ -30,6 +31,32 @@ int Report(const std::string& message, ExitStatus status) {
   return status;
 }
 
+bool IsAboutExtras(const CLI::ParseError& error) {
+  return error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+}
+
+// Commands about the program itself.
+void AddProgramCommands(CLI::App& program, Action& action) {
+  auto names = std::make_shared<std::vector<std::string>>();
+  CLI::App* const help = program.add_subcommand("help", "Print the help of a command");
+  help->add_option("COMMAND", *names, "The command, and its subcommand")->type_name("");
+  help->callback([&program, &action, names] {
+    action = [&program, names](tervalon::tools::Output& output) {
+      output << tervalon::tools::HelpOf(program, *names);
+    };
+  });
+  // For those who package the program.
+  auto directory = std::make_shared<std::string>();
+  CLI::App* const manual =
+      program.add_subcommand("write-manual", "Write manual pages and shell completion")->group("");
+  manual->add_option("DIR", *directory, "Where to")->required();
+  manual->callback([&program, &action, directory] {
+    action = [&program, directory](tervalon::tools::Output&) {
+      tervalon::tools::WriteManual(program, *directory);
+    };
+  });
+}
+
 // What is wrong with the usage, and where more is told about it.
 std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) {
   const CLI::App* command = &program;
@@ -39,20 +66,23 @@ std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) 
     name += " " + command->get_name();
   }
   const std::vector<std::string> rest = command->remaining();
-  if (command->get_require_subcommand_min() == 0) {
-    return std::string(error.what()) + " ('" + name + " --help' tells more)";
+  const bool unknown = !rest.empty() && (command->get_require_subcommand_min() > 0 ||
+                                         (rest[0].starts_with('-') && IsAboutExtras(error)));
+  if (unknown) {
+    return (rest[0][0] == '-' ? "no option '" : "no command '") + rest[0] + "'" +
+           tervalon::tools::Suggestion(*command, rest[0]) + " ('" + name + " --help' lists them)";
   }
-  const std::string what =
-      rest.empty() ? "a command is missing"
-                   : (rest[0][0] == '-' ? "no option '" : "no command '") + rest[0] + "'";
-  return what + " ('" + name + " --help' lists them)";
+  if (command->get_require_subcommand_min() > 0) {
+    return "a command is missing ('" + name + " --help' lists them)";
+  }
+  return std::string(error.what()) + " ('" + name + " --help' tells more)";
 }
 
 int RunProgram(std::vector<std::string> words) {
   CLI::App program(
       "Raw data directories of the mass-spectrometry data system, its settings and databases.",
       "tervalon");
-  program.set_version_flag("--version", "tervalon " TERVALON_VERSION);
+  program.set_version_flag("-V,--version", "tervalon " TERVALON_VERSION);
   program.set_help_flag("-h,--help", "Print this help");
   program.require_subcommand(1);
   const std::shared_ptr<CLI::FormatterBase> help = program.get_formatter();
@@ -62,7 +92,7 @@ int RunProgram(std::vector<std::string> words) {
   help->label("Needs", "only with");
   help->label("Excludes", "not with");
   program.footer(
-      "'tervalon COMMAND --help' tells more about a command, with examples.\n\n"
+      "'tervalon help COMMAND' tells more about a command, with examples.\n\n"
       "First steps:\n"
       "  tervalon simulate DEMO.RAW                write an acquisition to look at\n"
       "  tervalon info DEMO.RAW                    what is in it\n"
@@ -85,11 +115,15 @@ int RunProgram(std::vector<std::string> words) {
   tervalon::tools::AddNoiseCommand(commands, action);
   tervalon::tools::AddResampleCommand(commands, action);
   tervalon::tools::AddRetentionCommand(commands, action);
+  AddProgramCommands(program, action);
 
   tervalon::tools::Output output;
   try {
     program.parse(std::move(words));
     action(output);
+  } catch (const tervalon::tools::Unsound&) {
+    output.Flush();
+    return kFailed;
   } catch (const CLI::CallForHelp&) {
     output << program.help();
   } catch (const CLI::CallForVersion&) {

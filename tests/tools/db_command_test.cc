@@ -76,6 +76,31 @@ TEST_F(DbCommand, NamesBeyondAsciiAreUtf8) {
 #endif
 }
 
+TEST_F(DbCommand, DamageIsFoundAndMended) {
+  CreatePeaks();
+  const nlohmann::json whole = Json({"db", "check", "P1.DBF"});
+  EXPECT_EQ(whole["sound"], true);
+  EXPECT_EQ(whole["findings"].size(), 0U);
+  const std::string records = Output({"db", "export", "P1.DBF"});
+  auto bytes = ReadFile(Path("P1.DBF"));
+  bytes[4] = 9;  // of the record count
+  bytes.push_back('x');
+  WriteFile(Path("P1.DBF"), bytes);
+  const ProcessResult damaged = Run({"db", "check", "P1.DBF", "--json"});
+  EXPECT_EQ(damaged.status, 1);
+  EXPECT_EQ(damaged.err, "");
+  EXPECT_EQ(nlohmann::json::parse(damaged.out)["sound"], false);
+  EXPECT_GT(nlohmann::json::parse(damaged.out)["findings"].size(), 0U);
+  EXPECT_EQ(ReadFile(Path("P1.DBF")), bytes);
+  EXPECT_THAT(Output({"db", "repair", "P1.DBF"}), HasSubstr("Findings"));
+  EXPECT_EQ(ReadFile(Path("P1.DBF.old")), bytes);
+  EXPECT_EQ(Json({"db", "check", "P1.DBF"})["sound"], true);
+  EXPECT_EQ(Output({"db", "export", "P1.DBF"}), records);
+  WriteText(Path("text.DBF"), "not a database");
+  EXPECT_EQ(Run({"db", "check", "text.DBF"}).status, 1);
+  ExpectFailure({"db", "check", "P9.DBF"}, 1, "P9.DBF: no such file");
+}
+
 TEST_F(DbCommand, WorksForEveryType) {
   const nlohmann::json types = Json({"db", "types"})["types"];
   ASSERT_EQ(types.size(), 20U);

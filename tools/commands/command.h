@@ -31,6 +31,9 @@ void AddNoiseCommand(Command program, Action& chosen);
 void AddResampleCommand(Command program, Action& chosen);
 void AddRetentionCommand(Command program, Action& chosen);
 
+// Subcommands of db.
+void AddDatabaseChecks(Command db, Action& chosen);
+
 // What several of them share.
 
 struct FormatOptions {

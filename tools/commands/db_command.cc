@@ -410,6 +410,7 @@ void AddDbCommand(Command program, Action& chosen) {
   auto options = std::make_shared<Options>();
   AddReaders(db, options, chosen);
   AddWriters(db, options, chosen);
+  AddDatabaseChecks(db, chosen);
 }
 
 }  // namespace tervalon::tools

@@ -60,8 +60,11 @@ int ProcessOf(const std::string& name) {
   return number <= RAW_MAX_PROCESSES ? number : 0;
 }
 
-// The directory says no more than that it cannot be read as one.
-[[noreturn]] void FailToFind(const std::string& path) {
+int32_t TERVALON_CALL NoChannels(void* /*user*/, const char* /*directory*/) { return 0; }
+
+}  // namespace
+
+void FailToFind(const std::string& path) {
   std::error_code unknown;
   if (path.size() >= TV_PATH_SIZE) {
     throw Failure(path, "the path is longer than 259 characters");
@@ -72,10 +75,6 @@ int ProcessOf(const std::string& name) {
                           ? "not a raw data directory but a file"
                           : "cannot be read as a directory");
 }
-
-int32_t TERVALON_CALL NoChannels(void* /*user*/, const char* /*directory*/) { return 0; }
-
-}  // namespace
 
 RawDirectory::RawDirectory(std::string path) : path_(std::move(path)) {
   const int32_t code = RawReadOpen(console::SystemText(path_).c_str(), &handle_);

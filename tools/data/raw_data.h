@@ -57,6 +57,9 @@ class RawDirectory {
   std::vector<RawFunctionRecord> functions_;
 };
 
+// Throws a Failure that says why nothing can be opened as a directory under that name.
+[[noreturn]] void FailToFind(const std::string& path);
+
 // A function, or one of its processed data sets.
 struct DataSet {
   std::optional<int> function = {};   // of a command line that does not say it: nothing

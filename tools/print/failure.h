@@ -16,6 +16,9 @@ class Failure : public std::runtime_error {
       : std::runtime_error(subject + ": " + reason) {}
 };
 
+// What was looked at is not as it should be, and the output says so: exit status 1.
+struct Unsound {};
+
 // The command line says something that cannot be meant: exit status 2.
 class WrongUsage : public std::runtime_error {
  public:

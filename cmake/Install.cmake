@@ -42,12 +42,12 @@ if(TERVALON_TOOLS)
   if(NOT CMAKE_CROSSCOMPILING) # which makes no manual
     set(manual ${PROJECT_BINARY_DIR}/manual)
     install(DIRECTORY ${manual}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools
-            FILES_MATCHING PATTERN *.gz)
-    install(FILES ${manual}/bash/tervalon COMPONENT tools
+            OPTIONAL FILES_MATCHING PATTERN *.gz)
+    install(FILES ${manual}/bash/tervalon COMPONENT tools OPTIONAL
             DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-    install(FILES ${manual}/zsh/_tervalon COMPONENT tools
+    install(FILES ${manual}/zsh/_tervalon COMPONENT tools OPTIONAL
             DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
-    install(FILES ${manual}/fish/tervalon.fish COMPONENT tools
+    install(FILES ${manual}/fish/tervalon.fish COMPONENT tools OPTIONAL
             DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   endif()
 endif()

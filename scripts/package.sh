@@ -6,9 +6,9 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 umask 022
 
-build() { # PRESET
+build() { # PRESET TARGET...
   cmake --preset "$1" >/dev/null
-  cmake --build --preset "$1" --target tervalon tervalon_static tervalon_tool
+  cmake --build --preset "$1" --target tervalon tervalon_static tervalon_tool "${@:2}"
 }
 
 scripts/install-deps.sh
@@ -24,7 +24,7 @@ packages=$PWD/build/packages
 rm -rf "$packages"
 mkdir -p "$packages"
 
-build package
+build package tervalon_manual_pages
 (cd build/package && cpack -B "$packages" >/dev/null)
 rm -rf "$packages/_CPack_Packages"
 lintian --fail-on error "$packages"/*.deb

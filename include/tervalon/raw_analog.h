@@ -23,7 +23,8 @@ typedef struct RawAnalogDescriptor {
   uint8_t bytes[RAW_ANALOG_DESCRIPTOR_SIZE];
 } RawAnalogDescriptor;
 
-// Creates "_ANALOGS.INF" afresh with `count` descriptors. A file already there is replaced.
+// Creates "_ANALOGS.INF" afresh with `count` descriptors. A file already there is replaced; what
+// others have changed meanwhile is kept as by RawCreateFunctions.
 // Returns RAW_OK; RAW_BAD_ARGUMENT for a negative count or missing descriptors; a member-file
 // error.
 TERVALON_API int32_t TERVALON_CALL RawCreateAnalogInf(int32_t handle, int16_t count,

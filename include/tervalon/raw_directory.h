@@ -32,7 +32,7 @@ enum {
   RAW_MEMBER_NOT_OPEN = 4006,
   RAW_NO_MEMORY_FOR_MEMBER = 4007,
   RAW_PATH_NOT_BUILT = 4008,  // also: analog data are asked of a provider and there is none
-  RAW_LOCK_FAILED = 4009,
+  RAW_LOCK_FAILED = 4009,     // another program changes it for too long, or acquires into it
   RAW_MEMBER_NOT_OPENED = 4010,
   RAW_MEMBER_NOT_CLOSED = 4011,
   RAW_SHORT_WRITE = 4012,
@@ -64,7 +64,11 @@ TERVALON_API int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* h
 // with RawFileErase, whose error is returned.
 // Returns RAW_OK; RAW_NO_FREE_HANDLE, before anything is erased; RAW_DIRECTORY_NOT_CREATED, in
 // which case the handle stays allocated and the caller closes it (-1 for a path that is NULL or too
-// long: nothing to close). With any other result, too, the handle is -1.
+// long: nothing to close); RAW_LOCK_FAILED while another handle, in whatever program, has the
+// directory from RawCreateOpen: nothing is erased then; RAW_DIRECTORY_NOT_REMOVED for a link, which
+// is not followed. Until the handle is closed nobody else can create, erase or repair the
+// directory. With any other result, too, the handle is -1. The name counts as it is given, also
+// where readers find one in another case.
 TERVALON_API int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* handle);
 
 // Ends reading of functions 1..31 (acquired data), ignoring their results, then releases the
@@ -86,8 +90,9 @@ TERVALON_API int32_t TERVALON_CALL RawFileExists(const char* directory);
 
 // Deletes every plain file directly inside the directory, then the directory. Sub-directories are
 // left and make the removal fail.
-// Returns RAW_OK; RAW_DIRECTORY_VANISHED when it is not an existing directory; RAW_FILE_NOT_DELETED
-// (stops there); RAW_DIRECTORY_NOT_REMOVED.
+// Returns RAW_OK; RAW_DIRECTORY_VANISHED when there is no directory of exactly that name;
+// RAW_LOCK_FAILED while a program acquires into it; RAW_FILE_NOT_DELETED (stops there);
+// RAW_DIRECTORY_NOT_REMOVED, also for a link, which is not followed.
 TERVALON_API int32_t TERVALON_CALL RawFileErase(const char* directory);
 
 // --- What a crash or another program has left

@@ -101,7 +101,10 @@ TERVALON_API int32_t TERVALON_CALL RawGetFuncChannel(const RawFunctionRecord* re
                                                      float* daughter_mass);
 
 // Creates "_FUNCTNS.INF" afresh with `count` (0..32) records. A table already there is replaced.
-// Returns RAW_OK; RAW_BAD_ARGUMENT for a count out of range; a member-file error.
+// When others have changed it since all of it was read or written through this handle, the records
+// that the caller has not changed stay as the others left them, and with an unchanged count those
+// that they added stay. Returns RAW_OK; RAW_BAD_ARGUMENT for a count out of range; RAW_LOCK_FAILED;
+// a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawCreateFunctions(int32_t handle, int16_t count,
                                                       const RawFunctionRecord* records);
 

@@ -41,8 +41,10 @@ typedef struct RawHeader {
 #define RAW_HEADER_TAG_COUNT 97
 
 // Writes "_HEADER.TXT" from both records, in place of an old one once it is complete. Line ends
-// inside texts become spaces. Returns RAW_OK, RAW_BAD_ARGUMENT for a missing record, or a
-// member-file error.
+// inside texts become spaces. When others have changed the file since both records were read or
+// written through this handle, the lines that the caller has not changed stay as the others left
+// them. Returns RAW_LOCK_FAILED when another program changes it for too long, else RAW_OK,
+// RAW_BAD_ARGUMENT for a missing record, or a member-file error.
 TERVALON_API int32_t TERVALON_CALL RawCreateHeader(int32_t handle, const RawHeader* header,
                                                    const RawCalibration* calibration);
 

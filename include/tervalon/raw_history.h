@@ -104,7 +104,11 @@ TERVALON_API int32_t TERVALON_CALL RawReadProcInfo(int32_t handle, RawHistoryHea
 
 // Writes the history in place of the old one once it is complete: the header and, with `entries`,
 // elements 0 to highest_index (at most 256). A NULL header returns RAW_OK and writes nothing.
-// Returns RAW_OK or a member-file error.
+// When others have changed the file since the entries were read or written through this handle, the
+// caller's additions, deletions and changes of entries are made in what the others left; an
+// addition may then get another index, which the next reading shows. Without `entries` nothing is
+// merged. Returns RAW_OK; RAW_HISTORY_FULL when both together are too many; RAW_LOCK_FAILED; a
+// member-file error. With an error the file is as it was.
 TERVALON_API int32_t TERVALON_CALL RawHistUpdateInfo(int32_t handle, const RawHistoryHeader* header,
                                                      const RawHistoryEntry* entries);
 

@@ -322,7 +322,7 @@ Cause RepairFile(int32_t type, const std::string& path, Condition* condition) {
   if (!mendable()) return condition->cause;
   if (!Mend(file.get(), *condition)) return kFileWrite;
   findings.push_back("mended; " + Count(condition->header.stored, "record", "records") +
-                     ". The file as it was is " + copy);
+                     ". The file as it was is " + copy.substr(copy.find_last_of("\\/") + 1));
   condition->findings = std::move(findings);
   return kSuccess;
 }

@@ -30,8 +30,8 @@ rm -rf "$packages/_CPack_Packages"
 lintian --fail-on error "$packages"/*.deb
 
 # An archive is one folder, which works wherever it is.
-stage() { # PRESET NAME
-  build "$1"
+stage() { # PRESET NAME TARGET...
+  build "$1" "${@:3}"
   cmake --install "build/$1" --prefix "$packages/$2" --strip >/dev/null
   cp CHANGELOG.md "$packages/$2/"
   cp -R examples "$packages/$2/"
@@ -43,7 +43,7 @@ seal() { # NAME ARCHIVE COMMAND...
 }
 
 name=tervalon-$version-linux-$(uname -m)
-stage release "$name"
+stage release "$name" tervalon_manual_pages
 cp README.md "$packages/$name/"
 seal "$name" tar --sort=name --owner=0 --group=0 --numeric-owner -czf "$name.tar.gz" "$name"
 

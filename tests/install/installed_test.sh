@@ -30,6 +30,15 @@ mv "$work/first" "$prefix"
 find "$prefix" \( -name '*.cmake' -o -name '*.pc' \) -exec grep -l -e "$build" -e "$source" {} + &&
   fail "^ names the build tree"
 
+if [ -d "$build/manual" ]; then
+  for page in tervalon tervalon-chrom; do
+    [ -s "$prefix/share/man/man1/$page.1.gz" ] || fail "no manual page $page"
+  done
+  for shell in bash-completion zsh fish; do
+    [ -n "$(find "$prefix/share/$shell" -type f -name '*tervalon*')" ] || fail "no completion: $shell"
+  done
+fi
+
 # ---- Building against it -------------------------------------------------------------------------
 
 # Only what is installed here; elsewhere a Windows build would find the host's libraries.

@@ -75,11 +75,9 @@ static int32_t Open(const char* directory) {
 }
 
 static void DrawPlot(HDC dc, const Plot* plot, TvRect area, const char* x_title, int32_t mode) {
-  TEXTMETRICA text;
   TvRect margins;
-  GetTextMetricsA(dc, &text);
-  AxsGetBorder(dc, &margins, x_title, NULL, 0);
-  margins.top += text.tmHeight;
+  const int32_t line = AxsGetBorder(dc, &margins, x_title, NULL, 0);
+  margins.top += line; /* for the title */
   AxsSize(plot->axes, &area, &margins);
   float highest = 0;
   for (int32_t i = 0; i < plot->count; ++i) {

@@ -28,7 +28,6 @@ static HWND WaitForWindow(const char* window_class) {
 static int Photograph(HWND window, const char* path, int drawn[2]) {
   RECT area;
   RedrawWindow(window, NULL, NULL, RDW_INVALIDATE | RDW_ERASE | RDW_UPDATENOW);
-  SendMessageA(window, WM_NULL, 0, 0); /* answered after what came before */
   GetClientRect(window, &area);
   const BITMAPINFO info = {.bmiHeader = {.biSize = sizeof(BITMAPINFOHEADER),
                                          .biWidth = area.right,
@@ -41,11 +40,17 @@ static int Photograph(HWND window, const char* path, int drawn[2]) {
   HBITMAP bitmap = CreateDIBSection(source, &info, DIB_RGB_COLORS, (void**)&pixels, NULL, 0);
   if (bitmap == NULL) return 0;
   SelectObject(copy, bitmap);
-  BitBlt(copy, 0, 0, area.right, area.bottom, source, 0, 0, SRCCOPY);
-  GdiFlush();
+  /* Another process paints when it comes to it: until two pictures are the same. */
   drawn[0] = drawn[1] = 0;
-  for (int32_t i = 0; i < area.right * area.bottom; ++i) {
-    drawn[i >= area.right * (area.bottom / 2)] += (pixels[i] & 0xFFFFFF) != 0xFFFFFF;
+  for (int tries = 0, before = -1; tries < 50; ++tries, Sleep(300)) {
+    BitBlt(copy, 0, 0, area.right, area.bottom, source, 0, 0, SRCCOPY);
+    GdiFlush();
+    drawn[0] = drawn[1] = 0;
+    for (int32_t i = 0; i < area.right * area.bottom; ++i) {
+      drawn[i >= area.right * (area.bottom / 2)] += (pixels[i] & 0xFFFFFF) != 0xFFFFFF;
+    }
+    if (drawn[0] > 0 && drawn[1] > 0 && drawn[0] + drawn[1] == before) break;
+    before = drawn[0] + drawn[1];
   }
   const uint32_t bytes = 4u * (uint32_t)area.right * (uint32_t)area.bottom;
   const uint32_t offset = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);

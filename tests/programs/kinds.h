@@ -19,6 +19,12 @@ Kind SystemListKind();
 Kind UpdatedRecordsKind();
 Kind MovedRecordsKind();
 
+// Of a raw data directory.
+Kind RawHeaderKind();
+Kind FunctionTableKind();
+Kind AnalogDescriptorsKind();
+Kind HistoryKind();
+
 }  // namespace tervalon::testing
 
 #endif  // TESTS_PROGRAMS_KINDS_H_

@@ -6,8 +6,9 @@ namespace tervalon::testing {
 namespace {
 
 std::vector<Kind> AllKinds() {
-  return {ReplacedFileKind(), SettingsKind(), SystemListKind(), UpdatedRecordsKind(),
-          MovedRecordsKind()};
+  return {ReplacedFileKind(),   SettingsKind(),          SystemListKind(),
+          UpdatedRecordsKind(), MovedRecordsKind(),      RawHeaderKind(),
+          FunctionTableKind(),  AnalogDescriptorsKind(), HistoryKind()};
 }
 
 class ProgramsTest : public ::testing::TestWithParam<Kind> {};

@@ -135,6 +135,23 @@ TEST_F(BadInput, ScansThatCannotBeReadAreNotNone) {
   EXPECT_EQ(functions[2]["scans"], 20);
 }
 
+TEST_F(BadInput, DamageIsFoundAndMended) {
+  EXPECT_EQ(Json({"check", "run.raw"})["sound"], true);
+  auto index = ReadFile(Member("_FUNC001.IDX"));
+  index.resize(index.size() - 7);
+  WriteFile(Member("_FUNC001.IDX"), index);
+  const ProcessResult damaged = Run({"check", "run.raw", "--json"});
+  EXPECT_EQ(damaged.status, 1);
+  EXPECT_EQ(damaged.err, "");
+  EXPECT_THAT(damaged.out, HasSubstr("_FUNC001.IDX"));
+  EXPECT_EQ(ReadFile(Member("_FUNC001.IDX")), index);
+  EXPECT_THAT(Output({"check", "run.raw", "--repair"}), HasSubstr("_FUNC001.IDX"));
+  EXPECT_EQ(ReadFile(Member("_FUNC001.IDX.BAK")), index);
+  EXPECT_EQ(Json({"check", "run.raw"})["sound"], true);
+  EXPECT_EQ(Json({"info", "run.raw"})["functions"][0]["scans"], 19);
+  ExpectFailure({"check", "absent.raw"}, 1, "absent.raw: no such directory");
+}
+
 TEST_F(BadInput, AnUnstorableDataTypeIsRefused) {
   auto table = ReadFile(Member("_FUNCTNS.INF"));
   table[1] = static_cast<uint8_t>(5 << 2);

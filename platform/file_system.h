@@ -91,8 +91,7 @@ class FileSystem {
   // Returns nullptr on failure. Then `*absent` tells whether nothing is there under that name: only
   // in that case may a caller go on as with an empty file. kCreate and kCreateNew take the name as
   // it is given; the other modes look it up by `spelling`.
-  virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode,
-                                     bool* absent = nullptr,
+  virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode, bool* absent = nullptr,
                                      Spelling spelling = Spelling::kAnyCase) = 0;
 
   // Opens the file for one user in all programs at a time, until it is closed or the process ends,

@@ -139,6 +139,11 @@ std::string Portable(std::string native) {
   return native;
 }
 
+std::string Join(std::string directory, const std::string& name) {
+  if (!directory.ends_with('/')) directory += '/';
+  return directory.append(name);
+}
+
 std::string ParentOf(const std::string& native) {
   const size_t slash = native.rfind('/');
   if (slash == std::string::npos) return ".";
@@ -352,10 +357,10 @@ class LinuxFileSystem : public FileSystem {
       if (length < 0) {
         real = RealPath(ParentOf(native));
         const std::string name = native.substr(native.rfind('/') + 1);
-        return Portable(real.empty() ? native : real + (real == "/" ? "" : "/") + name);
+        return Portable(real.empty() ? native : Join(std::move(real), name));
       }
       const std::string to(link, static_cast<size_t>(length));
-      native = to.starts_with('/') ? to : ParentOf(native) + "/" + to;
+      native = to.starts_with('/') ? to : Join(ParentOf(native), to);
     }
     return {};
   }

@@ -311,10 +311,9 @@ class Win32FileSystem : public FileSystem {
   bool Touch(const std::string& path) override {
     if (!Nameable(path)) return false;
     // Backup semantics open directories too.
-    const Handle handle(CreateFileW(Wide(path).c_str(), FILE_WRITE_ATTRIBUTES, kShareAll, nullptr,
-                                    OPEN_EXISTING,
-                                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
-                                    nullptr));
+    const Handle handle(
+        CreateFileW(Wide(path).c_str(), FILE_WRITE_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     FILETIME now;
     GetSystemTimeAsFileTime(&now);
     return handle.valid() && SetFileTime(handle.get(), nullptr, &now, &now);

@@ -23,12 +23,12 @@ namespace fs = std::filesystem;
 constexpr uint32_t kShare = 4;          // of the changes: processes take their time there
 constexpr int kKills = 4;               // of each kind
 constexpr uint32_t kLongestLife = 600;  // milliseconds between two of them
-constexpr std::chrono::milliseconds kReadersPause{1};
+constexpr std::chrono::microseconds kReadersPause{1000};
 #else
 constexpr int kKills = 25;
 constexpr uint32_t kShare = 1;
 constexpr uint32_t kLongestLife = 60;
-constexpr std::chrono::milliseconds kReadersPause{0};
+constexpr std::chrono::microseconds kReadersPause{200};
 #endif
 
 constexpr char kProgramArgument[] = "--program";
@@ -64,7 +64,7 @@ void ReadUntilDone(const Kind& kind, const std::string& notes_directory, int num
   for (bool done = false; !done;) {
     done = fs::exists(fs::path(notes_directory) / kDoneName);
     answers += reader->Check(random);
-    // Some systems do not replace a file while anybody has it open.
+    // Some systems do not replace a file while anybody has it open, and writers need processors.
     std::this_thread::sleep_for(kReadersPause);
   }
   std::ofstream(CountPath(notes_directory, number)) << answers << "\n";
@@ -161,8 +161,9 @@ class Programs {
       return std::count_if(changes.begin(), changes.end(),
                            [=](const Change& change) { return change.outcome == outcome; });
     };
-    // A machine that is busy enough makes any wait too long, but not often.
-    EXPECT_LE(count(Outcome::kRefused) * 20, std::ssize(changes));
+    // A disk that takes seconds to force a file makes waits too long; then the changes are refused,
+    // and have to be as if they were not asked for.
+    EXPECT_LE(count(Outcome::kRefused) * 2, std::ssize(changes));
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - started_;
     std::cout << kind_.name << ": " << kWriters << " writers, " << count(Outcome::kStored)
               << " changes stored, " << count(Outcome::kRefused) << " refused, "

@@ -133,9 +133,9 @@ Cause InspectRecords(File* file, Condition* condition) {
   if (place < told) {
     condition->Damage("the header counts " + Count(told, "record", "records") + ", there are " +
                       std::to_string(place));
-    if (place == whole && rest > 1) {
+    if (rest > 0 && !ReadWhole(file, header.OffsetOf(place), &mark, 1)) return kFileRead;
+    if (place == whole && rest > 1 && mark != kEndMark) {
       condition->Find("  behind them, " + Count(rest, "byte", "bytes") + " of one that is cut off");
-      if (!ReadWhole(file, header.OffsetOf(place), &mark, 1)) return kFileRead;
       if (mark != kLiveMark && mark != kDeletedMark) condition->wrong_marks.push_back(place);
       ++place;
     }

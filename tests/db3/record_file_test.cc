@@ -141,6 +141,9 @@ TEST_F(RecordFileTest, WorksOnWhatIsThereNow) {
   EXPECT_EQ(Update(file_.get(), 2, NumberedText(4)), kSuccess);
   EXPECT_EQ(RecordsOf(file_.get()), (std::vector{NumberedText(1), NumberedText(4)}));
 
+#if defined(_WIN32) // no file that somebody has open is replaced
+  EXPECT_EQ(RecordFile::Create(path_, kSmallFields), kFileCreation);
+#else
   std::unique_ptr<RecordFile> other;
   ASSERT_EQ(RecordFile::Create(path_, kSmallFields), kSuccess);
   ASSERT_EQ(RecordFile::Open(path_, &other), kSuccess);
@@ -151,6 +154,7 @@ TEST_F(RecordFileTest, WorksOnWhatIsThereNow) {
   ASSERT_EQ(other->Close(), kSuccess);
   ASSERT_EQ(RecordFile::Create(path_, std::span(kSmallFields).first(2)), kSuccess);
   EXPECT_EQ(Append(file_.get(), NumberedText(7)), kRecordStructure);
+#endif
   // Only here no user stands in the way where open files cannot be removed.
   ASSERT_EQ(file_->Close(), kSuccess);
   ASSERT_TRUE(platform::Files().Remove(path_));

@@ -129,7 +129,7 @@ TEST_F(BadInput, ScansThatCannotBeReadAreNotNone) {
   std::filesystem::create_directory(NativePath("run.raw\\_FUNC002.DAT"));
   const ProcessResult info = Run({"info", "run.raw", "--json"});
   EXPECT_EQ(info.status, 0);
-  EXPECT_THAT(info.err, HasSubstr("_FUNC002.DAT: cannot be opened\n"));
+  EXPECT_THAT(info.err, HasSubstr("_FUNC002.DAT: cannot be opened"));
   const nlohmann::json functions = nlohmann::json::parse(info.out)["functions"];
   EXPECT_EQ(functions[1]["scans"], nullptr);
   EXPECT_EQ(functions[2]["scans"], 20);

@@ -130,7 +130,7 @@ TEST_F(Manual, IsTakenByShellsAndReaders) {
                            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tervalon; "
                            "echo \"${COMPREPLY[*]}\"'");
   };
-  EXPECT_EQ(bash("ch"), "chrom\n");
+  EXPECT_EQ(bash("chr"), "chrom\n");
   EXPECT_EQ(bash("db li"), "list\n");
   EXPECT_EQ(bash("db list --f"), "--fields\n");
   EXPECT_EQ(bash("plot x.raw -o --"), "\n");  // a file's name

@@ -81,7 +81,7 @@ HeaderStart RecordHeader::StartWith(const HeaderDate& date, uint32_t count) cons
 }
 
 bool RecordHeader::Follow(const HeaderStart& start) {
-  const auto same = [&](size_t begin, size_t end) {
+  const auto same = [&](ptrdiff_t begin, ptrdiff_t end) {
     return std::equal(start.begin() + begin, start.begin() + end, bytes.begin() + begin);
   };
   const uint32_t count = Load<uint32_t>(&start[kCountOffset]);

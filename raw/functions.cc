@@ -126,8 +126,9 @@ extern "C" int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t functio
     if (error != RAW_OK) return error;
     if (content.absent) return RAW_MEMBER_NOT_OPENED;
     MemberParts table = SplitTable(content.bytes);
-    const auto last = static_cast<int32_t>(function == 0 ? table.size() : function);
-    if (last > static_cast<int32_t>(table.size())) return RAW_BAD_ARGUMENT;
+    const auto count = static_cast<int32_t>(table.size());
+    const int32_t last = function == 0 ? count : function;
+    if (last > count) return RAW_BAD_ARGUMENT;
     const int32_t first = function == 0 ? 1 : function;
     for (int32_t number = first; number <= last; ++number) {
       RawFunctionRecord& record = records[number - first];

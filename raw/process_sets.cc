@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "appsvc/export_guard.h"
@@ -73,7 +74,8 @@ struct Agreement {
   bool ascending = true;  // the masses grow
   bool own = false;       // it is the function's type
 
-  auto operator<=>(const Agreement&) const = default;
+  auto Values() const { return std::tie(totals, in_range, ascending, own); }
+  bool operator>(const Agreement& other) const { return Values() > other.Values(); }
 };
 
 // Returns RAW_OK or RAW_SEEK_FAILED.

@@ -77,8 +77,8 @@ mapfile -t headers < <(i686-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 |
   sed -n '/^#include </,/^End/s/^ /-isystem/p')
 printf '%s\n' platform/win32/*.cc tools/win32/*.cc |
   xargs -P "$(nproc)" -I{} clang-tidy --quiet {} -- -std=c++20 --target=i686-w64-windows-gnu \
-    -nostdinc++ "${headers[@]}" -I. -Iinclude -DTERVALON_BUILD -DWIN32_LEAN_AND_MEAN -DNOMINMAX \
-    -D_WIN32_WINNT=0x0501 2> >(grep -v "warnings generated" >&2)
+    -nostdinc++ "${headers[@]}" -I. -Iinclude -DTERVALON_BUILD -DTERVALON_PLAIN_TYPES \
+    -DWIN32_LEAN_AND_MEAN -DNOMINMAX -D_WIN32_WINNT=0x0501 2> >(grep -v "warnings generated" >&2)
 
 run_tests asan
 configure_and_build windows-i686

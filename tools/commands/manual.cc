@@ -419,7 +419,7 @@ std::string HelpOf(const CLI::App& program, const std::vector<std::string>& name
   const CLI::App* command = &program;
   std::string path;
   for (const std::string& name : names) {
-    path += (path.empty() ? "" : " ") + command->get_name();
+    path.append(path.empty() ? "" : " ").append(command->get_name());
     const auto subs = command->get_subcommands([](const CLI::App*) { return true; });
     const auto found = std::ranges::find(subs, name, &CLI::App::get_name);
     if (found == subs.end()) {

@@ -61,6 +61,7 @@ std::vector<std::string> Arguments(int argc, char** argv) {
   wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
   if (words == nullptr) return {argv, argv + argc};
   std::vector<std::string> arguments;
+  arguments.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i) arguments.push_back(Narrow(words[i], CP_UTF8, nullptr));
   LocalFree(words);
   return arguments;

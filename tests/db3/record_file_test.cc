@@ -141,7 +141,7 @@ TEST_F(RecordFileTest, WorksOnWhatIsThereNow) {
   EXPECT_EQ(Update(file_.get(), 2, NumberedText(4)), kSuccess);
   EXPECT_EQ(RecordsOf(file_.get()), (std::vector{NumberedText(1), NumberedText(4)}));
 
-#if defined(_WIN32) // no file that somebody has open is replaced
+#if defined(_WIN32)  // no file that somebody has open is replaced
   EXPECT_EQ(RecordFile::Create(path_, kSmallFields), kFileDeletion);
 #else
   std::unique_ptr<RecordFile> other;

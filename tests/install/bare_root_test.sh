@@ -23,25 +23,25 @@ root=$2 packages=$3
 . "$project/scripts/debian_root.sh"
 log=$packages/bare_root.log
 make_debian_root amd64 "$root" >"$log" 2>&1 || fail "no bare Debian: $log"
-mkdir -p "$root/work"
-cp "$packages"/*.deb "$root/work/"
-cp -R "$project/examples" "$root/work/"
+mkdir -p "$root/trial"
+cp "$packages"/*.deb "$root/trial/"
+cp -R "$project/examples" "$root/trial/"
 # The C program and the CMake file as the page has them.
 page=$project/docs/getting_started_linux.md
-sed -n '/^## In C/,/^`tervalon/s/^    //p' "$page" >"$root/work/prog.c"
-mkdir "$root/work/project"
-sed -n '/^## With CMake/,/^`-D/s/^    //p' "$page" >"$root/work/project/CMakeLists.txt"
-cp "$root/work/prog.c" "$root/work/project/prog.cc"
+sed -n '/^## In C/,/^`tervalon/s/^    //p' "$page" >"$root/trial/prog.c"
+mkdir "$root/trial/project"
+sed -n '/^## With CMake/,/^`-D/s/^    //p' "$page" >"$root/trial/project/CMakeLists.txt"
+cp "$root/trial/prog.c" "$root/trial/project/prog.cc"
 
 inside() {
   env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C DEBIAN_FRONTEND=noninteractive \
-    chroot "$root" sh -ec "cd /work; $1" </dev/null
+    chroot "$root" sh -ec "cd /trial; $1" </dev/null
 }
 install() {
   inside "apt-get -q -y --no-install-recommends install $1" >>"$log" 2>&1 || fail "installing: $log"
 }
 files() {
-  inside "find / -xdev \( -path /proc -o -path /dev -o -path /work -o -path /var \) -prune \
+  inside "find / -xdev \( -path /proc -o -path /dev -o -path /trial -o -path /var \) -prune \
     -o -print" | sort
 }
 
@@ -50,7 +50,7 @@ files >"$packages/before"
 install "./libtervalon1_*.deb ./tervalon_*.deb"
 inside "tervalon --version; tervalon simulate DEMO.RAW; tervalon info DEMO.RAW" >/dev/null ||
   fail "the program does not run"
-inside "tervalon plot DEMO.RAW -o /work/picture.png" >/dev/null || fail "no picture"
+inside "tervalon plot DEMO.RAW -o /trial/picture.png" >/dev/null || fail "no picture"
 inside "dpkg --purge tervalon libtervalon1" >/dev/null
 files >"$packages/after"
 diff "$packages/before" "$packages/after" || fail "^ left behind by the packages, or taken away"
@@ -63,7 +63,7 @@ inside 'cmake -S project -B build >/dev/null; cmake --build build >/dev/null; bu
 inside 'cc examples/c/read_raw.c $(pkg-config --cflags --libs tervalon) -o read; ./read DEMO.RAW' |
   grep -q 'highest at 4.67 min' || fail "the example"
 inside "dpkg --purge libtervalon-dev libtervalon1" >/dev/null
-inside "find / -xdev -path /work -prune -o -name '*tervalon*' -print" | grep -v '^/proc' &&
+inside "find / -xdev -path /trial -prune -o -name '*tervalon*' -print" | grep -v '^/proc' &&
   fail "^ left behind"
 rm -f "$packages"/{before,after} "$log"
 echo "installed, run and removed in a bare Debian"

@@ -3,7 +3,7 @@
 # Installs what is missing. Stops at the first failure.
 #
 #   scripts/test.sh         in less than 20 minutes on two cores; of 64-bit Windows what depends on it
-#   scripts/test.sh --all   in less than 45: also clang-tidy over the tests, all tests on 64-bit
+#   scripts/test.sh --all   in less than 45: also clang-tidy over the tests, more tests on 64-bit
 #                           Windows, longer runs of programs that share files, the manual, and the
 #                           packages, which are installed in a bare Debian
 #
@@ -87,7 +87,10 @@ configure_and_build windows-i686
 # What the size of a pointer, another calling convention and another Wine can change.
 targets=(--target tervalon tervalon_static tervalon_tool abi_client platform_test plot_test)
 tests=(-R '^(abi|installed|platform_test|plot_test)')
-if [ -n "$all" ]; then targets=() tests=(); fi
+if [ -n "$all" ]; then
+  # Without the tests that start many programs, for which this Wine now and then waits for ever.
+  targets=() tests=(-R '^(abi|installed|appsvc|db3|numerics|platform|plot|settings)')
+fi
 configure_and_build windows-x86_64 "${targets[@]}"
 configure_and_build release
 

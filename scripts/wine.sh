@@ -196,7 +196,8 @@ ensure_session() {
   exec 9>"$cache/lock"
   flock 9
   kind=$(wine_kind) || return 1
-  session_lives || start_session || return 1
+  # Again, where the display went with another that just ended.
+  session_lives || start_session || start_session || return 1
   exec 9>&-
 }
 

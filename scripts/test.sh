@@ -103,7 +103,7 @@ if [ $status = 0 ]; then
   run_tests windows-i686
   run_tests windows-x86_64 "${tests[@]}"
   if [ -n "$all" ]; then
-    export TERVALON_PROGRAMS_TIMES=6 # of what programs do to files that they share
+    export TERVALON_PROGRAMS_TIMES=4 # of what programs do to files that they share
     run_tests release -R programs_test
     run_tests windows-i686 -R programs_test
   fi

@@ -423,8 +423,9 @@ std::string HelpOf(const CLI::App& program, const std::vector<std::string>& name
     const auto subs = command->get_subcommands([](const CLI::App*) { return true; });
     const auto found = std::ranges::find(subs, name, &CLI::App::get_name);
     if (found == subs.end()) {
-      throw WrongUsage("no command '" + name + "'" + Suggestion(*command, name) + " ('" + path +
-                       " --help' lists them)");
+      std::string message = "no command '" + name + "'";
+      message.append(Suggestion(*command, name)).append(" ('").append(path);
+      throw WrongUsage(message.append(" --help' lists them)"));
     }
     command = *found;
   }

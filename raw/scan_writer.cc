@@ -228,7 +228,10 @@ int32_t ScanWriter::PackPoints(const NewScan& scan, IndexRecord* record) {
 int32_t ForceToDisk(int32_t handle, const ScanFiles& files) {
   for (const int32_t code : {files.data_code, files.index_code}) {
     std::unique_ptr<File> file;
-    const int32_t error = OpenForWriting(handle, code, files.number, false, &file);
+    bool absent = false;
+    int32_t error = OpenForReading(handle, code, files.number, &file, &absent);
+    if (absent) continue;  // nothing has been stored
+    if (error == RAW_OK) error = OpenForWriting(handle, code, files.number, false, &file);
     if (error != RAW_OK) return error;
     if (!file->Sync()) return RAW_SHORT_WRITE;
   }

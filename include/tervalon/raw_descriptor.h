@@ -95,8 +95,8 @@ TERVALON_API int32_t TERVALON_CALL DmRawRead(DmRawDescriptor* descriptor, int32_
 TERVALON_API int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_t first,
                                               int32_t count, void* const* items);
 
-// With `save`, forces the descriptor's processed data set, which is complete now, to the disk (there
-// may be nothing of it yet) and records it in the directory's processing history: an entry
+// With `save`, forces the descriptor's processed data set, which is complete now, to the disk
+// (there may be nothing of it yet) and records it in the directory's processing history: an entry
 // "_PROCnnn" at the top level of its function's tree, of type RAW_STEP_MODIFY, that its maker may
 // fill in; or the present time in the entry that is there. Returns 0, a Raw error code, or -1.
 TERVALON_API int32_t TERVALON_CALL DmRawSaveProcess(const DmRawDescriptor* descriptor,

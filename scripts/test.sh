@@ -3,9 +3,9 @@
 # Installs what is missing. Stops at the first failure.
 #
 #   scripts/test.sh         in less than 20 minutes on two cores; of 64-bit Windows what depends on it
-#   scripts/test.sh --all   in less than 45: also clang-tidy over the tests, more tests on 64-bit
-#                           Windows, longer runs of programs that share files, the manual, and the
-#                           packages, which are installed in a bare Debian
+#   scripts/test.sh --all   in less than 45: also clang-tidy over program and tests, more tests on
+#                           64-bit Windows, longer runs of programs that share files, the manual,
+#                           and the packages, which are installed in a bare Debian
 #
 # TERVALON_TEST_DATA   a folder of acquisitions with the values expected of them; by default the one
 #                      beside the clone, where it is there. Tests that need it are skipped without.
@@ -69,8 +69,8 @@ git ls-files -z --cached --others --exclude-standard '*.cc' '*.h' '*.c' |
 configure_and_build asan
 step "clang-tidy"
 cmake --preset lint >/dev/null
-folders='appsvc|datamgr|db3|numerics|platform|plot|raw|settings|tools'
-[ -z "$all" ] || folders+='|tests'
+folders='appsvc|datamgr|db3|numerics|platform|plot|raw|settings'
+[ -z "$all" ] || folders+='|tools|tests'
 sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
   grep -E "^$PWD/($folders)/" |
   xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)

@@ -41,16 +41,21 @@ MemberParts SplitTable(const std::vector<uint8_t>& bytes) {
   return SplitRecords(bytes, kRecordSize);
 }
 
-// 0 when a file is missing or the data type is not stored.
-uint32_t CompleteScansOf(int32_t handle, int32_t function, const RawFunctionRecord& record) {
-  const DataType* type = FindDataType(DataTypeCode(record));
+// Sets 0 when a file is missing or the data type is not stored, and with an error.
+int32_t SetCompleteScans(int32_t handle, int32_t function, RawFunctionRecord* record) {
+  SetScanCount(record, 0);
+  const DataType* type = FindDataType(DataTypeCode(*record));
+  if (type == nullptr) return RAW_OK;
   std::unique_ptr<File> index;
   std::unique_ptr<File> data;
-  if (type == nullptr || OpenForReading(handle, kFunctionIndex, function, &index) != RAW_OK ||
-      OpenForReading(handle, kFunctionData, function, &data) != RAW_OK) {
-    return 0;
-  }
-  return CountCompleteScans(*index, *data, *type);
+  bool absent = false;
+  int32_t error = OpenForReading(handle, kFunctionIndex, function, &index, &absent);
+  if (error == RAW_OK) error = OpenForReading(handle, kFunctionData, function, &data, &absent);
+  if (absent) return RAW_OK;
+  uint32_t count = 0;
+  if (error == RAW_OK) error = CountCompleteScans(*index, *data, *type, &count);
+  SetScanCount(record, count);
+  return error;
 }
 
 int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
@@ -122,7 +127,7 @@ extern "C" int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t functio
     if (records == nullptr) return RAW_BAD_ARGUMENT;
     if (function < 0 || function > RAW_MAX_FUNCTIONS) return RAW_SLOT_OUT_OF_RANGE;
     MemberContent content;
-    const int32_t error = ReadMember(handle, kFunctionTable, kLargestTable, &content);
+    int32_t error = ReadMember(handle, kFunctionTable, kLargestTable, &content);
     if (error != RAW_OK) return error;
     if (content.absent) return RAW_MEMBER_NOT_OPENED;
     MemberParts table = SplitTable(content.bytes);
@@ -134,13 +139,14 @@ extern "C" int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t functio
       RawFunctionRecord& record = records[number - first];
       std::string& part = table[static_cast<size_t>(number - 1)];
       std::memcpy(record.bytes, part.data(), kRecordSize);
-      SetScanCount(&record, CompleteScansOf(handle, number, record));
+      const int32_t count_error = SetCompleteScans(handle, number, &record);
+      if (error == RAW_OK) error = count_error;
       std::memcpy(part.data(), record.bytes, kRecordSize);
     }
-    if (function != 0) return RAW_OK;
+    if (function != 0) return error;
     if (flags != nullptr) std::fill_n(flags, last, int16_t{0});
     RememberParts(handle, kFunctionTable, content, std::move(table));
-    return RAW_OK;
+    return error;
   });
 }
 

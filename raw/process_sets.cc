@@ -187,7 +187,10 @@ extern "C" int32_t TERVALON_CALL RawReadProcFunction(int32_t handle, int16_t pro
     if (error != RAW_OK) return error;
     if (code < 0) return RAW_BAD_ARGUMENT;
     SetDataType(&made, code);
-    SetScanCount(&made, CountCompleteScans(*sample.index, *sample.data, *FindDataType(code)));
+    uint32_t scans = 0;
+    error = CountCompleteScans(*sample.index, *sample.data, *FindDataType(code), &scans);
+    if (error != RAW_OK) return error;
+    SetScanCount(&made, scans);
     *function = source;
     *record = made;
     return RAW_OK;

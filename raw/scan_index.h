@@ -44,14 +44,6 @@ struct IndexRecord {
 int32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type,
                            uint32_t* count);
 
-// The same where a file that cannot be read counts 0.
-inline uint32_t CountCompleteScans(platform::File& index, platform::File& data,
-                                   const DataType& type) {
-  uint32_t count = 0;
-  CountCompleteScans(index, data, type, &count);
-  return count;
-}
-
 // Reads index records through a cached run of them: long runs when the scans asked for follow each
 // other, short ones when they do not. The file may grow meanwhile; with `replaceable`, records may
 // be written over too.

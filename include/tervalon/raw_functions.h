@@ -122,7 +122,9 @@ TERVALON_API int32_t TERVALON_CALL RawAppendFunction(int32_t handle,
 // bytes 18..21 are replaced by the count of complete scans: scans whose data lie whole in the
 // function's ".DAT" file (a missing file counts 0). Works while the function is open too.
 // Returns RAW_OK or a member-file error (RAW_MEMBER_NOT_OPENED without a function table);
-// RAW_BAD_ARGUMENT when the table has no such record.
+// RAW_BAD_ARGUMENT when the table has no such record. When scans cannot be counted, because a file
+// is there and cannot be read, all records are stored, the count of those scans is 0 and the first
+// such error is the result.
 TERVALON_API int32_t TERVALON_CALL RawReadFuncInfo(int32_t handle, int16_t function,
                                                    RawFunctionRecord* records, int16_t* flags);
 

@@ -236,8 +236,13 @@ TEST_F(FunctionsTest, CountWithDamagedOrMissingFiles) {
     for (const int32_t nth : {1, 2}) {
       if (call == FileCall::kRead && nth == 2) continue;
       files.On(call).FailNth(nth);
-      EXPECT_EQ(RawReadFuncInfo(handle_, 1, &record_, nullptr), RAW_OK);
+      EXPECT_EQ(RawReadFuncInfo(handle_, 1, &record_, nullptr),
+                call == FileCall::kOpen ? RAW_MEMBER_NOT_OPENED : RAW_SEEK_FAILED);
       EXPECT_EQ(Get<uint32_t>(record_, 18), 0u);
+      int32_t scans = -1;
+      files.On(call).FailNth(nth);
+      EXPECT_NE(RawReadScanCount(handle_, 1, 0, &scans), RAW_OK);
+      EXPECT_EQ(scans, -1);
     }
   }
 }

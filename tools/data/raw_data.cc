@@ -111,7 +111,7 @@ void RawDirectory::ReadTables() {
   }
   CheckRaw(code, path_);
   std::vector<RawFunctionRecord> records(RAW_MAX_FUNCTIONS);
-  CheckRaw(RawReadFuncInfo(handle_, 0, records.data(), nullptr), MemberPath("_FUNCTNS.INF"));
+  CheckRaw(RawReadFuncInfo(handle_, 0, records.data(), nullptr), path_);
   records.resize(static_cast<size_t>(std::clamp<int>(count, 0, RAW_MAX_FUNCTIONS)));
   functions_ = std::move(records);
 }

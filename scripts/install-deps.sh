@@ -12,6 +12,7 @@ packages=(
   libcli11-dev nlohmann-json3-dev                       # the command-line program
   shapelib libshp-dev python3-dbf                       # tests and benchmarks of record files
   clang-format clang-tidy debootstrap                   # scripts/test.sh, scripts/wine.sh
+  cppcheck gcovr                                        # scripts/analyse.sh, scripts/coverage.sh
   lintian dpkg-dev zip doxygen mandoc zsh fish         # packages and manual
 )
 missing=()

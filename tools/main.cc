@@ -105,6 +105,7 @@ int RunProgram(std::vector<std::string> words) {
   tervalon::tools::AddInfoCommand(commands, action);
   tervalon::tools::AddSpectrumCommand(commands, action);
   tervalon::tools::AddChromCommand(commands, action);
+  tervalon::tools::AddExportCommand(commands, action);
   tervalon::tools::AddCheckCommand(commands, action);
   tervalon::tools::AddHistoryCommand(commands, action);
   tervalon::tools::AddPlotCommand(commands, action);

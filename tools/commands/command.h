@@ -20,6 +20,7 @@ using Action = std::function<void(Output&)>;
 void AddInfoCommand(Command program, Action& chosen);
 void AddSpectrumCommand(Command program, Action& chosen);
 void AddChromCommand(Command program, Action& chosen);
+void AddExportCommand(Command program, Action& chosen);
 void AddCheckCommand(Command program, Action& chosen);
 void AddHistoryCommand(Command program, Action& chosen);
 void AddPlotCommand(Command program, Action& chosen);

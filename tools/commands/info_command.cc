@@ -276,29 +276,6 @@ Section AnalogSection(const RawDirectory& directory, bool for_people) {
   return section;
 }
 
-// What the channels are called, where the directory says so.
-struct AnalogText {
-  std::string name;
-  std::string unit;
-};
-
-std::vector<AnalogText> AnalogTexts(const RawDirectory& directory) {
-  RawAnalogDescriptor descriptors[RAW_MAX_ANALOG_CHANNELS] = {};
-  int16_t count = RAW_MAX_ANALOG_CHANNELS;
-  if (RawReadAnalogInf(directory.handle(), &count, descriptors) != RAW_OK) {
-    return {};
-  }
-  std::vector<AnalogText> texts;
-  for (int i = 0; i < count; ++i) {
-    const auto* const begin = reinterpret_cast<const char*>(descriptors[i].bytes);
-    const auto* const end = begin + RAW_ANALOG_DESCRIPTOR_SIZE;
-    const auto* const unit = std::min(std::find(begin, end, '\0') + 1, end);
-    texts.push_back({Utf8FromLatin1(begin, static_cast<size_t>(end - begin)),
-                     Utf8FromLatin1(unit, static_cast<size_t>(end - unit))});
-  }
-  return texts;
-}
-
 Value AnalogTime(const RawDirectory& directory, int16_t channels, int32_t record) {
   float time = 0;
   const bool read = record > 0 && RawReadAnalogChrom(directory.handle(), 0, channels, record, 1,

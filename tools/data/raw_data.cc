@@ -1,6 +1,7 @@
 #include "tools/data/raw_data.h"
 
 #include <tervalon/application.h>
+#include <tervalon/raw_analog.h>
 #include <tervalon/raw_directory.h>
 #include <tervalon/settings.h>
 
@@ -74,6 +75,23 @@ void FailToFind(const std::string& path) {
                       : !std::filesystem::is_directory(status)
                           ? "not a raw data directory but a file"
                           : "cannot be read as a directory");
+}
+
+std::vector<AnalogText> AnalogTexts(const RawDirectory& directory) {
+  RawAnalogDescriptor descriptors[RAW_MAX_ANALOG_CHANNELS] = {};
+  int16_t count = RAW_MAX_ANALOG_CHANNELS;
+  if (RawReadAnalogInf(directory.handle(), &count, descriptors) != RAW_OK) {
+    return {};
+  }
+  std::vector<AnalogText> texts;
+  for (int i = 0; i < count; ++i) {
+    const auto* const begin = reinterpret_cast<const char*>(descriptors[i].bytes);
+    const auto* const end = begin + RAW_ANALOG_DESCRIPTOR_SIZE;
+    const auto* const unit = std::min(std::find(begin, end, '\0') + 1, end);
+    texts.push_back({Utf8FromLatin1(begin, static_cast<size_t>(end - begin)),
+                     Utf8FromLatin1(unit, static_cast<size_t>(end - unit))});
+  }
+  return texts;
 }
 
 RawDirectory::RawDirectory(std::string path) : path_(std::move(path)) {
@@ -242,24 +260,29 @@ RawScanHeader DataReader::ScanHeader(int32_t scan) const {
 }
 
 Spectrum DataReader::ReadSpectrum(int32_t scan) const {
-  Spectrum spectrum = {.header = ScanHeader(scan)};
+  Spectrum spectrum;
+  ReadSpectrum(scan, spectrum);
+  return spectrum;
+}
+
+void DataReader::ReadSpectrum(int32_t scan, Spectrum& spectrum) const {
+  spectrum.header = ScanHeader(scan);
   auto count = static_cast<int32_t>(spectrum.header.points & RAW_SCAN_POINTS_MASK);
   const auto wanted = static_cast<size_t>(count);
   spectrum.masses.resize(wanted);
   spectrum.intensities.resize(wanted);
-  std::vector<uint8_t> flags(wanted);
+  std::vector<uint8_t> flags(HasPointFlags(record_) ? wanted : 0);
   if (count > 0) {
     CheckScan(RawReadSpectrum(directory_.handle(), function_, process_, scan, 1, &count, nullptr,
-                              spectrum.masses.data(), spectrum.intensities.data(), flags.data(), 0),
+                              spectrum.masses.data(), spectrum.intensities.data(),
+                              flags.empty() ? nullptr : flags.data(), 0),
               scan);
   }
   const auto delivered = std::min(wanted, static_cast<size_t>(std::max(count, 0)));
   spectrum.masses.resize(delivered);
   spectrum.intensities.resize(delivered);
-  if (HasPointFlags(record_)) {
-    spectrum.flags.assign(flags.begin(), flags.begin() + static_cast<std::ptrdiff_t>(delivered));
-  }
-  return spectrum;
+  flags.resize(std::min(flags.size(), delivered));
+  spectrum.flags.assign(flags.begin(), flags.end());
 }
 
 Chromatogram DataReader::ReadIndexChromatogram(int16_t kind) const {

@@ -57,6 +57,13 @@ class RawDirectory {
   std::vector<RawFunctionRecord> functions_;
 };
 
+// What an analog channel is called, where the directory says so.
+struct AnalogText {
+  std::string name;
+  std::string unit;
+};
+std::vector<AnalogText> AnalogTexts(const RawDirectory& directory);
+
 // Throws a Failure that says why nothing can be opened as a directory under that name.
 [[noreturn]] void FailToFind(const std::string& path);
 
@@ -115,6 +122,8 @@ class DataReader {
   int32_t ScanAtTime(float minutes) const;
   RawScanHeader ScanHeader(int32_t scan) const;
   Spectrum ReadSpectrum(int32_t scan) const;
+  // The same into a spectrum whose memory is used again.
+  void ReadSpectrum(int32_t scan, Spectrum& spectrum) const;
 
   // All scans. Kind: RAW_CHROM_TOTAL_ION or RAW_CHROM_BASE_PEAK.
   Chromatogram ReadIndexChromatogram(int16_t kind) const;

@@ -10,7 +10,7 @@ packages=(
   libcairo2-dev pkg-config fonts-dejavu-core            # pictures on Linux
   googletest libbenchmark-dev                           # tests and benchmarks
   libcli11-dev nlohmann-json3-dev                       # the command-line program
-  zlib1g-dev libz-mingw-w64-dev                         # its export
+  zlib1g-dev libz-mingw-w64-dev libexpat1-dev           # its export and import
   shapelib libshp-dev python3-dbf                       # tests and benchmarks of record files
   clang-format clang-tidy debootstrap                   # scripts/test.sh, scripts/wine.sh
   cppcheck gcovr                                        # scripts/analyse.sh, scripts/coverage.sh

@@ -110,6 +110,7 @@ int RunProgram(std::vector<std::string> words) {
   tervalon::tools::AddHistoryCommand(commands, action);
   tervalon::tools::AddPlotCommand(commands, action);
   tervalon::tools::AddSettingsCommand(commands, action);
+  tervalon::tools::AddImportCommand(commands, action);
   tervalon::tools::AddSimulateCommand(commands, action);
   tervalon::tools::AddProjectCommand(commands, action);
   tervalon::tools::AddPathCommand(commands, action);

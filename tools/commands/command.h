@@ -25,6 +25,7 @@ void AddCheckCommand(Command program, Action& chosen);
 void AddHistoryCommand(Command program, Action& chosen);
 void AddPlotCommand(Command program, Action& chosen);
 void AddSettingsCommand(Command program, Action& chosen);
+void AddImportCommand(Command program, Action& chosen);
 void AddSimulateCommand(Command program, Action& chosen);
 void AddProjectCommand(Command program, Action& chosen);
 void AddPathCommand(Command program, Action& chosen);

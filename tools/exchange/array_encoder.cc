@@ -118,11 +118,14 @@ const CvTerm& ArrayEncoder::compression_term() const {
 
 size_t ArrayEncoder::Prepare(std::span<const float> values) {
   values_ = values;
+  // There are readers that fail to expand nothing to nothing.
+  used_ = values.empty() ? Compression::kNone : compression_;
+  if (values.empty()) return 0;
   if (used_ == Compression::kNone && values.size() > kKept) {
     return Base64Size(values.size() * ValueSize(packing_));
   }
   // Masses that lie evenly are the same in scan after scan.
-  if (content_ != ArrayContent::kAscending || !SameBits(values, kept_) || values.empty()) {
+  if (content_ != ArrayContent::kAscending || !SameBits(values, kept_)) {
     Compress(values);
     kept_.clear();
     if (content_ == ArrayContent::kAscending && values.size() <= kKept) {

@@ -74,7 +74,8 @@ const FunctionKind& KindOf(const RawFunctionRecord& record) {
 }
 
 bool IsProfile(const RawFunctionRecord& record) {
-  constexpr std::array kTypes = {RAW_DATA_CONTINUUM, RAW_DATA_MCA, RAW_DATA_MCB};
+  constexpr std::array kTypes = {RAW_DATA_CONTINUUM, RAW_DATA_MCA, RAW_DATA_MCB,
+                                 RAW_DATA_ENHANCED_MASS};
   return std::ranges::count(kTypes, DataType(record)) != 0;
 }
 

@@ -14,6 +14,7 @@ packages=(
   shapelib libshp-dev python3-dbf                       # tests and benchmarks of record files
   clang-format clang-tidy debootstrap                   # scripts/test.sh, scripts/wine.sh
   cppcheck gcovr                                        # scripts/analyse.sh, scripts/coverage.sh
+  clang libclang-rt-14-dev llvm                         # scripts/fuzz.sh
   lintian dpkg-dev zip doxygen mandoc zsh fish         # packages and manual
 )
 missing=()

@@ -17,6 +17,15 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
+# The Python package uses the library of its own package. Its files are those of the wheel.
+set(python_files ${PROJECT_BINARY_DIR}/python)
+add_custom_target(tervalon_python
+  COMMAND /usr/bin/python3 ${PROJECT_SOURCE_DIR}/python/install_files.py $<TARGET_FILE:tervalon>
+          ${python_files}
+  DEPENDS tervalon VERBATIM)
+install(DIRECTORY ${python_files}/ DESTINATION lib/python3/dist-packages COMPONENT python
+        EXCLUDE_FROM_ALL)
+
 # tervalon_package(COMPONENT NAME SECTION SUMMARY DESCRIPTION DEPENDS)
 macro(tervalon_package component name section summary description depends)
   string(TOUPPER ${component} upper)
@@ -48,6 +57,13 @@ tervalon_package(tools tervalon science
   "A command-line program that shows, plots and simulates raw data
 directories, settings and record databases."
   "${same_library}")
+tervalon_package(python python3-tervalon python
+  "mass-spectrometry data system (Python package)"
+  "Reads and writes raw data directories, record databases and settings of a
+mass-spectrometry data system from Python, with numpy's arrays."
+  "${same_library}, python3 (>= 3.9), python3-cffi-backend, python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-matplotlib, python3-pandas")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
 
 string(TIMESTAMP today "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH

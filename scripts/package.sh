@@ -24,7 +24,7 @@ packages=$PWD/build/packages
 rm -rf "$packages"
 mkdir -p "$packages"
 
-build package tervalon_manual_pages
+build package tervalon_manual_pages tervalon_python
 (cd build/package && cpack -B "$packages" >/dev/null)
 rm -rf "$packages/_CPack_Packages"
 lintian --fail-on error "$packages"/*.deb

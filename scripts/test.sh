@@ -114,6 +114,9 @@ else
   run_tests release
 fi
 
+step "Python"
+scripts/python_test.sh
+
 if [ -n "$all" ]; then
   step "manual"
   scripts/docs.sh

@@ -62,7 +62,11 @@ inside 'cmake -S project -B build >/dev/null; cmake --build build >/dev/null; bu
   grep -qx 'function 1: Standard centroid' || fail "the CMake program"
 inside 'cc examples/c/read_raw.c $(pkg-config --cflags --libs tervalon) -o read; ./read DEMO.RAW' |
   grep -q 'highest at 4.67 min' || fail "the example"
-inside "dpkg --purge libtervalon-dev libtervalon1" >/dev/null
+inside "dpkg --purge libtervalon-dev" >/dev/null
+install "./libtervalon1_*.deb ./python3-tervalon_*.deb"
+inside 'python3 -B -c "import tervalon; print(tervalon.open(\"DEMO.RAW\")[1].at_time(4.67))"' |
+  grep -qx '<Scan 141 at 4.6667 min, 63 points>' || fail "the Python package"
+inside "dpkg --purge python3-tervalon libtervalon1" >/dev/null
 inside "find / -xdev -path /trial -prune -o -name '*tervalon*' -print" | grep -v '^/proc' &&
   fail "^ left behind"
 rm -f "$packages"/{before,after} "$log"

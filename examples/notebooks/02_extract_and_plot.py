@@ -23,7 +23,7 @@ for trace in traces:
 points = function.points()
 times = np.repeat(function.scans["time"], np.diff(points.offsets))
 figure, axes = plt.subplots(figsize=(9, 5), layout="constrained")
-shown = points.intensity > tervalon.noise(points.intensity)
+shown = points.intensity > 4 * tervalon.noise(points.intensity)
 drawn = axes.scatter(times[shown], points.mz[shown], c=np.log10(points.intensity[shown]), s=4, cmap="viridis")
 axes.set(xlabel="min", ylabel="m/z")
 figure.colorbar(drawn, label="log10 counts")

@@ -13,7 +13,7 @@ source = tervalon.open("FIRST.RAW")
 function = source[1]
 
 # %% Every scan, with the counts of faint points taken away. It takes its place when it is complete.
-level = tervalon.noise(function.points().intensity)
+level = 10 * tervalon.noise(function.points().intensity)
 with tervalon.create("CLEAN.RAW", overwrite=True, header={"sample_id": "FIRST, above noise"}) as writer:
     clean = writer.add_function(like=function)
     for scan in function:
@@ -21,7 +21,7 @@ with tervalon.create("CLEAN.RAW", overwrite=True, header={"sample_id": "FIRST, a
         # These masses are calibrated already.
         clean.add(scan.time, scan.mz[strong], scan.intensity[strong], calibrated=True)
     minutes = np.linspace(0, 8, 481)
-    writer.analog([("UV 254 nm", "mAU")], minutes, 40 * np.exp(-((minutes - 4.5) ** 2))[:, None])
+    writer.analog([("UV 254 nm", "uAU")], minutes, 4000 * np.exp(-((minutes - 4.5) ** 2))[:, None])
     writer.add_history(1, "above noise", tervalon.StepType.REFINE)
 
 # %% What was written

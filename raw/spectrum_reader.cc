@@ -129,6 +129,23 @@ void FillHeader(const FunctionReader& reader, const IndexRecord& scan, RawScanHe
   header->segment = scan.segment();
 }
 
+// Finds what the index says of a scan (from 1). Returns as FunctionReader::ReadIndex.
+int32_t FindScan(int32_t scan, FunctionReader* reader, IndexRecord* record) {
+  return scan < 1 ? RAW_SCAN_ABSENT : reader->ReadIndex(static_cast<uint32_t>(scan), record);
+}
+
+// Reads all points of a scan that `room` is enough for.
+int32_t ReadWholeScan(FunctionReader* reader, const IndexRecord& record, int64_t room,
+                      const PointOutput& out, uint32_t* delivered) {
+  *delivered = 0;
+  if (record.points() > room) return RAW_BAD_ARGUMENT;
+  if (record.points() == 0) return RAW_OK;
+  const ScanSource source = {
+      reader, record,
+      out.masses != nullptr ? KeptMasses(reader, record, record.points()) : nullptr};
+  return ReadAllPoints(source, 0, record.points(), out, delivered);
+}
+
 }  // namespace
 
 extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t function, int16_t process,
@@ -143,9 +160,8 @@ extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t functio
     FunctionReader* reader = nullptr;
     int32_t error = GetScanBufferAs(handle, function, process, &reader);
     if (error != RAW_OK) return error;
-    if (scan < 1) return RAW_SCAN_ABSENT;
     IndexRecord record;
-    error = reader->ReadIndex(static_cast<uint32_t>(scan), &record);
+    error = FindScan(scan, reader, &record);
     if (error != RAW_OK) return error;
     if (header != nullptr) FillHeader(*reader, record, header);
 
@@ -160,6 +176,53 @@ extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t functio
                                                          static_cast<uint32_t>(wanted),
                                                          {masses, intensities, flags}, &delivered);
     if (count != nullptr) *count = static_cast<int32_t>(delivered);
+    return error;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawReadScanHeaders(int32_t handle, int16_t function,
+                                                    int16_t process, int32_t first, int32_t count,
+                                                    RawScanHeader* headers) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
+    if (count < 0 || (count > 0 && headers == nullptr)) return RAW_BAD_ARGUMENT;
+    FunctionReader* reader = nullptr;
+    int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    for (int32_t i = 0; error == RAW_OK && i < count; ++i) {
+      IndexRecord record;
+      error = first > INT32_MAX - i ? RAW_SCAN_ABSENT : FindScan(first + i, reader, &record);
+      if (error == RAW_OK) FillHeader(*reader, record, &headers[i]);
+    }
+    return error;
+  });
+}
+
+extern "C" int32_t TERVALON_CALL RawReadSpectra(int32_t handle, int16_t function, int16_t process,
+                                                int32_t scan_count, const int32_t* scans,
+                                                int64_t capacity, int64_t* offsets, float* masses,
+                                                float* intensities, uint8_t* flags) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
+    if (scan_count < 0 || capacity < 0 || offsets == nullptr || scans == nullptr) {
+      return RAW_BAD_ARGUMENT;
+    }
+    std::fill_n(offsets, int64_t{scan_count} + 1, 0);
+    FunctionReader* reader = nullptr;
+    int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    const bool wanted = masses != nullptr || intensities != nullptr || flags != nullptr;
+    PointOutput out = {masses, intensities, flags};
+    int64_t end = 0;
+    for (int32_t i = 0; i < scan_count; ++i) {
+      IndexRecord record;
+      uint32_t points = 0;
+      if (error == RAW_OK) error = FindScan(scans[i], reader, &record);
+      if (error == RAW_OK && wanted) {
+        error = ReadWholeScan(reader, record, capacity - end, out, &points);
+        out = Advanced(out, points);
+      } else if (error == RAW_OK) {
+        points = record.points();
+      }
+      end += points;
+      offsets[i + 1] = end;
+    }
     return error;
   });
 }

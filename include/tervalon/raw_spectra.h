@@ -55,6 +55,27 @@ TERVALON_API int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t funct
                                                    float* masses, float* intensities,
                                                    uint8_t* flags, int32_t skip_flagged);
 
+// Reads what the index says of `count` scans, from scan `first` (1..) on, into as many elements of
+// `headers`.
+// Returns RAW_OK; RAW_SCAN_ABSENT at the first scan that the index does not have, with the headers
+// before it delivered; RAW_BAD_ARGUMENT for a negative count or missing headers;
+// RAW_SCAN_BUFFER_ABSENT without RawReadFuncInit; a member-file error.
+TERVALON_API int32_t TERVALON_CALL RawReadScanHeaders(int32_t handle, int16_t function,
+                                                      int16_t process, int32_t first, int32_t count,
+                                                      RawScanHeader* headers);
+
+// Reads all points of `scan_count` scans, in any order, one scan's behind the other's. The points
+// of scans[i] are elements offsets[i] .. offsets[i + 1] - 1 of the arrays: `offsets` has
+// scan_count + 1 elements. Each output array is optional and holds `capacity` elements, filled as
+// by RawReadSpectrum. Without any, the offsets count the points that the index claims, which is the
+// capacity that the scans need; data that are cut off then deliver fewer.
+// Returns as RawReadSpectrum, and RAW_BAD_ARGUMENT at a scan for which there is no room. With an
+// error the scans before the one that it is about are delivered, those behind it have no points.
+TERVALON_API int32_t TERVALON_CALL RawReadSpectra(int32_t handle, int16_t function, int16_t process,
+                                                  int32_t scan_count, const int32_t* scans,
+                                                  int64_t capacity, int64_t* offsets, float* masses,
+                                                  float* intensities, uint8_t* flags);
+
 // Creates ".DAT" and ".IDX" of a function (process 0) or a processed data set (1..255) for writing;
 // scans that are there are gone, and whoever reads them has to begin anew. `flags` is reserved: 0.
 // A failed call leaves nothing open and every scan in its place.

@@ -92,6 +92,11 @@ class HostileTest : public RawTest {
     if (error != RAW_OK) {
       ASSERT_EQ(count, 0);
     }
+    const int32_t scans[] = {scan, 1, scan};
+    int64_t offsets[4];
+    RawReadSpectra(handle, 1, 0, 3, scans, static_cast<int64_t>(room), offsets, masses.data(),
+                   intensities.data(), flags.data());
+    ASSERT_TRUE(room == 0 || offsets[3] <= static_cast<int64_t>(room));  // without arrays it counts
   }
 
   void ReadChromatograms(int32_t handle) {

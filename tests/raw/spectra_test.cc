@@ -289,5 +289,64 @@ TEST_F(SpectraTest, CutOffDataGiveFewerPoints) {
   }
 }
 
+// Blocks of scans in any order, one of them cut off, against scan by scan.
+TEST_F(SpectraTest, ManyScansInOneCall) {
+  for (const int16_t type : kStoredTypes) {
+    SCOPED_TRACE(type);
+    MakeRun({RecordFor(type)},
+            {{NumberedScan(1, 8), NumberedScan(2, 0), NumberedScan(3, 12), NumberedScan(4, 12)}});
+    Bytes data = ReadFile(Path("_FUNC001.DAT"));
+    data.resize(data.size() - ModelTypeOf(type).unit_bytes);
+    WriteFile(Path("_FUNC001.DAT"), data);
+    OpenFunction();
+    RawScanHeader headers[5] = {};
+    EXPECT_EQ(RawReadScanHeaders(handle_, 1, 0, 1, 5, headers), RAW_SCAN_ABSENT);
+    const int32_t scans[] = {3, 4, 1, 2, 3};
+    int64_t offsets[6] = {-1, -1, -1, -1, -1, -1};
+    ASSERT_EQ(RawReadSpectra(handle_, 1, 0, 5, scans, 0, offsets, nullptr, nullptr, nullptr),
+              RAW_OK);
+    EXPECT_THAT(offsets, ElementsAre(0, 12, 24, 32, 32, 44));
+    float masses[44];
+    float intensities[44];
+    uint8_t flags[44];
+    ASSERT_EQ(RawReadSpectra(handle_, 1, 0, 5, scans, 44, offsets, masses, intensities, flags),
+              RAW_OK);
+    for (int i = 0; i < 5; ++i) {
+      const Spectrum one = Read(handle_, 1, 0, scans[i]);
+      const RawScanHeader& header = headers[scans[i] - 1];
+      EXPECT_EQ(std::memcmp(&header, &one.header, sizeof(header)), 0);
+      const auto size = static_cast<size_t>(offsets[i + 1] - offsets[i]);
+      ASSERT_EQ(size, one.masses.size());
+      EXPECT_TRUE(std::equal(one.masses.begin(), one.masses.end(), masses + offsets[i]));
+      EXPECT_TRUE(
+          std::equal(one.intensities.begin(), one.intensities.end(), intensities + offsets[i]));
+      EXPECT_TRUE(std::equal(one.flags.begin(), one.flags.end(), flags + offsets[i]));
+    }
+    EXPECT_LT(offsets[5], 44) << "the cut off scan claims more than it has";
+
+    // Room for the first scan only, then a scan that is not there: what comes before is delivered.
+    EXPECT_EQ(RawReadSpectra(handle_, 1, 0, 2, scans, 19, offsets, masses, nullptr, nullptr),
+              RAW_BAD_ARGUMENT);
+    EXPECT_THAT(offsets, ElementsAre(0, 12, 12, ::testing::_, ::testing::_, ::testing::_));
+    for (const int32_t absent : {0, -1, 5, INT32_MAX, INT32_MIN}) {
+      const int32_t wanted[] = {1, absent, 3};
+      EXPECT_EQ(RawReadSpectra(handle_, 1, 0, 3, wanted, 44, offsets, masses, nullptr, nullptr),
+                RAW_SCAN_ABSENT);
+      EXPECT_EQ(offsets[1], 8);
+      EXPECT_EQ(offsets[3], 8);
+      EXPECT_EQ(RawReadScanHeaders(handle_, 1, 0, absent, 2, headers), RAW_SCAN_ABSENT);
+    }
+    EXPECT_EQ(RawReadSpectra(handle_, 1, 0, -1, scans, 44, offsets, masses, nullptr, nullptr),
+              RAW_BAD_ARGUMENT);
+    EXPECT_EQ(RawReadSpectra(handle_, 1, 0, 1, scans, -1, offsets, masses, nullptr, nullptr),
+              RAW_BAD_ARGUMENT);
+    EXPECT_EQ(RawReadScanHeaders(handle_, 1, 0, 1, -1, headers), RAW_BAD_ARGUMENT);
+    EXPECT_EQ(RawReadScanHeaders(handle_, 1, 0, 1, 1, nullptr), RAW_BAD_ARGUMENT);
+    EXPECT_EQ(RawReadSpectra(handle_, 2, 0, 1, scans, 44, offsets, masses, nullptr, nullptr),
+              RAW_SCAN_BUFFER_ABSENT);
+    CloseRun();
+  }
+}
+
 }  // namespace
 }  // namespace tervalon::testing

@@ -98,6 +98,7 @@ int32_t Annotate(TvDC dc, int32_t handle, const Axes& axes, AxsPlotBlock plot) {
 int32_t Plot(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot) {
   platform::SavedState state(dc);
   if (!state.saved()) return -1;
+  if (!axes.AllRowsLive()) return 0;
   for (int32_t row = 0; row < axes.system.row_count; ++row) axes.Row(row)->SetZ(plot.z);
   if ((plot.flags & AXS_PLOT_TRACE) != 0) DrawTrace(dc, axes, plot);
   const bool annotated =
@@ -110,7 +111,6 @@ int32_t Plot(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot
 extern "C" int32_t TERVALON_CALL AxsPlotData(TvDC dc, int32_t handle, AxsPlotBlock* plot) {
   const Axes* axes = FindAxes(handle);
   if (axes == nullptr || plot == nullptr || !IsUsable(*plot)) return -1;
-  if (!axes->AllRowsLive()) return 0;
   return Guarded(-1, [&] { return Plot(dc, handle, *axes, *plot); });
 }
 

@@ -13,12 +13,15 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+failed=
 if [ "${1:-}" != report ]; then
   scripts/install-deps.sh
   cmake --preset coverage >/dev/null
   cmake --build --preset coverage
   find build/coverage -name '*.gcda' -delete
-  ctest --preset coverage --progress "$@"
+  # Without those that look at the library's symbols, of which this one has more, and those that
+  # end processes, which may be adding their counts to the others' just then.
+  ctest --preset coverage -E '^(abi_recorded|installed|programs_test)$' "$@" || failed=1
 fi
 folders='(appsvc|datamgr|db3|numerics|platform|plot|raw|settings)/'
 gcovr --root . --filter "$folders" --exclude-throw-branches --exclude-unreachable-branches \
@@ -55,3 +58,4 @@ for folder, count in sorted(counts.items(), key=lambda item: (item[0] == "all", 
     print(row)
 sys.exit(f"below {LEAST['lines']:.0f} % of the lines or {LEAST['branches']:.0f} % of the branches" if failed else 0)
 PYTHON
+[ -z "$failed" ] || { echo "A test failed."; exit 1; }

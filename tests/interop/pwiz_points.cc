@@ -1,4 +1,4 @@
-// The points of an mzML file as ProteoWizard reads them.
+// The points of an mzML file as ProteoWizard reads them: pwiz_points FILE [sorted]
 
 #include <pwiz/data/msdata/MSDataFile.hpp>
 
@@ -26,7 +26,7 @@ msdata::BinaryDataArrayPtr Masses(const msdata::Spectrum& spectrum) {
 
 }  // namespace
 
-int main(int /*argc*/, char** argv) {
+int main(int argc, char** argv) {
   const msdata::MSDataFile file(argv[1]);
   const msdata::SpectrumListPtr spectra = file.run.spectrumListPtr;
   for (size_t i = 0; spectra && i < spectra->size(); ++i) {
@@ -35,7 +35,7 @@ int main(int /*argc*/, char** argv) {
     const auto current = spectrum->cvParam(msdata::MS_TIC);
     PrintSpectrum(spectrum->id, static_cast<float>(time.valueAs<double>()),
                   current.valueAs<float>(), Floats(Masses(*spectrum)),
-                  Floats(spectrum->getIntensityArray()));
+                  Floats(spectrum->getIntensityArray()), argc > 2);
   }
   const msdata::ChromatogramListPtr chromatograms = file.run.chromatogramListPtr;
   for (size_t i = 0; chromatograms && i < chromatograms->size(); ++i) {

@@ -1,4 +1,5 @@
-// The points of a raw data directory, as its export has to have them.
+// The points of a raw data directory, as its export has to have them: raw_points DIR [sorted]
+// Sorted, the ids of reactions' spectra say so: some readers make chromatograms of them.
 
 #include <tervalon/raw_analog.h>
 #include <tervalon/raw_chromatograms.h>
@@ -29,7 +30,7 @@ std::string Id(int function) { return "function=" + std::to_string(function) + "
 
 class Directory {
  public:
-  explicit Directory(const char* path) {
+  Directory(const char* path, bool sorted) : sorted_(sorted) {
     Check(RawReadOpen(path, &handle_));
     Check(RawReadHeader(handle_, nullptr, &*calibration_, &functions_, &channels_));
     records_.resize(RAW_MAX_FUNCTIONS);
@@ -71,13 +72,15 @@ class Directory {
                           intensities.data(), nullptr, 0));
     masses.resize(static_cast<size_t>(count));
     intensities.resize(masses.size());
+    std::string id = Id(function) + " scan=" + std::to_string(scan);
     if (RawGetFuncType(&Record(function)) == RAW_TYPE_MRM) {
+      if (sorted_) id += " reactions";
       for (size_t i = 0; i < masses.size(); ++i) {
         RawGetFuncChannel(&Record(function), static_cast<int32_t>(i + 1), nullptr, &masses[i]);
       }
     }
-    PrintSpectrum(Id(function) + " scan=" + std::to_string(scan), header.retention_time,
-                  header.total_ion_current, masses, intensities);
+    PrintSpectrum(id, header.retention_time, header.total_ion_current, masses, intensities,
+                  sorted_);
   }
 
   void PrintChromatograms(int16_t function) {
@@ -118,6 +121,7 @@ class Directory {
     }
   }
 
+  const bool sorted_;
   int32_t handle_ = -1;
   std::unique_ptr<RawCalibration> calibration_ = std::make_unique<RawCalibration>();
   int16_t functions_ = 0;
@@ -127,4 +131,4 @@ class Directory {
 
 }  // namespace
 
-int main(int /*argc*/, char** argv) { Directory(argv[1]).Print(); }
+int main(int argc, char** argv) { Directory(argv[1], argc > 2).Print(); }

@@ -82,8 +82,11 @@ void FunctionWriter::ConvertPoints(const ImportedScan& scan, Losses& losses) {
 void FunctionWriter::Add(const ImportedScan& scan, Losses& losses) {
   ConvertPoints(scan, losses);
   if (scans_ == 0) Begin(scan);
-  while (!types_.empty() && !Fits(scan)) MoveToNextType(losses);
-  if (forced_) FitsMasses();  // finds the range of those that are spaced evenly
+  if (forced_) {
+    FitsMasses();  // finds the range of those that are spaced evenly
+  } else {
+    while (!Fits(scan)) MoveToNextType(losses);
+  }
   if (IsChannelType(type_) && masses_.size() > channels_.size()) {
     throw Defect{"it has more points than the function has channels"};
   }
@@ -113,14 +116,17 @@ void FunctionWriter::Begin(const ImportedScan& scan) {
   highest_ = -FLT_MAX;
 }
 
-bool FunctionWriter::FitsSpaced() const {
+bool FunctionWriter::FitsSpaced() {
+  if (masses_ == spaced_) return true;  // as in the scan before
   for (size_t i = 0; i < masses_.size(); ++i) {
     if (masses_[i] != SpacedMass(range_->first, range_->second, i, masses_.size())) return false;
   }
+  spaced_ = masses_;
   return true;
 }
 
 bool FunctionWriter::Fits(const ImportedScan& scan) {
+  exact_ = true;
   if (type_ == RAW_DATA_FLOAT) return true;
   const bool has_flags = type_ == RAW_DATA_ENHANCED_MASS || type_ == RAW_DATA_ENHANCED_SIR;
   if (!has_flags && std::ranges::any_of(scan.flags, [](uint8_t flag) { return flag != 0; })) {
@@ -128,6 +134,7 @@ bool FunctionWriter::Fits(const ImportedScan& scan) {
   }
   for (const float intensity : intensities_) {
     if (HoldsIntensity(type_, intensity)) continue;
+    exact_ = false;
     if (!has_flags ||
         RelativeError(StoredIntensity(type_, intensity), intensity) > kEnhancedError) {
       return false;
@@ -199,18 +206,21 @@ void FunctionWriter::Measure(const ImportedScan& scan) {
   const size_t count = masses_.size();
   FitErrors largest;
   for (size_t i = 0; i < count; ++i) {
-    const float mass = IsChannelType(type_)  ? channels_[i]
-                       : StoresMasses(type_) ? StoredMass(type_, masses_[i])
-                       : range_              ? SpacedMass(range_->first, range_->second, i, count)
-                                             : masses_[i];
-    const float intensity = StoredIntensity(type_, intensities_[i]);
     lowest_ = std::min(lowest_, masses_[i]);
     highest_ = std::max(highest_, masses_[i]);
-    largest.Add(
-        {RelativeError(mass, scan.masses[i]),
-         std::isnan(scan.intensities[i]) ? 0 : RelativeError(intensity, scan.intensities[i])});
+    const float mass = exact_ ? masses_[i] : StoredMassOf(i);
+    const float intensity = exact_ ? intensities_[i] : StoredIntensity(type_, intensities_[i]);
+    // A not-a-number has been noted already.
+    const double value = std::isnan(scan.intensities[i]) ? intensity : scan.intensities[i];
+    largest.Add({RelativeError(mass, scan.masses[i]), RelativeError(intensity, value)});
   }
   errors_.Add(largest);
+}
+
+float FunctionWriter::StoredMassOf(size_t point) const {
+  if (IsChannelType(type_)) return channels_[point];
+  if (StoresMasses(type_)) return StoredMass(type_, masses_[point]);
+  return range_ ? SpacedMass(range_->first, range_->second, point, masses_.size()) : masses_[point];
 }
 
 void FunctionWriter::Write(const RawScanDescription& description,

@@ -48,10 +48,11 @@ class FunctionWriter {
   void ConvertPoints(const ImportedScan& scan, Losses& losses);
   bool Fits(const ImportedScan& scan);
   bool FitsMasses();
-  bool FitsSpaced() const;
+  bool FitsSpaced();
   void MoveToNextType(Losses& losses);
   void Write(const RawScanDescription& description, const std::vector<uint8_t>& flags);
   void Measure(const ImportedScan& scan);
+  float StoredMassOf(size_t point) const;
   RawFunctionRecord ReadingRecord(int data_type) const;
   void StoreChannels(RawFunctionRecord& record) const;
 
@@ -76,6 +77,8 @@ class FunctionWriter {
   // Of the scan at hand.
   std::vector<float> masses_;
   std::vector<float> intensities_;
+  bool exact_ = false;         // it is stored as it is
+  std::vector<float> spaced_;  // masses that are known to be spaced evenly
 };
 
 }  // namespace tervalon::tools

@@ -104,6 +104,8 @@ class Parser : public XmlHandler {
     }
   }
 
+  bool TakesPlainText() const override { return array_ != nullptr && path_.back() == "binary"; }
+
  private:
   static std::string Quoted(std::string_view text) {
     return Printable("'" + std::string(text.substr(0, 80)) + "'");

@@ -250,11 +250,8 @@ FunctionNature NatureOf(const ScanKind& kind, const MzmlDescription& description
     nature.type = kind.ms_level > 1 ? RAW_TYPE_DAUGHTERS : RAW_TYPE_SCAN;
   }
   if (kind.ms_level > 2) losses.Add("MS levels above 2: stored as daughters");
-  if (nature.type == RAW_TYPE_DIODE_ARRAY) return nature;
-  if (kind.ion_mode) {
-    nature.ion_mode = *kind.ion_mode;
-    return nature;
-  }
+  nature.ion_mode = kind.ion_mode.value_or(0);
+  if (kind.ion_mode || nature.type == RAW_TYPE_DIODE_ARRAY) return nature;
   constexpr int kElectrospray = 8;
   if (mode < 0) losses.Add("no ionisation given: electrospray assumed, by function");
   if (kind.polarity == 0) losses.Add("no polarity given: positive assumed, by function");

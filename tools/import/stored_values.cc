@@ -120,9 +120,4 @@ float SpacedMass(float low, float high, size_t index, size_t count) {
   return static_cast<float>(low + static_cast<double>(index) * step);
 }
 
-double RelativeError(double stored, double value) {
-  if (stored == value) return 0;
-  return value == 0 || !std::isfinite(value) ? INFINITY : std::abs((stored - value) / value);
-}
-
 }  // namespace tervalon::tools

@@ -5,6 +5,7 @@
 #define TOOLS_IMPORT_STORED_VALUES_H_
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace tervalon::tools {
@@ -39,7 +40,10 @@ struct FitErrors {
 };
 
 // Of `stored` in the place of `value`.
-double RelativeError(double stored, double value);
+inline double RelativeError(double stored, double value) {
+  if (stored == value) return 0;
+  return value == 0 || !std::isfinite(value) ? HUGE_VAL : std::abs((stored - value) / value);
+}
 
 }  // namespace tervalon::tools
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "tools/data/files.h"
 #include "tools/print/failure.h"
@@ -62,32 +63,65 @@ XmlReader::XmlReader(std::string path, XmlHandler& handler)
 XmlReader::~XmlReader() = default;
 
 void XmlReader::Read(const std::function<void(int)>& progress) {
-  XML_Index given = 0;
-  for (bool last = false; !last;) {
-    void* const buffer = XML_GetBuffer(parser_.get(), kPiece);
-    if (buffer == nullptr) throw std::bad_alloc();
-    const int size = ReadPiece(buffer, kPiece);
-    last = size == 0;
-    const XML_Status status = XML_ParseBuffer(parser_.get(), size, last ? 1 : 0);
-    if (failure_ != nullptr) std::rethrow_exception(failure_);
-    if (status != XML_STATUS_OK) {
-      const XML_Error error = XML_GetErrorCode(parser_.get());
-      if (error == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
-      Fail(given == 0 && last               ? "the file is empty"
-           : error == XML_ERROR_NO_ELEMENTS ? "the file is cut off"
-           : error == XML_ERROR_UNCLOSED_TOKEN && last
-               ? "the file is cut off within a tag"
-               : std::string("not well-formed XML: ") + XML_ErrorString(error));
-    }
-    given += size;
-    if (given - XML_GetCurrentByteIndex(parser_.get()) > kLongestTag) {
-      Fail("a tag of more than 8 MB");
-    }
+  std::vector<char> buffer(kPiece);
+  for (;;) {
+    const size_t size = ReadPiece(buffer.data(), buffer.size());
+    if (size == 0) break;
+    Take({buffer.data(), size});
     progress(Percent());
+  }
+  Parse("", true);
+}
+
+// Most of a file is the text of a few elements, and finding its end takes the parser longer than
+// anything else.
+void XmlReader::Take(std::string_view piece) {
+  constexpr std::string_view kTag = "<binary>";
+  while (!piece.empty()) {
+    if (plain_text_) {
+      piece = TakePlainText(piece);
+      continue;
+    }
+    const size_t tag = piece.find(kTag);
+    const size_t size = tag == std::string_view::npos ? piece.size() : tag + kTag.size();
+    Parse(piece.substr(0, size), false);
+    piece.remove_prefix(size);
+    // It may stand in a comment, too.
+    plain_text_ = tag != std::string_view::npos && handler_.TakesPlainText() &&
+                  XML_GetCurrentByteIndex(parser_.get()) == parsed_;
   }
 }
 
-int XmlReader::ReadPiece(void* buffer, int size) {
+std::string_view XmlReader::TakePlainText(std::string_view piece) {
+  const std::string_view text = piece.substr(0, piece.find('<'));
+  plain_text_ = text.size() == piece.size();
+  if (!text.empty()) handler_.Text(text);
+  for (size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1)) {
+    ++plain_lines_;
+  }
+  return piece.substr(text.size());
+}
+
+void XmlReader::Parse(std::string_view text, bool last) {
+  const XML_Status status =
+      XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), last ? 1 : 0);
+  if (failure_ != nullptr) std::rethrow_exception(failure_);
+  if (status != XML_STATUS_OK) {
+    const XML_Error error = XML_GetErrorCode(parser_.get());
+    if (error == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
+    Fail(parsed_ == 0 && last             ? "the file is empty"
+         : error == XML_ERROR_NO_ELEMENTS ? "the file is cut off"
+         : error == XML_ERROR_UNCLOSED_TOKEN && last
+             ? "the file is cut off within a tag"
+             : std::string("not well-formed XML: ") + XML_ErrorString(error));
+  }
+  parsed_ += std::ssize(text);
+  if (parsed_ - XML_GetCurrentByteIndex(parser_.get()) > kLongestTag) {
+    Fail("a tag of more than 8 MB");
+  }
+}
+
+size_t XmlReader::ReadPiece(char* buffer, size_t size) {
   const int read = gzread(file_.get(), buffer, static_cast<unsigned>(size));
   int error = Z_OK;
   const char* const text = gzerror(file_.get(), &error);
@@ -96,7 +130,7 @@ int XmlReader::ReadPiece(void* buffer, int size) {
     if (error == Z_BUF_ERROR) Fail("the compressed file is cut off");
     Fail(std::string("the compressed file is damaged: ") + text);
   }
-  return read;
+  return static_cast<size_t>(read);
 }
 
 int XmlReader::Percent() const {
@@ -105,8 +139,9 @@ int XmlReader::Percent() const {
 }
 
 void XmlReader::Fail(const std::string& reason) const {
-  throw Failure(path_ + ": line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())),
-                reason);
+  throw Failure(
+      path_ + ": line " + std::to_string(XML_GetCurrentLineNumber(parser_.get()) + plain_lines_),
+      reason);
 }
 
 template <typename Action>

@@ -3,6 +3,8 @@
 #ifndef TOOLS_IMPORT_XML_READER_H_
 #define TOOLS_IMPORT_XML_READER_H_
 
+#include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -34,6 +36,9 @@ class XmlHandler {
   virtual void End(std::string_view element) = 0;
   // Text comes in pieces.
   virtual void Text(std::string_view text) = 0;
+  // Whether the text of the element that has begun last stands for itself, without entities, and
+  // need not go through the parser; then it comes up to the next "<".
+  virtual bool TakesPlainText() const = 0;
 };
 
 class XmlReader {
@@ -60,7 +65,10 @@ class XmlReader {
   // Calls what may throw, from a function that is called by C.
   template <typename Action>
   void Guard(Action action);
-  int ReadPiece(void* buffer, int size);
+  size_t ReadPiece(char* buffer, size_t size);
+  void Take(std::string_view piece);
+  std::string_view TakePlainText(std::string_view piece);
+  void Parse(std::string_view text, bool last);
   int Percent() const;
 
   static void OnBegin(void* reader, const char* element, const char** attributes);
@@ -75,6 +83,9 @@ class XmlReader {
   std::unique_ptr<XML_ParserStruct, Closer> parser_;
   std::exception_ptr failure_;
   double size_ = 0;  // of the file as it is stored
+  bool plain_text_ = false;
+  size_t plain_lines_ = 0;  // that the parser has not seen
+  int64_t parsed_ = 0;      // bytes that it has
 };
 
 }  // namespace tervalon::tools

@@ -118,6 +118,8 @@ step "Python"
 scripts/python_test.sh
 
 if [ -n "$all" ]; then
+  step "other programs"
+  scripts/interop.sh
   step "manual"
   scripts/docs.sh
   step "packages"

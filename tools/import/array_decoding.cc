@@ -14,6 +14,8 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
+constexpr size_t kMostNumbers = 0x3FFFFF;
+
 struct Compression {
   const CvTerm& term;
   bool zlib;
@@ -98,6 +100,7 @@ void DecodeArray(const MzmlArray& array, std::vector<double>& values) {
     throw Defect{"an array holds numbers of an unknown type"};
   }
   values.clear();
+  if (array.length > kMostNumbers) throw Defect{"an array of more than 4194303 numbers"};
   if (array.bytes.empty()) {
     if (array.length != 0) FailLength(0, array.length);
     return;

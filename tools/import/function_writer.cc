@@ -50,10 +50,10 @@ std::vector<int> TypesFor(const ScanKind& kind) {
 
 }  // namespace
 
-FunctionWriter::FunctionWriter(int32_t handle, std::string directory, int16_t number, ScanKind kind,
-                               std::optional<int> data_type)
+FunctionWriter::FunctionWriter(int32_t handle, const StagedDirectory& directory, int16_t number,
+                               ScanKind kind, std::optional<int> data_type)
     : handle_(handle),
-      directory_(std::move(directory)),
+      directory_(directory),
       number_(number),
       kind_(std::move(kind)),
       forced_(data_type.has_value()),
@@ -61,6 +61,10 @@ FunctionWriter::FunctionWriter(int32_t handle, std::string directory, int16_t nu
   std::ranges::reverse(types_);
   type_ = types_.back();
   types_.pop_back();
+}
+
+void FunctionWriter::Check(int32_t code) const {
+  CheckRaw(code, directory_.path() + ": function " + std::to_string(number_));
 }
 
 void FunctionWriter::ConvertPoints(const ImportedScan& scan, Losses& losses) {
@@ -162,30 +166,28 @@ void FunctionWriter::MoveToNextType(Losses& losses) {
   if (IsChannelType(old_type) && !IsChannelType(type_))
     losses.Add("channels that are not the same in every scan");
   if (scans_ == 0) return;
-  CheckRaw(RawCreateScansEnd(handle_, number_, 0), directory_);
-  const std::filesystem::path folder = PathOf(directory_);
+  Check(RawCreateScansEnd(handle_, number_, 0));
+  const std::filesystem::path folder = PathOf(directory_.staging());
   for (const char* extension : {".DAT", ".IDX"}) {
     std::filesystem::rename(folder / (MemberName(number_) + extension),
                             folder / (std::string(kWaitingName) + extension));
   }
   begun_ = false;
   const RawFunctionRecord record = ReadingRecord(old_type);
-  CheckRaw(RawReadFuncInit(handle_, number_, kWaiting, &record, nullptr), directory_);
+  Check(RawReadFuncInit(handle_, number_, kWaiting, &record, nullptr));
   std::vector<float> masses = std::exchange(masses_, {});
   std::vector<float> intensities = std::exchange(intensities_, {});
   std::vector<uint8_t> flags;
   for (int32_t scan = 1; scan <= scans_; ++scan) {
     RawScanHeader header = {};
-    CheckRaw(RawReadSpectrum(handle_, number_, kWaiting, scan, 1, nullptr, &header, nullptr,
-                             nullptr, nullptr, 0),
-             directory_);
+    Check(RawReadSpectrum(handle_, number_, kWaiting, scan, 1, nullptr, &header, nullptr, nullptr,
+                          nullptr, 0));
     auto count = static_cast<int32_t>(header.points & RAW_SCAN_POINTS_MASK);
     masses_.resize(static_cast<size_t>(count));
     intensities_.resize(masses_.size());
     flags.resize(masses_.size());
-    CheckRaw(RawReadSpectrum(handle_, number_, kWaiting, scan, 1, &count, nullptr, masses_.data(),
-                             intensities_.data(), flags.data(), 0),
-             directory_);
+    Check(RawReadSpectrum(handle_, number_, kWaiting, scan, 1, &count, nullptr, masses_.data(),
+                          intensities_.data(), flags.data(), 0));
     Write({.flag_d = header.points >> 31,
            .flag_b = header.flags & RAW_SCAN_FLAG_B,
            .flag_c = header.flag_c,
@@ -194,7 +196,7 @@ void FunctionWriter::MoveToNextType(Losses& losses) {
            .flag_a = (header.flags & RAW_SCAN_FLAG_A) != 0 ? 1U : 0U},
           flags);
   }
-  CheckRaw(RawReadFuncEnd(handle_, number_, kWaiting), directory_);
+  Check(RawReadFuncEnd(handle_, number_, kWaiting));
   for (const char* extension : {".DAT", ".IDX"}) {
     std::filesystem::remove(folder / (std::string(kWaitingName) + extension));
   }
@@ -226,18 +228,18 @@ float FunctionWriter::StoredMassOf(size_t point) const {
 void FunctionWriter::Write(const RawScanDescription& description,
                            const std::vector<uint8_t>& flags) {
   if (!begun_) {
-    CheckRaw(RawCreateScanFile(handle_, number_, 0, 0), directory_);
+    Check(RawCreateScanFile(handle_, number_, 0, 0));
     begun_ = true;
   }
   const int32_t code =
       RawCreateScansEx(handle_, number_, 0, static_cast<int16_t>(type_), &description,
                        masses_.data(), intensities_.data(), flags.empty() ? nullptr : flags.data(),
                        static_cast<int32_t>(masses_.size()));
-  CheckRaw(code, directory_ + ": function " + std::to_string(number_));
+  Check(code);
 }
 
 void FunctionWriter::End() {
-  if (begun_) CheckRaw(RawCreateScansEnd(handle_, number_, 0), directory_);
+  if (begun_) Check(RawCreateScansEnd(handle_, number_, 0));
   begun_ = false;
 }
 

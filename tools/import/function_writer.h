@@ -13,6 +13,7 @@
 #include "tools/import/losses.h"
 #include "tools/import/scan_kind.h"
 #include "tools/import/stored_values.h"
+#include "tools/simulator/staged_directory.h"
 
 namespace tervalon::tools {
 
@@ -20,9 +21,9 @@ namespace tervalon::tools {
 // one comes that does not fit, those before it are written anew in the next type.
 class FunctionWriter {
  public:
-  // `data_type`: the only one to use. `handle` is a raw directory that is being written, whose path
-  // is `directory`.
-  FunctionWriter(int32_t handle, std::string directory, int16_t number, ScanKind kind,
+  // `data_type`: the only one to use. `handle` is the directory that is being written, which
+  // outlives this.
+  FunctionWriter(int32_t handle, const StagedDirectory& directory, int16_t number, ScanKind kind,
                  std::optional<int> data_type);
 
   // Throws a Failure, or a Defect for a scan that cannot be stored at all.
@@ -44,6 +45,7 @@ class FunctionWriter {
   const std::vector<float>& parents() const { return parents_; }
 
  private:
+  void Check(int32_t code) const;
   void Begin(const ImportedScan& scan);
   void ConvertPoints(const ImportedScan& scan, Losses& losses);
   bool Fits(const ImportedScan& scan);
@@ -57,7 +59,7 @@ class FunctionWriter {
   void StoreChannels(RawFunctionRecord& record) const;
 
   const int32_t handle_;
-  const std::string directory_;
+  const StagedDirectory& directory_;
   const int16_t number_;
   const ScanKind kind_;
   const bool forced_;

@@ -130,8 +130,8 @@ class Importer : public MzmlHandler {
                    "); a raw data directory has at most 32 functions (--any-window puts scans of "
                    "different scan windows together)"};
     }
-    auto function = std::make_unique<FunctionWriter>(handle_, directory_.staging(), number, kind,
-                                                     options_.data_type);
+    auto function =
+        std::make_unique<FunctionWriter>(handle_, directory_, number, kind, options_.data_type);
     FunctionWriter& result = *function;
     functions_.emplace(number, std::move(function));
     kinds_.emplace(kind, &result);

@@ -101,6 +101,9 @@ class Parser : public XmlHandler {
       characters_ += text.size();
     } else if (!base64_.Add(text)) {
       reader_.Fail("a character that base64 does not have, in " + EntryName());
+    } else if (base64_.characters() > encoded_length_) {
+      reader_.Fail("an array of " + EntryName() + " has more characters than the " +
+                   std::to_string(encoded_length_) + " that it says");
     }
   }
 
@@ -203,6 +206,10 @@ class Parser : public XmlHandler {
       base64_.Clear();
       characters_ = 0;
       wanted_ = handler_.Wants(array_->params);
+      // Compression makes numbers a little longer at most.
+      if (wanted_ && encoded_length_ / 12 > array_->length + 100) {
+        reader_.Fail("an array of " + EntryName() + " is longer than its numbers can be");
+      }
     } else if (element == "scanWindow") {
       if (entry_.windows.size() == kMostParams) reader_.Fail("too many scan windows");
       entry_.windows.emplace_back();

@@ -39,10 +39,16 @@ std::optional<int> IdNumber(const std::string& id, const std::string& key, int l
   return IntegerOf(&value, low, high);
 }
 
-float Limit(const MzmlParams& window, const CvTerm& term) {
-  const double value = NumberOf(Find(window, term)).value_or(0);
-  return std::isfinite(value) && std::abs(value) < 1e30 ? static_cast<float>(value) : 0;
+// Times and masses are far below.
+constexpr double kLargest = 1e30;
+
+// 0 where there is none.
+float FloatOf(const MzmlParam* param) {
+  const double value = NumberOf(param).value_or(0);
+  return std::abs(value) < kLargest ? static_cast<float>(value) : 0;
 }
+
+float Limit(const MzmlParams& window, const CvTerm& term) { return FloatOf(Find(window, term)); }
 
 const MzmlArray* FindArray(const MzmlEntry& entry, const CvTerm& kind) {
   const auto found =
@@ -116,8 +122,8 @@ void ReadScan(const MzmlEntry& spectrum, ImportedScan& scan) {
   }
   scan.description = {};
   const std::optional<double> time = MinutesOf(Find(spectrum.params, cv::kScanStartTime));
-  scan.has_time = time.has_value();
-  scan.description.retention_time = static_cast<float>(time.value_or(0));
+  scan.has_time = time.has_value() && std::abs(*time) < kLargest;
+  scan.description.retention_time = scan.has_time ? static_cast<float>(*time) : 0;
   scan.description.segment =
       static_cast<uint32_t>(IntegerOf(FindUser(spectrum.params, "segment"), 0, 15).value_or(0));
   const MzmlParam* const flags = FindUser(spectrum.params, "flags");
@@ -133,7 +139,7 @@ void ReadScan(const MzmlEntry& spectrum, ImportedScan& scan) {
   scan.parents.clear();
   for (const MzmlParam& param : spectrum.params) {
     if (!param.Is(cv::kSelectedIonMass)) continue;
-    scan.parents.push_back(static_cast<float>(NumberOf(&param).value_or(0)));
+    scan.parents.push_back(FloatOf(&param));
   }
 
   const MzmlArray* masses = FindArray(spectrum, cv::kMassArray);

@@ -48,7 +48,7 @@ class Chromatogram:
         return pictures.svg([self._series()], self.source)
 
     def __repr__(self) -> str:
-        return f"<Chromatogram {self.name} of {self.source}: {len(self)} values>"
+        return f"<Chromatogram {self.name} of {self.source}, {len(self)} values>"
 
 
 class Chromatograms(Sequence[Chromatogram]):
@@ -97,4 +97,4 @@ class Chromatograms(Sequence[Chromatogram]):
         return pictures.svg([one._series() for one in self], self.source)
 
     def __repr__(self) -> str:
-        return f"<{len(self)} chromatograms of {self.source}: {len(self.time)} scans>"
+        return f"<{len(self)} chromatograms of {self.source}, {len(self.time)} scans>"

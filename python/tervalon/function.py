@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import enum
 import operator
-import re
 from typing import TYPE_CHECKING, Any, Iterator, Optional, Sequence, Union, overload
 
 import numpy as np
@@ -280,7 +279,7 @@ class Function(Sequence[Scan]):
                 code = lib.RawReadChrom(handle, self._number, self._process, 1, count, NULL,
                                         floats(times), 1)
         check(code, self._run.path)
-        return Chromatograms(times, values, [f"{low:g}-{high:g}" for low, high in edges], repr(self))
+        return Chromatograms(times, values, [f"{low:g}-{high:g}" for low, high in edges], self.title)
 
     def to_pandas(self) -> Any:
         """Returns the index as a DataFrame with the scan numbers as its index."""
@@ -299,11 +298,16 @@ class Function(Sequence[Scan]):
     def _repr_svg_(self) -> Optional[str]:
         return self.tic()._repr_svg_()
 
-    def __repr__(self) -> str:
+    @property
+    def title(self) -> str:
+        """The function in words: ``"Function 1: TOF MS ES+"``."""
         kind = self.type.name if isinstance(self.type, FunctionType) else f"type {self.type}"
-        words = re.sub(r"_", " ", kind).capitalize() if kind == "SCAN" else kind.replace("_", " ")
+        words = kind.replace("_", " ")
         made = f"Process {self._process} of function" if self._process else "Function"
-        return f"<{made} {self._number}: {words} {self.ion_mode}>"
+        return f"{made} {self._number}: {words} {self.ion_mode}".rstrip()
+
+    def __repr__(self) -> str:
+        return f"<{self.title}>"
 
     def __eq__(self, other: object) -> bool:
         return (isinstance(other, Function) and self._run is other._run
@@ -327,7 +331,7 @@ class Function(Sequence[Scan]):
             code = lib.RawReadChrom(self._open(), self._number, self._process, 1, count,
                                     floats(values), floats(times), kind)
         check(code, self._run.path)
-        return Chromatogram(times, values, name, repr(self))
+        return Chromatogram(times, values, name, self.title)
 
     def _read_index(self, first: int, count: int) -> np.ndarray:
         index = np.empty(count, INDEX_TYPE)

@@ -44,7 +44,7 @@ class Channel:
                                           floats(values), floats(times))
         check(code, run.path)
         name = f"{self.name}, {self.unit}" if self.unit else self.name
-        return Chromatogram(times, values, name, repr(run))
+        return Chromatogram(times, values, name, run.name)
 
 
 def read_channels(handle: int, count: int, run: "Run") -> list[Channel]:

@@ -126,11 +126,16 @@ def _range(arrays: Sequence[np.ndarray]) -> tuple[float, float]:
 
 
 def _peaks(series: Series, y: np.ndarray) -> list[int]:
-    """The highest local maxima, the highest first: what is worth a label."""
+    """The highest local maxima, the highest first and none beside a higher one: what is worth a label."""
     if len(y) < 3:
         return list(range(len(y)))
-    inner = np.arange(1, len(y) - 1)
-    if not series.sticks:
-        inner = inner[(y[1:-1] > y[:-2]) & (y[1:-1] >= y[2:])]
-    highest = inner[np.argsort(-y[inner], kind="stable")][:_LABELS]
-    return [int(i) for i in highest if y[i] > 0]
+    padded = np.concatenate(([-np.inf], y, [-np.inf]))
+    found = np.flatnonzero((y > padded[:-2]) & (y >= padded[2:]) & (y > 0.01 * y.max()))
+    beside = (float(series.x[-1]) - float(series.x[0])) / 24
+    chosen: list[int] = []
+    for i in found[np.argsort(-y[found], kind="stable")].tolist():
+        if all(abs(series.x[i] - series.x[j]) > beside for j in chosen):
+            chosen.append(i)
+            if len(chosen) == _LABELS:
+                break
+    return chosen

@@ -202,7 +202,7 @@ class Run(Mapping[int, Function]):
         if self._closed:
             return f"<p>{html.escape(repr(self))}</p>"
         rows = "".join(
-            f"<tr><td>{f.number}</td><td>{html.escape(repr(f))}</td><td>{len(f)}</td>"
+            f"<tr><td>{f.number}</td><td>{html.escape(f.title)}</td><td>{len(f)}</td>"
             f"<td>{f.time_range[0]:.3f}-{f.time_range[1]:.3f}</td>"
             f"<td>{f.mass_range[0]:.1f}-{f.mass_range[1]:.1f}</td></tr>"
             for f in self.functions

@@ -160,7 +160,7 @@ class Scan:
         return [pictures.Series(self.mz, self.intensity, title, "m/z", sticks=not self.is_profile)]
 
     def _repr_svg_(self) -> Optional[str]:
-        return pictures.svg(self._series(), repr(self.function))
+        return pictures.svg(self._series(), self.function.title)
 
     def __repr__(self) -> str:
         return f"<Scan {self.number} at {self.time:.4f} min, {len(self)} points>"

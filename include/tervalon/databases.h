@@ -95,8 +95,9 @@ enum { DB3_HANDLE_READ = 1, DB3_HANDLE_UPDATE = 2, DB3_HANDLE_INSERT = 3, DB3_HA
 //  - delete: DB3_FILE_DELETION; DB3_ALREADY_OPEN for a file that is open in this program.
 //  - file exists: DB3_SUCCESS or DB3_FILE_MISSING.
 //  - is open: DB3_ALREADY_OPEN when a file of the type is open, else DB3_NOT_OPEN. Shows nothing.
-// DB3_GENERAL_ERROR for other modes, a name that is too long, and one that, because of a comma,
-// cannot be kept in the global store; DB3_ALREADY_OPEN and DB3_TOO_MANY_OPEN come before that.
+// DB3_GENERAL_ERROR for other modes, a name of more than 255 characters, and one that, because of a
+// comma, cannot be kept in the global store; DB3_ALREADY_OPEN and DB3_TOO_MANY_OPEN come before
+// that.
 TERVALON_API int32_t TERVALON_CALL DB3Open(int32_t type, const char* name, int32_t mode);
 
 // Closes the type's file and forces what was changed to the disk. DB3_GENERAL_ERROR when none is

@@ -187,11 +187,6 @@ void MakeRun(const char* path) {
   RawCreateClose(handle);
 }
 
-bool Drawable(TvDC dc) {
-  PltResources resources;
-  return PltGetResources(dc, &resources) == 1;
-}
-
 void BeginWith() {
   TvSetMessageHandler(PressOk, nullptr);
   RawHandlesInit();
@@ -281,13 +276,16 @@ void CheckHealth() {
   Check(TvMemLock(block) != nullptr && TvMemUnlock(block) == 0 && TvMemFree(block) == 1, "memory");
 #if !defined(_WIN32)
   const TvDC dc = TvCreateImageDC(10, 10, 96);
-  Check(Drawable(dc) && TvSavePng(dc, "health.png") == 1 && TvDeleteDC(dc) == 1, "drawing");
+  Check(TvSavePng(dc, "health.png") == 1 && TvDeleteDC(dc) == 1, "drawing");
 #endif
 }
 
 // --- Sequences
 
 void Step(const Export& called, uint64_t step, uint64_t seed, int wrong, double mischief) {
+#if defined(_WIN32)
+  if (std::string_view(called.name) == "ProFileOpen") return;  // waits for somebody at the screen
+#endif
   current = std::to_string(step) + " " + called.name;
   called.call(called, seed * 1000003 + step, wrong, mischief);
 }

@@ -1,0 +1,23 @@
+#!/bin/bash
+# Static analysis, which has to be clean: cppcheck over library and program, for both platforms, and
+# GCC's analyser over what is C (it does not know C++ yet). What is left out, and why, stands in
+# cmake/cppcheck.txt. clang-tidy, with its bugprone, cert and analyser checks, is a step of
+# scripts/test.sh; .clang-tidy says what it leaves out.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+scripts/install-deps.sh
+
+common=(appsvc datamgr db3 numerics plot raw settings tools platform)
+check() { # PLATFORM OPTION...
+  cppcheck --quiet -j "$(nproc)" --std=c++20 --language=c++ --platform="$1" "${@:2}" \
+    --enable=warning,performance,portability --inline-suppr --error-exitcode=1 \
+    --suppressions-list=cmake/cppcheck.txt --template='{file}:{line}: {id}: {message}' \
+    -I . -I include -DTERVALON_BUILD "${common[@]}"
+}
+check unix64 -i platform/win32 -i tools/win32
+# The plain types stand for the system's header.
+check win32A -i platform/linux -i tools/linux -D_WIN32 -D__i386__ -DTERVALON_PLAIN_TYPES
+
+find examples tests python -name '*.c' -print0 |
+  xargs -0 -P "$(nproc)" -I{} gcc -std=c11 -I include -O2 -Wall -Wextra -Werror -fanalyzer -c {} -o /dev/null
+echo "clean"

@@ -106,6 +106,10 @@ if [ $status = 0 ]; then
     export TERVALON_PROGRAMS_TIMES=4 # of what programs do to files that they share
     run_tests release -R programs_test
     run_tests windows-i686 -R programs_test
+    export TERVALON_CALLERS_SEQUENCES=40 TERVALON_LIMITS=1
+    run_tests asan -R callers
+    run_tests windows-i686 -R callers
+    run_tests release -R limits_test
   fi
 elif [ -n "${CI:-}" ]; then
   exit 1
@@ -120,6 +124,8 @@ scripts/python_test.sh
 if [ -n "$all" ]; then
   step "other programs"
   scripts/interop.sh
+  step "static analysis"
+  scripts/analyse.sh
   step "manual"
   scripts/docs.sh
   step "packages"

@@ -125,6 +125,7 @@ void ReadHandle(DmRawDescriptor descriptor, Options* options) {
 }
 
 void ReadThroughHandles(Options* options) {
+  const std::string text = options->TakeText();
   const auto function = static_cast<int16_t>(1 + options->Pick(3));
   const auto process = static_cast<int16_t>(options->Pick(2));
   const SystemRawFile file = RawFile(function, process);
@@ -133,11 +134,10 @@ void ReadThroughHandles(Options* options) {
   descriptor.function = function;
   descriptor.process = process;
   descriptor.kind = DM_RAW_SPECTRUM;
-  descriptor.selection = static_cast<uint16_t>(options->Pick(2) | options->Pick(16) << 8);
+  descriptor.selection = static_cast<uint16_t>(options->Pick(2) == 0 ? 0 : options->Pick(16) << 8);
   descriptor.scan = 1 + options->Pick(4);
   ReadHandle(descriptor, options);
 
-  const std::string text = options->TakeText();
   DmTraceRecord trace = {};
   std::array<char, 64> description;
   if (DmRawGetChrType(nullptr, &file, &trace, text.c_str()) == 0) {
@@ -159,7 +159,14 @@ void ReadThroughHandles(Options* options) {
                          &rate);
   SpecStatCalcNoiseStats(&file, options->Take<float>(), options->Take<float>(), &value, &rate);
   DmRawIsFunctionType(&file, static_cast<int16_t>(options->Pick(4)), options->Pick(26));
-  DmRawIsSetMassFunction(&file, 0);
+  constexpr decltype(&DmRawIsDadFunction) kTests[] = {
+      DmRawIsDadFunction,    DmRawIsTOFFunction,     DmRawIsTOFParentFunction,
+      DmRawIsTOFDauFunction, DmRawIsAutoDauFunction, DmRawIsSetMassFunction,
+      DmRawIsQTOFFunction,   DmRawIsVaryingFunction, DmRawIsExternalFunction};
+  for (const auto test : kTests) {
+    const int32_t found = test(&file, 0);
+    FUZZ_CHECK(found >= 0 && found <= RAW_MAX_FUNCTIONS);
+  }
   DmRawChannelDesc(&file, options->Take<float>(), description.data(), options->Pick(4),
                    1 + options->Pick(64));
 }

@@ -44,17 +44,22 @@ class SeedWriter {
 
   // Those of the files that the target reads, with options of any kind.
   void Write(const MemoryFiles& files) {
-    Bundle bundle;
-    for (size_t i = 0; i < target_.paths.size(); ++i) {
-      const Bytes bytes = files.Get(target_.paths[i]);
-      if (!bytes.empty()) bundle.files.push_back({static_cast<uint8_t>(i), bytes});
-    }
+    Bundle bundle = Collect(files);
     for (int variant = 0; variant < 3; ++variant) {
       bundle.options.resize(96);
       for (uint8_t& byte : bundle.options) byte = static_cast<uint8_t>(random_() >> 8);
       if (variant == 0) std::fill(bundle.options.begin(), bundle.options.end(), uint8_t{0});
       Write(bundle);
     }
+  }
+
+  Bundle Collect(const MemoryFiles& files) const {
+    Bundle bundle;
+    for (size_t i = 0; i < target_.paths.size(); ++i) {
+      const Bytes bytes = files.Get(target_.paths[i]);
+      if (!bytes.empty()) bundle.files.push_back({static_cast<uint8_t>(i), bytes});
+    }
+    return bundle;
   }
 
   void Write(const Bundle& bundle) {
@@ -111,6 +116,7 @@ RawFunctionRecord MakeRecord(int16_t function_type, int16_t data_type) {
 
 void WriteScans(int32_t handle, int16_t function, int16_t process, int16_t type) {
   RawCreateScanFile(handle, function, process, 0);
+  float time = 0;
   for (const int32_t points : {5, 0, 9, 4}) {
     std::vector<float> masses;
     std::vector<float> intensities;
@@ -121,7 +127,7 @@ void WriteScans(int32_t handle, int16_t function, int16_t process, int16_t type)
       flags.push_back(static_cast<uint8_t>(i));
     }
     RawScanDescription description = {};
-    description.retention_time = 0.1f * static_cast<float>(10 - points);
+    description.retention_time = time += 0.1f;
     description.flag_b = points == 4 ? 1 : 0;
     RawCreateScansEx(handle, function, process, type, &description, masses.data(),
                      intensities.data(), flags.data(), points);
@@ -187,6 +193,18 @@ void MakeRun(int16_t function_type, int16_t data_type) {
   RawCreateClose(handle);
 }
 
+// What the data handles are asked for, of function 1.
+void WriteTraces(const MemoryFiles& files, SeedWriter* directory) {
+  constexpr uint8_t kPlain = 6;  // of whatever is chosen, what is there
+  for (const char* trace : {"TIC", "BPI", "AN1", "150.5", "150_400", "150+200-300", "TAS", "1>2"}) {
+    Bundle bundle = directory->Collect(files);
+    bundle.options = {1};
+    bundle.options.insert(bundle.options.end(), trace, trace + std::strlen(trace) + 1);
+    bundle.options.insert(bundle.options.end(), 40, kPlain);
+    directory->Write(bundle);
+  }
+}
+
 void MakeRaws(const std::string& folder) {
   SeedWriter scans(folder, kScans);
   SeedWriter header(folder, kHeader);
@@ -201,6 +219,7 @@ void MakeRaws(const std::string& folder) {
   for (const int16_t function_type : {RAW_TYPE_MRM, RAW_TYPE_MALDI_TOF, RAW_TYPE_TOF_MS}) {
     Disk disk;
     MakeRun(function_type, 3);
+    WriteTraces(disk.files, &directory);
     scans.Write(disk.files);
     directory.Write(disk.files);
     header.Write(disk.files);
@@ -274,6 +293,10 @@ void MakeSettings(const std::string& folder) {
     bundle.files = {{0, section}, {1, section}};
     for (uint8_t operation = 0; operation < 6; ++operation) {
       for (const auto& texts : kTexts) {
+        const std::string_view wanted = *texts.begin();
+        const bool there = std::search(section.begin(), section.end(), wanted.begin(),
+                                       wanted.end()) != section.end();
+        if (!there) continue;
         bundle.options = OptionTexts(operation, texts);
         settings.Write(bundle);
       }

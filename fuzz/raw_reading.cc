@@ -55,6 +55,33 @@ struct Reader {
     }
   }
 
+  // Many scans in one call, as one by one.
+  void ReadRun(int32_t complete, Options* options) const {
+    const int32_t count = std::min(complete, kMostScans);
+    std::vector<RawScanHeader> headers(static_cast<size_t>(count));
+    FUZZ_CHECK(RawReadScanHeaders(handle, function, process, 1, count, headers.data()) == RAW_OK);
+    const auto beyond = static_cast<int32_t>(options->Take<uint8_t>());
+    std::vector<RawScanHeader> more(static_cast<size_t>(beyond));
+    RawReadScanHeaders(handle, function, process, options->Take<int32_t>(), beyond, more.data());
+
+    std::vector<int32_t> scans;
+    for (int32_t i = std::min(count, 8); i > 0; --i) scans.push_back(i);
+    if (scans.empty()) return;
+    std::vector<int64_t> offsets(scans.size() + 1);
+    const auto wanted = static_cast<int32_t>(scans.size());
+    FUZZ_CHECK(RawReadSpectra(handle, function, process, wanted, scans.data(), 0, offsets.data(),
+                              nullptr, nullptr, nullptr) == RAW_OK);
+    if (offsets.back() > kMostPoints) return;
+    const auto room = static_cast<size_t>(offsets.back());
+    std::vector<float> masses(room);
+    std::vector<float> intensities(room);
+    std::vector<uint8_t> flags(room);
+    FUZZ_CHECK(RawReadSpectra(handle, function, process, wanted, scans.data(),
+                              static_cast<int64_t>(room), offsets.data(), masses.data(),
+                              intensities.data(), flags.data()) == RAW_OK);
+    for (size_t i = 0; i < scans.size(); ++i) FUZZ_CHECK(offsets[i] <= offsets[i + 1]);
+  }
+
   void ReadChromatograms(int32_t complete, Options* options) const {
     const int32_t count = std::min(complete + 1, kMostScans);
     std::vector<float> values(static_cast<size_t>(count));
@@ -117,6 +144,7 @@ void ReadFunction(int32_t handle, int16_t function, int16_t process,
   const auto wanted = static_cast<int32_t>(options->Take<uint8_t>());
   reader.Read(options->Take<int32_t>(), 1, wanted, 0, &count);
   reader.Read(1 + options->Pick(8), options->Take<uint16_t>(), wanted, options->Pick(2), &count);
+  reader.ReadRun(complete, options);
   reader.ReadChromatograms(complete, options);
   int32_t scan = -1;
   if (RawReadTimeScan(handle, function, process, &record, options->Take<float>(), &scan) ==

@@ -85,13 +85,15 @@ coverage() {
       echo "$target: an input fails"
   done
   llvm-profdata merge -o "$out/profile" "$out"/profiles/*
-  grep -v '^#' fuzz/reading_sources.txt | xargs llvm-cov export -format=lcov \
-    -instr-profile="$out/profile" "$bin" | awk -F'[:,]' -v root="$PWD/" '
-      /^SF/ { file = substr($0, 4); sub(root, "", file); n = 0; unreached = "" }
-      /^DA/ { ++n; ++lines; if ($3 == 0) { unreached = unreached " " $2; ++missing } }
-      /^end_of_record/ && unreached != "" { print file ":" unreached }
+  llvm-cov export -format=lcov -instr-profile="$out/profile" "$bin" |
+    awk -F'[:,]' '
+      NR == FNR { reads[$1] = 1; next }
+      /^SF/ { file = $2; sub(".*/\\.\\./", "", file); sub(ENVIRON["PWD"] "/", "", file)
+              counts = file in reads; unreached = "" }
+      counts && /^DA/ { ++lines; if ($3 == 0) { unreached = unreached " " $2; ++missing } }
+      counts && /^end_of_record/ && unreached != "" { print file ":" unreached }
       END { printf "%d lines of the sources that read, %.1f %% of them reached\n", lines,
-                   100 - 100 * missing / lines }'
+                   100 - 100 * missing / lines }' fuzz/reading_sources.txt -
 }
 
 # The inputs that reach code which those of the seed writer and the ones already kept do not.

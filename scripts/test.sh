@@ -126,6 +126,8 @@ if [ -n "$all" ]; then
   scripts/interop.sh
   step "static analysis"
   scripts/analyse.sh
+  step "fuzzers"
+  scripts/fuzz.sh 0.5
   step "manual"
   scripts/docs.sh
   step "packages"

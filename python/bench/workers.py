@@ -17,7 +17,13 @@ import dask_batch  # noqa: E402
 import peaks  # noqa: E402
 from distributed import Client  # noqa: E402
 
-WORKERS, RUNS, ROUNDS = (1, 2, 4), 64, 3
+WORKERS, RUNS, ROUNDS = (1, 2, 4), 32, 3
+
+
+def spent(client):
+    """Processor seconds of the workers, the scheduler, and this process."""
+    return (sum(client.run(time.process_time).values()), client.run_on_scheduler(time.process_time),
+            time.process_time())
 
 
 def main():
@@ -30,20 +36,26 @@ def main():
             for i in range(2000):
                 function.add(i * 0.005, mz, mz * (i % 50))
         print(f"{os.cpu_count()} processors, load {os.getloadavg()[0]:.1f}")
+        costs = []
         figures = {count: [] for count in WORKERS}
         for _ in range(ROUNDS):
             for count in WORKERS:
                 with dask_batch.cluster(count, log) as file, Client(scheduler_file=file, timeout=60) as client:
                     client.wait_for_workers(count, timeout=60)
                     dask_batch.process(client, [path] * count * 2, targets, 0)  # imports
+                    before = spent(client)
                     begin = time.perf_counter()
                     done, failures = dask_batch.process(client, [path] * RUNS, targets, 0)
                     assert len(done) == RUNS, failures
                     figures[count].append(RUNS / (time.perf_counter() - begin))
+                    costs.append([(b - a) / RUNS * 1e3 for a, b in zip(before, spent(client))])
         base = statistics.median(figures[WORKERS[0]])
         for count, rates in figures.items():
             rate = statistics.median(rates)
             print(f"{count} workers: {rate:7.1f} runs/s  {rate / base:5.2f} x")
+        worker, scheduler, client = (statistics.median(cost) for cost in zip(*costs))
+        print(f"processor time of a run: {worker:.1f} ms of a worker, {scheduler:.1f} of the scheduler, "
+              f"{client:.1f} of the program")
 
 
 if __name__ == "__main__":

@@ -18,11 +18,12 @@ may use the package, one of them at a time is in the library; processes run side
 from ._library import ffi as _ffi
 from ._library import lib as _lib
 from .chromatogram import Chromatogram, Chromatograms
-from .database import Database, DatabaseType
+from .codes import DatabaseType, DataType, FunctionType, StepType
+from .database import Database
 from .errors import AbsentError, ClosedError, Error, LibraryMemoryError, NotFoundError
-from .function import DataType, Function, FunctionType
+from .function import Function
 from .numbers import Grid, Trace, linearise, noise, retention_index, trace
-from .parts import Channel, Polynomial, Step, StepType
+from .parts import Channel, Polynomial, Step
 from .pictures import save_svg
 from .run import Run, open  # noqa: A004
 from .scan import INDEX_TYPE, Points, Scan

@@ -2,24 +2,16 @@
 
 from __future__ import annotations
 
-import enum
 import operator
 import os
+import struct
 import weakref
 from collections.abc import MutableSequence
 from typing import Any, Callable, Mapping, NamedTuple, Union
 
-import struct
-
 from . import _optional, errors
 from ._library import NULL, Path, check, error, ffi, full_path, lib, lock, path_bytes
-
-_NAMES = """METHOD_FIND INTERIM_REPORT PEAK_LIST METHOD_QUAN MS_FUNCTION SAMPLES TUNE QUAN_SAMPLE_LIST
-    PEP_MOD PEP_ELEMENT PROBE AUTO_SAMPLER GC LC GC2 METHOD CURVE DIGEST NUC_MOD PERIODIC_TABLE""".split()
-
-#: The types of databases: ``DatabaseType.PEAK_LIST``.
-DatabaseType = enum.IntEnum(  # type: ignore[misc]
-    "DatabaseType", {name: getattr(lib, f"DB3_{name}") for name in _NAMES})
+from .codes import DatabaseType
 
 _RECORD_BYTES = 1 << 15  # more than any of the records of database_records.h
 
@@ -75,7 +67,7 @@ class Database(MutableSequence):
         try:
             kind = DatabaseType[type] if isinstance(type, str) else DatabaseType(type)
         except (KeyError, ValueError):
-            raise ValueError(f"{type!r} is none of {', '.join(_NAMES)}") from None
+            raise ValueError(f"{type!r} is none of {', '.join(DatabaseType.__members__)}") from None
         self.path: str = full_path(path)
         self.type = kind
         name = path_bytes(self.path)
@@ -136,7 +128,7 @@ class Database(MutableSequence):
             self._handle(lib.DB3_HANDLE_READ, self._number(index), record)
         return {name: _value(field, ffi.buffer(record)) for name, field in self._fields.items()}
 
-    def __setitem__(self, index: Any, values: Mapping[str, Any]) -> None:
+    def __setitem__(self, index: Any, values: Any) -> None:
         """Updates the fields that `values` names; the others stay."""
         with lock:
             number = self._number(index)

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import enum
 import operator
 from typing import TYPE_CHECKING, Any, Iterator, Optional, Sequence, Union, overload
 
@@ -11,21 +10,13 @@ import numpy as np
 from . import _memory, errors
 from ._library import NULL, check, ffi, floats, lib, lock, text
 from .chromatogram import Chromatogram, Chromatograms
+from .codes import DataType, FunctionType, known
 from .scan import INDEX_TYPE, Block, Points, Scan
 from .windows import Window, bounds
 
 if TYPE_CHECKING:
     from .run import Run
 
-
-def _codes(prefix: str) -> dict[str, int]:
-    return {name[len(prefix):]: getattr(lib, name) for name in dir(lib) if name.startswith(prefix)}
-
-
-#: What kind of experiment a function is: ``FunctionType.TOF_MS``.
-FunctionType = enum.IntEnum("FunctionType", _codes("RAW_TYPE_"))  # type: ignore[misc]
-#: How a function's points are packed: ``DataType.STANDARD_CENTROID``.
-DataType = enum.IntEnum("DataType", _codes("RAW_DATA_"))  # type: ignore[misc]
 
 _PROFILES = {DataType.CONTINUUM, DataType.MCA, DataType.MCB}
 _FLAGGED = {DataType.ENHANCED_SIR, DataType.ENHANCED_MASS}
@@ -34,10 +25,6 @@ _address = ffi.from_buffer
 _MASK = lib.RAW_SCAN_POINTS_MASK
 _BLOCK_SCANS = 256
 _BLOCK_POINTS = 1 << 17
-
-
-def _known(kind: Any, code: int) -> Any:
-    return kind(code) if code in kind._value2member_map_ else code
 
 
 class Function(Sequence[Scan]):
@@ -89,12 +76,12 @@ class Function(Sequence[Scan]):
     @property
     def type(self) -> Any:
         """A FunctionType, or the number of one that is not known."""
-        return _known(FunctionType, lib.RawGetFuncType(self._record))
+        return known(FunctionType, lib.RawGetFuncType(self._record))
 
     @property
     def data_type(self) -> Any:
         """A DataType, or the number of one that is not known."""
-        return _known(DataType, lib.RawGetFuncDataType(self._record))
+        return known(DataType, lib.RawGetFuncDataType(self._record))
 
     @property
     def is_profile(self) -> bool:
@@ -126,7 +113,7 @@ class Function(Sequence[Scan]):
     def channels(self) -> list[tuple[float, float]]:
         """Mass and daughter mass (0: none) of each channel; empty for functions that scan."""
         mass, daughter = ffi.new("float*"), ffi.new("float*")
-        found = []
+        found: list[tuple[float, float]] = []
         while lib.RawGetFuncChannel(self._record, len(found) + 1, mass, daughter):
             found.append((mass[0], daughter[0]))
         return found
@@ -286,10 +273,9 @@ class Function(Sequence[Scan]):
         from . import _optional
 
         index = self.scans
-        frame = _optional.pandas().DataFrame({name: index[name] for name in INDEX_TYPE.names})
-        frame.index = range(1, len(index) + 1)
-        frame.index.name = "scan"
-        return frame
+        frame: Any = _optional.pandas().DataFrame({name: index[name] for name in INDEX_TYPE.names or ()})
+        frame.index += 1
+        return frame.rename_axis("scan")
 
     def plot(self, axes: Any = None, **options: Any) -> Any:
         """Draws the total ion current with matplotlib, into `axes` or new ones, and returns them."""
@@ -360,6 +346,8 @@ class Function(Sequence[Scan]):
             if code == lib.RAW_OK and claimed:
                 code = lib.RawReadSpectra(*here, claimed, ends, floats(mz), floats(intensity),
                                           NULL if flags is None else _address("uint8_t[]", flags))
+                if code == lib.RAW_BAD_ARGUMENT:  # another program has replaced a scan meanwhile
+                    return self._read_points(numbers)
             elif claimed == 0:
                 offsets[:] = 0
         if code != lib.RAW_OK:

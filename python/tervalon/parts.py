@@ -4,23 +4,16 @@ from __future__ import annotations
 
 import dataclasses
 import datetime
-import enum
 from typing import TYPE_CHECKING, Any, Optional
 
 import numpy as np
 
 from ._library import check, ffi, floats, lib, lock, text
 from .chromatogram import Chromatogram
+from .codes import StepType, known
 
 if TYPE_CHECKING:
     from .run import Run
-
-#: Kinds of processing steps: ``StepType.SMOOTH``.
-StepType = enum.IntEnum(  # type: ignore[misc]
-    "StepType",
-    {name[9:]: getattr(lib, name) for name in dir(lib)
-     if name.startswith("RAW_STEP_") and name != "RAW_STEP_PARAMETERS_SIZE"},
-)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -107,11 +100,10 @@ def read_history(handle: int, path: str) -> list[Step]:
 def _step(tree: int, depth: int, process: Any) -> Step:
     line = ffi.new("char[256]")
     lib.RawHistDescription(ffi.addressof(process), lib.RAW_DESCRIBE_FULL, line, 256)
-    kind = StepType(process.type) if process.type in StepType._value2member_map_ else process.type
     created = None
     if process.created:
         created = datetime.datetime.fromtimestamp(process.created, datetime.timezone.utc)
-    return Step(tree, text(process.name), kind, created, text(line), depth)
+    return Step(tree, text(process.name), known(StepType, process.type), created, text(line), depth)
 
 
 @dataclasses.dataclass(frozen=True)

@@ -129,7 +129,7 @@ def _peaks(series: Series, y: np.ndarray) -> list[int]:
     """The highest local maxima, the highest first and none beside a higher one: what is worth a label."""
     if len(y) < 3:
         return list(range(len(y)))
-    padded = np.concatenate(([-np.inf], y, [-np.inf]))
+    padded: Any = np.pad(y, 1, constant_values=-np.inf)
     found = np.flatnonzero((y > padded[:-2]) & (y >= padded[2:]) & (y > 0.01 * y.max()))
     beside = (float(series.x[-1]) - float(series.x[0])) / 24
     chosen: list[int] = []

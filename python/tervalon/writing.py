@@ -12,7 +12,7 @@ import numpy as np
 
 from . import errors
 from ._library import NULL, Path, check, ffi, floats, full_path, latin1, lib, lock, path_bytes, text
-from .function import DataType, FunctionType
+from .codes import DataType, FunctionType
 
 _CHANNEL_TYPES = {FunctionType.SIR, FunctionType.MRM, FunctionType.VOLTAGE_SIR,
                   FunctionType.MAGNETIC_SIR}
@@ -315,7 +315,7 @@ def _function_record(kind: int, data_type: int, mass_range: tuple[float, float],
         raise ValueError(f"at most {lib.RAW_MAX_SEGMENTS} channels")
     if bool(channels) != (kind in _CHANNEL_TYPES):
         raise ValueError("channels belong to SIR and MRM functions, which have at least one")
-    modes = {}
+    modes: dict[str, int] = {}
     name = ffi.new("char[8]")
     while lib.RawGetIonModeDesc(len(modes), name):
         modes[text(name)] = len(modes)

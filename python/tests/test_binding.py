@@ -1,11 +1,13 @@
 """The binding and the headers, and what a wheel may need. These look at the sources."""
 
+import ast
 import doctest
 import importlib
 import os
 import pkgutil
 import shutil
 import sys
+import zipfile
 
 import pytest
 
@@ -14,6 +16,7 @@ import tervalon
 from conftest import SOURCE
 
 sys.path.insert(0, str(SOURCE / "python"))
+import build_backend  # noqa: E402
 import check_wheel  # noqa: E402
 import generate  # noqa: E402
 
@@ -25,7 +28,7 @@ def test_examples_in_docstrings(name):
 
 
 def test_examples_of_the_package_and_its_page():
-    assert doctest.testmod(tervalon) .failed == 0
+    assert doctest.testmod(tervalon).failed == 0
     page = doctest.testfile(str(SOURCE / "docs/getting_started_python.md"), module_relative=False)
     assert page.attempted > 10 and page.failed == 0
 
@@ -64,3 +67,23 @@ def test_what_a_wheel_may_need():
     if os.path.exists(bundled):
         assert check_wheel.check_library(bundled) == []
     assert any("needs" in wrong for wrong in check_wheel.check_library(os.path.realpath(shutil.which("bash"))))
+
+
+def test_the_stub_lists_the_codes():
+    stub = ast.parse((SOURCE / "python/tervalon/codes.pyi").read_text("utf-8"))
+    for listed in (node for node in stub.body if isinstance(node, ast.ClassDef)):
+        members = {line.targets[0].id: line.value.value for line in listed.body}
+        family = getattr(tervalon, listed.name)
+        assert members == {name: int(member) for name, member in family.__members__.items()}
+
+
+def test_a_wheel_for_windows(tmp_path, monkeypatch):
+    """From the same sources; what stands in for the DLL is only packed."""
+    (tmp_path / "tervalon.dll").write_bytes(b"MZ")
+    monkeypatch.setenv("TERVALON_LIBRARY", str(tmp_path / "tervalon.dll"))
+    name = build_backend.build_wheel(str(tmp_path))
+    assert name.endswith("-py3-none-win_amd64.whl") and check_wheel.check(str(tmp_path / name)) == []
+    with zipfile.ZipFile(tmp_path / name) as wheel:
+        binding = wheel.read("tervalon/_interface.py").decode()
+        assert "tervalon/tervalon.dll" in wheel.namelist()
+    assert "RawReadSpectra" in binding and "TvCreateSvgDC" not in binding

@@ -81,7 +81,8 @@ class Importer : public MzmlHandler {
   ImportReport Finish() {
     ImportReport report;
     // Numbers that nothing was stored under are functions of no scans.
-    std::vector<RawFunctionRecord> records(functions_.empty() ? 0 : functions_.rbegin()->first);
+    std::vector<RawFunctionRecord> records(
+        functions_.empty() ? 0U : static_cast<size_t>(functions_.rbegin()->first));
     for (auto& [number, function] : functions_) {
       function->End();
       const bool channels = IsChannelType(function->data_type());

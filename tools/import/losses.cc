@@ -43,10 +43,12 @@ const std::set<std::string_view>& Kept() {
       set.insert(term.accession);
     }
     for (const CvTerm& general :
-         {cv::kInstrumentModel, cv::kIonizationType, cv::kAnalyzerType, cv::kDetectorType}) {
+         {cv::kInstrumentModel, cv::kIonizationType, cv::kAnalyzerType, cv::kDetectorType,
+          cv::kTimeOfFlight, cv::kElectronIonization, cv::kChemicalIonization,
+          cv::kFastAtomBombardment, cv::kThermospray, cv::kElectrospray, cv::kAtmosphericPressure,
+          cv::kLaserDesorption}) {
       set.insert(general.accession);
     }
-    set.insert(cv::kTimeOfFlight.accession);
     set.insert("MS:1000525");  // spectrum representation, without saying which
     return set;
   }();
@@ -59,7 +61,8 @@ const std::set<std::string_view>& KeptByName() {
                                                    "ion_mode",      "ion_mode_name",
                                                    "data_type",     "data_type_name",
                                                    "segment",       "flags",
-                                                   "name",          "unit"};
+                                                   "name",          "unit",
+                                                   "instrument"};
   return names;
 }
 

@@ -214,6 +214,8 @@ RawHeader HeaderOf(const MzmlDescription& description, const std::string& name, 
       StoreContact(element, header, losses);
     } else if (element.element == "run") {
       StoreRun(element, header, losses);
+    } else if (element.element == "instrumentConfiguration") {
+      losses.AddParams(element.params);
     } else if (element.element != "fileContent") {
       losses.Add("descriptions: " + element.element);
     }

@@ -318,9 +318,12 @@ bool RecordFile::Change(Edit edit) {
     return false;
   }
   if (!Write(edit, journal, after, &buffer)) {
-    // Where this fails, the next turn does it.
+    // Where this fails, the next turn does it. The new header can be in the file although its
+    // writing was reported to have failed, so the mark comes first.
     bool kept = false;
-    UndoJournal::TakeBack(file_.get(), &buffer, &kept);
+    if (WriteWhole(file_.get(), kPendingOffset, {&kPending, 1})) {
+      UndoJournal::TakeBack(file_.get(), &buffer, &kept);
+    }
     return false;
   }
   if (edit.stored < header_.stored) {

@@ -123,7 +123,8 @@ ChangeLock::ChangeLock(std::string target, std::string lock_path, std::unique_pt
 
 ChangeLock::~ChangeLock() {
   try {
-    if (own_) Files().RemoveAlone(lock_path_, std::move(file_));
+    if (!own_) RemoveLeftOver();  // it may have been unreadable for a moment
+    if (own_ && !left_over_) Files().RemoveAlone(lock_path_, std::move(file_));
   } catch (const std::bad_alloc&) {  // then the next user removes it
   }
   file_.reset();
@@ -171,6 +172,15 @@ std::unique_ptr<File> ChangeLock::MakeTemporary(std::string* path) {
   return nullptr;
 }
 
+// What cannot be removed the next user of the lock removes.
+void ChangeLock::RemoveTemporary(const std::string& path) {
+  left_over_ = true;
+  try {
+    left_over_ = !Files().Remove(path) && Files().Exists(path);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
 Replacement::Replacement(const std::string& path) : lock_(nullptr) {
   bool in_use = false;
   own_lock_ = ChangeLock::Take(path, kLockWait, &in_use);
@@ -188,18 +198,19 @@ void Replacement::Begin() {
     result_ = ReplaceResult::kNotCreated;
     return;
   }
-  // What others may not read must not be read under the temporary name either.
-  if (Files().Status(lock_->target()) == PathStatus::kFile) {
-    Files().CopyAccess(lock_->target(), temporary_);
+  try {
+    // What others may not read must not be read under the temporary name either.
+    if (Files().Status(lock_->target()) == PathStatus::kFile) {
+      Files().CopyAccess(lock_->target(), temporary_);
+    }
+  } catch (const std::bad_alloc&) {  // there is a file to be removed
+    result_ = ReplaceResult::kNotCreated;
   }
 }
 
 Replacement::~Replacement() {
   file_.reset();
-  try {
-    if (!temporary_.empty()) Files().Remove(temporary_);
-  } catch (const std::bad_alloc&) {  // then the next user of the lock removes it
-  }
+  if (!temporary_.empty()) lock_->RemoveTemporary(temporary_);
 }
 
 ReplaceResult Replacement::Write(uint64_t offset, std::span<const uint8_t> bytes) {

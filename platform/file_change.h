@@ -52,12 +52,14 @@ class ChangeLock {
   // Makes a temporary file beside the target and notes its name.
   std::unique_ptr<File> MakeTemporary(std::string* path);
 
+  void RemoveTemporary(const std::string& path);
   void RemoveLeftOver();
 
   std::string target_;
   std::string lock_path_;
   std::unique_ptr<File> file_;
   bool own_ = false;  // the library's own lock file, not something that happens to have its name
+  bool left_over_ = false;  // the temporary file could not be removed: the note of it stays
 };
 
 enum class ReplaceResult {

@@ -58,20 +58,32 @@ int32_t SetCompleteScans(int32_t handle, int32_t function, RawFunctionRecord* re
   return error;
 }
 
+// With the data file open.
+int32_t OpenIndexAndReader(int32_t handle, const ScanFiles& files, int32_t function,
+                           int32_t process, const RawFunctionRecord& record,
+                           const RawCalibration* calibration) {
+  const int32_t error = RawFileOpen(handle, files.index_code, files.number, kReadMember);
+  if (error != RAW_OK) return error;
+  return PutScanBuffer(
+      handle, function, process,
+      std::make_unique<FunctionReader>(record, function, process, calibration,
+                                       OpenMember(handle, files.index_code, files.number),
+                                       OpenMember(handle, files.data_code, files.number)));
+}
+
 int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
                    const RawFunctionRecord& record, const RawCalibration* calibration) {
   const ScanFiles files = ScanFilesOf(function, process);
   int32_t error = RawFileOpen(handle, files.data_code, files.number, kReadMember);
   if (error != RAW_OK) return error;
-  error = RawFileOpen(handle, files.index_code, files.number, kReadMember);
-  if (error == RAW_OK) {
-    std::unique_ptr<ScanBuffer> reader(new (std::nothrow) FunctionReader(
-        record, function, process, calibration, OpenMember(handle, files.index_code, files.number),
-        OpenMember(handle, files.data_code, files.number)));
-    error = PutScanBuffer(handle, function, process, std::move(reader));
-    if (error == RAW_OK) return RAW_OK;
-    RawFileClose(handle, files.index_code, files.number);
+  const bool index_was_open = OpenMember(handle, files.index_code, files.number) != nullptr;
+  try {
+    error = OpenIndexAndReader(handle, files, function, process, record, calibration);
+  } catch (const std::bad_alloc&) {
+    error = RAW_NO_MEMORY_FOR_SCAN_BUFFER;
   }
+  if (error == RAW_OK) return RAW_OK;
+  if (!index_was_open) RawFileClose(handle, files.index_code, files.number);
   RawFileClose(handle, files.data_code, files.number);
   return error;
 }
@@ -93,31 +105,26 @@ extern "C" int32_t TERVALON_CALL RawAppendFunction(int32_t handle, const RawFunc
   return Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&]() -> int32_t {
     if (function != nullptr) *function = 0;
     if (record == nullptr) return RAW_BAD_ARGUMENT;
-    std::unique_ptr<platform::ChangeLock> lock;
-    int32_t error = LockMember(handle, kFunctionTable, 0, &lock);
-    if (error == RAW_OK) error = RawFileOpen(handle, kFunctionTable, 0, kReadWriteMember);
+    int16_t number = 0;
+    const auto append = [&](const MemberContent& table, std::vector<uint8_t>* fresh) -> int32_t {
+      if (table.absent) return RAW_MEMBER_NOT_OPENED;
+      const size_t whole = table.bytes.size() / kRecordSize;
+      if (whole >= RAW_MAX_FUNCTIONS) return RAW_SLOT_OUT_OF_RANGE;
+      *fresh = table.bytes;
+      fresh->resize(whole * kRecordSize);
+      fresh->insert(fresh->end(), record->bytes, record->bytes + kRecordSize);
+      number = static_cast<int16_t>(whole + 1);
+      return RAW_OK;
+    };
+    int32_t error = CheckHandle(handle);
     if (error != RAW_OK) return error;
-    uint32_t size = 0;
-    if (RawFileSize(handle, kFunctionTable, 0, &size) != RAW_OK) {
-      RawFileClose(handle, kFunctionTable, 0);
-      return RAW_OK;  // callers test the number
-    }
-    // What a cut-off append left behind the last whole record is written over.
-    const uint32_t whole = size / kRecordSize;
-    error = RAW_SLOT_OUT_OF_RANGE;
-    if (whole < RAW_MAX_FUNCTIONS) {
-      RawFunctionRecord copy = *record;
-      RawFileSeek(handle, kFunctionTable, whole * kRecordSize);
-      error = RawFileWrite(handle, kFunctionTable, 0, copy.bytes, kRecordSize, nullptr);
-      File* const table = OpenMember(handle, kFunctionTable, 0);
-      if (error == RAW_OK && !table->Sync()) error = RAW_SHORT_WRITE;
-      if (error != RAW_OK) table->Resize(uint64_t{whole} * kRecordSize);
-    }
-    KnownContentOf(handle, kFunctionTable) = nullptr;
-    const int32_t close_error = RawFileClose(handle, kFunctionTable, 0);
-    if (error == RAW_OK) error = close_error;
-    if (error == RAW_OK && function != nullptr) *function = static_cast<int16_t>(whole + 1);
-    return error;
+    std::unique_ptr<KnownContent>& known = KnownContentOf(handle, kFunctionTable);
+    error = ChangeMember(handle, kFunctionTable, kLargestTable, append);
+    if (error == RAW_SEEK_FAILED) return RAW_OK;  // callers test the number
+    if (error != RAW_OK) return error;
+    known = nullptr;
+    if (function != nullptr) *function = number;
+    return RAW_OK;
   });
 }
 

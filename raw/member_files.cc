@@ -64,14 +64,24 @@ const NamePattern* FindNamePattern(int32_t code) {
 struct Member {
   std::unique_ptr<File> file;
   uint32_t position = 0;
+  bool written = false;
 };
+
+// Forces what was written to the disk and closes the file.
+int32_t CloseFile(Member& member) {
+  const bool forced = !member.written || member.file->Sync();
+  const bool closed = member.file->Close();
+  if (!forced) return RAW_SHORT_WRITE;
+  return closed ? RAW_OK : RAW_MEMBER_NOT_CLOSED;
+}
 
 struct RawDirectory {
   std::string path;                            // as the caller named it
   std::string real;                            // as it is spelled on the disk
   std::unique_ptr<ChangeLock> creator_lock;    // of one that was created, until it is closed
   std::map<std::string, std::string> spelled;  // names found in it, by what they are in lower case
-  std::map<int32_t, std::unique_ptr<KnownContent>> known;  // by file code
+  platform::Spelling spelling = platform::Spelling::kAsGiven;  // of those and all others
+  std::map<int32_t, std::unique_ptr<KnownContent>> known;      // by file code
   std::array<std::unique_ptr<Member>, kSlotCount> members;
   std::array<std::array<std::shared_ptr<ScanBuffer>, RAW_MAX_PROCESSES + 1>, RAW_MAX_FUNCTIONS>
       scan_buffers;
@@ -105,29 +115,23 @@ std::string LowerCase(std::string text) {
   return text;
 }
 
-// How members are spelled whose files came from systems where case does not count. Of several, the
-// first in byte order, which is the one in upper case.
-std::map<std::string, std::string> SpelledNames(const std::string& directory) {
+// Finds how members are spelled whose files came from systems where case does not count. Of
+// several, the first in byte order, which is the one in upper case.
+void FindNames(RawDirectory* directory) {
   std::vector<platform::DirectoryEntry> entries;
-  std::map<std::string, std::string> names;
-  Files().List(directory, &entries);
+  // What cannot be listed is looked up file by file.
+  if (!Files().List(directory->real, &entries)) directory->spelling = platform::Spelling::kAnyCase;
   for (const auto& entry : entries) {
-    const auto [place, first] = names.emplace(LowerCase(entry.name), entry.name);
+    const auto [place, first] = directory->spelled.emplace(LowerCase(entry.name), entry.name);
     if (!first) place->second = std::min(place->second, entry.name);
   }
-  return names;
 }
 
-// Allocates a free entry for `directory`: its number, or -1.
-int32_t AllocateHandle(const char* directory) {
-  const int32_t handle = FindFreeHandle();
-  if (handle < 0) return -1;
+std::unique_ptr<RawDirectory> MakeEntry(const char* directory) {
   auto entry = std::make_unique<RawDirectory>();
   entry->path = directory;
   entry->real = Files().Resolve(directory);
-  entry->spelled = SpelledNames(entry->real);
-  open_directories[static_cast<size_t>(handle)] = std::move(entry);
-  return handle;
+  return entry;
 }
 
 bool FitsPathRecord(const char* path) { return std::strlen(path) < TV_PATH_SIZE; }
@@ -168,7 +172,8 @@ int32_t FindScanBuffer(int32_t handle, int32_t function, int32_t process,
   return RAW_OK;
 }
 
-// Writes what writers hold in memory and closes the members that are open. The first error.
+// Writes what writers hold in memory and closes the members that are open. The first
+// error.
 int32_t EndWriting(RawDirectory* directory) {
   int32_t first_error = RAW_OK;
   const auto note = [&](int32_t error) {
@@ -180,7 +185,7 @@ int32_t EndWriting(RawDirectory* directory) {
     }
   }
   for (const auto& member : directory->members) {
-    if (member != nullptr && !member->file->Close()) note(RAW_MEMBER_NOT_CLOSED);
+    if (member != nullptr) note(CloseFile(*member));
   }
   return first_error;
 }
@@ -199,13 +204,15 @@ int32_t EraseDirectory(const std::string& directory) {
   return Files().RemoveEmptyDirectory(directory) ? RAW_OK : RAW_DIRECTORY_NOT_REMOVED;
 }
 
-// Makes an empty directory and takes the lock that keeps others from doing so until it is closed.
-// One that is made first, and then made anew under the lock, has a name that the lock can be for.
-int32_t CreateDirectory(const std::string& directory, std::unique_ptr<ChangeLock>* lock) {
-  if (!IsDirectoryNamed(directory) && !Files().MakeDirectory(directory) &&
-      !IsDirectoryNamed(directory)) {
-    return RAW_DIRECTORY_NOT_CREATED;
-  }
+// Whether there is a directory of that name, made here if there was none.
+bool EnsureDirectory(const std::string& directory) {
+  return IsDirectoryNamed(directory) || Files().MakeDirectory(directory) ||
+         IsDirectoryNamed(directory);
+}
+
+// Makes a directory anew, empty, and takes the lock that keeps others from doing so until it is
+// closed.
+int32_t RenewDirectory(const std::string& directory, std::unique_ptr<ChangeLock>* lock) {
   int32_t error = TakeDirectory(directory, lock);
   if (error == RAW_OK) error = EraseDirectory(directory);
   if (error != RAW_OK) return error;
@@ -283,8 +290,7 @@ int32_t RawFileOpen(int32_t handle, int32_t code, int32_t number, int32_t mode, 
   if (member == nullptr) return RAW_NO_MEMORY_FOR_MEMBER;
   const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
-  member->file =
-      Files().Open(path, kModes[mode - kCreateMember], absent, platform::Spelling::kAsGiven);
+  member->file = Files().Open(path, kModes[mode - kCreateMember], absent, Entry(handle).spelling);
   if (member->file == nullptr) return RAW_MEMBER_NOT_OPENED;
   place = std::move(member);
   return RAW_OK;
@@ -313,6 +319,7 @@ int32_t RawFileWrite(int32_t handle, int32_t code, int32_t number, void* buffer,
     if (member->position + uint64_t{count} > kLargestMember) return RAW_SHORT_WRITE;
     if (code == kHeaderInverted) InvertBytes(buffer, count);
     size_t done = 0;
+    member->written = true;
     if (!member->file->WriteAt(member->position, buffer, count, &done)) return RAW_SEEK_FAILED;
     if (done < count) return RAW_SHORT_WRITE;
     member->position += count;
@@ -343,9 +350,9 @@ int32_t RawFileClose(int32_t handle, int32_t code, int32_t number) {
   const int32_t slot = MemberSlot(code, number);
   const int32_t error = FindMember(handle, slot, &member);
   if (error != RAW_OK) return error;
-  const bool closed = member->file->Close();
+  const int32_t close_error = CloseFile(*member);
   Entry(handle).members[static_cast<size_t>(slot)].reset();
-  return closed ? RAW_OK : RAW_MEMBER_NOT_CLOSED;
+  return close_error;
 }
 
 int32_t LockMember(int32_t handle, int32_t code, int32_t number,
@@ -370,7 +377,7 @@ int32_t OpenForWriting(int32_t handle, int32_t code, int32_t number, bool make,
   const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
   const auto open = [&](bool* absent) {
-    *file = Files().Open(path, OpenMode::kReadWrite, absent, platform::Spelling::kAsGiven);
+    *file = Files().Open(path, OpenMode::kReadWrite, absent, Entry(handle).spelling);
   };
   bool absent = false;
   open(&absent);
@@ -389,7 +396,7 @@ int32_t OpenForReading(int32_t handle, int32_t code, int32_t number, std::unique
   if (MemberSlot(code, number) < 0) return RAW_SLOT_OUT_OF_RANGE;
   const std::string path = MemberPath(handle, code, number);
   if (path.size() >= TV_PATH_SIZE) return RAW_PATH_NOT_BUILT;
-  *file = Files().Open(path, OpenMode::kRead, absent, platform::Spelling::kAsGiven);
+  *file = Files().Open(path, OpenMode::kRead, absent, Entry(handle).spelling);
   return *file != nullptr ? RAW_OK : RAW_MEMBER_NOT_OPENED;
 }
 
@@ -452,9 +459,12 @@ extern "C" void TERVALON_CALL RawHandlesInit(void) {
 extern "C" int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* handle) {
   return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
     if (handle == nullptr || !IsRawDirectory(directory)) return RAW_DIRECTORY_ABSENT;
-    const int32_t allocated = AllocateHandle(directory);
-    if (allocated < 0) return RAW_NO_FREE_HANDLE;
-    *handle = allocated;
+    const int32_t free = FindFreeHandle();
+    if (free < 0) return RAW_NO_FREE_HANDLE;
+    std::unique_ptr<RawDirectory> entry = MakeEntry(directory);
+    FindNames(entry.get());
+    open_directories[static_cast<size_t>(free)] = std::move(entry);
+    *handle = free;
     return RAW_OK;
   });
 }
@@ -465,12 +475,17 @@ extern "C" int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* h
     if (directory == nullptr || handle == nullptr || !FitsPathRecord(directory)) {
       return RAW_DIRECTORY_NOT_CREATED;
     }
-    if (FindFreeHandle() < 0) return RAW_NO_FREE_HANDLE;
-    std::unique_ptr<ChangeLock> lock;
-    const int32_t error = CreateDirectory(directory, &lock);
+    const int32_t free = FindFreeHandle();
+    if (free < 0) return RAW_NO_FREE_HANDLE;
+    // What it takes in memory is there before anything is erased. The directory comes first, so
+    // that its name is found as it is.
+    const bool there = EnsureDirectory(directory);
+    std::unique_ptr<RawDirectory> entry = MakeEntry(directory);
+    const int32_t error =
+        there ? RenewDirectory(directory, &entry->creator_lock) : RAW_DIRECTORY_NOT_CREATED;
     if (error == RAW_OK || error == RAW_DIRECTORY_NOT_CREATED) {
-      *handle = AllocateHandle(directory);
-      Entry(*handle).creator_lock = std::move(lock);
+      open_directories[static_cast<size_t>(free)] = std::move(entry);
+      *handle = free;
     }
     return error;
   });
@@ -481,7 +496,7 @@ extern "C" int32_t TERVALON_CALL RawCreateClose(int32_t handle) {
     const int32_t error = CheckHandle(handle);
     if (error != RAW_OK) return error;
     const int32_t end_error = EndWriting(&Entry(handle));
-    const std::string directory = Entry(handle).real;
+    const std::string directory = std::move(Entry(handle).real);
     const std::unique_ptr<ChangeLock> lock = std::move(Entry(handle).creator_lock);
     ReleaseHandle(handle);
     const int32_t stamp_error = TouchFiles(directory);

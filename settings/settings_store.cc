@@ -133,7 +133,9 @@ extern "C" int32_t TERVALON_CALL InitGlobal(int32_t /*ignored*/) {
     if (global.ini.block == nullptr) return false;
     global.ini.free_bytes = static_cast<int32_t>(platform::Memory().Size(global.ini.block));
     global.use_count = 1;
-    return settings::Seed(file);
+    const bool seeded = Guarded(false, [&] { return settings::Seed(file); });
+    if (!seeded) settings::ResetGlobalStore();
+    return seeded;
   });
 }
 

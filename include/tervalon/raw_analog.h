@@ -49,8 +49,8 @@ TERVALON_API int32_t TERVALON_CALL RawCreateAnalogFile(int32_t handle);
 TERVALON_API int32_t TERVALON_CALL RawCreateAnalogScan(int32_t handle, float time, int32_t channels,
                                                        const float* values);
 
-// Closes what RawCreateAnalogFile opened.
-// Returns RAW_OK or a member-file error.
+// Closes what RawCreateAnalogFile opened, and forces the records to the disk.
+// Returns RAW_OK or a member-file error; RAW_SHORT_WRITE also when the disk did not take them.
 TERVALON_API int32_t TERVALON_CALL RawCreateAnalogEnd(int32_t handle);
 
 // Stores the count of complete records.

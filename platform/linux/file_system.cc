@@ -157,9 +157,30 @@ std::string RealPath(const std::string& native) {
   return path != nullptr ? path.get() : "";
 }
 
+// Forces the names in the directory of a path to the disk, as far as its file system can.
+void ForceNames(const std::string& native) {
+  char parent[PATH_MAX];  // no memory is needed once something is done
+  const size_t slash = native.rfind('/');
+  const size_t length = slash == 0 ? 1 : slash == std::string::npos ? 0 : slash;
+  if (length >= sizeof(parent)) return;
+  native.copy(parent, length);
+  parent[length] = '\0';
+  const Descriptor fd(
+      Retry([&] { return open(length > 0 ? parent : ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (fd.valid()) Retry([&] { return fsync(fd.get()); });
+}
+
 class LinuxFile : public File {
  public:
-  LinuxFile(int fd, std::string native) : fd_(fd), native_(std::move(native)) {}
+  explicit LinuxFile(std::string native) : fd_(-1), native_(std::move(native)) {}
+
+  // False for what is no file proper.
+  bool Take(Descriptor fd) {
+    struct stat status;
+    if (!fd.valid() || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    fd_ = std::move(fd);
+    return true;
+  }
 
   bool ReadAt(uint64_t offset, void* buffer, size_t count, size_t* read) override {
     *read = 0;
@@ -202,8 +223,11 @@ class LinuxFile : public File {
            Retry([&] { return ftruncate(fd_.get(), static_cast<off_t>(size)); }) == 0;
   }
 
+  // With its name: that of a new file is not on the disk by itself.
   bool Sync() override {
-    return Retry([&] { return fsync(fd_.get()); }) == 0;
+    if (Retry([&] { return fsync(fd_.get()); }) != 0) return false;
+    ForceNames(native_);
+    return true;
   }
 
   bool Lock(LockMode mode, std::chrono::milliseconds wait) override {
@@ -285,9 +309,10 @@ class LinuxFileSystem : public FileSystem {
     const bool find =
         (mode == OpenMode::kRead || mode == OpenMode::kReadWrite) && spelling == Spelling::kAnyCase;
     if (find && Spell(&native) == Found::kUnknown) return nullptr;
+    auto file = std::make_unique<LinuxFile>(native);  // while nothing has been made yet
     Descriptor fd(Retry([&] { return open(native.c_str(), flags, 0666); }));
     if (!fd.valid()) *absent = NothingThere(errno);
-    return MakeFile(&fd, native);
+    return file->Take(std::move(fd)) ? std::move(file) : nullptr;
   }
 
   std::unique_ptr<File> OpenAlone(const std::string& path, bool* in_use) override {
@@ -295,13 +320,14 @@ class LinuxFileSystem : public FileSystem {
     if (!Nameable(path)) return nullptr;
     constexpr int kFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW;
     const std::string native = Native(path);
+    auto file = std::make_unique<LinuxFile>(native);
     Descriptor fd(Retry([&] { return open(native.c_str(), kFlags | O_RDWR | O_CREAT, 0666); }));
     // One of another user's can be locked all the same.
     if (!fd.valid() && errno == EACCES) {
       fd = Descriptor(Retry([&] { return open(native.c_str(), kFlags | O_RDONLY); }));
     }
-    std::unique_ptr<File> file = MakeFile(&fd, native);
-    if (file == nullptr || file->Lock(LockMode::kExclusive, {})) return file;
+    if (!file->Take(std::move(fd))) return nullptr;
+    if (file->Lock(LockMode::kExclusive, {})) return file;
     *in_use = true;  // or removed just now
     return nullptr;
   }
@@ -370,7 +396,11 @@ class LinuxFileSystem : public FileSystem {
   }
 
   bool MakeDirectory(const std::string& path) override {
-    return Nameable(path) && mkdir(Native(path).c_str(), 0777) == 0;
+    if (!Nameable(path)) return false;
+    const std::string native = Native(path);
+    if (mkdir(native.c_str(), 0777) != 0) return false;
+    ForceNames(native);  // else all that is forced inside could go with it
+    return true;
   }
 
   bool RemoveEmptyDirectory(const std::string& path) override {
@@ -413,7 +443,6 @@ class LinuxFileSystem : public FileSystem {
     if (!Nameable(from)) return false;
     const std::string source = Native(from);
     const std::string target = Native(Target(to));
-    const std::string directory = ParentOf(target);  // no memory is needed once it is moved
     Descriptor fd(Retry([&] { return open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
     if (!fd.valid() || target.empty()) return false;
 
@@ -426,12 +455,7 @@ class LinuxFileSystem : public FileSystem {
     // The new name must not reach the disk before the bytes.
     if (force == Force::kToDisk && Retry([&] { return fsync(fd.get()); }) != 0) return false;
     if (rename(source.c_str(), target.c_str()) != 0) return false;
-    if (force == Force::kToDisk) {
-      // Some file systems cannot force a directory, and the file is in its place.
-      const Descriptor parent(
-          Retry([&] { return open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-      if (parent.valid()) Retry([&] { return fsync(parent.get()); });
-    }
+    if (force == Force::kToDisk) ForceNames(target);
     return true;
   }
 
@@ -450,15 +474,6 @@ class LinuxFileSystem : public FileSystem {
     std::string native = Native(path);
     Spell(&native);
     return native;
-  }
-
-  // Only of a file proper.
-  static std::unique_ptr<File> MakeFile(Descriptor* fd, const std::string& native) {
-    struct stat status;
-    if (!fd->valid() || fstat(fd->get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-    auto file = std::make_unique<LinuxFile>(fd->get(), native);
-    fd->Release();
-    return file;
   }
 };
 

@@ -4,6 +4,8 @@
 #include <numeric>
 #include <utility>
 
+#include "tests/support/memory_limit.h"
+
 namespace tervalon::testing {
 
 using platform::File;
@@ -22,7 +24,10 @@ class FaultyFileSystem::FaultyFile : public File {
   bool ReadAt(uint64_t offset, void* buffer, size_t count, size_t* read) override {
     *read = 0;
     if (owner_->Fails(FileCall::kPosition, path_)) return false;
-    if (owner_->Fails(FileCall::kRead, path_)) return false;
+    if (owner_->Fails(FileCall::kRead, path_)) {
+      if (owner_->effect_ != Effect::kNone) real_->ReadAt(offset, buffer, count / 2, read);
+      return false;
+    }
     const bool success = real_->ReadAt(offset, buffer, count, read);
     owner_->bytes_read_ += *read;
     owner_->largest_read_ = std::max(owner_->largest_read_, count);
@@ -32,7 +37,11 @@ class FaultyFileSystem::FaultyFile : public File {
   bool WriteAt(uint64_t offset, const void* buffer, size_t count, size_t* written) override {
     *written = 0;
     if (owner_->Fails(FileCall::kPosition, path_)) return false;
-    if (owner_->Fails(FileCall::kWrite, path_)) count = std::min(count, owner_->short_write_);
+    if (owner_->Fails(FileCall::kWrite, path_)) {
+      const bool whole = owner_->effect_ == Effect::kWhole;  // but told to be short
+      if (whole) real_->WriteAt(offset, buffer, count, written);
+      count = owner_->effect_ == Effect::kNone ? std::min(count, owner_->short_write_) : count / 2;
+    }
     count = static_cast<size_t>(std::min<uint64_t>(count, owner_->space_));
     const bool success = count == 0 || real_->WriteAt(offset, buffer, count, written);
 
@@ -45,10 +54,12 @@ class FaultyFileSystem::FaultyFile : public File {
   }
 
   bool Resize(uint64_t size) override {
-    return !owner_->Fails(FileCall::kResize, path_) && real_->Resize(size);
+    return owner_->Try(FileCall::kResize, path_, [&] { return real_->Resize(size); });
   }
 
-  bool Sync() override { return !owner_->Fails(FileCall::kSync, path_) && real_->Sync(); }
+  bool Sync() override {
+    return owner_->Try(FileCall::kSync, path_, [&] { return real_->Sync(); });
+  }
 
   bool Lock(platform::LockMode mode, std::chrono::milliseconds wait) override {
     return !owner_->Fails(FileCall::kLock, path_) && real_->Lock(mode, wait);
@@ -82,6 +93,7 @@ std::unique_ptr<File> FaultyFileSystem::Open(const std::string& path, OpenMode m
   if (Fails(FileCall::kOpen, path)) return nullptr;
   std::unique_ptr<File> file = real_.Open(path, mode, absent, spelling);
   if (file == nullptr) return nullptr;
+  const Unwatched unwatched;
   return std::make_unique<FaultyFile>(this, path, std::move(file));
 }
 
@@ -90,11 +102,23 @@ std::unique_ptr<File> FaultyFileSystem::OpenAlone(const std::string& path, bool*
   if (Fails(FileCall::kOpenAlone, path)) return nullptr;
   std::unique_ptr<File> file = real_.OpenAlone(path, in_use);
   if (file == nullptr) return nullptr;
+  const Unwatched unwatched;
   return std::make_unique<FaultyFile>(this, path, std::move(file));
 }
 
 bool FaultyFileSystem::RemoveAlone(const std::string& path, std::unique_ptr<File> file) {
-  return real_.RemoveAlone(path, static_cast<FaultyFile*>(file.get())->TakeReal());
+  const bool fails = Fails(FileCall::kRemove, path);
+  if (fails && effect_ != Effect::kWhole) return false;
+  const bool removed = real_.RemoveAlone(path, static_cast<FaultyFile*>(file.get())->TakeReal());
+  return removed && !fails;
+}
+
+std::string FaultyFileSystem::Target(const std::string& path) {
+  return Fails(FileCall::kTarget, path) ? std::string() : real_.Target(path);
+}
+
+bool FaultyFileSystem::CopyAccess(const std::string& like, const std::string& path) {
+  return Try(FileCall::kCopyAccess, path, [&] { return real_.CopyAccess(like, path); });
 }
 
 platform::PathStatus FaultyFileSystem::Status(const std::string& path) {
@@ -102,15 +126,15 @@ platform::PathStatus FaultyFileSystem::Status(const std::string& path) {
 }
 
 bool FaultyFileSystem::Remove(const std::string& path) {
-  return !Fails(FileCall::kRemove, path) && real_.Remove(path);
+  return Try(FileCall::kRemove, path, [&] { return real_.Remove(path); });
 }
 
 bool FaultyFileSystem::MakeDirectory(const std::string& path) {
-  return !Fails(FileCall::kMakeDirectory, path) && real_.MakeDirectory(path);
+  return Try(FileCall::kMakeDirectory, path, [&] { return real_.MakeDirectory(path); });
 }
 
 bool FaultyFileSystem::RemoveEmptyDirectory(const std::string& path) {
-  return !Fails(FileCall::kRemoveDirectory, path) && real_.RemoveEmptyDirectory(path);
+  return Try(FileCall::kRemoveDirectory, path, [&] { return real_.RemoveEmptyDirectory(path); });
 }
 
 bool FaultyFileSystem::List(const std::string& path,
@@ -119,12 +143,12 @@ bool FaultyFileSystem::List(const std::string& path,
 }
 
 bool FaultyFileSystem::Touch(const std::string& path) {
-  return !Fails(FileCall::kTouch, path) && real_.Touch(path);
+  return Try(FileCall::kTouch, path, [&] { return real_.Touch(path); });
 }
 
 bool FaultyFileSystem::MoveOver(const std::string& from, const std::string& to,
                                 platform::Force force) {
-  return !Fails(FileCall::kMove, to) && real_.MoveOver(from, to, force);
+  return Try(FileCall::kMove, to, [&] { return real_.MoveOver(from, to, force); });
 }
 
 std::string FaultyFileSystem::WorkingDirectory() { return real_.WorkingDirectory(); }
@@ -143,11 +167,13 @@ TvMemory FaultyMemory::Reallocate(TvMemory block, size_t size) {
 void* FaultyMemory::Lock(TvMemory block) {
   if (lock.Hit()) return nullptr;
   void* address = real_.Lock(block);
+  const Unwatched unwatched;
   if (address != nullptr) ++locks_[block];
   return address;
 }
 
 int32_t FaultyMemory::Unlock(TvMemory block) {
+  const Unwatched unwatched;
   int64_t& locks = locks_[block];
   locks = std::max<int64_t>(locks - 1, 0);  // unlocking what is not locked is allowed
   return real_.Unlock(block);

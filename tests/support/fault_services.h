@@ -53,6 +53,8 @@ enum class FileCall {
   kSize,
   kClose,  // the file is closed all the same
   kStatus,
+  kTarget,
+  kCopyAccess,
   kRemove,
   kMakeDirectory,
   kRemoveDirectory,
@@ -66,9 +68,15 @@ enum class FileCall {
   kCount,
 };
 
+// What a call that fails has done all the same.
+enum class Effect { kNone, kHalf, kWhole };
+
 class FaultyFileSystem : public platform::FileSystem {
  public:
   FaultyFileSystem() : real_(platform::Files()) {}
+
+  // Of reads, writes and whatever changes something; none at first.
+  void SetEffect(Effect effect) { effect_ = effect; }
 
   FaultPoint& On(FileCall call) { return points_[static_cast<size_t>(call)]; }
   int64_t Calls(FileCall call) const { return points_[static_cast<size_t>(call)].calls(); }
@@ -96,15 +104,13 @@ class FaultyFileSystem : public platform::FileSystem {
   bool Exists(const std::string& path) override { return real_.Exists(path); }
   bool IsLink(const std::string& path) override { return real_.IsLink(path); }
   std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
-  std::string Target(const std::string& path) override { return real_.Target(path); }
+  std::string Target(const std::string& path) override;
   bool Remove(const std::string& path) override;
   bool MakeDirectory(const std::string& path) override;
   bool RemoveEmptyDirectory(const std::string& path) override;
   bool List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) override;
   bool Touch(const std::string& path) override;
-  bool CopyAccess(const std::string& like, const std::string& path) override {
-    return real_.CopyAccess(like, path);
-  }
+  bool CopyAccess(const std::string& like, const std::string& path) override;
   bool MoveOver(const std::string& from, const std::string& to, platform::Force force) override;
   std::string WorkingDirectory() override;
 
@@ -113,11 +119,20 @@ class FaultyFileSystem : public platform::FileSystem {
 
   bool Fails(FileCall call, const std::string& path);
 
+  // Carries out a change, which fails when it is its turn.
+  template <typename Change>
+  bool Try(FileCall call, const std::string& path, Change change) {
+    if (!Fails(call, path)) return change();
+    if (effect_ == Effect::kWhole) change();
+    return false;
+  }
+
   platform::FileSystem& real_;
   std::array<FaultPoint, static_cast<size_t>(FileCall::kCount)> points_;
   std::string path_part_;
   uint64_t space_ = std::numeric_limits<uint64_t>::max();
   size_t short_write_ = 0;
+  Effect effect_ = Effect::kNone;
   uint64_t bytes_read_ = 0;
 
   size_t largest_read_ = 0;

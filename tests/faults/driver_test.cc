@@ -1,5 +1,6 @@
 #include "tests/faults/driver.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>

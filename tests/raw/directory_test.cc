@@ -409,23 +409,6 @@ TEST_F(DirectoryTest, FailedOperationsOfMembers) {
   EXPECT_EQ(files.open_files(), 0);
 }
 
-TEST_F(DirectoryTest, ReplacingAMemberIsAllOrNothing) {
-  MakeRun({}, {});
-  testing::WriteText(Path("_INLET.INF"), "old");
-  UseFaultyFiles();
-  OpenRun(0);
-  for (const FileCall call : {FileCall::kOpen, FileCall::kWrite, FileCall::kPosition,
-                              FileCall::kClose, FileCall::kMove}) {
-    FailReplacing(call);
-    EXPECT_NE(ReplaceMember(handle_, kInlet, 0, "newer", 5), RAW_OK);
-    EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "old");
-  }
-  EXPECT_EQ(ReplaceMember(handle_, kInlet, 0, "newer", 5), RAW_OK);
-  EXPECT_EQ(testing::ReadText(Path("_INLET.INF")), "newer");
-  const auto entries = std::filesystem::directory_iterator(testing::Native(Path()));
-  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2) << "something half-written is left";
-}
-
 TEST_F(DirectoryTest, PathsOfTheRecordsLength) {
   std::string path = temp_.Path(std::string(100, 'A'));
   std::filesystem::create_directory(testing::Native(path));

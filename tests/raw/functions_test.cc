@@ -167,14 +167,13 @@ TEST_F(FunctionsTest, Append) {
   EXPECT_EQ(std::memcmp(table.data() + 3 * kRecordSize, record.bytes, kRecordSize), 0);
   FaultyFileSystem& files = UseFaultyFiles();
   OpenRun(0);
-  files.On(FileCall::kSize).FailNth(1);
+  files.On(FileCall::kPosition).FailNth(2);  // the lock is read first
   EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
   EXPECT_EQ(number, 0) << "the table's end was not found";
-  files.On(FileCall::kWrite).FailNth(1);
+  FailReplacing(FileCall::kWrite);
   files.SetShortWriteBytes(100);
   EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_SHORT_WRITE);
   EXPECT_EQ(files.open_files(), 0);
-  // The 100 bytes of the failed append are written over.
   EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
   EXPECT_EQ(number, 5);
   ASSERT_EQ(RawReadFuncInfo(handle_, 5, &record_, nullptr), RAW_OK);

@@ -377,39 +377,6 @@ TEST_F(HeaderTest, ReportsWhatIsMissing) {
   EXPECT_EQ(RawCreateHeader(handle_, &header, nullptr), RAW_BAD_ARGUMENT);
 }
 
-TEST_F(HeaderTest, AFailedWriteLeavesTheOldHeaderAndNoOpenFile) {
-  const std::string old = Written([](RawHeader&, RawCalibration&) {});
-  RawHeader header = {};
-  RawCalibration calibration = {};
-  FaultyFileSystem& files = UseFaultyFiles();
-  OpenRun(0);
-  for (const FileCall call : {FileCall::kOpen, FileCall::kPosition, FileCall::kWrite,
-                              FileCall::kClose, FileCall::kMove}) {
-    FailReplacing(call);
-    EXPECT_GT(RawCreateHeader(handle_, &header, &calibration), 4000);
-    files.On(call).Heal();
-    EXPECT_EQ(files.open_files(), 0);
-    EXPECT_EQ(ReadText(Path("_HEADER.TXT")), old);
-  }
-  EXPECT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
-}
-
-TEST_F(HeaderTest, AFailedReadLeavesNoOpenFile) {
-  WriteText(Path("_HEADER.TXT"), std::string(2000, '$'));
-  WriteFile(Path("_FUNCTNS.INF"), std::vector<uint8_t>(RAW_FUNCTION_RECORD_SIZE));
-  FaultyFileSystem& files = UseFaultyFiles();
-  OpenRun(0);
-  ASSERT_EQ(Read(), RAW_OK);
-  EXPECT_LE(files.largest_read(), 512u);
-  const int64_t reads = files.Calls(FileCall::kRead);
-  EXPECT_EQ(reads, 5);  // four of the header, one of the table
-  for (int64_t n = 1; n <= reads; ++n) {
-    files.On(FileCall::kPosition).FailNth(n);
-    EXPECT_EQ(Read(), RAW_SEEK_FAILED);
-    EXPECT_EQ(files.open_files(), 0);
-  }
-}
-
 TEST_F(HeaderTest, SurvivesRandomAndMutatedBytes) {
   std::mt19937 random(6);
   std::string all;

@@ -364,30 +364,6 @@ TEST_F(HistoryFileTest, AHighestIndexBeyondTheLimitTouchesNothingBehindIt) {
   EXPECT_EQ(read_.Search(7, std::string(33, 'n')), Result(3));
 }
 
-TEST_F(HistoryFileTest, AFailureKeepsWhatIsStored) {
-  FaultyFileSystem& files = UseFaultyFiles();
-  ASSERT_EQ(RawReadOpen(Path().c_str(), &handle_), RAW_OK);
-  History history = Sample();
-  ASSERT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), RAW_OK);
-  const Bytes file = ReadFile(Path("_HISTORY.INF"));
-  history.Add(9, 0);
-  for (const auto& [call, error] : {std::pair<FileCall, int32_t>{FileCall::kWrite, RAW_SHORT_WRITE},
-                                    {FileCall::kClose, RAW_MEMBER_NOT_CLOSED},
-                                    {FileCall::kMove, RAW_MEMBER_NOT_OPENED}}) {
-    FailReplacing(call);
-    EXPECT_EQ(RawHistUpdateInfo(handle_, &history.header, history.entries.data()), error);
-    EXPECT_EQ(ReadFile(Path("_HISTORY.INF")), file);
-  }
-  // A file that is there but cannot be opened is not an empty history.
-  read_.header.highest_index = 77;
-  files.On(FileCall::kOpen).FailNth(1);
-  EXPECT_EQ(RawReadProcInfo(handle_, &read_.header, nullptr), RAW_MEMBER_NOT_OPENED);
-  EXPECT_EQ(read_.header.highest_index, 77);
-  files.On(FileCall::kRead).FailNth(1);
-  EXPECT_EQ(Read(), RAW_SEEK_FAILED);
-  EXPECT_EQ(files.open_files(), 0);
-}
-
 // --- descriptions
 
 class HistoryDescriptionTest : public ::testing::Test {

@@ -269,19 +269,6 @@ TEST_F(ScanWriterTest, AnotherWriterIsRefused) {
   EXPECT_EQ(RawReadClose(other), RAW_OK);
 }
 
-// Once per function, not for every scan.
-TEST_F(ScanWriterTest, ForcedToTheDiskAtTheEnd) {
-  FaultyFileSystem& files = UseFaultyFiles();
-  files.OnlyPathsWith("_FUNC001");
-  OpenWriter(3);
-  for (uint32_t i = 1; i <= 120; ++i) {
-    ASSERT_EQ(WriteScan(handle_, 1, 0, 3, NumberedScan(i, 100)), RAW_OK);
-  }
-  EXPECT_EQ(files.Calls(FileCall::kSync), 0);
-  EXPECT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
-  EXPECT_EQ(files.Calls(FileCall::kSync), 2);
-}
-
 // --- faults while writing
 
 class WriteFaultTest : public RawTest {
@@ -338,23 +325,6 @@ class WriteFaultTest : public RawTest {
   }
 };
 
-TEST_F(WriteFaultTest, EveryWriteCanFail) {
-  for (const FileCall call : {FileCall::kWrite, FileCall::kPosition}) {
-    for (int64_t nth = 1;; ++nth) {
-      SCOPED_TRACE(nth);
-      FaultyFileSystem& files = UseFaultyFiles();
-      files.SetShortWriteBytes(random_() % 1300);
-      const bool failed = WriteWithFault(
-          &files, [&] { files.On(call).FailNth(nth); }, [&] { files.On(call).Heal(); });
-      if (HasFailure()) return;
-      if (!failed) {
-        EXPECT_GT(nth, 30) << "the faults were not reached";
-        break;
-      }
-    }
-  }
-}
-
 TEST_F(WriteFaultTest, FullDiskThatIsClearedAgain) {
   for (uint64_t space = 0; space < 300000; space += 9973) {
     SCOPED_TRACE(space);
@@ -381,43 +351,6 @@ TEST_F(WriteFaultTest, EndReportsAFailedFlushAndClosesAllTheSame) {
     EXPECT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT);
     EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
     EXPECT_EQ(files.open_files(), 0);
-  }
-}
-
-// A create that fails leaves every byte; one that does not leaves no scan.
-TEST_F(WriteFaultTest, FailingCreateLeavesTheScans) {
-  std::vector<Scan> scans;
-  for (uint32_t i = 1; i <= 60; ++i) scans.push_back(FaultScan(i));
-  MakeRun({ScanningRecord(kType)}, {scans});
-  const Bytes index = ReadFile(Path("_FUNC001.IDX"));
-  const Bytes data = ReadFile(Path("_FUNC001.DAT"));
-  for (const FileCall call : {FileCall::kOpen, FileCall::kLock, FileCall::kResize}) {
-    for (const bool onwards : {false, true}) {
-      int32_t failures = 0;
-      for (int64_t nth = 1;; ++nth) {
-        SCOPED_TRACE(nth);
-        WriteFile(Path("_FUNC001.IDX"), index);
-        WriteFile(Path("_FUNC001.DAT"), data);
-        FaultyFileSystem& files = UseFaultyFiles();
-        OpenRun(0);
-        const int64_t before = files.Calls(call);
-        files.On(call).FailNth(nth, onwards);
-        const int32_t error = RawCreateScanFile(handle_, 1, 0, 0);
-        files.On(call).Heal();
-        if (error != RAW_OK) {
-          ++failures;
-          ASSERT_EQ(ReadFile(Path("_FUNC001.IDX")), index);
-          ASSERT_EQ(ReadFile(Path("_FUNC001.DAT")), data);
-          ASSERT_EQ(files.open_files(), 0);
-          continue;
-        }
-        ASSERT_EQ(WriteScan(handle_, 1, 0, kType, FaultScan(7)), RAW_OK);
-        ASSERT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
-        ExpectFrontOf({7}, 1);
-        if (files.Calls(call) - before < nth) break;
-      }
-      EXPECT_GT(failures, 0) << static_cast<int>(call);
-    }
   }
 }
 

@@ -43,7 +43,7 @@ class PathCall {
 };
 
 void Write(Bytes* to, uint64_t offset, const Bytes& bytes, size_t begin, size_t end) {
-  if (end > begin) to->resize(std::max<size_t>(to->size(), offset + end));
+  if (end > begin) to->resize(std::max(to->size(), static_cast<size_t>(offset) + end));
   std::copy(bytes.begin() + static_cast<std::ptrdiff_t>(begin),
             bytes.begin() + static_cast<std::ptrdiff_t>(end),
             to->begin() + static_cast<std::ptrdiff_t>(offset + begin));
@@ -66,7 +66,8 @@ class MemoryFileSystem::MemoryFile : public File {
   bool ReadAt(uint64_t offset, void* buffer, size_t count, size_t* read) override {
     const Bytes& bytes = node_->bytes;
     *read = offset < bytes.size() ? std::min(count, bytes.size() - static_cast<size_t>(offset)) : 0;
-    std::copy_n(bytes.data() + (*read > 0 ? offset : 0), *read, static_cast<uint8_t*>(buffer));
+    std::copy_n(bytes.data() + (*read > 0 ? static_cast<size_t>(offset) : 0), *read,
+                static_cast<uint8_t*>(buffer));
     return true;
   }
 
@@ -90,7 +91,7 @@ class MemoryFileSystem::MemoryFile : public File {
 
   bool Resize(uint64_t size) override {
     const Unwatched unwatched;
-    node_->bytes.resize(size);
+    node_->bytes.resize(static_cast<size_t>(size));
     owner_->Note({.kind = DiskStep::kResize, .file = node_->number, .offset = size});
     return true;
   }
@@ -198,7 +199,7 @@ Disk MemoryFileSystem::AfterPowerCut(const Disk& loaded, const std::vector<DiskS
     } else if (step.kind == DiskStep::kForceFile || step.kind == DiskStep::kForceNames) {
     } else if (!sure && !kept()) {
     } else if (step.kind == DiskStep::kResize) {
-      bytes[step.file].resize(step.offset);
+      bytes[step.file].resize(static_cast<size_t>(step.offset));
     } else if (step.kind == DiskStep::kMakeDirectory) {
       disk.directories.insert(step.path);
     } else if (step.kind == DiskStep::kRemoveDirectory) {

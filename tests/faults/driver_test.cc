@@ -20,7 +20,7 @@ namespace {
 
 bool Everything() { return std::getenv("TERVALON_FAULTS_ALL") != nullptr; }
 
-constexpr int64_t kFaultsInPlainRuns = 100;  // of each scenario
+constexpr int64_t kFaultsInPlainRuns = 60;  // of each scenario
 
 constexpr auto kFileCalls = static_cast<int>(FileCall::kCount);
 enum MemoryCall { kAllocation = kFileCalls, kBlock, kBlockGrowth, kBlockLock, kCalls };
@@ -440,7 +440,7 @@ bool Driver::IsSpared(const std::string& path, const File& file, size_t step) co
 void Driver::CutPower() {
   if (journal_.empty()) return;  // it only reads
   std::mt19937 random(20240607);
-  const int cuts = Everything() ? 20000 : 100;
+  const int cuts = Everything() ? 20000 : 50;
   std::set<size_t> moments;
   for (int i = 0; i < cuts && !Failures(); ++i) {
     const size_t moment = random() % (journal_.size() + 1);

@@ -78,7 +78,7 @@ std::string UsageMessage(const CLI::App& program, const CLI::ParseError& error) 
   return std::string(error.what()) + " ('" + name + " --help' tells more)";
 }
 
-int RunProgram(std::vector<std::string> words) {
+int RunProgram(const std::vector<std::string>& words) {
   CLI::App program(
       "Raw data directories of the mass-spectrometry data system, its settings and databases.",
       "tervalon");
@@ -100,11 +100,12 @@ int RunProgram(std::vector<std::string> words) {
       "  tervalon spectrum DEMO.RAW -f 1 -t 2.5    the scan at 2.5 minutes\n\n"
       "Output is text for people, or with --csv and --json for programs, in UTF-8. Errors are one\n"
       "line on standard error. Exit status: 0 done, 1 failed, 2 wrong usage.");
-  const tervalon::tools::Command commands(&program);
+  const tervalon::tools::Command commands(&program, words);
   Action action;
   tervalon::tools::AddInfoCommand(commands, action);
   tervalon::tools::AddSpectrumCommand(commands, action);
   tervalon::tools::AddChromCommand(commands, action);
+  tervalon::tools::AddScansCommand(commands, action);
   tervalon::tools::AddExportCommand(commands, action);
   tervalon::tools::AddCheckCommand(commands, action);
   tervalon::tools::AddHistoryCommand(commands, action);
@@ -122,7 +123,8 @@ int RunProgram(std::vector<std::string> words) {
 
   tervalon::tools::Output output;
   try {
-    program.parse(std::move(words));
+    // The parser takes the last word first.
+    program.parse(std::vector<std::string>(words.rbegin(), words.rend()));
     action(output);
   } catch (const tervalon::tools::Unsound&) {
     output.Flush();
@@ -143,11 +145,9 @@ int RunProgram(std::vector<std::string> words) {
 int main(int argc, char** argv) {
   tervalon::tools::console::Prepare();
   try {
-    // The parser takes the words behind the program's name, the last first.
     std::vector<std::string> words = tervalon::tools::console::Arguments(argc, argv);
     words.erase(words.begin());
-    std::ranges::reverse(words);
-    return RunProgram(std::move(words));
+    return RunProgram(words);
   } catch (const tervalon::tools::OutputClosed&) {
     return kDone;
   } catch (const tervalon::tools::console::Interrupt&) {

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "tools/commands/command.h"
+#include "tools/commands/many_inputs.h"
 #include "tools/data/trace_reader.h"
 #include "tools/print/console.h"
 #include "tools/print/failure.h"
@@ -18,7 +19,8 @@ namespace tervalon::tools {
 namespace {
 
 struct Options {
-  DataSetOptions data;
+  Inputs inputs;
+  DataSet data_set;
   FormatOptions format;
   bool total_ion = false;
   bool base_peak = false;
@@ -202,9 +204,9 @@ Document MakeCsvDocument(const std::vector<Trace>& traces) {
   return {.sections = {std::move(table)}, .csv_section = kKey};
 }
 
-void Run(const Options& options, Output& output) {
-  const RawDirectory directory(DirectoryArgument(options.data.directory));
-  const DataReader reader(directory, options.data.data_set);
+void Run(const Options& options, const std::string& path, Output& output) {
+  const RawDirectory directory(path);
+  const DataReader reader(directory, options.data_set);
   std::vector<Trace> traces = Read(options, reader);
   if (options.plot) {
     PrintPlots(traces, ScansTitle(reader.Subject(), static_cast<size_t>(reader.ScanCount())),
@@ -212,9 +214,10 @@ void Run(const Options& options, Output& output) {
     return;
   }
   const Format format = options.format.format();
-  Print(format == Format::kCsv ? MakeCsvDocument(traces)
-                               : MakeDocument(reader.Subject(), std::move(traces)),
-        format, output);
+  Document document = format == Format::kCsv ? MakeCsvDocument(traces)
+                                             : MakeDocument(reader.Subject(), std::move(traces));
+  Label(options.inputs, path, *reader.data_set().function, document);
+  Print(document, format, output);
 }
 
 }  // namespace
@@ -222,7 +225,8 @@ void Run(const Options& options, Output& output) {
 void AddChromCommand(Command program, Action& chosen) {
   const Command command = program.AddSubcommand("chrom", "Print chromatograms: one value per scan");
   auto options = std::make_shared<Options>();
-  AddDataSetOptions(command, options->data);
+  AddInputs(command, options->inputs);
+  AddDataSetSelection(command, options->data_set);
   const Command which = command.AddGroup("Trace", "What is taken of every scan");
   which.AddFlag("--tic", options->total_ion, "The total ion current (without any of these, too)");
   which.AddFlag("--bpi", options->base_peak, "The intensity of the strongest point");
@@ -259,6 +263,7 @@ void AddChromCommand(Command program, Action& chosen) {
       "  tervalon chrom SAMPLE.RAW --plot\n"
       "  tervalon chrom SAMPLE.RAW -f 1 --mass 184.0-184.2 --mass 195.0-195.2 --csv\n"
       "  tervalon chrom SAMPLE.RAW -f 3 --bpi --json\n"
+      "  tervalon chrom *.RAW --bpi --csv --jobs 4\n"
       "  tervalon chrom SAMPLE.RAW --trace 184.1,184+200-150,TIC,AN1 --tolerance 10ppm");
   command.Callback([&chosen, options, trace] {
     // Wrong usage is told before anything is read.
@@ -274,7 +279,11 @@ void AddChromCommand(Command program, Action& chosen) {
       }
     }
     options->masses = masses;
-    chosen = [options](Output& output) { Run(*options, output); };
+    CompleteInputs(options->inputs);
+    chosen = [options](Output& output) {
+      ForEachInput(options->inputs, options->format.format(), output,
+                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
+    };
   });
 }
 

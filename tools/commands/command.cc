@@ -19,21 +19,25 @@ void AddFormatOptions(Command command, FormatOptions& options) {
 
 void AddDataSetOptions(Command command, DataSetOptions& options) {
   command.AddOption("DIR", options.directory, "Raw data directory").Required().TypeName("");
+  AddDataSetSelection(command, options.data_set);
+}
+
+void AddDataSetSelection(Command command, DataSet& data_set) {
   command
-      .AddOption("-f,--function", options.data_set.function,
+      .AddOption("-f,--function", data_set.function,
                  "Function, 1 to 32, as 'tervalon info' numbers them; when\n"
                  "not given 1, or the one that a processed data set was\n"
                  "made from")
       .Between(1, RAW_MAX_FUNCTIONS)
       .TypeName("N");
   const Option process = command
-                             .AddOption("-p,--process", options.data_set.process,
+                             .AddOption("-p,--process", data_set.process,
                                         "Processed data set, 1 to 255, that was made from the\n"
                                         "function, instead of the data as acquired")
                              .Between(1, RAW_MAX_PROCESSES)
                              .TypeName("N");
   command
-      .AddOption("--data-type", options.data_set.data_type,
+      .AddOption("--data-type", data_set.data_type,
                  "Data type, 0 to 12, of the processed data set, which is\n"
                  "found out where this option is not given")
       .Needs(process)

@@ -20,6 +20,7 @@ using Action = std::function<void(Output&)>;
 void AddInfoCommand(Command program, Action& chosen);
 void AddSpectrumCommand(Command program, Action& chosen);
 void AddChromCommand(Command program, Action& chosen);
+void AddScansCommand(Command program, Action& chosen);
 void AddExportCommand(Command program, Action& chosen);
 void AddCheckCommand(Command program, Action& chosen);
 void AddHistoryCommand(Command program, Action& chosen);
@@ -56,6 +57,8 @@ struct DataSetOptions {
 };
 
 void AddDataSetOptions(Command command, DataSetOptions& options);
+// The same without DIR.
+void AddDataSetSelection(Command command, DataSet& data_set);
 
 // A path as typed, with the platform's own separators where it has but one, and without those at
 // the end that a shell's completion adds. Throws WrongUsage for an empty one.

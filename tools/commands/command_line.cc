@@ -31,11 +31,11 @@ Option Option::Excludes(const char* name) const { return Option(option_->exclude
 bool Option::IsGiven() const { return option_->count() > 0; }
 
 Command Command::AddSubcommand(const std::string& name, const std::string& what) const {
-  return Command(app_->add_subcommand(name, what));
+  return {app_->add_subcommand(name, what), *words_};
 }
 
 Command Command::AddGroup(const std::string& name, const std::string& what) const {
-  return Command(app_->add_option_group(name, what));
+  return {app_->add_option_group(name, what), *words_};
 }
 
 template <typename Value>
@@ -60,6 +60,10 @@ template Option Command::AddOption(const std::string&, std::vector<std::string>&
 
 Option Command::AddFlag(const std::string& name, bool& value, const std::string& what) const {
   return Option(app_->add_flag(name, value, what));
+}
+
+Option Command::AddHiddenOption(const std::string& name, int32_t& value) const {
+  return Option(app_->add_option(name, value)->group(""));
 }
 
 Option Command::GetOption(const std::string& name) const { return Option(app_->get_option(name)); }

@@ -46,7 +46,8 @@ class Option {
 
 class Command {
  public:
-  explicit Command(CLI::App* app) : app_(app) {}
+  // `words` are those of the command line behind the program's name, and outlive the commands.
+  Command(CLI::App* app, const std::vector<std::string>& words) : app_(app), words_(&words) {}
 
   Command AddSubcommand(const std::string& name, const std::string& what) const;
   // Options under a heading of their own, which can also be limited in number.
@@ -58,7 +59,11 @@ class Command {
   // The same for a text that may be empty.
   Option AddText(const std::string& name, std::string& value, const std::string& what) const;
   Option AddFlag(const std::string& name, bool& value, const std::string& what) const;
+  // For the program's own use: the help does not have it.
+  Option AddHiddenOption(const std::string& name, int32_t& value) const;
   Option GetOption(const std::string& name) const;
+
+  const std::vector<std::string>& Words() const { return *words_; }
 
   void RequireSubcommand() const;
   void RequireOptions(size_t fewest, size_t most) const;
@@ -68,6 +73,7 @@ class Command {
 
  private:
   CLI::App* app_;
+  const std::vector<std::string>* words_;
 };
 
 }  // namespace tervalon::tools

@@ -102,8 +102,11 @@ ExportOptions EncodingOf(const Options& options) {
       encoding.intensities = packings.second;
     }
   }
-  constexpr std::pair<const char*, Compression> kCompressions[] = {{"zlib", Compression::kZlib},
-                                                                   {"none", Compression::kNone}};
+  constexpr std::pair<const char*, Compression> kCompressions[] = {
+      {"zlib", Compression::kZlib},
+      {"none", Compression::kNone},
+      {"numpress", Compression::kNumpress},
+      {"numpress-zlib", Compression::kNumpressZlib}};
   for (const auto& [name, compression] : kCompressions) {
     if (options.compression == name) encoding.compression = compression;
   }
@@ -205,8 +208,10 @@ void AddExportCommand(Command program, Action& chosen) {
       .OneOf({"64/32", "64", "32"})
       .TypeName("BITS")
       .ShowDefault();
-  how.AddOption("--compression", options->compression, "'zlib' or 'none'")
-      .OneOf({"zlib", "none"})
+  how.AddOption("--compression", options->compression,
+                "'zlib', 'none', or MS-Numpress, which loses some digits:\n"
+                "'numpress' or, smaller still, 'numpress-zlib'")
+      .OneOf({"zlib", "none", "numpress", "numpress-zlib"})
       .TypeName("NAME")
       .ShowDefault();
   command.Footer(

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tools/commands/command.h"
+#include "tools/commands/many_inputs.h"
 #include "tools/data/function_description.h"
 #include "tools/data/history.h"
 #include "tools/print/failure.h"
@@ -344,7 +345,13 @@ void MakeReadable(Document& document) {
   });
 }
 
-void Run(const std::string& path, Format format, Output& output) {
+struct Options {
+  Inputs inputs;
+  FormatOptions format;
+};
+
+void Run(const Options& options, const std::string& path, Output& output) {
+  const Format format = options.format.format();
   const RawDirectory directory(path);
   const bool for_people = format == Format::kText;
   Document document;
@@ -365,6 +372,8 @@ void Run(const std::string& path, Format format, Output& output) {
                        HistorySection(StepsOf(directory), for_people)};
   if (for_people) {
     MakeReadable(document);
+  } else if (format == Format::kCsv) {
+    Label(options.inputs, path, 0, document);  // JSON has it anyway
   }
   Print(document, format, output);
 }
@@ -373,10 +382,9 @@ void Run(const std::string& path, Format format, Output& output) {
 
 void AddInfoCommand(Command program, Action& chosen) {
   const Command command = program.AddSubcommand("info", "Show what a raw data directory holds");
-  auto path = std::make_shared<std::string>();
-  auto format = std::make_shared<FormatOptions>();
-  command.AddOption("DIR", *path, "Raw data directory").Required().TypeName("");
-  AddFormatOptions(command, *format);
+  auto options = std::make_shared<Options>();
+  AddInputs(command, options->inputs);
+  AddFormatOptions(command, options->format);
   command.Footer(
       "Shows the header, the functions (each one repeated experiment of the acquisition) with\n"
       "type, ionisation mode, data type, mass range, complete scans and time range, the mass\n"
@@ -386,9 +394,11 @@ void AddInfoCommand(Command program, Action& chosen) {
       "Examples:\n"
       "  tervalon info SAMPLE.RAW\n"
       "  tervalon info SAMPLE.RAW --json | jq '.functions[].type_name'");
-  command.Callback([&chosen, path, format] {
-    chosen = [path, format](Output& output) {
-      Run(DirectoryArgument(*path), format->format(), output);
+  command.Callback([&chosen, options] {
+    CompleteInputs(options->inputs);
+    chosen = [options](Output& output) {
+      ForEachInput(options->inputs, options->format.format(), output,
+                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
     };
   });
 }

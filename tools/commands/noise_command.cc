@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 
+#include "tools/commands/many_inputs.h"
 #include "tools/commands/series_reader.h"
 #include "tools/print/console.h"
 #include "tools/print/failure.h"
@@ -17,6 +18,7 @@ namespace tervalon::tools {
 namespace {
 
 struct Options {
+  Inputs inputs;
   SeriesOptions series;
   FormatOptions format;
   std::string from;
@@ -60,13 +62,13 @@ std::vector<float> Cut(const Series& series, Window* window) {
           series.intensities.begin() + (last - at.begin())};
 }
 
-SystemRawFile RawFile(const SeriesOptions& options, const DataSet& data_set) {
+SystemRawFile RawFile(const std::string& directory, int32_t scan, const DataSet& data_set) {
   SystemRawFile file = {};
-  const std::string path = console::SystemText(DirectoryArgument(options.data.directory));
+  const std::string path = console::SystemText(directory);
   std::memcpy(file.directory, path.c_str(), std::min(path.size(), sizeof(file.directory) - 1));
   file.function = static_cast<int16_t>(*data_set.function);
   file.process = static_cast<int16_t>(data_set.process);
-  file.first_value = options.scan;
+  file.first_value = scan;
   return file;
 }
 
@@ -108,9 +110,11 @@ void AddTraceStatistics(const Series& series, const SystemRawFile& file, Section
   section->properties.push_back({"largest", "Largest (whole trace)", largest});
 }
 
-void Run(const Options& options, Output& output) {
-  const Series series = ReadSeries(options.series);
-  const SystemRawFile file = RawFile(options.series, series.data_set);
+void Run(const Options& options, const std::string& path, Output& output) {
+  SeriesOptions one = options.series;
+  one.data.directory = path;
+  const Series series = ReadSeries(one);
+  const SystemRawFile file = RawFile(path, one.scan, series.data_set);
   Window window = WindowArgument(options);
   const std::vector<float> values = Cut(series, &window);
   Section section = {.title = series.title};
@@ -135,7 +139,9 @@ void Run(const Options& options, Output& output) {
       AddTraceStatistics(series, file, &section);
     }
   }
-  Print({.sections = {std::move(section)}}, options.format.format(), output);
+  Document document = {.sections = {std::move(section)}};
+  Label(options.inputs, path, *series.data_set.function, document);
+  Print(document, options.format.format(), output);
 }
 
 }  // namespace
@@ -144,7 +150,8 @@ void AddNoiseCommand(Command program, Action& chosen) {
   const Command command =
       program.AddSubcommand("noise", "Measure the noise of a trace or a spectrum");
   auto options = std::make_shared<Options>();
-  AddSeriesOptions(command, options->series);
+  AddInputs(command, options->inputs);
+  AddSeriesSelection(command, options->series);
   command.AddOption("--from", options->from, "Where the window begins, in minutes or m/z")
       .TypeName("AT");
   command.AddOption("--to", options->to, "Where it ends; a point there is outside").TypeName("AT");
@@ -166,7 +173,11 @@ void AddNoiseCommand(Command program, Action& chosen) {
   command.Callback([&chosen, options] {
     CheckSeriesOptions(options->series);
     WindowArgument(*options);
-    chosen = [options](Output& output) { Run(*options, output); };
+    CompleteInputs(options->inputs);
+    chosen = [options](Output& output) {
+      ForEachInput(options->inputs, options->format.format(), output,
+                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
+    };
   });
 }
 

@@ -18,7 +18,12 @@ TraceRequest OnlyTrace(const std::string& text) {
 }  // namespace
 
 void AddSeriesOptions(Command command, SeriesOptions& options) {
-  AddDataSetOptions(command, options.data);
+  command.AddOption("DIR", options.data.directory, "Raw data directory").Required().TypeName("");
+  AddSeriesSelection(command, options);
+}
+
+void AddSeriesSelection(Command command, SeriesOptions& options) {
+  AddDataSetSelection(command, options.data.data_set);
   const Option trace = command
                            .AddOption("--trace", options.trace,
                                       "A trace such as TIC (also without this option), BPI,\n"

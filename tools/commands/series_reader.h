@@ -19,6 +19,8 @@ struct SeriesOptions {
 };
 
 void AddSeriesOptions(Command command, SeriesOptions& options);
+// The same without DIR.
+void AddSeriesSelection(Command command, SeriesOptions& options);
 
 // Throws WrongUsage.
 void CheckSeriesOptions(const SeriesOptions& options);

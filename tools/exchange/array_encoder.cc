@@ -11,6 +11,7 @@
 #include <new>
 
 #include "tools/exchange/base64.h"
+#include "tools/exchange/numpress.h"
 
 static_assert(std::endian::native == std::endian::little, "arrays are written as they are");
 
@@ -107,13 +108,25 @@ ArrayEncoder::ArrayEncoder(ArrayContent content, Packing packing, Compression co
 ArrayEncoder::~ArrayEncoder() = default;
 
 const CvTerm& ArrayEncoder::packing_term() const {
-  return packing_ == Packing::kFloat64   ? cv::kFloat64
-         : packing_ == Packing::kFloat32 ? cv::kFloat32
-                                         : cv::kInt32;
+  const bool numpress = used_ == Compression::kNumpress || used_ == Compression::kNumpressZlib;
+  return packing_ == Packing::kFloat64 || numpress ? cv::kFloat64
+         : packing_ == Packing::kFloat32           ? cv::kFloat32
+                                                   : cv::kInt32;
 }
 
 const CvTerm& ArrayEncoder::compression_term() const {
-  return used_ == Compression::kNone ? cv::kNoCompression : cv::kZlib;
+  const bool linear = content_ == ArrayContent::kAscending;
+  switch (used_) {
+    case Compression::kNone:
+      return cv::kNoCompression;
+    case Compression::kNumpress:
+      return linear ? cv::kNumpressLinear : cv::kNumpressSlof;
+    case Compression::kNumpressZlib:
+      return linear ? cv::kNumpressLinearZlib : cv::kNumpressSlofZlib;
+    case Compression::kZlib:
+      break;
+  }
+  return cv::kZlib;
 }
 
 size_t ArrayEncoder::Prepare(std::span<const float> values) {
@@ -142,9 +155,35 @@ void ArrayEncoder::Compress(std::span<const float> values) {
                [this](std::span<const std::byte> bytes) { AppendBase64(bytes, text_); });
     return;
   }
+  if (compression_ != Compression::kZlib && CompressNumpress(values)) {
+    used_ = compression_;
+    return;
+  }
+  used_ = Compression::kZlib;
   deflater_->Begin(values.size() * ValueSize(packing_), compressed_);
   ForEachRun(values, packing_, [this](std::span<const std::byte> bytes) { deflater_->Add(bytes); });
   deflater_->End(compressed_);
+}
+
+// False for values that it does not hold.
+bool ArrayEncoder::CompressNumpress(std::span<const float> values) {
+  if (content_ == ArrayContent::kOther) return false;
+  doubles_.assign(values.begin(), values.end());
+  numpress_.clear();
+  const bool linear = content_ == ArrayContent::kAscending;
+  if (!(linear ? numpress::EncodeLinear(doubles_, numpress::LinearScaling(doubles_), numpress_)
+               : numpress::EncodeSlof(doubles_, numpress::SlofScaling(doubles_), numpress_))) {
+    return false;
+  }
+  const auto bytes = std::as_bytes(std::span(numpress_));
+  if (compression_ == Compression::kNumpress) {
+    compressed_.assign(bytes.begin(), bytes.end());
+  } else {
+    deflater_->Begin(bytes.size(), compressed_);
+    deflater_->Add(bytes);
+    deflater_->End(compressed_);
+  }
+  return true;
 }
 
 void ArrayEncoder::Write(XmlWriter& xml) const {

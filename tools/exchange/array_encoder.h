@@ -4,6 +4,7 @@
 #define TOOLS_EXCHANGE_ARRAY_ENCODER_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -37,7 +38,7 @@ class ArrayEncoder {
 
  private:
   void Compress(std::span<const float> values);
-  bool CompressByPrediction(std::span<const float> values);
+  bool CompressNumpress(std::span<const float> values);
 
   const ArrayContent content_;
   const Packing packing_;
@@ -46,6 +47,8 @@ class ArrayEncoder {
   std::span<const float> values_;
   std::vector<float> kept_;  // what compressed_ or text_ is of, where it may come again
   std::unique_ptr<Deflater> deflater_;
+  std::vector<double> doubles_;
+  std::vector<uint8_t> numpress_;
   std::vector<std::byte> compressed_;
   std::string text_;  // of a short array without compression
 };

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tools/data/function_description.h"
+#include "tools/data/scan_table.h"
 #include "tools/print/console.h"
 #include "tools/print/failure.h"
 #include "tools/print/progress_bar.h"
@@ -52,12 +53,6 @@ constexpr const CvTerm* kIonizations[] = {&cv::kElectronIonization,  &cv::kChemi
                                           &cv::kFastAtomBombardment, &cv::kThermospray,
                                           &cv::kElectrospray,        &cv::kAtmosphericPressure,
                                           &cv::kLaserDesorption};
-
-bool IsCalibrated(const RawDirectory& directory, int function) {
-  RawFunctionCalibration calibration = {};
-  return RawGetFuncCalib(&directory.calibration(), function, &calibration) != 0 &&
-         calibration.segment_count > 0;
-}
 
 bool Contains(const ExportSelection& selection, int32_t scan, float time) {
   const std::optional<TimeRange>& times = selection.times;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/data/function_description.h"
+#include "tools/data/scan_table.h"
 #include "tools/exchange/byte_sink.h"
 #include "tools/exchange/run_description.h"
 #include "tools/exchange/xml_writer.h"
@@ -22,20 +23,6 @@ constexpr std::pair<const char*, const char*> kDocuments[] = {
     {"indexedmzML",
      "http://psi.hupo.org/ms/mzml http://psidev.info/files/ms/mzML/xsd/mzML1.1.2_idx.xsd"},
     {"mzML", "http://psi.hupo.org/ms/mzml http://psidev.info/files/ms/mzML/xsd/mzML1.1.0.xsd"}};
-
-std::string FlagLetters(const RawScanHeader& header, bool calibrated) {
-  const std::pair<bool, char> flags[] = {
-      {(header.flags & RAW_SCAN_FLAG_A) != 0, 'A'},
-      {(header.flags & RAW_SCAN_FLAG_B) != 0 && !calibrated, 'B'},
-      {header.flag_c != 0, 'C'},
-      {(header.points & RAW_SCAN_FLAG_D) != 0, 'D'},
-      {(header.flags & RAW_SCAN_FLAG_E) != 0, 'E'}};
-  std::string letters;
-  for (const auto& [is_set, letter] : flags) {
-    if (is_set) letters += letter;
-  }
-  return letters;
-}
 
 const CvTerm& AnalogTerm(const std::string& unit) {
   constexpr std::pair<const char*, const CvTerm*> kUnits[] = {

@@ -27,6 +27,8 @@ std::vector<std::string> Arguments(int argc, char** argv) { return {argv, argv +
 
 std::string SystemText(const std::string& text) { return text; }
 
+std::vector<std::string> ExpandWildcards(const std::string& word) { return {word}; }
+
 std::string Utf8FromCodePage(const std::string& text) {
   return Utf8FromLatin1(text.data(), text.size());
 }

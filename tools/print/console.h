@@ -19,6 +19,10 @@ std::vector<std::string> Arguments(int argc, char** argv);
 // code page, elsewhere as it is. Throws a Failure for characters that the code page does not have.
 std::string SystemText(const std::string& text);
 
+// The paths that a word of the command line stands for: itself, or on Windows, whose shell leaves
+// them as they are, what its wildcards "*" and "?" in the last part match, in order.
+std::vector<std::string> ExpandWildcards(const std::string& word);
+
 // The other way round, for a text that is not UTF-8.
 std::string Utf8FromCodePage(const std::string& text);
 

@@ -52,6 +52,8 @@ struct Section {
 };
 
 struct Document {
+  // What is told apart from other documents: columns in front of CSV's, the first values of JSON.
+  std::vector<Property> labels = {};
   std::vector<Section> sections = {};
   // The section whose table is all that CSV gets. Empty: CSV gets every value of every section in a
   // line of its own, "section,row,name,value".

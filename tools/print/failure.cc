@@ -14,6 +14,8 @@ void Warn(const std::string& message) {
   std::fputs(line.c_str(), stderr);
 }
 
+void WarnAsPrinted(const std::string& lines) { std::fputs(lines.c_str(), stderr); }
+
 std::string RawErrorText(int32_t code) {
   const std::string text = TvErrorText(code);
   return !text.empty() ? text : "unexpected error " + std::to_string(code);

@@ -28,6 +28,9 @@ class WrongUsage : public std::runtime_error {
 // A line on standard error about something that does not keep the rest from being printed.
 void Warn(const std::string& message);
 
+// Lines that another process has printed in this way.
+void WarnAsPrinted(const std::string& lines);
+
 // An error code of tervalon/raw_directory.h in words; codes without words name their number.
 std::string RawErrorText(int32_t code);
 

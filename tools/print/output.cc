@@ -22,6 +22,11 @@ Output& Output::operator<<(std::string_view text) {
 }
 
 void Output::Flush() {
+  if (text_ != nullptr) {
+    *text_ += waiting_;
+    waiting_.clear();
+    return;
+  }
   errno = 0;
   const bool written =
       std::fwrite(waiting_.data(), 1, waiting_.size(), stdout) == waiting_.size() &&

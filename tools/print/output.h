@@ -13,12 +13,17 @@ struct OutputClosed {};
 
 class Output {
  public:
+  Output() = default;
+  // Into a text instead.
+  explicit Output(std::string& text) : text_(&text) {}
+
   Output& operator<<(std::string_view text);
 
   // Writes out what is waiting. Call at the end: only then is the output known to have arrived.
   void Flush();
 
  private:
+  std::string* const text_ = nullptr;
   std::string waiting_;
 };
 

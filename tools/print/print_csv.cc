@@ -36,34 +36,51 @@ struct ToCsv {
   }
 };
 
-void PrintTable(const Section& section, Output& output) {
-  std::string line;
+// The document's labels as the beginning of every line.
+struct Labels {
+  std::string names;
+  std::string values;
+};
+
+Labels LabelsOf(const Document& document) {
+  Labels labels;
+  for (const Property& label : document.labels) {
+    labels.names += (labels.names.empty() ? "" : ",") + label.key;
+    labels.values += (labels.values.empty() ? "" : ",") + std::visit(ToCsv{}, label.value);
+  }
+  return labels;
+}
+
+void PrintTable(const Section& section, const Labels& labels, Output& output) {
+  std::string line = labels.names;
   for (const Column& column : section.columns) {
     line += (line.empty() ? "" : ",") + Quoted(column.key);
   }
   output << line << "\n";
   for (size_t row = 0; row < RowCount(section); ++row) {
-    line.clear();
+    line = labels.values;
     for (size_t i = 0; i < section.columns.size(); ++i) {
-      line += (i == 0 ? "" : ",") + std::visit(ToCsv{}, CellValue(section.columns[i], row));
+      line += (line.empty() && i == 0 ? "" : ",") +
+              std::visit(ToCsv{}, CellValue(section.columns[i], row));
     }
     output << line << "\n";
   }
 }
 
 void PrintValue(const Section& section, const std::string& row, const std::string& name,
-                const Value& value, Output& output) {
-  output << Quoted(section.key) << "," << row << "," << Quoted(name) << ","
-         << std::visit(ToCsv{}, value) << "\n";
+                const Value& value, const Labels& labels, Output& output) {
+  output << labels.values << (labels.values.empty() ? "" : ",") << Quoted(section.key) << "," << row
+         << "," << Quoted(name) << "," << std::visit(ToCsv{}, value) << "\n";
 }
 
-void PrintValues(const Section& section, Output& output) {
+void PrintValues(const Section& section, const Labels& labels, Output& output) {
   for (const Property& property : section.properties) {
-    PrintValue(section, "", property.key, property.value, output);
+    PrintValue(section, "", property.key, property.value, labels, output);
   }
   for (size_t row = 0; row < RowCount(section); ++row) {
     for (const Column& column : section.columns) {
-      PrintValue(section, std::to_string(row + 1), column.key, CellValue(column, row), output);
+      PrintValue(section, std::to_string(row + 1), column.key, CellValue(column, row), labels,
+                 output);
     }
   }
 }
@@ -71,14 +88,15 @@ void PrintValues(const Section& section, Output& output) {
 }  // namespace
 
 void PrintCsv(const Document& document, Output& output) {
+  const Labels labels = LabelsOf(document);
   if (document.csv_section.empty()) {
-    output << "section,row,name,value\n";
+    output << labels.names << (labels.names.empty() ? "" : ",") << "section,row,name,value\n";
   }
   for (const Section& section : document.sections) {
     if (document.csv_section.empty()) {
-      PrintValues(section, output);
+      PrintValues(section, labels, output);
     } else if (section.key == document.csv_section) {
-      PrintTable(section, output);
+      PrintTable(section, labels, output);
     }
   }
 }

@@ -77,8 +77,8 @@ void PrintRows(const Section& section, Output& output) {
   output << "]";
 }
 
-void PrintProperties(const Section& section, Separator& separator, Output& output) {
-  for (const Property& property : section.properties) {
+void PrintProperties(const std::vector<Property>& all, Separator& separator, Output& output) {
+  for (const Property& property : all) {
     output << separator.Next() << "\n " << Quoted(property.key) << ": "
            << std::visit(ToJson{}, property.value);
   }
@@ -86,14 +86,14 @@ void PrintProperties(const Section& section, Separator& separator, Output& outpu
 
 void PrintSection(const Section& section, Separator& document, Output& output) {
   if (section.key.empty()) {
-    PrintProperties(section, document, output);
+    PrintProperties(section.properties, document, output);
     return;
   }
   output << document.Next() << "\n " << Quoted(section.key) << ": ";
   if (section.columns.empty()) {
     Separator properties;
     output << "{";
-    PrintProperties(section, properties, output);
+    PrintProperties(section.properties, properties, output);
     output << "}";
   } else if (section.layout == TableLayout::kColumns) {
     PrintColumns(section, output);
@@ -107,6 +107,7 @@ void PrintSection(const Section& section, Separator& document, Output& output) {
 void PrintJson(const Document& document, Output& output) {
   Separator separator;
   output << "{";
+  PrintProperties(document.labels, separator, output);
   for (const Section& section : document.sections) {
     PrintSection(section, separator, output);
   }

@@ -6,6 +6,7 @@
 // Needs the one above.
 #include <shellapi.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -74,6 +75,23 @@ std::string SystemText(const std::string& text) {
     throw Failure(text, "the name has characters that this system's code page does not have");
   }
   return system;
+}
+
+std::vector<std::string> ExpandWildcards(const std::string& word) {
+  if (word.find_first_of("*?") == std::string::npos) return {word};
+  const size_t separator = word.find_last_of("/\\");
+  const std::string folder = separator == std::string::npos ? "" : word.substr(0, separator + 1);
+  std::vector<std::string> paths;
+  WIN32_FIND_DATAW found = {};
+  HANDLE const search = FindFirstFileW(Wide(word, CP_UTF8).c_str(), &found);
+  if (search == INVALID_HANDLE_VALUE) return {word};
+  do {
+    const std::string name = Narrow(found.cFileName, CP_UTF8, nullptr);
+    if (name != "." && name != "..") paths.push_back(folder + name);
+  } while (FindNextFileW(search, &found) != 0);
+  FindClose(search);
+  std::ranges::sort(paths);
+  return paths;
 }
 
 std::string Utf8FromCodePage(const std::string& text) {

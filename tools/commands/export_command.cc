@@ -1,5 +1,6 @@
 // tervalon export: a run in the formats that other programs read.
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
@@ -7,7 +8,9 @@
 #include <utility>
 
 #include "tools/commands/command.h"
+#include "tools/commands/many_inputs.h"
 #include "tools/data/files.h"
+#include "tools/data/trace_reader.h"
 #include "tools/exchange/export_format.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
@@ -16,7 +19,7 @@ namespace tervalon::tools {
 namespace {
 
 struct Options {
-  std::string directory;
+  Inputs inputs;
   std::vector<std::string> functions;
   int32_t process = 0;
   std::optional<int32_t> data_type;
@@ -27,7 +30,20 @@ struct Options {
   std::string format;
   std::string precision = "64/32";
   std::string compression = "zlib";
+  std::string trace;
+  bool rows = false;
+  bool csv = false;
+  bool tsv = false;
+  bool json = false;
 };
+
+// Whether -o is a directory to put files in.
+bool NamesFolder(const Options& options) {
+  std::error_code error;
+  return options.output.ends_with('/') ||
+         options.output.ends_with(static_cast<char>(std::filesystem::path::preferred_separator)) ||
+         (!options.output.empty() && std::filesystem::is_directory(PathOf(options.output), error));
+}
 
 // What "LO-HI" has before and behind its dash; an end that is left out is nothing.
 std::pair<std::string, std::string> SplitRange(const std::string& option, const std::string& text) {
@@ -110,18 +126,28 @@ ExportOptions EncodingOf(const Options& options) {
   for (const auto& [name, compression] : kCompressions) {
     if (options.compression == name) encoding.compression = compression;
   }
+  encoding.rows = options.rows;
+  encoding.trace = options.trace;
+  if (!options.trace.empty() && ParseTraces(options.trace, {}).size() != 1) {
+    throw WrongUsage("--trace: '" + options.trace + "' is more than one trace");
+  }
   return encoding;
 }
 
+// Where the runs go: each to a file of its own, or with no names all to standard output as a table.
 struct Plan {
   ExportSelection selection;
   ExportOptions encoding;
   const ExportFormat* format;
-  std::string name;
+  std::vector<std::string> names;  // as the inputs
 };
 
 const ExportFormat& FormatFor(const Options& options) {
-  const ExportFormat* const format = !options.format.empty()   ? FindFormat(options.format)
+  const ExportFormat* const format = options.csv               ? FindFormat("csv")
+                                     : options.tsv             ? FindFormat("tsv")
+                                     : options.json            ? FindFormat("json")
+                                     : !options.format.empty() ? FindFormat(options.format)
+                                     : NamesFolder(options)    ? &ExportFormats()[0]
                                      : !options.output.empty() ? FormatOfFile(options.output)
                                                                : &ExportFormats()[0];
   if (format == nullptr) {
@@ -130,20 +156,79 @@ const ExportFormat& FormatFor(const Options& options) {
   return *format;
 }
 
-std::string OutputName(const Options& options, const ExportFormat& format) {
-  if (!options.output.empty()) return options.output;
-  const std::filesystem::path run = PathOf(DirectoryArgument(options.directory)).filename();
-  return NameOf(run.stem()) + "." + format.usual_ending;
+// The directory's name with another ending.
+std::string NameAfter(const std::string& path, const ExportFormat& format) {
+  std::filesystem::path name = PathOf(path).filename();
+  if (name.empty() || name == "." || name == "..") {
+    std::error_code error;
+    name = std::filesystem::weakly_canonical(PathOf(path), error).filename();
+  }
+  return NameOf(name.stem()) + "." + format.usual_ending;
+}
+
+std::vector<std::string> OutputNames(const Options& options, const ExportFormat& format) {
+  const std::vector<std::string>& paths = options.inputs.paths;
+  if (options.output.empty() && format.table) return {};
+  std::vector<std::string> names;
+  for (const std::string& path : paths) {
+    std::string name = options.output;
+    if (options.output.empty()) {
+      name = NameAfter(path, format);
+    } else if (NamesFolder(options)) {
+      name = NameOf(PathOf(options.output) / PathOf(NameAfter(path, format)));
+    } else if (paths.size() > 1) {
+      throw WrongUsage("-o: '" + options.output + "' is no directory, which several runs need");
+    }
+    if (std::ranges::count(names, name) != 0) {
+      throw WrongUsage("two of the runs would both be written to '" + name + "'");
+    }
+    names.push_back(name);
+  }
+  return names;
 }
 
 Plan MakePlan(const Options& options) {
   const ExportFormat& format = FormatFor(options);
-  return {SelectionOf(options), EncodingOf(options), &format, OutputName(options, format)};
+  Plan plan = {SelectionOf(options), EncodingOf(options), &format, OutputNames(options, format)};
+  if (plan.names.empty() && options.inputs.paths.size() > 1 && options.inputs.jobs > 1) {
+    throw WrongUsage("--jobs: tables for standard output are written one after the other");
+  }
+  return plan;
 }
 
-void Run(const Options& options, const Plan& plan) {
-  const ExportRun run(DirectoryArgument(options.directory), plan.selection);
-  plan.format->write(run, plan.encoding, plan.name);
+// The tables of all runs as one.
+void PrintTables(const Options& options, const Plan& plan, Output& output) {
+  OutputSink sink(output);
+  const std::vector<std::string>& paths = options.inputs.paths;
+  PointTable table(sink, *plan.format->table, paths.size() > 1);
+  bool done = true;
+  for (const std::string& path : paths) {
+    try {
+      table.Add(ExportRun(path, plan.selection));
+    } catch (const Failure& failure) {
+      if (paths.size() == 1) throw;
+      Warn(failure.what());
+      done = false;
+    }
+  }
+  table.End();
+  if (!done) throw Unsound();
+}
+
+void Run(const Options& options, const Plan& plan, Output& output) {
+  if (plan.names.empty()) {
+    PrintTables(options, plan, output);
+    return;
+  }
+  ForEachInput(options.inputs, Format::kText, output, [&](const std::string& path, Output&) {
+    const auto index = std::ranges::find(options.inputs.paths, path) - options.inputs.paths.begin();
+    const std::string& name = plan.names[static_cast<size_t>(index)];
+    if (plan.format->write == nullptr) {
+      throw Failure(name, std::string("this program was built without ") +
+                              plan.format->description + " (the one for Linux has it)");
+    }
+    plan.format->write(ExportRun(path, plan.selection), plan.encoding, name);
+  });
 }
 
 std::vector<std::string> FormatNames() {
@@ -153,9 +238,12 @@ std::vector<std::string> FormatNames() {
 }
 
 std::string FormatHelp() {
-  std::string text = "What the file holds; without, as its name ends:";
+  std::string text;
   for (const ExportFormat& format : ExportFormats()) {
-    text += std::string("\n") + format.name + ": " + format.description;
+    if (!text.empty()) text += '\n';
+    text += format.name;
+    text += ": ";
+    text += format.description;
   }
   return text;
 }
@@ -194,12 +282,20 @@ void AddExportCommand(Command program, Action& chosen) {
   const Command command =
       program.AddSubcommand("export", "Write a run in a format that other programs read");
   auto options = std::make_shared<Options>();
-  command.AddOption("DIR", options->directory, "Raw data directory").Required().TypeName("");
-  command.AddOption("-o,--output", options->output, "The file; without, it is named after DIR")
+  AddInputs(command, options->inputs);
+  command
+      .AddOption("-o,--output", options->output,
+                 "The file, or a directory for files that are named after\n"
+                 "the runs; without, they are in the current one, and\n"
+                 "tables go to standard output")
       .TypeName("FILE");
-  command.AddOption("--format", options->format, FormatHelp())
-      .OneOf(FormatNames())
-      .TypeName("NAME");
+  const Command format =
+      command.AddGroup("Format", "What the file holds; without, as its name ends");
+  format.AddOption("--format", options->format, FormatHelp()).OneOf(FormatNames()).TypeName("NAME");
+  format.AddFlag("--csv", options->csv, "The same as --format csv");
+  format.AddFlag("--tsv", options->tsv, "The same as --format tsv");
+  format.AddFlag("--json", options->json, "The same as --format json");
+  format.RequireOptions(0, 1);
   AddSelection(command, *options);
   const Command how = command.AddGroup("mzML", "How numbers are stored");
   how.AddOption("--precision", options->precision,
@@ -214,14 +310,24 @@ void AddExportCommand(Command program, Action& chosen) {
       .OneOf({"zlib", "none", "numpress", "numpress-zlib"})
       .TypeName("NAME")
       .ShowDefault();
+  const Command others = command.AddGroup("Other formats", "What they hold");
+  others.AddFlag("--rows", options->rows, "SQLite: a row for each point instead of packed arrays");
+  others
+      .AddOption("--trace", options->trace,
+                 "ANDI: the trace, such as TIC (also without this option),\nBPI, 184.1 or AN1")
+      .TypeName("TRACE");
   command.Footer(
       "Masses are calibrated, times are minutes. A file appears when it is whole: when anything\n"
       "fails, nothing is left behind, and an older file stays as it was.\n\n"
       "Examples:\n"
       "  tervalon export SAMPLE.RAW\n"
-      "  tervalon export SAMPLE.RAW -o sample.mzML -f 1 -t 2-5 --compression none");
+      "  tervalon export SAMPLE.RAW -o sample.mzML -f 1 -t 2-5 --compression none\n"
+      "  tervalon export *.RAW -o converted/ --jobs 4\n"
+      "  tervalon export SAMPLE.RAW -f 2 --precursor 455.29 -o fragments.mgf\n"
+      "  tervalon export SAMPLE.RAW -f 1 --scan 100-120 --csv");
   command.Callback([&chosen, options] {
-    chosen = [options, plan = MakePlan(*options)](Output&) { Run(*options, plan); };
+    CompleteInputs(options->inputs);
+    chosen = [options, plan = MakePlan(*options)](Output& output) { Run(*options, plan, output); };
   });
 }
 

@@ -3,12 +3,14 @@
 #ifndef TOOLS_EXCHANGE_EXPORT_FORMAT_H_
 #define TOOLS_EXCHANGE_EXPORT_FORMAT_H_
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "tools/exchange/array_encoder.h"
 #include "tools/exchange/export_run.h"
+#include "tools/exchange/point_table.h"
 
 namespace tervalon::tools {
 
@@ -16,6 +18,8 @@ struct ExportOptions {
   Packing masses = Packing::kFloat64;  // and times
   Packing intensities = Packing::kFloat32;
   Compression compression = Compression::kZlib;
+  bool rows = false;       // SQLite: a row for each point, not packed arrays
+  std::string trace = {};  // ANDI: as "tervalon chrom --trace" names it; empty: TIC
 };
 
 struct ExportFormat {
@@ -25,6 +29,7 @@ struct ExportFormat {
   std::vector<std::string> endings;  // all of them, in lower case
   // Writes a file, which appears when it is whole. Throws a Failure; nullptr: not in this program.
   void (*write)(const ExportRun& run, const ExportOptions& options, const std::string& name);
+  std::optional<TableKind> table;  // of those that can go to standard output
 };
 
 std::span<const ExportFormat> ExportFormats();

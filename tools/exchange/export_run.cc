@@ -91,9 +91,11 @@ const CvTerm& Ionization(const RawFunctionRecord& record) {
 std::vector<Channel> Channels(const RawFunctionRecord& record) {
   std::vector<Channel> channels;
   const std::vector<float> daughters = DaughterMasses(record);
+  const bool reactions = FunctionType(record) == RAW_TYPE_MRM &&
+                         std::ranges::any_of(daughters, [](float mass) { return mass > 0; });
   for (const float mass : ChannelMasses(record)) {
     channels.push_back({mass, {}});
-    if (FunctionType(record) == RAW_TYPE_MRM) {
+    if (reactions) {
       channels.back().daughter = daughters[channels.size() - 1];
     }
   }

@@ -20,33 +20,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct HeaderText {
-  const char* key;  // as "tervalon info --json" has it
-  std::string text;
-};
-
 template <size_t kSize>
 std::string Text(const char (&text)[kSize]) {
   return Utf8FromLatin1(text, kSize);
-}
-
-std::vector<HeaderText> HeaderTexts(const RawHeader& header) {
-  return {{"acquired_name", Text(header.acquired_name)},
-          {"acquired_date", Text(header.acquired_date)},
-          {"acquired_time", Text(header.acquired_time)},
-          {"sample_description", Text(header.sample_description)},
-          {"sample_id", Text(header.sample_id)},
-          {"bottle_number", Text(header.bottle_number)},
-          {"plate_description", Text(header.plate_description)},
-          {"job_code", Text(header.job_code)},
-          {"task_code", Text(header.task_code)},
-          {"user_name", Text(header.user_name)},
-          {"submitter", Text(header.submitter)},
-          {"laboratory_name", Text(header.laboratory_name)},
-          {"instrument", Text(header.instrument)},
-          {"conditions", Text(header.conditions)},
-          {"associated_datafile", Text(header.associated_datafile)},
-          {"processed", Text(header.processed)}};
 }
 
 // "02-Jun-2025" and "09:30:00" as "2025-06-02T09:30:00"; nothing for other texts.
@@ -283,6 +259,29 @@ void WriteProcessing(XmlWriter& xml) {
 
 }  // namespace
 
+std::vector<HeaderText> HeaderTexts(const RawHeader& header) {
+  return {{"acquired_name", Text(header.acquired_name)},
+          {"acquired_date", Text(header.acquired_date)},
+          {"acquired_time", Text(header.acquired_time)},
+          {"sample_description", Text(header.sample_description)},
+          {"sample_id", Text(header.sample_id)},
+          {"bottle_number", Text(header.bottle_number)},
+          {"plate_description", Text(header.plate_description)},
+          {"job_code", Text(header.job_code)},
+          {"task_code", Text(header.task_code)},
+          {"user_name", Text(header.user_name)},
+          {"submitter", Text(header.submitter)},
+          {"laboratory_name", Text(header.laboratory_name)},
+          {"instrument", Text(header.instrument)},
+          {"conditions", Text(header.conditions)},
+          {"associated_datafile", Text(header.associated_datafile)},
+          {"processed", Text(header.processed)}};
+}
+
+std::optional<std::string> AcquisitionTime(const RawHeader& header) {
+  return TimeStamp(Text(header.acquired_date), Text(header.acquired_time));
+}
+
 void WriteCvParam(XmlWriter& xml, const CvTerm& term, std::string_view value, const CvTerm* unit) {
   const auto ontology = [](const CvTerm& of) { return std::string_view(of.accession, 2); };
   xml.Open("cvParam")
@@ -332,7 +331,7 @@ void BeginRun(XmlWriter& xml, const ExportRun& run) {
   if (header.sample_id[0] != '\0' || header.sample_description[0] != '\0') {
     xml.Attribute("sampleRef", "S1");
   }
-  if (const auto stamp = TimeStamp(Text(header.acquired_date), Text(header.acquired_time))) {
+  if (const auto stamp = AcquisitionTime(header)) {
     xml.Attribute("startTimeStamp", *stamp);
   }
   for (const HeaderText& text : HeaderTexts(header)) {

@@ -3,6 +3,7 @@
 #ifndef TOOLS_EXCHANGE_RUN_DESCRIPTION_H_
 #define TOOLS_EXCHANGE_RUN_DESCRIPTION_H_
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,16 @@
 #include "tools/exchange/xml_writer.h"
 
 namespace tervalon::tools {
+
+// The texts of the header.
+struct HeaderText {
+  const char* key;  // as "tervalon info --json" has it
+  std::string text;
+};
+std::vector<HeaderText> HeaderTexts(const RawHeader& header);
+
+// "2025-06-02T09:30:00"; nothing when the header does not tell it.
+std::optional<std::string> AcquisitionTime(const RawHeader& header);
 
 void WriteCvParam(XmlWriter& xml, const CvTerm& term, std::string_view value = {},
                   const CvTerm* unit = nullptr);

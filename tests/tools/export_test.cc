@@ -38,7 +38,8 @@ PointsByScan FromNdjson(const std::string& text) {
 
 PointsByScan FromJson(const std::string& text) {
   PointsByScan run;
-  for (const json& row : json::parse(text)["points"]) Add(run, row);
+  const json document = json::parse(text);
+  for (const json& row : document["points"]) Add(run, row);
   return run;
 }
 

@@ -18,6 +18,10 @@ check unix64 -i platform/win32 -i tools/win32
 # The plain types stand for the system's header.
 check win32A -i platform/linux -i tools/linux -D_WIN32 -D__i386__ -DTERVALON_PLAIN_TYPES
 
-find examples tests python -name '*.c' -print0 |
-  xargs -0 -P "$(nproc)" -I{} gcc -std=c11 -I include -O2 -Wall -Wextra -Werror -fanalyzer -c {} -o /dev/null
+analyse_c() { # COMPILER, files on standard input
+  xargs -r -P "$(nproc)" -I{} "$1" -std=gnu11 -I include -O2 -Wall -Wextra -Werror -fanalyzer -c {} -o /dev/null
+}
+mapfile -t sources < <(git ls-files 'examples/*.c' 'tests/*.c' 'python/*.c')
+grep -L '<windows.h>' "${sources[@]}" | analyse_c gcc
+grep -l '<windows.h>' "${sources[@]}" | analyse_c i686-w64-mingw32-gcc-posix
 echo "clean"

@@ -3,9 +3,11 @@
 #include "datamgr/adapters.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "datamgr/raw_sources.h"
+#include "platform/lock.h"
 #include "tervalon/database_descriptor.h"
 #include "tervalon/raw_descriptor.h"
 
@@ -58,53 +60,74 @@ uint32_t ElementCount(const void* descriptor) {
 
 constexpr DmAdapter kNone = {nullptr, nullptr, nullptr, nullptr};
 
-DataType types[] = {
+constexpr DataType kTypes[] = {
     {DM_TYPE_RAW,
      OnRelease::kReleaseSource,
      false,
      sizeof(DmRawDescriptor),
      RawItemSize,
      ElementCount<DmRawDescriptor>,
-     CloseAllRawSources,
-     {ReadRaw, WriteRaw, ReleaseRaw, CompareRaw}},
-    {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr, kNone},
-    {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, nullptr, nullptr, nullptr, kNone},
+     CloseAllRawSources},
+    {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr},
+    {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, nullptr, nullptr, nullptr},
     {DM_TYPE_DATABASE,
      OnRelease::kNothing,
      false,
      sizeof(DmDatabaseDescriptor),
      DatabaseItemSize,
      ElementCount<DmDatabaseDescriptor>,
-     nullptr,
-     {ReadDatabase, nullptr, nullptr, CompareDatabases}},
-    {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr, kNone},
+     nullptr},
+    {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr},
 };
 
-DataType* FindEntry(int16_t type) {
-  DataType* found = std::find_if(std::begin(types), std::end(types),
-                                 [type](const DataType& entry) { return entry.type == type; });
-  return found != std::end(types) ? found : nullptr;
+// By row of kTypes; only those of registrable types change.
+using Adapters = std::array<DmAdapter, std::size(kTypes)>;
+constexpr Adapters kBuiltIn = {
+    {{ReadRaw, WriteRaw, ReleaseRaw, CompareRaw},
+     kNone,
+     kNone,
+     {ReadDatabase, nullptr, nullptr, CompareDatabases},
+     kNone}};
+constinit platform::Mutex adapters_lock;
+constinit Adapters adapters = kBuiltIn;  // under adapters_lock
+
+size_t RowOf(const DataType& type) { return static_cast<size_t>(&type - std::begin(kTypes)); }
+
+void SetAdapter(const DataType& type, const DmAdapter& adapter) {
+  const platform::Held held(&adapters_lock);
+  adapters[RowOf(type)] = adapter;
 }
 
 }  // namespace
 
-const DataType* FindType(int16_t type) { return FindEntry(type); }
+const DataType* FindType(int16_t type) {
+  const auto* found = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                   [type](const DataType& entry) { return entry.type == type; });
+  return found != std::end(kTypes) ? found : nullptr;
+}
+
+DmAdapter AdapterOf(const DataType& type) {
+  if (!type.registrable) return kBuiltIn[RowOf(type)];
+  const platform::Held held(&adapters_lock);
+  return adapters[RowOf(type)];
+}
 
 void ResetAdapters() {
-  for (DataType& type : types) {
-    if (type.registrable) type.adapter = kNone;
+  for (const DataType& type : kTypes) {
+    if (type.registrable) SetAdapter(type, kNone);
   }
 }
 
 }  // namespace tervalon::datamgr
 
+using tervalon::datamgr::AdapterOf;
 using tervalon::datamgr::DataType;
 using tervalon::datamgr::FindType;
 
 extern "C" int32_t TERVALON_CALL DmRegisterAdapter(int16_t type, const DmAdapter* adapter) {
-  DataType* entry = tervalon::datamgr::FindEntry(type);
+  const DataType* entry = FindType(type);
   if (entry == nullptr || !entry->registrable) return -1;
-  entry->adapter = adapter != nullptr ? *adapter : tervalon::datamgr::kNone;
+  tervalon::datamgr::SetAdapter(*entry, adapter != nullptr ? *adapter : tervalon::datamgr::kNone);
   return 0;
 }
 
@@ -113,22 +136,22 @@ extern "C" int32_t TERVALON_CALL DmDataRead(int16_t type, void* desc, int32_t no
   if (no_source != 0) return 0;
   const DataType* entry = FindType(type);
   if (entry == nullptr) return -1;
-  return entry->adapter.read != nullptr ? entry->adapter.read(desc, 0, first, count, items) : -1;
+  const auto read = AdapterOf(*entry).read;
+  return read != nullptr ? read(desc, 0, first, count, items) : -1;
 }
 
 extern "C" int32_t TERVALON_CALL DmDataWrite(int16_t type, void* desc, uint32_t first,
                                              int32_t count, void* const* items, uint16_t flags) {
   const DataType* entry = FindType(type);
   if (entry == nullptr) return -1;
-  return entry->adapter.write != nullptr ? entry->adapter.write(desc, first, count, items, flags)
-                                         : 0;
+  const auto write = AdapterOf(*entry).write;
+  return write != nullptr ? write(desc, first, count, items, flags) : 0;
 }
 
 extern "C" int32_t TERVALON_CALL DmDataRelease(int16_t type, void* desc, int32_t no_source,
                                                uint32_t first, int32_t count, void* const* items) {
   const DataType* entry = FindType(type);
   if (entry == nullptr) return -1;
-  return entry->adapter.release != nullptr
-             ? entry->adapter.release(desc, no_source, first, count, items)
-             : 0;
+  const auto release = AdapterOf(*entry).release;
+  return release != nullptr ? release(desc, no_source, first, count, items) : 0;
 }

@@ -28,11 +28,13 @@ struct DataType {
   uint32_t (*element_count)(const void* descriptor);
   // Called when no handle of the type is in use any more.
   void (*all_released)();
-  DmAdapter adapter;
 };
 
 // nullptr for a code that is no data type.
 const DataType* FindType(int16_t type);
+
+// How the type is served now: the application may change that.
+DmAdapter AdapterOf(const DataType& type);
 
 // Removes all registered adapters.
 void ResetAdapters();

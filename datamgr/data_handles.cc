@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
 
 #include "datamgr/adapters.h"
+#include "platform/lock.h"
 #include "platform/memory.h"
 #include "tervalon/data_handles.h"
 
@@ -18,10 +20,15 @@ using platform::Memory;
 // Resident elements of every handle stay within what TvMemSize can tell.
 constexpr uint64_t kMaxBytes = UINT32_MAX;
 
+// A record is its user's own but for what others look at when they ask for data or release a
+// source: flags, type, descriptor, thread and the numbers of items are set with the table's lock
+// held.
 struct Record {
   uint16_t flags = 0;
-  uint8_t references = 0;  // 0: free. Wraps after 255 grants, which frees the record.
+  // 0: free. Wraps after 255 grants, which frees the record.
+  std::atomic<uint8_t> references = 0;
   int16_t type = 0;
+  uintptr_t thread = 0;  // that was granted the handle
   uint32_t first = 0;  // of the resident elements
   uint32_t count = 0;
   int32_t item_count = 0;
@@ -29,9 +36,11 @@ struct Record {
   std::array<TvMemory, DM_MAX_ITEMS> items = {};
   TvMemory descriptor = nullptr;
   uint32_t descriptor_size = 0;
-  bool busy = false;  // an adapter serves it
+  std::atomic<bool> busy = false;  // an adapter serves it
+  int32_t pins = 0;                // of those who compare the descriptor meanwhile
 
   bool in_use() const { return references != 0; }
+  bool is_free() const { return !in_use() && !busy && pins == 0; }
   bool shareable() const { return in_use() && (flags & DM_FLAG_FROZEN) == 0; }
   int32_t no_source() const { return flags & DM_FLAG_NO_SOURCE; }
   uint64_t end() const { return uint64_t{first} + count; }
@@ -39,6 +48,9 @@ struct Record {
 
 // Record 0 is never handed out.
 std::array<Record, DM_MAX_HANDLES + 1> table;
+constinit platform::Mutex table_lock;
+
+using platform::Held;
 
 // nullptr for a number that is no handle in use.
 Record* Find(int32_t handle) {
@@ -166,24 +178,47 @@ bool ResizeItems(Record* record, uint64_t count) {
 }
 
 // Whether a record's descriptor and a given one (nullptr: none) agree.
-bool Matches(const Record& record, const void* given, int32_t same_source) {
-  if (record.descriptor == nullptr || given == nullptr) {
-    return record.descriptor == nullptr && given == nullptr;
+bool Matches(const DataType* type, TvMemory descriptor, const void* given, int32_t same_source) {
+  if (descriptor == nullptr || given == nullptr) return descriptor == nullptr && given == nullptr;
+  const auto compare = type != nullptr ? AdapterOf(*type).compare : nullptr;
+  if (compare == nullptr) return false;
+  const BlockLock stored(descriptor);
+  return !stored.failed() && compare(stored.address(), given, same_source) != 0;
+}
+
+// Goes through the records that `fits`, with the table's lock held, for one whose descriptor
+// agrees with a given one and which fits still after that was found out. An application's adapter
+// compares without the lock: the record is pinned meanwhile, so that its descriptor stays.
+template <typename Condition>
+Record* FindMatch(int16_t type_code, const void* given, int32_t same_source, Condition fits) {
+  const DataType* type = FindType(type_code);
+  const bool is_foreign = type != nullptr && type->registrable;
+  for (Record& record : table) {
+    if (record.type != type_code || !fits(record)) continue;
+    if (is_foreign) {
+      ++record.pins;
+      table_lock.Release();
+    }
+    const bool matches = Matches(type, record.descriptor, given, same_source);
+    if (is_foreign) {
+      table_lock.Take();
+      --record.pins;
+      if (record.is_free()) FreeBlocks(&record);  // released meanwhile
+    }
+    if (matches && fits(record)) return &record;
   }
-  const DataType* type = FindType(record.type);
-  if (type == nullptr || type->adapter.compare == nullptr) return false;
-  const BlockLock stored(record.descriptor);
-  return !stored.failed() && type->adapter.compare(stored.address(), given, same_source) != 0;
+  return nullptr;
 }
 
 // Calls the adapter's release, unless another shareable record names the source too.
 void ReleaseSource(int16_t type, void* descriptor, int32_t no_source, const Record* self,
                    void* const* items) {
-  for (const Record& other : table) {
-    if (&other != self && other.shareable() && other.type == type &&
-        Matches(other, descriptor, 1)) {
-      return;
-    }
+  {
+    const Held held(&table_lock);
+    const auto names_source_too = [self](const Record& other) {
+      return &other != self && other.shareable();
+    };
+    if (FindMatch(type, descriptor, 1, names_source_too) != nullptr) return;
   }
   DmDataRelease(type, descriptor, no_source, self != nullptr ? self->first : 0,
                 self != nullptr ? static_cast<int32_t>(self->count) : 0, items);
@@ -191,34 +226,52 @@ void ReleaseSource(int16_t type, void* descriptor, int32_t no_source, const Reco
 
 void AfterRelease(const DataType& type) {
   if (type.all_released == nullptr) return;
-  const bool used = std::any_of(table.begin(), table.end(), [&type](const Record& record) {
-    return (record.in_use() || record.busy) && record.type == type.type;
-  });
-  if (!used) type.all_released();
+  {
+    const Held held(&table_lock);
+    const bool used = std::any_of(table.begin(), table.end(), [&type](const Record& record) {
+      return (record.in_use() || record.busy) && record.type == type.type;
+    });
+    if (used) return;
+  }
+  type.all_released();
+}
+
+// Gives the source back that a record without references names. False when a lock fails.
+bool GiveBackSource(Record* record, const DataType* type) {
+  const BlockLock descriptor(record->descriptor);
+  if (descriptor.failed()) return false;
+  const ItemLocks locks(*record);
+  if (locks.failed()) return false;
+  if (type != nullptr && type->on_release == OnRelease::kReleaseSource) {
+    ReleaseSource(record->type, descriptor.address(), record->no_source(), record,
+                  locks.pointers());
+  } else if (type != nullptr && type->on_release == OnRelease::kFreeBlock &&
+             record->descriptor_size >= sizeof(void*)) {
+    void* block = nullptr;
+    std::memcpy(&block, descriptor.address(), sizeof(void*));
+    TvMemory structure = static_cast<TvMemory>(block);
+    FreeBlock(&structure);
+  }
+  return true;
 }
 
 // Gives back one reference, and with the last one all that the record holds.
 int32_t Release(Record* record) {
-  if (--record->references > 0) return 0;
-  const DataType* type = FindType(record->type);
   {
-    const BlockLock descriptor(record->descriptor);
-    if (descriptor.failed()) return -1;
-    const ItemLocks locks(*record);
-    if (locks.failed()) return -1;
-    if (type != nullptr && type->on_release == OnRelease::kReleaseSource) {
-      const BusyScope busy(record);
-      ReleaseSource(record->type, descriptor.address(), record->no_source(), record,
-                    locks.pointers());
-    } else if (type != nullptr && type->on_release == OnRelease::kFreeBlock &&
-               record->descriptor_size >= sizeof(void*)) {
-      void* block = nullptr;
-      std::memcpy(&block, descriptor.address(), sizeof(void*));
-      TvMemory structure = static_cast<TvMemory>(block);
-      FreeBlock(&structure);
-    }
+    const Held held(&table_lock);
+    // Another thread was faster, or its adapter serves the handle, which keeps its last reference.
+    if (!record->in_use() || (record->busy && record->references == 1)) return -1;
+    if (--record->references > 0) return 0;
+    record->busy = true;
   }
-  FreeBlocks(record);
+  const DataType* type = FindType(record->type);
+  const bool given_back = GiveBackSource(record, type);
+  {
+    const Held held(&table_lock);
+    record->busy = false;
+    if (given_back && record->pins == 0) FreeBlocks(record);
+  }
+  if (!given_back) return -1;
   if (type != nullptr) AfterRelease(*type);
   return 0;
 }
@@ -253,18 +306,20 @@ bool IsTooShort(const Request& request) {
          request.descriptor_size < type->descriptor_size;
 }
 
-Record* FindShared(const Request& request) {
-  if ((request.flags & DM_FLAG_NO_SOURCE) != 0) return nullptr;
-  const auto found = std::find_if(table.begin() + 1, table.end(), [&](const Record& record) {
-    return record.shareable() && record.type == request.type &&
-           Matches(record, request.descriptor, 0) && record.item_count >= request.item_count;
-  });
-  return found != table.end() ? &*found : nullptr;
-}
-
-int32_t Share(Record* record, const Request& request) {
+// Shares the record for the same data, if there is one, and stores the handle: 0 when it has other
+// item sizes. Requests of other threads have handles of their own, which they can use meanwhile.
+bool Share(const Request& request, int32_t* handle) {
+  if ((request.flags & DM_FLAG_NO_SOURCE) != 0) return false;
+  const Held held(&table_lock);
+  Record* record =
+      FindMatch(request.type, request.descriptor, 0, [&request](const Record& other) {
+        return other.shareable() && other.thread == platform::ThisThread() &&
+               other.item_count >= request.item_count;
+      });
+  if (record == nullptr) return false;
+  *handle = 0;
   for (size_t i = 0; i < static_cast<size_t>(request.item_count); ++i) {
-    if (record->item_sizes[i] != request.item_sizes[i]) return 0;
+    if (record->item_sizes[i] != request.item_sizes[i]) return true;
   }
   ++record->references;
   const BlockLock stored(record->descriptor);
@@ -272,7 +327,18 @@ int32_t Share(Record* record, const Request& request) {
     std::memcpy(request.descriptor, stored.address(),
                 std::min(request.descriptor_size, record->descriptor_size));
   }
-  return HandleOf(record);
+  *handle = HandleOf(record);
+  return true;
+}
+
+// A free record, busy from now on; nullptr when there is none.
+Record* TakeFree() {
+  const Held held(&table_lock);
+  const auto free = std::find_if(table.begin() + 1, table.end(),
+                                 [](const Record& record) { return record.is_free(); });
+  if (free == table.end()) return nullptr;
+  free->busy = true;
+  return &*free;
 }
 
 bool StoreDescriptor(Record* record, const Request& request) {
@@ -284,41 +350,39 @@ bool StoreDescriptor(Record* record, const Request& request) {
   return true;
 }
 
+// Of a record that is busy; afterwards it is not any more.
 bool Fill(Record* record, const Request& request) {
   FreeBlocks(record);  // left behind by a release that failed, or by a wrapped reference count
-  if (!StoreDescriptor(record, request)) {
+  const bool stored = StoreDescriptor(record, request);
+  const Held held(&table_lock);
+  record->busy = false;
+  if (!stored) {
     FreeBlocks(record);
     return false;
   }
   record->descriptor_size = request.descriptor_size;
   record->type = request.type;
-  record->references = 1;
+  record->thread = platform::ThisThread();
   record->first = 0;
   record->count = 0;
   record->item_count = request.item_count;
   std::copy_n(request.item_sizes, request.item_count, record->item_sizes.begin());
   record->flags = request.flags;
+  record->references = 1;
   return true;
 }
 
 int32_t Grant(const Request& request) {
   if (IsTooShort(request)) return 0;
-  Record* shared = FindShared(request);
-  if (shared != nullptr) return Share(shared, request);
-  const auto free = std::find_if(table.begin() + 1, table.end(), [](const Record& record) {
-    return !record.in_use() && !record.busy;
-  });
-  if (free == table.end()) return 0;
-  Record* record = &*free;
+  int32_t shared = 0;
+  if (Share(request, &shared)) return shared;
+  Record* record = TakeFree();
+  if (record == nullptr) return 0;
+  const int32_t handle = HandleOf(record);
   const int32_t no_source = request.flags & DM_FLAG_NO_SOURCE;
-  bool opened = false;
-  bool filled = false;
-  {
-    const BusyScope busy(record);
-    opened = DmDataRead(request.type, request.descriptor, no_source, 0, 0, nullptr) == 0;
-    filled = Fill(record, request);
-  }
-  if (!filled) {
+  const bool opened =
+      DmDataRead(request.type, request.descriptor, no_source, 0, 0, nullptr) == 0;
+  if (!Fill(record, request)) {
     // The handle goes out although it is not in use; what was opened for it must not stay open.
     const DataType* type = FindType(request.type);
     if (type != nullptr && type->on_release == OnRelease::kReleaseSource) {
@@ -329,7 +393,7 @@ int32_t Grant(const Request& request) {
   } else if (!opened) {
     Release(record);
   }
-  return opened ? HandleOf(record) : 0;
+  return opened ? handle : 0;
 }
 
 // Reads elements that are within the record's range, for which there is room.
@@ -424,7 +488,7 @@ int32_t Write(Record* record, uint16_t flags) {
   const BlockLock descriptor(record->descriptor);
   if (descriptor.failed()) return -1;
   const DataType* type = FindType(record->type);
-  const bool writes = type != nullptr && type->adapter.write != nullptr;
+  const bool writes = type != nullptr && AdapterOf(*type).write != nullptr;
   if (writes && !ItemsFit(*record, descriptor.address())) return -1;
   const ItemLocks locks(*record);
   if (locks.failed()) return -1;
@@ -437,8 +501,11 @@ int32_t Write(Record* record, uint16_t flags) {
 
 void ResetDataHandles() {
   for (Record& record : table) {
+    const Held held(&table_lock);
     FreeBlocks(&record);
-    record = Record();
+    record.references = 0;
+    record.busy = false;
+    record.flags = 0;
   }
   for (int16_t type = 0; type <= DM_TYPE_GENERIC; ++type) {
     if (const DataType* entry = FindType(type)) AfterRelease(*entry);
@@ -511,6 +578,7 @@ extern "C" int32_t TERVALON_CALL DmWriteHandle(int32_t handle, uint16_t flags) {
 extern "C" int32_t TERVALON_CALL DmFreezeHandle(int32_t handle, int32_t freeze) {
   if (handle < 1 || handle > DM_MAX_HANDLES) return 0;
   Record& record = table[static_cast<size_t>(handle)];
+  const tervalon::platform::Held held(&table_lock);
   if (record.in_use()) {
     const auto others = static_cast<uint16_t>(record.flags & ~DM_FLAG_FROZEN);
     record.flags = static_cast<uint16_t>(freeze != 0 ? others | DM_FLAG_FROZEN : others);
@@ -520,7 +588,5 @@ extern "C" int32_t TERVALON_CALL DmFreezeHandle(int32_t handle, int32_t freeze) 
 
 extern "C" int32_t TERVALON_CALL DmReleaseHandle(int32_t handle, int32_t /*ignored*/) {
   Record* record = Find(handle);
-  // While its adapter serves it, a handle keeps its last reference.
-  if (record == nullptr || (record->busy && record->references == 1)) return -1;
-  return Release(record);
+  return record != nullptr ? Release(record) : -1;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/lock.h"
 #include "raw/function_record.h"
 #include "raw/member_files.h"
 #include "tervalon/raw_directory.h"
@@ -18,12 +19,13 @@ constexpr size_t kMaxOpenSources = 8;
 constexpr size_t kMaxOpenDataSets = 16;
 
 bool RawSource::IsOpen() const {
-  return raw::CheckHandle(handle_) == RAW_OK && raw::HandleDirectory(handle_) == directory_;
+  return raw::CheckHandle(handle_) == RAW_OK && raw::HandleGeneration(handle_) == generation_;
 }
 
 int32_t RawSource::Open() {
   int32_t error = RawReadOpen(directory_.c_str(), &handle_);
   if (error != RAW_OK) return error;
+  generation_ = raw::HandleGeneration(handle_);
   error = RawReadHeader(handle_, nullptr, &calibration_, nullptr, &analog_channels_);
   // Without a provider of analog data all others can be read.
   if (error == RAW_PATH_NOT_BUILT) error = RAW_OK;
@@ -85,46 +87,44 @@ int32_t RawSource::AddDataSet(int16_t function, int16_t process, int32_t data_ty
   return error;
 }
 
-// The open directories, the one used last in front.
+// The open directories, the one used last in front. Directories are opened and closed without the
+// lock, and read without it by the one thread that has leased them.
 class RawSourceTable {
  public:
   // Stores the source of a directory, and whether it had to be opened. Returns a Raw error code.
   int32_t Use(const std::string& directory, RawSource** source, bool* opened) {
     *opened = false;
-    auto found = Find(directory);
-    if (found != sources_.end() && !(*found)->IsOpen()) {
-      if ((*found)->users_ > 0) return RAW_HANDLE_NOT_OPEN;
-      sources_.erase(found);
-      found = sources_.end();
+    {
+      const platform::Held held(&lock_);
+      Sources::iterator found;
+      while ((found = FindFor(directory, platform::ThisThread())) != sources_.end()) {
+        if ((*found)->IsOpen()) {
+          *source = Lease(found);
+          return RAW_OK;
+        }
+        if ((*found)->users_ > 0) return RAW_HANDLE_NOT_OPEN;
+        sources_.erase(found);
+      }
     }
-    if (found == sources_.end()) {
-      const int32_t error = Open(directory);
-      if (error != RAW_OK) return error;
-      found = sources_.begin();
-      *opened = true;
-    }
-    std::rotate(sources_.begin(), found, found + 1);
-    *source = sources_.front().get();
-    ++(*source)->users_;
-    return RAW_OK;
+    const int32_t error = Open(directory, source);
+    *opened = error == RAW_OK;
+    return error;
   }
 
   void EndUse(RawSource* source, bool close) {
-    --source->users_;
-    if (close) source->closing_ = true;
-    if (source->users_ > 0 || !source->closing_) return;
-    CloseIf([source](const RawSource& other) { return &other == source; });
+    std::unique_ptr<RawSource> closed;
+    {
+      const platform::Held held(&lock_);
+      --source->users_;
+      if (close) source->closing_ = true;
+      if (source->users_ == 0 && source->closing_) closed = TakeOut(*source);
+    }
+    if (closed != nullptr) closed->Close();
   }
 
   template <typename Condition>
   void CloseIf(Condition condition) {
-    std::erase_if(sources_, [&](const std::unique_ptr<RawSource>& source) {
-      if (!condition(*source)) return false;
-      source->closing_ = source->users_ > 0;
-      if (source->closing_) return false;
-      source->Close();
-      return true;
-    });
+    while (const std::unique_ptr<RawSource> closed = TakeOutIf(condition)) closed->Close();
   }
 
   static RawSourceTable& Instance() { return instance_; }
@@ -132,37 +132,100 @@ class RawSourceTable {
  private:
   using Sources = std::vector<std::unique_ptr<RawSource>>;
 
-  Sources::iterator Find(const std::string& directory) {
-    return std::find_if(
-        sources_.begin(), sources_.end(),
-        [&](const std::unique_ptr<RawSource>& source) { return source->directory_ == directory; });
+  // The functions from here to Open with the lock held.
+
+  // A source for a thread: the one that it reads already, or one that nobody reads.
+  Sources::iterator FindFor(const std::string& directory, uintptr_t thread) {
+    const auto find = [&](auto fits) {
+      return std::find_if(
+          sources_.begin(), sources_.end(), [&](const std::unique_ptr<RawSource>& source) {
+            return source->directory_ == directory && !source->opening_ && fits(*source);
+          });
+    };
+    const auto own = find(
+        [thread](const RawSource& source) { return source.users_ > 0 && source.thread_ == thread; });
+    return own != sources_.end()
+               ? own
+               : find([](const RawSource& source) { return source.users_ == 0; });
   }
 
-  // Opens a directory and puts its source in front.
-  int32_t Open(const std::string& directory) {
-    auto source = std::make_unique<RawSource>(directory);
-    sources_.reserve(sources_.size() + 1);
-    while (sources_.size() >= kMaxOpenSources && CloseOldest()) {
+  RawSource* Lease(Sources::iterator place) {
+    std::rotate(sources_.begin(), place, place + 1);
+    RawSource* const source = sources_.front().get();
+    source->thread_ = platform::ThisThread();
+    ++source->users_;
+    return source;
+  }
+
+  std::unique_ptr<RawSource> TakeOut(const RawSource& source) {
+    const auto place =
+        std::find_if(sources_.begin(), sources_.end(),
+                     [&](const std::unique_ptr<RawSource>& other) { return other.get() == &source; });
+    std::unique_ptr<RawSource> taken = std::move(*place);
+    sources_.erase(place);
+    return taken;
+  }
+
+  // Opens a directory and leases its source, which stands in the table meanwhile.
+  int32_t Open(const std::string& directory, RawSource** source) {
+    auto made = std::make_unique<RawSource>(directory);
+    RawSource* const opening = made.get();
+    opening->opening_ = true;
+    while (IsFull() && CloseOldest()) {
     }
-    int32_t error = source->Open();
-    while (error == RAW_NO_FREE_HANDLE && CloseOldest()) error = source->Open();
-    if (error == RAW_OK) sources_.insert(sources_.begin(), std::move(source));
+    {
+      const platform::Held held(&lock_);
+      sources_.push_back(std::move(made));
+      Lease(std::prev(sources_.end()));
+    }
+    int32_t error = opening->Open();
+    while (error == RAW_NO_FREE_HANDLE && CloseOldest()) error = opening->Open();
+    std::unique_ptr<RawSource> dropped;
+    const platform::Held held(&lock_);
+    opening->opening_ = false;
+    if (error == RAW_OK) {
+      *source = opening;
+    } else {
+      dropped = TakeOut(*opening);
+    }
     return error;
+  }
+
+  bool IsFull() {
+    const platform::Held held(&lock_);
+    return sources_.size() >= kMaxOpenSources;
+  }
+
+  // Takes out a source of those that are to be closed; the ones in use close later.
+  template <typename Condition>
+  std::unique_ptr<RawSource> TakeOutIf(Condition condition) {
+    const platform::Held held(&lock_);
+    for (const std::unique_ptr<RawSource>& source : sources_) {
+      if (!condition(*source)) continue;
+      source->closing_ = source->users_ > 0;
+      if (!source->closing_) return TakeOut(*source);
+    }
+    return nullptr;
   }
 
   // Closes the source that was not used for the longest time. False when all are in use.
   bool CloseOldest() {
-    const auto oldest =
-        std::find_if(sources_.rbegin(), sources_.rend(),
-                     [](const std::unique_ptr<RawSource>& source) { return source->users_ == 0; });
-    if (oldest == sources_.rend()) return false;
-    (*oldest)->Close();
-    sources_.erase(std::next(oldest).base());
+    std::unique_ptr<RawSource> closed;
+    {
+      const platform::Held held(&lock_);
+      const auto oldest = std::find_if(
+          sources_.rbegin(), sources_.rend(),
+          [](const std::unique_ptr<RawSource>& source) { return source->users_ == 0; });
+      if (oldest == sources_.rend()) return false;
+      closed = TakeOut(**oldest);
+    }
+    closed->Close();
     return true;
   }
 
   static RawSourceTable instance_;
 
+  platform::Mutex lock_;
   Sources sources_;
 };
 RawSourceTable RawSourceTable::instance_;

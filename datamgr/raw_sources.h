@@ -1,6 +1,7 @@
 // The raw directories that data handles read. Each is opened once, however many handles read it,
-// and stays open until it is released; as raw handles are few, those not used for the longest time
-// are closed early and open again when they are read.
+// unless several threads read it at the same time; it stays open until it is released. As raw
+// handles are few, those not used for the longest time are closed early and open again when they
+// are read.
 
 #ifndef DATAMGR_RAW_SOURCES_H_
 #define DATAMGR_RAW_SOURCES_H_
@@ -61,14 +62,18 @@ class RawSource {
 
   const std::string directory_;
   int32_t handle_ = -1;
+  uint32_t generation_ = 0;  // of the handle
   int16_t analog_channels_ = 0;
   RawCalibration calibration_ = {};
   std::vector<DataSet> data_sets_;  // open ones, the one opened last at the end
-  int32_t users_ = 0;               // leases
-  bool closing_ = false;            // closes with the last lease
+  // Set under the table's lock, the first two by the thread that leases the source.
+  int32_t users_ = 0;     // leases
+  uintptr_t thread_ = 0;  // that has them all
+  bool opening_ = false;
+  bool closing_ = false;  // closes with the last lease
 };
 
-// The use of a directory for a scope. A directory that the lease had to open is closed with it,
+// The use of a directory for a scope, by the thread that makes it. A directory that the lease had to open is closed with it,
 // unless it is kept.
 class SourceLease {
  public:

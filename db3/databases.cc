@@ -34,6 +34,7 @@ struct Request {
   bool named;
   bool name_fits;
   bool marked;
+  OpenPlace* place;  // of an opening
   SystemFile file;   // what the slot is to have
   std::string path;  // of that file
 
@@ -42,14 +43,10 @@ struct Request {
 
 // What a mode needs before there is a path.
 
-Cause MayOpen(const Request& request) {
-  if (IsExcluded(request.type)) return kAlreadyOpen;
-  return OpenDatabases() < DB3_MAX_OPEN ? kSuccess : kTooManyOpen;
-}
+Cause MayOpen(const Request& request) { return request.place->Take(); }
 
 Cause MayCreate(const Request& request) {
-  if (request.slot.database != nullptr) return kAlreadyOpen;
-  return OpenDatabases() < DB3_MAX_OPEN ? kSuccess : kTooManyOpen;
+  return request.slot.database != nullptr ? kAlreadyOpen : MayOpenAnother();
 }
 
 Cause MayDelete(const Request& request) {
@@ -66,7 +63,12 @@ Cause Open(const Request& request) {
   // The path of an empty name can be that of a directory, or none.
   const bool nameless = request.file.name[0] == '\0';
   if (nameless && Files().Status(request.path) != PathStatus::kFile) return kFileMissing;
-  return OpenAs(request.row(), request.path, &request.slot.database);
+  std::unique_ptr<OpenDatabase> database;
+  const Cause cause = OpenAs(request.row(), request.path, &database);
+  if (cause != kSuccess) return cause;
+  request.place->Keep(database->file->path());
+  request.slot.database = std::move(database);
+  return kSuccess;
 }
 
 Cause Create(const Request& request) {
@@ -119,6 +121,8 @@ bool Locate(Request* request) {
 }
 
 Cause Run(const Operation& operation, const SystemFile& before, Request* request) {
+  OpenPlace place(request->type);
+  request->place = &place;
   Cause cause = operation.may(*request);
   if (cause != kSuccess) return cause;
   if (!Locate(request)) return kGeneralError;
@@ -146,6 +150,7 @@ int32_t OpenMode(int32_t type, const char* name, int32_t mode) {
                      .named = name != nullptr,
                      .name_fits = true,
                      .marked = (mode & DB3_MODE_ENCRYPT) != 0,
+                     .place = nullptr,
                      .file = slot->file,
                      .path = {}};
   FetchFile(request.row(), &request.file);
@@ -168,6 +173,7 @@ int32_t Close(int32_t type) {
     const bool freed_offsets = database->offset_widths.Free();
     const bool freed_members = database->members.Free();
     if (cause == kSuccess && !(freed_offsets && freed_members)) cause = kMemoryFree;
+    GiveBackPlace(type);
   }
   return slot->report_errors ? Report(type, kCloseAction, cause, slot->file) : cause;
 }

@@ -8,16 +8,26 @@
 #include <utility>
 
 #include "platform/file_system.h"
+#include "platform/lock.h"
 #include "platform/memory.h"
 #include "platform/text.h"
 #include "tervalon/database_fields.h"
+#include "tervalon/databases.h"
 
 namespace tervalon::db3 {
 namespace {
 
 using platform::Memory;
 
+// A slot as the others see it.
+struct Place {
+  bool taken = false;
+  std::string path;  // plain; empty until the file is open
+};
+
 std::array<Slot, kDatabaseTypes> slots;
+constinit platform::Mutex places_lock;
+std::array<Place, kDatabaseTypes> places;  // under places_lock
 
 // The types that share one list of fields, so that their files are the same.
 constexpr int32_t kMethodTypes[] = {0, 3, 15};
@@ -25,7 +35,20 @@ constexpr int32_t kMethodTypes[] = {0, 3, 15};
 constexpr const char* kSection = "SystemList";
 constexpr const char* kMarkerField = "ENCRYPT";
 
-bool IsOpen(int32_t type) { return slots[static_cast<size_t>(type)].database != nullptr; }
+Place& PlaceOf(int32_t type) { return places[static_cast<size_t>(type)]; }
+bool IsTaken(int32_t type) { return PlaceOf(type).taken; }
+
+bool AllTaken() {
+  return std::count_if(places.begin(), places.end(),
+                       [](const Place& place) { return place.taken; }) >= DB3_MAX_OPEN;
+}
+
+// Whether one of the types that exclude each other with `type` is open; it is one itself.
+bool IsExcluded(int32_t type) {
+  const std::span<const int32_t> methods = kMethodTypes;
+  if (std::find(methods.begin(), methods.end(), type) == methods.end()) return IsTaken(type);
+  return std::any_of(methods.begin(), methods.end(), IsTaken);
+}
 
 // A path by which files can be told apart: from the root on, without "." and "..".
 std::string PlainPath(std::string path) {
@@ -100,22 +123,40 @@ Slot* FindSlot(int32_t type) {
   return &slot;
 }
 
-int32_t OpenDatabases() {
-  return static_cast<int32_t>(std::count_if(
-      slots.begin(), slots.end(), [](const Slot& slot) { return slot.database != nullptr; }));
+Cause OpenPlace::Take() {
+  const platform::Held held(&places_lock);
+  if (IsExcluded(type_)) return kAlreadyOpen;
+  if (AllTaken()) return kTooManyOpen;
+  PlaceOf(type_).taken = taken_ = true;
+  return kSuccess;
 }
 
-bool IsExcluded(int32_t type) {
-  const std::span<const int32_t> methods = kMethodTypes;
-  if (std::find(methods.begin(), methods.end(), type) == methods.end()) return IsOpen(type);
-  return std::any_of(methods.begin(), methods.end(), IsOpen);
+void OpenPlace::Keep(const std::string& path) {
+  std::string plain = PlainPath(path);
+  const platform::Held held(&places_lock);
+  PlaceOf(type_).path = std::move(plain);
+  taken_ = false;
+}
+
+OpenPlace::~OpenPlace() {
+  if (taken_) GiveBackPlace(type_);
+}
+
+void GiveBackPlace(int32_t type) {
+  const platform::Held held(&places_lock);
+  PlaceOf(type) = {};
+}
+
+Cause MayOpenAnother() {
+  const platform::Held held(&places_lock);
+  return AllTaken() ? kTooManyOpen : kSuccess;
 }
 
 bool IsOpenAt(const std::string& path) {
   const std::string plain = PlainPath(path);
-  return std::any_of(slots.begin(), slots.end(), [&plain](const Slot& slot) {
-    return slot.database != nullptr &&
-           platform::EqualWithoutCase(PlainPath(slot.database->file->path()), plain);
+  const platform::Held held(&places_lock);
+  return std::any_of(places.begin(), places.end(), [&plain](const Place& place) {
+    return !place.path.empty() && platform::EqualWithoutCase(place.path, plain);
   });
 }
 
@@ -149,6 +190,8 @@ bool PutFile(const DatabaseType& type, const SystemFile& file) {
 
 void ResetDatabases() {
   for (Slot& slot : slots) slot = Slot();
+  const platform::Held held(&places_lock);
+  places = {};
 }
 
 }  // namespace tervalon::db3

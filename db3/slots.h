@@ -63,13 +63,34 @@ struct Slot {
   std::vector<std::byte> buffer;
 };
 
-// nullptr for a type outside 0..19. Its buffer is there.
+// nullptr for a type outside 0..19. Its buffer is there. A slot is for one thread at a time; what
+// is said of all of them, here below, may be asked for in any.
 Slot* FindSlot(int32_t type);
 
-int32_t OpenDatabases();
+// The right to have a file of a type open, for a scope or until it is closed.
+class OpenPlace {
+ public:
+  explicit OpenPlace(int32_t type) : type_(type) {}
+  ~OpenPlace();
+  OpenPlace(const OpenPlace&) = delete;
+  OpenPlace& operator=(const OpenPlace&) = delete;
 
-// Whether a file of one of the types that exclude each other with `type` is open; it is one itself.
-bool IsExcluded(int32_t type);
+  // kAlreadyOpen when a file is open of one of the types that exclude each other with this one (it
+  // is one itself), kTooManyOpen.
+  Cause Take();
+  // From now on the file at `path` is open.
+  void Keep(const std::string& path);
+
+ private:
+  int32_t type_;
+  bool taken_ = false;
+};
+
+// kTooManyOpen or kSuccess.
+Cause MayOpenAnother();
+
+// The type's file has been closed.
+void GiveBackPlace(int32_t type);
 
 // Whether any type has the file at `path` open.
 bool IsOpenAt(const std::string& path);

@@ -1,5 +1,6 @@
 #include "platform/message_handler.h"
 
+#include "platform/lock.h"
 #include "tervalon/desktop.h"
 
 namespace tervalon::platform {
@@ -9,20 +10,21 @@ struct MessageHandler {
   TvMessageHandler function = nullptr;
   void* user = nullptr;
 };
-MessageHandler message_handler;
+Shared<MessageHandler> message_handler;
 
 }  // namespace
 
 bool AskMessageHandler(TvWindow owner, const char* text, const char* caption, uint32_t style,
                        int32_t* answer) {
-  if (message_handler.function == nullptr) return false;
-  *answer = message_handler.function(message_handler.user, text, caption, style, owner);
+  const MessageHandler handler = message_handler.Get();
+  if (handler.function == nullptr) return false;
+  *answer = handler.function(handler.user, text, caption, style, owner);
   return true;
 }
 
 }  // namespace tervalon::platform
 
 extern "C" int32_t TERVALON_CALL TvSetMessageHandler(TvMessageHandler handler, void* user) {
-  tervalon::platform::message_handler = {handler, user};
+  tervalon::platform::message_handler.Set({handler, user});
   return 1;
 }

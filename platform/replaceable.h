@@ -1,9 +1,13 @@
-// A process-wide service that a test can replace by a failing or recording one.
+// A process-wide service that a test can replace by a failing or recording one, while no other
+// thread uses it.
 
 #ifndef PLATFORM_REPLACEABLE_H_
 #define PLATFORM_REPLACEABLE_H_
 
+#include <atomic>
 #include <new>
+
+#include "platform/lock.h"
 
 namespace tervalon::platform {
 
@@ -30,29 +34,36 @@ class ScopedReplacement {
   Service* previous_;
 };
 
+// Held while the platform's own implementation of a service is made.
+extern Mutex making_service;
+
 }  // namespace tervalon::platform
 
 // Defines Current and Replace for `Service`, whose platform implementation is the
 // default-constructed `Default`. That one is never destroyed: tables that are torn down at exit
-// still use it. It has its room in the module, and no guard for threads, which the library does
-// not have: unloading the library leaves nothing of it behind.
-#define TERVALON_DEFINE_SERVICE(Service, Default)                               \
-  namespace {                                                                   \
-  Service* replaced_##Default = nullptr;                                        \
-  Default* own_##Default = nullptr;                                             \
-  alignas(Default) unsigned char room_##Default[sizeof(Default)];               \
-  }                                                                             \
-  template <>                                                                   \
-  Service& Current<Service>() {                                                 \
-    if (replaced_##Default != nullptr) return *replaced_##Default;              \
-    if (own_##Default == nullptr) own_##Default = new (room_##Default) Default; \
-    return *own_##Default;                                                      \
-  }                                                                             \
-  template <>                                                                   \
-  Service* Replace<Service>(Service * service) {                                \
-    Service* previous = replaced_##Default;                                     \
-    replaced_##Default = service;                                               \
-    return previous;                                                            \
+// still use it. It has its room in the module: unloading the library leaves nothing of it behind.
+#define TERVALON_DEFINE_SERVICE(Service, Default)                                          \
+  namespace {                                                                              \
+  Service* replaced_##Default = nullptr;                                                   \
+  std::atomic<Default*> own_##Default = nullptr;                                           \
+  alignas(Default) unsigned char room_##Default[sizeof(Default)];                          \
+  Default& Own##Default() {                                                                \
+    Default* own = own_##Default.load(std::memory_order_acquire);                          \
+    if (own != nullptr) return *own;                                                       \
+    const Held held(&making_service);                                                      \
+    if (own_##Default.load() == nullptr) own_##Default.store(new (room_##Default) Default); \
+    return *own_##Default.load();                                                          \
+  }                                                                                        \
+  }                                                                                        \
+  template <>                                                                              \
+  Service& Current<Service>() {                                                            \
+    return replaced_##Default != nullptr ? *replaced_##Default : Own##Default();           \
+  }                                                                                        \
+  template <>                                                                              \
+  Service* Replace<Service>(Service * service) {                                           \
+    Service* previous = replaced_##Default;                                                \
+    replaced_##Default = service;                                                          \
+    return previous;                                                                       \
   }
 
 #endif  // PLATFORM_REPLACEABLE_H_

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 
+#include "platform/lock.h"
 #include "tervalon/coordinate_systems.h"
 
 namespace tervalon::plot {
@@ -16,6 +17,7 @@ static_assert(sizeof(AxsSystem) == 244);
 static_assert(sizeof(AxsPosition) == 48);
 static_assert(sizeof(AxsTickInfo) == 20);
 
+platform::Places<kAxes> places;
 std::array<Axes, kAxes> table;
 
 // The Z crossing is not set: nothing reads it.
@@ -37,8 +39,8 @@ void SetDefaults(Axes* axes) {
 
 Axes* FindAxes(int32_t handle) {
   if (handle < 1 || handle >= kAxes) return nullptr;
-  Axes& axes = table[static_cast<size_t>(handle)];
-  return (axes.system.flags & AXS_FLAG_IN_USE) != 0 ? &axes : nullptr;
+  const auto place = static_cast<size_t>(handle);
+  return places.IsTaken(place) ? &table[place] : nullptr;
 }
 
 AxsRange* RangeOf(AxsSystem* system, int32_t axis) {
@@ -51,13 +53,6 @@ AxsRange* RangeOf(AxsSystem* system, int32_t axis) {
 using namespace tervalon::plot;  // NOLINT(google-build-using-namespace)
 
 namespace {
-
-int32_t FreeHandle() {
-  for (int32_t handle = 1; handle < kAxes; ++handle) {
-    if (FindAxes(handle) == nullptr) return handle;
-  }
-  return 0;
-}
 
 bool CreateRowSystems(AxsSystem* system) {
   for (int32_t row = 0; row < system->requested_rows; ++row) {
@@ -90,8 +85,9 @@ void SetRange(AxsSystem* system, AxsRange range, int32_t axis) {
 
 extern "C" int32_t TERVALON_CALL AxsCreate(int32_t rows, int32_t row_order, int32_t minimum_width,
                                            int32_t minimum_height) {
-  const int32_t handle = FreeHandle();
-  if (handle == 0 || rows < 1 || rows > AXS_MAX_ROWS) return 0;
+  if (rows < 1 || rows > AXS_MAX_ROWS) return 0;
+  const int32_t handle = places.Take(1);
+  if (handle < 0) return 0;
   Axes* axes = &table[static_cast<size_t>(handle)];
   SetDefaults(axes);
   AxsSystem& system = axes->system;
@@ -116,6 +112,7 @@ extern "C" int32_t TERVALON_CALL AxsDelete(int32_t handle) {
     system = 0;
   }
   axes->system.flags = 0;
+  places.GiveBack(static_cast<size_t>(handle));
   return 1;
 }
 

@@ -1,9 +1,9 @@
 #include "plot/coordinate_systems.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 
+#include "platform/lock.h"
 #include "tervalon/coordinate_systems.h"
 
 namespace tervalon::plot {
@@ -11,6 +11,7 @@ namespace {
 
 constexpr int32_t kSystems = 120;  // slot 0 is not used
 
+platform::Places<kSystems> places;
 std::array<CoordinateSystem, kSystems> systems;
 
 // The whole sum is truncated, the origin included.
@@ -45,8 +46,8 @@ void CoordinateSystem::SetZAxis(double offset, double scale_x, double scale_y) {
 
 CoordinateSystem* FindSystem(int32_t handle) {
   if (handle < 1 || handle >= kSystems) return nullptr;
-  CoordinateSystem& system = systems[static_cast<size_t>(handle)];
-  return system.in_use == 1 ? &system : nullptr;
+  const auto place = static_cast<size_t>(handle);
+  return places.IsTaken(place) ? &systems[place] : nullptr;
 }
 
 }  // namespace tervalon::plot
@@ -54,23 +55,17 @@ CoordinateSystem* FindSystem(int32_t handle) {
 using namespace tervalon::plot;  // NOLINT(google-build-using-namespace)
 
 extern "C" int32_t TERVALON_CALL CosCreate(int32_t origin_x, int32_t origin_y) {
-  for (int32_t handle = 1; handle < kSystems; ++handle) {
-    if (FindSystem(handle) != nullptr) continue;
-    CoordinateSystem& system = systems[static_cast<size_t>(handle)];
-    system = {};
-    system.in_use = 1;
-    system.origin_x = origin_x;
-    system.origin_y = origin_y;
-    return handle;
-  }
-  return 0;
+  const int32_t handle = places.Take(1);
+  if (handle < 0) return 0;
+  CoordinateSystem& system = systems[static_cast<size_t>(handle)];
+  system = {};
+  system.origin_x = origin_x;
+  system.origin_y = origin_y;
+  return handle;
 }
 
 extern "C" int32_t TERVALON_CALL CosDelete(int32_t handle) {
-  CoordinateSystem* system = FindSystem(handle);
-  if (system == nullptr) return -1;
-  system->in_use = 0;
-  return 0;
+  return FindSystem(handle) != nullptr && places.GiveBack(static_cast<size_t>(handle)) ? 0 : -1;
 }
 
 extern "C" int32_t TERVALON_CALL CosValidHandle(int32_t handle) {
@@ -78,9 +73,9 @@ extern "C" int32_t TERVALON_CALL CosValidHandle(int32_t handle) {
 }
 
 extern "C" int32_t TERVALON_CALL CosAvailable() {
-  return static_cast<int32_t>(
-      std::count_if(systems.begin() + 1, systems.end(),
-                    [](const CoordinateSystem& system) { return system.in_use != 1; }));
+  int32_t available = 0;
+  for (size_t place = 1; place < kSystems; ++place) available += places.IsTaken(place) ? 0 : 1;
+  return available;
 }
 
 extern "C" int32_t TERVALON_CALL CosModifyOrigin(int32_t handle, int32_t origin_x,

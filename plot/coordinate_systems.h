@@ -11,7 +11,6 @@
 namespace tervalon::plot {
 
 struct CoordinateSystem {
-  int32_t in_use = 0;
   int32_t origin_x = 0;
   int32_t origin_y = 0;
   float x_offset = 0.0F;

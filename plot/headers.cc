@@ -1,40 +1,46 @@
 #include "plot/headers.h"
 
 #include <algorithm>
-#include <array>
+#include <span>
 
 #include "appsvc/export_guard.h"
 #include "platform/drawing.h"
+#include "platform/lock.h"
 #include "plot/truncate.h"
 #include "tervalon/drawing.h"
 
 namespace tervalon::plot {
 namespace {
 
-// Rectangles until it is full.
-class ExclusionList {
- public:
-  void Add(const TvRect& rect) {
-    if (count_ < rects_.size()) rects_[count_++] = rect;
-  }
-  void Clear() { count_ = 0; }
-  std::span<const TvRect> rects() const { return {rects_.data(), count_}; }
-
- private:
-  std::array<TvRect, AXS_MAX_HEADER_RECTS> rects_ = {};
-  size_t count_ = 0;
-};
-
 // Of the page that is being drawn.
 struct PageExclusions {
   ExclusionList headers;
   ExclusionList labels;
 };
-PageExclusions page;
+constinit platform::Mutex page_lock;
+PageExclusions page;  // under page_lock
+
+bool IsFree(const TvRect& rect) {
+  const std::span<const TvRect> headers = page.headers.rects();
+  return std::none_of(headers.begin(), headers.end(),
+                      [&rect](const TvRect& header) { return Touch(rect, header); });
+}
+
+// Takes the room of a header, and keeps labels out of it. False when another header is there.
+bool TakeRoom(const TvRect& rect, bool keeps_labels_out) {
+  const platform::Held held(&page_lock);
+  if (!IsFree(rect)) return false;
+  page.headers.Add(rect);
+  if (keeps_labels_out) page.labels.Add(rect);
+  return true;
+}
 
 }  // namespace
 
-std::span<const TvRect> LabelExclusions() { return page.labels.rects(); }
+ExclusionList LabelExclusions() {
+  const platform::Held held(&page_lock);
+  return page.labels;
+}
 
 }  // namespace tervalon::plot
 
@@ -97,11 +103,7 @@ int32_t Draw(TvDC dc, const Header& header) {
   const TextAlign align = AlignOf(header.flags);
   const TvSize extent = drawing.Extent(dc, header.text);
   const TvRect rect = RectOf(area, align, extent);
-  if (header.exclude) {
-    if (AxsCheckHeaderRect(&rect) == 0) return -extent.height;
-    page.headers.Add(rect);
-    if (header.offset > 0) page.labels.Add(rect);
-  }
+  if (header.exclude && !TakeRoom(rect, header.offset > 0)) return -extent.height;
   drawing.TextWithin(dc, area, align, header.text);
   return extent.height;
 }
@@ -134,6 +136,7 @@ extern "C" int32_t TERVALON_CALL AxsDisplayHeaderAndExclude(TvDC dc, int32_t axe
 }
 
 extern "C" void TERVALON_CALL AxsHdrExcludeRect(int32_t count, const TvRect* rects) {
+  const platform::Held held(&page_lock);
   if (count < 1 || rects == nullptr) {
     page = {};
     return;
@@ -143,9 +146,6 @@ extern "C" void TERVALON_CALL AxsHdrExcludeRect(int32_t count, const TvRect* rec
 
 extern "C" int32_t TERVALON_CALL AxsCheckHeaderRect(const TvRect* rect) {
   if (rect == nullptr) return 0;
-  const std::span<const TvRect> headers = page.headers.rects();
-  return std::none_of(headers.begin(), headers.end(),
-                      [rect](const TvRect& header) { return Touch(*rect, header); })
-             ? 1
-             : 0;
+  const platform::Held held(&page_lock);
+  return IsFree(*rect) ? 1 : 0;
 }

@@ -181,7 +181,8 @@ void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBloc
                    [](const PlacedLabel& a, const PlacedLabel& b) { return a.height > b.height; });
   TakenRects taken(axes.system.area);
   for (const TvRect& rect : brackets) taken.Add(rect);
-  for (const TvRect& rect : LabelExclusions()) taken.Add(rect);
+  const ExclusionList headers = LabelExclusions();
+  for (const TvRect& rect : headers.rects()) taken.Add(rect);
   const Trace trace = {plot.x, plot.y, static_cast<size_t>(plot.count)};
   for (int32_t row = 0; row < axes.system.row_count; ++row) {
     TvRect area = {};

@@ -6,6 +6,7 @@
 
 #include "appsvc/export_guard.h"
 #include "platform/drawing.h"
+#include "platform/lock.h"
 
 namespace tervalon::plot {
 namespace {
@@ -110,7 +111,9 @@ void DeviceResources::Replace(const PltResources& wanted) {
 }
 
 using Table = std::map<TvDC, DeviceResources>;
-// Destroyed when the library is unloaded: what it made is given back to the platform.
+constinit platform::Mutex table_lock;
+// Under table_lock. Destroyed when the library is unloaded: what it made is given back to the
+// platform.
 Table all_resources;
 
 // The platform does not tell everywhere when a device context has gone.
@@ -120,16 +123,14 @@ void DropThoseOfDeadDevices() {
   });
 }
 
-void OnDeviceGone(TvDC dc) { all_resources.erase(dc); }
+void Drop(TvDC dc) {
+  const platform::Held held(&table_lock);
+  all_resources.erase(dc);
+}
 
-// nullptr when the device context is not live or something could not be made.
-DeviceResources* Find(TvDC dc) {
-  int32_t pixels_per_inch = kScreenPixelsPerInch;
-  platform::DeviceMetrics capabilities;
-  if (dc != nullptr) {
-    if (!TheDrawing().Capabilities(dc, &capabilities)) return nullptr;
-    pixels_per_inch = std::clamp(capabilities.pixels_per_inch_y, 1, 9600);
-  }
+// Finds or makes the resources of a device context of that resolution; table_lock is held. nullptr
+// when something could not be made.
+DeviceResources* FindOrMake(TvDC dc, int32_t pixels_per_inch) {
   const auto found = all_resources.find(dc);
   if (found != all_resources.end()) {
     DeviceResources& resources = found->second;
@@ -137,46 +138,64 @@ DeviceResources* Find(TvDC dc) {
     all_resources.erase(found);  // another device under the handle of one that has gone
   }
   DropThoseOfDeadDevices();
-  TheDrawing().OnDeviceGone(OnDeviceGone);
+  TheDrawing().OnDeviceGone(Drop);
   DeviceResources& made = all_resources.try_emplace(dc, pixels_per_inch).first->second;
   if (made.complete()) return &made;
   all_resources.erase(dc);
   return nullptr;
 }
 
-}  // namespace
-
-const PltResources& ResourcesFor(TvDC dc) {
-  static constexpr PltResources kNone = {};
-  const DeviceResources* resources = Find(dc);
-  return resources != nullptr ? resources->in_use() : kNone;
+// Acts on the resources of a device context. False when it is not live or something could not be
+// made.
+template <typename Action>
+bool OnResources(TvDC dc, Action action) {
+  int32_t pixels_per_inch = kScreenPixelsPerInch;
+  platform::DeviceMetrics capabilities;
+  if (dc != nullptr) {
+    if (!TheDrawing().Capabilities(dc, &capabilities)) return false;
+    pixels_per_inch = std::clamp(capabilities.pixels_per_inch_y, 1, 9600);
+  }
+  const platform::Held held(&table_lock);
+  DeviceResources* const resources = FindOrMake(dc, pixels_per_inch);
+  if (resources != nullptr) action(*resources);
+  return resources != nullptr;
 }
 
-void ReleaseAllResources() { all_resources.clear(); }
+}  // namespace
+
+PltResources ResourcesFor(TvDC dc) {
+  PltResources found = {};
+  OnResources(dc, [&](const DeviceResources& resources) { found = resources.in_use(); });
+  return found;
+}
+
+void ReleaseAllResources() {
+  const platform::Held held(&table_lock);
+  all_resources.clear();
+}
 
 }  // namespace tervalon::plot
 
 using tervalon::Guarded;
+using tervalon::plot::DeviceResources;
+using tervalon::plot::OnResources;
 
 extern "C" int32_t TERVALON_CALL PltGetResources(TvDC dc, PltResources* resources) {
   return Guarded(0, [&] {
-    const auto* found = tervalon::plot::Find(dc);
-    if (found == nullptr || resources == nullptr) return 0;
-    *resources = found->in_use();
-    return 1;
+    return resources != nullptr && OnResources(dc, [&](const DeviceResources& found) {
+             *resources = found.in_use();
+           });
   });
 }
 
 extern "C" int32_t TERVALON_CALL PltSetResources(TvDC dc, const PltResources* resources) {
   return Guarded(0, [&] {
-    auto* found = resources != nullptr ? tervalon::plot::Find(dc) : nullptr;
-    if (found == nullptr) return 0;
-    found->Replace(*resources);
-    return 1;
+    return resources != nullptr &&
+           OnResources(dc, [&](DeviceResources& found) { found.Replace(*resources); });
   });
 }
 
 extern "C" int32_t TERVALON_CALL PltReleaseResources(TvDC dc) {
-  tervalon::plot::all_resources.erase(dc);
+  tervalon::plot::Drop(dc);
   return 1;
 }

@@ -8,9 +8,8 @@
 namespace tervalon::plot {
 
 // The resources in use for a device context, nullptr: those for no context in particular. Those of
-// one that is not live, or that cannot be made, have null pens and a null font. Valid until the
-// next call of any function of the resources.
-const PltResources& ResourcesFor(TvDC dc);
+// one that is not live, or that cannot be made, have null pens and a null font.
+PltResources ResourcesFor(TvDC dc);
 
 // Releases everything of every device context.
 void ReleaseAllResources();

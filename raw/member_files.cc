@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -11,6 +12,7 @@
 
 #include "appsvc/export_guard.h"
 #include "platform/file_change.h"
+#include "platform/lock.h"
 #include "platform/text.h"
 #include "tervalon/raw_functions.h"
 
@@ -92,15 +94,41 @@ struct Progress {
   void* user = nullptr;
 };
 
-// The process-wide tables of this folder.
-std::array<std::unique_ptr<RawDirectory>, RAW_MAX_HANDLES> open_directories;
-Progress progress;
+// The raw handles. Whoever has taken a place puts an entry there and works on it without a lock.
+class HandleTable {
+ public:
+  ~HandleTable() {
+    for (size_t handle = 0; handle < RAW_MAX_HANDLES; ++handle) Drop(handle);
+  }
 
-int32_t FindFreeHandle() {
-  const auto* free = std::find(open_directories.begin(), open_directories.end(), nullptr);
-  return free != open_directories.end() ? static_cast<int32_t>(free - open_directories.begin())
-                                        : -1;
-}
+  platform::Places<RAW_MAX_HANDLES>& places() { return places_; }
+
+  RawDirectory* Find(size_t handle) const {
+    return entries_[handle].load(std::memory_order_acquire);
+  }
+  uint32_t Generation(size_t handle) const { return generations_[handle].load(); }
+
+  // In a place that the caller has taken.
+  void Put(size_t handle, std::unique_ptr<RawDirectory> entry) {
+    ++generations_[handle];
+    entries_[handle].store(entry.release(), std::memory_order_release);
+  }
+  void Drop(size_t handle) {
+    const std::unique_ptr<RawDirectory> entry(entries_[handle].exchange(nullptr));
+    if (entry != nullptr) places_.GiveBack(handle);
+  }
+
+ private:
+  platform::Places<RAW_MAX_HANDLES> places_;
+  std::array<std::atomic<RawDirectory*>, RAW_MAX_HANDLES> entries_ = {};
+  std::array<std::atomic<uint32_t>, RAW_MAX_HANDLES> generations_ = {};
+};
+
+// The process-wide tables of this folder.
+HandleTable open_directories;
+constinit platform::Mutex progress_lock;
+Progress progress;                       // under progress_lock
+std::atomic<bool> has_progress = false;  // so that nobody takes it for each scan
 
 bool IsDirectory(const std::string& path) { return Files().Status(path) == PathStatus::kDirectory; }
 
@@ -134,9 +162,32 @@ std::unique_ptr<RawDirectory> MakeEntry(const char* directory) {
   return entry;
 }
 
+// A free handle, taken for a scope unless it is opened.
+class FreeHandle {
+ public:
+  FreeHandle() : handle_(open_directories.places().Take(0)) {}
+  ~FreeHandle() {
+    if (handle_ >= 0) open_directories.places().GiveBack(static_cast<size_t>(handle_));
+  }
+  FreeHandle(const FreeHandle&) = delete;
+  FreeHandle& operator=(const FreeHandle&) = delete;
+
+  bool found() const { return handle_ >= 0; }
+
+  // Makes it the handle of an entry.
+  int32_t Open(std::unique_ptr<RawDirectory> entry) {
+    const int32_t handle = std::exchange(handle_, -1);
+    open_directories.Put(static_cast<size_t>(handle), std::move(entry));
+    return handle;
+  }
+
+ private:
+  int32_t handle_;
+};
+
 bool FitsPathRecord(const char* path) { return std::strlen(path) < TV_PATH_SIZE; }
 
-RawDirectory& Entry(int32_t handle) { return *open_directories[static_cast<size_t>(handle)]; }
+RawDirectory& Entry(int32_t handle) { return *open_directories.Find(static_cast<size_t>(handle)); }
 
 // The path of a member, longer than a path may be where the directory's leaves no room.
 std::string MemberPath(int32_t handle, int32_t code, int32_t number) {
@@ -265,10 +316,15 @@ int32_t TakeDirectory(const std::string& path, std::unique_ptr<ChangeLock>* lock
 
 int32_t CheckHandle(int32_t handle) {
   if (handle < 0 || handle >= RAW_MAX_HANDLES) return RAW_HANDLE_OUT_OF_RANGE;
-  return open_directories[static_cast<size_t>(handle)] != nullptr ? RAW_OK : RAW_HANDLE_NOT_OPEN;
+  return open_directories.Find(static_cast<size_t>(handle)) != nullptr ? RAW_OK
+                                                                       : RAW_HANDLE_NOT_OPEN;
 }
 
-void ReleaseHandle(int32_t handle) { open_directories[static_cast<size_t>(handle)].reset(); }
+void ReleaseHandle(int32_t handle) { open_directories.Drop(static_cast<size_t>(handle)); }
+
+uint32_t HandleGeneration(int32_t handle) {
+  return open_directories.Generation(static_cast<size_t>(handle));
+}
 
 const std::string& HandleDirectory(int32_t handle) { return Entry(handle).path; }
 
@@ -440,11 +496,14 @@ std::shared_ptr<ScanBuffer> HoldScanBuffer(int32_t handle, int32_t function, int
 }
 
 void ReportProgress(int32_t index, int32_t count) {
-  if (progress.callback == nullptr || count == 0) return;
+  if (count == 0 || !has_progress.load(std::memory_order_relaxed)) return;
   const double percent = index * 100.0 / count;
   const auto next = static_cast<int32_t>(percent + 100.0 / count);
   if (next <= static_cast<int32_t>(percent)) return;
-  progress.callback(index == 0 ? 0 : std::clamp(next, 0, 100), progress.user);
+  progress_lock.Take();
+  const auto [callback, user] = progress;
+  progress_lock.Release();
+  if (callback != nullptr) callback(index == 0 ? 0 : std::clamp(next, 0, 100), user);
 }
 
 }  // namespace tervalon::raw
@@ -453,18 +512,17 @@ using namespace tervalon;       // NOLINT(google-build-using-namespace)
 using namespace tervalon::raw;  // NOLINT(google-build-using-namespace)
 
 extern "C" void TERVALON_CALL RawHandlesInit(void) {
-  for (auto& entry : open_directories) entry.reset();
+  for (int32_t handle = 0; handle < RAW_MAX_HANDLES; ++handle) ReleaseHandle(handle);
 }
 
 extern "C" int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* handle) {
   return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
     if (handle == nullptr || !IsRawDirectory(directory)) return RAW_DIRECTORY_ABSENT;
-    const int32_t free = FindFreeHandle();
-    if (free < 0) return RAW_NO_FREE_HANDLE;
+    FreeHandle free;
+    if (!free.found()) return RAW_NO_FREE_HANDLE;
     std::unique_ptr<RawDirectory> entry = MakeEntry(directory);
     FindNames(entry.get());
-    open_directories[static_cast<size_t>(free)] = std::move(entry);
-    *handle = free;
+    *handle = free.Open(std::move(entry));
     return RAW_OK;
   });
 }
@@ -475,8 +533,8 @@ extern "C" int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* h
     if (directory == nullptr || handle == nullptr || !FitsPathRecord(directory)) {
       return RAW_DIRECTORY_NOT_CREATED;
     }
-    const int32_t free = FindFreeHandle();
-    if (free < 0) return RAW_NO_FREE_HANDLE;
+    FreeHandle free;
+    if (!free.found()) return RAW_NO_FREE_HANDLE;
     // What it takes in memory is there before anything is erased. The directory comes first, so
     // that its name is found as it is.
     const bool there = EnsureDirectory(directory);
@@ -484,8 +542,7 @@ extern "C" int32_t TERVALON_CALL RawCreateOpen(const char* directory, int32_t* h
     const int32_t error =
         there ? RenewDirectory(directory, &entry->creator_lock) : RAW_DIRECTORY_NOT_CREATED;
     if (error == RAW_OK || error == RAW_DIRECTORY_NOT_CREATED) {
-      open_directories[static_cast<size_t>(free)] = std::move(entry);
-      *handle = free;
+      *handle = free.Open(std::move(entry));
     }
     return error;
   });
@@ -530,8 +587,10 @@ extern "C" int32_t TERVALON_CALL RawHandleGetClusterName(int32_t handle, char* d
 
 extern "C" RawProgressCallback TERVALON_CALL RawUpdateInit(RawProgressCallback callback,
                                                            void* user) {
+  const platform::Held held(&progress_lock);
   progress = {callback, user};
+  has_progress = callback != nullptr;
   return callback;
 }
 
-extern "C" void TERVALON_CALL RawUpdateEnd(void) { progress = {}; }
+extern "C" void TERVALON_CALL RawUpdateEnd(void) { RawUpdateInit(nullptr, nullptr); }

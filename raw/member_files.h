@@ -106,6 +106,9 @@ void ReleaseHandle(int32_t handle);
 // The directory of a handle that CheckHandle accepts, as the caller named it.
 const std::string& HandleDirectory(int32_t handle);
 
+// Counts the directories that have been opened under the number of a handle, 0..RAW_MAX_HANDLES-1.
+uint32_t HandleGeneration(int32_t handle);
+
 // What a handle's caller has been given of a member, for those who write it back.
 struct KnownContent {
   virtual ~KnownContent() = default;

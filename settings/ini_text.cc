@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/desktop.h"
 #include "platform/memory.h"
 
 namespace tervalon::settings {
@@ -96,9 +95,9 @@ bool Grow(IniStore* store, int32_t need) {
   return store->text != nullptr;
 }
 
-bool GrowOrReport(IniStore* store, int32_t need, const char* caption) {
+bool GrowOrNote(IniStore* store, int32_t need, const char* operation) {
   if (Grow(store, need)) return true;
-  platform::TheDesktop().ShowMessage(nullptr, "Out of memory", caption, platform::kMessageIconStop);
+  store->short_of_memory = operation;
   return false;
 }
 
@@ -129,7 +128,7 @@ char* AddLine(IniStore* store, std::string_view key, int16_t* line_length) {
   const int32_t tail = UsedLength(*store) - end;
   const size_t length = key.size() + 1 + kLineEnd.size();
   const auto need = static_cast<int32_t>(line_end.size() + length);
-  if (need >= FreeBytes(*store) && !GrowOrReport(store, need, "FindLine")) return nullptr;
+  if (need >= FreeBytes(*store) && !GrowOrNote(store, need, "FindLine")) return nullptr;
 
   char* at = store->text + end;
   ShiftText(at, tail, need);
@@ -247,7 +246,7 @@ int32_t SetString(IniStore* store, const char* section, const char* key, const c
     if (line == nullptr) return 0;
     delta = static_cast<int32_t>(length) - old_length;
     if (delta < FreeBytes(*store)) break;
-    if (grown || !GrowOrReport(store, delta, "SetString")) return 0;
+    if (grown || !GrowOrNote(store, delta, "SetString")) return 0;
   }
   if (delta != 0) {
     char* const old_end = line + old_length;

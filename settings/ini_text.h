@@ -12,7 +12,7 @@
 //
 // The owner allocates and frees the block, and locks it and sets `text` around each single
 // operation. No operation trusts the record's numbers beyond the block's size, and none allocates
-// but by growing the block.
+// but by growing the block or calls anything that is not of the platform's memory.
 
 #ifndef SETTINGS_INI_TEXT_H_
 #define SETTINGS_INI_TEXT_H_
@@ -33,6 +33,8 @@ struct IniStore {
   // none, and for a section whose name does not fit and is searched every time.
   char section_name[32] = {};
   int32_t free_bytes = 0;  // the used length is the block's size less this, and stored nowhere else
+  // What ran out of memory, which the owner tells of and clears; nullptr for nothing.
+  const char* short_of_memory = nullptr;
 };
 
 // Bytes that an entry line can take, its CR LF not counted.
@@ -42,14 +44,14 @@ inline constexpr int32_t kMaxLine = 509;
 // created, and for a name that no header can hold (with "]" or a line end).
 int32_t FindSection(IniStore* store, const char* section, int32_t create);
 
-// Puts a header at the end of the text and makes the section current. Returns 0, and shows nothing,
+// Puts a header at the end of the text and makes the section current. Returns 0, and notes nothing,
 // when the block cannot grow.
 int32_t AddSection(IniStore* store, const char* section);
 
 // Finds a key's line in the current section, or with `create` adds an empty one. Returns the
 // address of the key's first byte and stores the line's length, its line end included; nullptr when
-// there is none, for a key that no line can hold (with "=", a line end or a leading "["), and,
-// after a message box, when the block cannot grow.
+// there is none, for a key that no line can hold (with "=", a line end or a leading "["), and when the block
+// cannot grow.
 char* FindLine(IniStore* store, const char* key, int16_t* line_length, int32_t create);
 
 // Sets a key. A value that would make the line longer than kMaxLine is cut, in the caller's buffer

@@ -8,6 +8,7 @@
 #include "appsvc/export_guard.h"
 #include "platform/desktop.h"
 #include "platform/file_system.h"
+#include "platform/lock.h"
 #include "platform/profile.h"
 #include "settings/ini_text.h"
 #include "settings/settings.h"
@@ -27,11 +28,15 @@ struct Once {
   char file_path[TV_PATH_SIZE + 1 + kFileName.size()] = {};
   Answer is_gcmd = Answer::kNotAsked;
 };
-Once once;
+constinit platform::Mutex once_lock;
+Once once;  // under once_lock
 
+// These three with once_lock held.
+
+// One that has not changed is not written again: callers have been given its address.
 void TakeWorkingDirectory() {
   const std::string directory = platform::Files().WorkingDirectory();
-  if (directory.size() < sizeof(once.working_directory)) {
+  if (directory.size() < sizeof(once.working_directory) && directory != once.working_directory) {
     CopyBounded(once.working_directory, directory.c_str(), TV_PATH_SIZE - 1);
   }
 }
@@ -42,7 +47,7 @@ const char* WorkingDirectory() {
 }
 
 // The settings file's path, or nullptr while there is no directory for it.
-const char* FilePath() {
+const char* MakeFilePath() {
   if (once.file_path[0] != '\0') return once.file_path;
   const std::string_view directory = WorkingDirectory();
   if (directory.empty()) return nullptr;
@@ -50,6 +55,13 @@ const char* FilePath() {
   if (directory.back() != '\\' && directory.back() != '/') *at++ = '\\';
   at[kFileName.copy(at, kFileName.size())] = '\0';
   return once.file_path;
+}
+
+// Empty while there is no directory for the settings file.
+std::string FilePath() {
+  const platform::Held held(&once_lock);
+  const char* const path = MakeFilePath();
+  return path != nullptr ? path : "";
 }
 
 bool CheckName(const char* name) {
@@ -64,19 +76,20 @@ bool CheckName(const char* name) {
 }  // namespace
 
 bool LoadSettings(platform::ProfileText* text) {
-  const char* path = FilePath();
-  return path != nullptr && platform::Profiles().Load(path, text);
+  const std::string path = FilePath();
+  return !path.empty() && platform::Profiles().Load(path.c_str(), text);
 }
 
 bool ChangeSettings(std::span<const platform::ProfileEdit> edits) {
   for (const platform::ProfileEdit& edit : edits) {
     if (!CheckName(edit.key) || !CheckName(edit.section)) return false;
   }
-  const char* path = FilePath();
-  return path != nullptr && platform::Profiles().Change(path, edits);
+  const std::string path = FilePath();
+  return !path.empty() && platform::Profiles().Change(path.c_str(), edits);
 }
 
 void ResetSettingsFile(const char* working_directory) {
+  const platform::Held held(&once_lock);
   once = {};
   if (working_directory != nullptr) {
     CopyBounded(once.working_directory, working_directory, TV_PATH_SIZE - 1);
@@ -90,7 +103,7 @@ namespace settings = tervalon::settings;
 namespace platform = tervalon::platform;
 
 extern "C" int32_t TERVALON_CALL InitIni(int32_t /*ignored*/) {
-  return Guarded(0, [] { return settings::FilePath() != nullptr; });
+  return Guarded(0, [] { return !settings::FilePath().empty(); });
 }
 
 extern "C" int32_t TERVALON_CALL FreeIni(int32_t /*ignored*/, int32_t /*also_ignored*/) {
@@ -131,11 +144,17 @@ extern "C" int32_t TERVALON_CALL IsGCMD(void) {
   using settings::Answer;
   using settings::once;
   return Guarded(0, [] {
+    {
+      const platform::Held held(&settings::once_lock);
+      if (once.is_gcmd != Answer::kNotAsked) return once.is_gcmd == Answer::kYes;
+    }
     platform::ProfileText text;
     // A file that cannot be read now may answer later.
-    if (once.is_gcmd == Answer::kNotAsked && settings::LoadSettings(&text)) {
-      char value[80];
-      text.Read("Acquisition", "IsGCMD", "FALSE", value, sizeof(value));
+    if (!settings::LoadSettings(&text)) return false;
+    char value[80];
+    text.Read("Acquisition", "IsGCMD", "FALSE", value, sizeof(value));
+    const platform::Held held(&settings::once_lock);
+    if (once.is_gcmd == Answer::kNotAsked) {
       once.is_gcmd = std::strcmp(value, "TRUE") == 0 ? Answer::kYes : Answer::kNo;
     }
     return once.is_gcmd == Answer::kYes;
@@ -146,6 +165,7 @@ extern "C" int32_t TERVALON_CALL GetTervalonWorkingDir(char* directory) {
   if (directory == nullptr) return 1;
   *directory = '\0';
   return Guarded(0, [=] {
+    const platform::Held held(&settings::once_lock);
     settings::CopyBounded(directory, settings::WorkingDirectory(), TV_PATH_SIZE - 1);
     return 1;
   });
@@ -153,6 +173,7 @@ extern "C" int32_t TERVALON_CALL GetTervalonWorkingDir(char* directory) {
 
 extern "C" const char* TERVALON_CALL SetTervalonWorkingDir(void) {
   Guarded(0, [] {
+    const platform::Held held(&settings::once_lock);
     settings::TakeWorkingDirectory();
     return 1;
   });

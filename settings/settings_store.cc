@@ -6,11 +6,13 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "appsvc/export_guard.h"
 #include "appsvc/text_number.h"
 #include "platform/desktop.h"
+#include "platform/lock.h"
 #include "platform/memory.h"
 #include "platform/profile.h"
 #include "settings/ini_text.h"
@@ -31,57 +33,124 @@ struct GlobalStore {
   int32_t use_count =
       0;  // above 0: the store exists, even when its text was lost for want of memory
 };
-GlobalStore global;
+constinit platform::Mutex store_lock;
+GlobalStore global;  // under store_lock
 
-// Keeps the store's text locked for one operation.
-class TextLock {
- public:
-  TextLock() {
-    if (global.ini.block != nullptr) {
-      global.ini.text = static_cast<char*>(platform::Memory().Lock(global.ini.block));
-    }
-    if (global.ini.text == nullptr) {
-      platform::TheDesktop().ShowMessage(nullptr, "Out of memory", nullptr,
-                                         platform::kMessageIconStop);
-    }
+// Taken before store_lock, so that what is written back last is what the store held last.
+constinit platform::Mutex write_back_lock;
+
+// Runs an operation on the store's text; store_lock is held.
+template <typename Result, typename Operation>
+Result OnText(Result failure, Operation operation) {
+  if (global.ini.block != nullptr) {
+    global.ini.text = static_cast<char*>(platform::Memory().Lock(global.ini.block));
   }
-  ~TextLock() {
-    if (global.ini.text != nullptr) platform::Memory().Unlock(global.ini.block);
-    global.ini.text = nullptr;
+  if (global.ini.text == nullptr) {
+    global.ini.short_of_memory = "";
+    return failure;
   }
-  TextLock(const TextLock&) = delete;
-  TextLock& operator=(const TextLock&) = delete;
-
-  explicit operator bool() const { return global.ini.text != nullptr; }
-};
-
-bool EnsureStore() { return global.use_count > 0 || InitGlobal(0) != 0; }
-
-// Puts the system list into the settings file, whole or not at all.
-bool WriteBack() {
-  const std::span<const SystemListRow> rows = SystemList();
-  std::vector<std::array<char, kValueSize>> values(rows.size());
-  std::vector<platform::ProfileEdit> edits;
-  {
-    const TextLock lock;
-    if (!lock) return false;
-    for (size_t i = 0; i < rows.size(); ++i) {
-      const auto& [section, key] = rows[i];
-      char* const value = values[i].data();
-      if (GetString(&global.ini, section, key, nullptr, value, kValueSize) < 0) continue;
-      edits.push_back({section, key, value});
-    }
-  }
-  return ChangeSettings(edits);
+  const Result result = operation();
+  if (global.ini.text != nullptr) platform::Memory().Unlock(global.ini.block);
+  global.ini.text = nullptr;
+  return result;
 }
+
+// Takes the lock for a scope, and tells afterwards what ran out of memory in it.
+class StoreScope {
+ public:
+  StoreScope() { store_lock.Take(); }
+  ~StoreScope() {
+    const char* const operation = std::exchange(global.ini.short_of_memory, nullptr);
+    store_lock.Release();
+    if (operation == nullptr) return;
+    platform::TheDesktop().ShowMessage(nullptr, "Out of memory",
+                                       *operation != '\0' ? operation : nullptr,
+                                       platform::kMessageIconStop);
+  }
+  StoreScope(const StoreScope&) = delete;
+  StoreScope& operator=(const StoreScope&) = delete;
+};
 
 bool Seed(const platform::ProfileText& file) {
   for (const SystemListRow& row : SystemList()) {
     char text[kValueSize];
     file.Read(row.section, row.key, nullptr, text, kValueSize);
-    if (SetGlobalString(row.section, row.key, text, 1) == 0) return false;
+    if (SetString(&global.ini, row.section, row.key, text, 1) == 0) return false;
   }
   return true;
+}
+
+void FreeStore() {
+  if (global.ini.block != nullptr) platform::Memory().Free(global.ini.block);
+  global = {};
+}
+
+enum class Made { kNow, kBefore, kNot };
+
+// Makes the store, or with `counts` raises the use count of the one there is.
+Made MakeStore(bool counts) {
+  const auto there = [counts] {
+    if (global.use_count > 0 && counts) ++global.use_count;
+    return global.use_count > 0;
+  };
+  {
+    const StoreScope scope;
+    if (there()) return Made::kBefore;
+  }
+  // Of a file that cannot be read the store would hold nothing, and write that back.
+  platform::ProfileText file;
+  if (!LoadSettings(&file)) return Made::kNot;
+  const StoreScope scope;
+  if (there()) return Made::kBefore;  // another thread made it meanwhile
+  global = {};
+  global.ini.block = platform::Memory().Allocate(1);
+  if (global.ini.block == nullptr) return Made::kNot;
+  global.ini.free_bytes = static_cast<int32_t>(platform::Memory().Size(global.ini.block));
+  global.use_count = 1;
+  const bool seeded = Guarded(false, [&] { return OnText(false, [&file] { return Seed(file); }); });
+  if (!seeded) {
+    const char* const operation = global.ini.short_of_memory;
+    FreeStore();
+    global.ini.short_of_memory = operation;  // which is still to be told
+  }
+  return seeded ? Made::kNow : Made::kNot;
+}
+
+// Runs an operation on the text of the store, which is made when there is none.
+template <typename Result, typename Operation>
+Result OnStore(Result failure, Operation operation) {
+  for (;;) {
+    {
+      const StoreScope scope;
+      if (global.use_count > 0) return OnText(failure, operation);
+    }
+    if (MakeStore(false) == Made::kNot) return failure;
+  }
+}
+
+// Puts the system list into the settings file, whole or not at all.
+bool WriteBack() {
+  const std::span<const SystemListRow> rows = SystemList();
+  std::vector<std::array<char, kValueSize>> values;
+  std::vector<platform::ProfileEdit> edits;
+  const platform::Held held(&write_back_lock);
+  {
+    const StoreScope scope;
+    if (global.use_count <= 0) return true;
+    values.resize(rows.size());
+    edits.reserve(rows.size());
+    const bool copied = OnText(false, [&] {
+      for (size_t i = 0; i < rows.size(); ++i) {
+        const auto& [section, key] = rows[i];
+        char* const value = values[i].data();
+        if (GetString(&global.ini, section, key, nullptr, value, kValueSize) < 0) continue;
+        edits.push_back({section, key, value});
+      }
+      return true;
+    });
+    if (!copied) return false;
+  }
+  return ChangeSettings(edits);
 }
 
 // Reads a key for a typed form, which `parse` makes of its text.
@@ -108,8 +177,8 @@ int32_t WriteRecord(const char* section, const char* key, const Record* file, in
 }  // namespace
 
 void ResetGlobalStore() {
-  if (global.ini.block != nullptr) platform::Memory().Free(global.ini.block);
-  global = {};
+  const StoreScope scope;
+  FreeStore();
 }
 
 }  // namespace tervalon::settings
@@ -120,33 +189,17 @@ namespace platform = tervalon::platform;
 using settings::global;
 
 extern "C" int32_t TERVALON_CALL InitGlobal(int32_t /*ignored*/) {
-  if (global.use_count > 0) {
-    ++global.use_count;
-    return 0;
-  }
-  return Guarded(0, [] {
-    // Of a file that cannot be read the store would hold nothing, and write that back.
-    platform::ProfileText file;
-    if (!settings::LoadSettings(&file)) return false;
-    global = {};
-    global.ini.block = platform::Memory().Allocate(1);
-    if (global.ini.block == nullptr) return false;
-    global.ini.free_bytes = static_cast<int32_t>(platform::Memory().Size(global.ini.block));
-    global.use_count = 1;
-    const bool seeded = Guarded(false, [&] { return settings::Seed(file); });
-    if (!seeded) settings::ResetGlobalStore();
-    return seeded;
-  });
+  return Guarded(0, [] { return settings::MakeStore(true) == settings::Made::kNow; });
 }
 
 extern "C" int32_t TERVALON_CALL UpdateGlobal(int32_t /*ignored*/) {
-  return global.use_count > 0 ? Guarded(0, settings::WriteBack) : 1;
+  return Guarded(0, settings::WriteBack);
 }
 
 extern "C" int32_t TERVALON_CALL FreeGlobal(int32_t /*ignored*/) {
-  if (global.use_count <= 0) return 1;
   const int32_t written = Guarded(0, settings::WriteBack);
-  if (--global.use_count == 0) settings::ResetGlobalStore();
+  const settings::StoreScope scope;
+  if (global.use_count > 0 && --global.use_count == 0) settings::FreeStore();
   return written;
 }
 
@@ -156,10 +209,9 @@ extern "C" int16_t TERVALON_CALL GetGlobalString(const char* section, const char
   if (out == nullptr || size <= 0) return kFailure;
   if (out != fallback) *out = '\0';  // callers pass one buffer as default and output
   return Guarded(kFailure, [=] {
-    if (!settings::EnsureStore()) return kFailure;
-    const settings::TextLock lock;
-    if (!lock) return kFailure;
-    return settings::GetString(&global.ini, section, key, fallback, out, size);
+    return settings::OnStore(kFailure, [=] {
+      return settings::GetString(&global.ini, section, key, fallback, out, size);
+    });
   });
 }
 
@@ -167,9 +219,8 @@ extern "C" int32_t TERVALON_CALL SetGlobalString(const char* section, const char
                                                  const char* value, int32_t create) {
   if (section == nullptr || key == nullptr || value == nullptr) return 0;
   return Guarded(0, [=] {
-    if (!settings::EnsureStore()) return 0;
-    const settings::TextLock lock;
-    return lock ? settings::SetString(&global.ini, section, key, value, create) : 0;
+    return settings::OnStore(
+        0, [=] { return settings::SetString(&global.ini, section, key, value, create); });
   });
 }
 

@@ -11,7 +11,7 @@
 // file that is locked for longer, or cannot be read or replaced, stays as it is. One that is there
 // but cannot be read is never taken for an empty one when something is to be written.
 //
-// Within a process these functions are for one thread at a time.
+// All of these functions may be called from any thread at any time.
 //
 // The global store is an INI text in memory: current files, values of the current raw data, library
 // search and find results. It comes into being with the first InitGlobal, Get or Set, seeded from
@@ -155,7 +155,7 @@ TERVALON_API int32_t TERVALON_CALL GetTervalonWorkingDir(char* directory);
 // Takes the process's current directory as working directory. A settings file path that is made
 // already stays. A directory that cannot be had, or not within TV_PATH_SIZE, leaves the working
 // directory as it was.
-// Returns the working directory, valid until the next call.
+// Returns the working directory, valid until a call that finds another one.
 TERVALON_API const char* TERVALON_CALL SetTervalonWorkingDir(void);
 
 TERVALON_END_DECLS

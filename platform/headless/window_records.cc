@@ -33,6 +33,11 @@ WindowRecords::Record* WindowRecords::Find(TvWindow window) {
 }
 
 TvWindow WindowRecords::Create(const WindowSpec& spec) {
+  const Held held(&lock_);
+  return Add(spec);
+}
+
+TvWindow WindowRecords::Add(const WindowSpec& spec) {
   Record* parent = Find(spec.parent);
   if (spec.parent != nullptr && parent == nullptr) return nullptr;
   last_handle_ += 4;
@@ -51,12 +56,19 @@ TvWindow WindowRecords::Create(const WindowSpec& spec) {
 }
 
 bool WindowRecords::SetHandler(TvWindow window, WindowHandler handler) {
+  const Held held(&lock_);
   Record* record = Find(window);
   if (record != nullptr) record->handler = std::move(handler);
   return record != nullptr;
 }
 
+bool WindowRecords::IsWindow(TvWindow window) {
+  const Held held(&lock_);
+  return Find(window) != nullptr;
+}
+
 bool WindowRecords::IsVisible(TvWindow window) {
+  const Held held(&lock_);
   for (const Record* record = Find(window); record != nullptr; record = Find(record->spec.parent)) {
     if (!record->visible) return false;
     if (record->spec.parent == nullptr) return true;
@@ -64,27 +76,35 @@ bool WindowRecords::IsVisible(TvWindow window) {
   return false;
 }
 
-bool WindowRecords::IsMinimized(TvWindow window) {
+bool WindowRecords::IsIn(TvWindow window, State state) {
   const Record* record = Find(window);
-  return record != nullptr && record->state == State::kMinimized;
+  return record != nullptr && record->state == state;
+}
+
+bool WindowRecords::IsMinimized(TvWindow window) {
+  const Held held(&lock_);
+  return IsIn(window, State::kMinimized);
 }
 
 bool WindowRecords::IsMaximized(TvWindow window) {
-  const Record* record = Find(window);
-  return record != nullptr && record->state == State::kMaximized;
+  const Held held(&lock_);
+  return IsIn(window, State::kMaximized);
 }
 
 TvWindow WindowRecords::Parent(TvWindow window) {
+  const Held held(&lock_);
   const Record* record = Find(window);
   return record != nullptr ? record->spec.parent : nullptr;
 }
 
 TvInstance WindowRecords::Instance(TvWindow window) {
+  const Held held(&lock_);
   const Record* record = Find(window);
   return record != nullptr ? record->spec.instance : nullptr;
 }
 
 std::string WindowRecords::ClassName(TvWindow window, uint32_t longest) {
+  const Held held(&lock_);
   const Record* record = Find(window);
   return record != nullptr ? record->spec.window_class.substr(0, longest) : "";
 }
@@ -106,11 +126,13 @@ TvRect WindowRecords::ClientRect(const Record& record) {
 }
 
 TvRect WindowRecords::Rect(TvWindow window) {
+  const Held held(&lock_);
   const Record* record = Find(window);
   return record != nullptr ? ScreenRect(*record) : TvRect{};
 }
 
 TvPoint WindowRecords::ClientOrigin(TvWindow window) {
+  const Held held(&lock_);
   const Record* record = Find(window);
   if (record == nullptr) return {};
   const TvRect client = ClientRect(*record);
@@ -125,8 +147,13 @@ void WindowRecords::SetState(Record* record, State state) {
 }
 
 bool WindowRecords::Show(TvWindow window, ShowCommand command) {
+  const Held held(&lock_);
   Record* record = Find(window);
-  if (record == nullptr) return false;
+  if (record != nullptr) ShowRecord(record, command);
+  return record != nullptr;
+}
+
+void WindowRecords::ShowRecord(Record* record, ShowCommand command) {
   record->visible = command != kHide;
   switch (command) {
     case kHide:
@@ -147,46 +174,52 @@ bool WindowRecords::Show(TvWindow window, ShowCommand command) {
                            : State::kNormal);
       break;
   }
-  return true;
 }
 
 bool WindowRecords::Move(TvWindow window, const TvRect& rect, bool /*repaint*/) {
+  const Held held(&lock_);
   Record* record = Find(window);
   if (record != nullptr) record->spec.rect = rect;
   return record != nullptr;
 }
 
 bool WindowRecords::Destroy(TvWindow window) {
+  const Held held(&lock_);
+  return Remove(window);
+}
+
+bool WindowRecords::Remove(TvWindow window) {
   Record* record = Find(window);
   if (record == nullptr) return false;
   const std::vector<TvWindow> children = record->children;
-  for (const TvWindow child : children) Destroy(child);
+  for (const TvWindow child : children) Remove(child);
   if (Record* parent = Find(record->spec.parent)) std::erase(parent->children, window);
   records_.erase(window);
   return true;
 }
 
 intptr_t WindowRecords::Send(TvWindow window, uint32_t message, uintptr_t first, intptr_t second) {
-  const Record* record = Find(window);
-  if (record == nullptr) return 0;
-  if (IsDocumentArea(*record) && message >= kDocumentCreateMessage &&
-      message <= kDocumentActiveMessage) {
-    return HandleDocumentMessage(window, message, first, second);
+  WindowHandler handler;  // a copy: it may destroy its window
+  {
+    const Held held(&lock_);
+    Record* record = Find(window);
+    if (record == nullptr) return 0;
+    if (IsDocumentArea(*record) && message >= kDocumentCreateMessage &&
+        message <= kDocumentActiveMessage) {
+      return HandleDocumentMessage(window, message, first, second);
+    }
+    if (message == kSystemCommandMessage) {
+      // The low four bits are the platform's own.
+      const uintptr_t command = first & 0xFFF0;
+      if (command == kSystemMinimize) ShowRecord(record, kShowMinimized);
+      if (command == kSystemMaximize) ShowRecord(record, kShowMaximized);
+      if (command == kSystemRestore) ShowRecord(record, kRestore);
+      return 0;
+    }
+    handler = record->handler;
+    if (!handler && message == kCloseMessage) Remove(window);
   }
-  if (message == kSystemCommandMessage) {
-    // The low four bits are the platform's own.
-    const uintptr_t command = first & 0xFFF0;
-    if (command == kSystemMinimize) Show(window, kShowMinimized);
-    if (command == kSystemMaximize) Show(window, kShowMaximized);
-    if (command == kSystemRestore) Show(window, kRestore);
-    return 0;
-  }
-  if (record->handler) {
-    const WindowHandler handler = record->handler;  // it may destroy its window
-    return handler(window, message, first, second);
-  }
-  if (message == kCloseMessage) Destroy(window);
-  return 0;
+  return handler ? handler(window, message, first, second) : 0;
 }
 
 bool WindowRecords::Post(TvWindow window, uint32_t message, uintptr_t first, intptr_t second) {
@@ -196,6 +229,7 @@ bool WindowRecords::Post(TvWindow window, uint32_t message, uintptr_t first, int
 }
 
 bool WindowRecords::SetProperty(TvWindow window, const char* name, uintptr_t value) {
+  const Held held(&lock_);
   Record* record = Find(window);
   if (record == nullptr || name == nullptr) return false;
   if (value != 0) {
@@ -207,6 +241,7 @@ bool WindowRecords::SetProperty(TvWindow window, const char* name, uintptr_t val
 }
 
 uintptr_t WindowRecords::Property(TvWindow window, const char* name) {
+  const Held held(&lock_);
   const Record* record = Find(window);
   if (record == nullptr || name == nullptr) return 0;
   const auto found = record->properties.find(LowerCaseText(name));
@@ -236,19 +271,20 @@ intptr_t WindowRecords::HandleDocumentMessage(TvWindow area, uint32_t message, u
     default:
       break;
   }
-  if (Parent(document) != area) return 0;
+  Record* const record = Find(document);
+  if (record == nullptr || record->spec.parent != area) return 0;
   switch (message) {
     case kDocumentDestroyMessage:
-      Destroy(document);
+      Remove(document);
       break;
     case kDocumentActivateMessage:
       Activate(area, document);
       break;
     case kDocumentRestoreMessage:
-      Show(document, kRestore);
+      ShowRecord(record, kRestore);
       break;
     case kDocumentMaximizeMessage:
-      Show(document, kShowMaximized);
+      ShowRecord(record, kShowMaximized);
       break;
     default:
       break;
@@ -269,13 +305,13 @@ TvWindow WindowRecords::CreateDocumentRecord(TvWindow area, const TvDocumentCrea
   spec.style = create.style | kStyleChild | kStyleVisible | kStyleCaption;
   spec.rect = {left, top, left + width, top + height};
   spec.instance = create.owner;
-  const TvWindow document = Create(spec);
+  const TvWindow document = Add(spec);
   std::vector<TvWindow>& documents = Find(area)->children;
-  if (documents.size() > 1 && IsMinimized(document)) {
+  if (documents.size() > 1 && IsIn(document, State::kMinimized)) {
     std::rotate(documents.begin(), documents.begin() + 1, documents.end());
-  } else if (documents.size() > 1 && IsMaximized(documents[1])) {
-    Show(documents[1], kShowNormal);
-    Show(document, kShowMaximized);
+  } else if (documents.size() > 1 && IsIn(documents[1], State::kMaximized)) {
+    ShowRecord(Find(documents[1]), kShowNormal);
+    ShowRecord(Find(document), kShowMaximized);
   }
   return document;
 }
@@ -287,9 +323,9 @@ void WindowRecords::Activate(TvWindow area, TvWindow document) {
   std::erase(documents, document);
   documents.insert(documents.begin(), document);
   // One maximised document hides the others, so the next active one takes that over.
-  if (IsMaximized(previous)) {
-    Show(previous, kShowNormal);
-    Show(document, kShowMaximized);
+  if (IsIn(previous, State::kMaximized)) {
+    ShowRecord(Find(previous), kShowNormal);
+    ShowRecord(Find(document), kShowMaximized);
   }
 }
 

@@ -1,7 +1,8 @@
 // Windows as records in memory, for a platform without a screen and for tests on every platform.
 // They behave as their screen counterparts do where the library depends on it: a minimised or
 // maximised window has another rectangle than its normal one, a document area keeps its documents
-// in order and hands a maximised state on, and closing destroys.
+// in order and hands a maximised state on, and closing destroys. A window's handler runs in the
+// thread that sends the message, while other threads may use other windows.
 
 #ifndef PLATFORM_HEADLESS_WINDOW_RECORDS_H_
 #define PLATFORM_HEADLESS_WINDOW_RECORDS_H_
@@ -11,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/lock.h"
 #include "platform/window_manager.h"
 
 namespace tervalon::platform {
@@ -36,7 +38,7 @@ class WindowRecords : public WindowManager {
   // Without a handler the answer is 0, and a close message destroys the window.
   bool SetHandler(TvWindow window, WindowHandler handler);
 
-  bool IsWindow(TvWindow window) override { return Find(window) != nullptr; }
+  bool IsWindow(TvWindow window) override;
   bool IsVisible(TvWindow window) override;
   bool IsMinimized(TvWindow window) override;
   bool IsMaximized(TvWindow window) override;
@@ -67,7 +69,12 @@ class WindowRecords : public WindowManager {
     WindowHandler handler;
   };
 
+  // All that follows with the lock held.
   Record* Find(TvWindow window);
+  TvWindow Add(const WindowSpec& spec);
+  void ShowRecord(Record* record, ShowCommand command);
+  bool Remove(TvWindow window);
+  bool IsIn(TvWindow window, State state);
   TvRect ClientRect(const Record& record);
   TvRect ScreenRect(const Record& record);
   void SetState(Record* record, State state);
@@ -78,6 +85,7 @@ class WindowRecords : public WindowManager {
   void Activate(TvWindow area, TvWindow document);
   void ActivateNext(TvWindow area, TvWindow document, bool backwards);
 
+  Mutex lock_;
   std::map<TvWindow, Record> records_;
   uintptr_t last_handle_ = 0x10000;
   int32_t documents_made_ = 0;

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "platform/lock.h"
 #include "platform/text.h"
 
 namespace tervalon::platform {
@@ -15,6 +16,7 @@ class LinuxAtoms : public AtomTable {
   uint16_t Add(const char* name) override {
     const std::string text = name != nullptr ? name : "";
     if (text.empty() || text.size() > kLongestName) return 0;
+    const Held held(&lock_);
     uint16_t free_atom = kFirstAtom;
     for (auto& [atom, entry] : entries_) {
       if (EqualWithoutCase(entry.name, text)) {
@@ -29,11 +31,13 @@ class LinuxAtoms : public AtomTable {
   }
 
   void Delete(uint16_t atom) override {
+    const Held held(&lock_);
     const auto found = entries_.find(atom);
     if (found != entries_.end() && --found->second.uses == 0) entries_.erase(found);
   }
 
   std::string Name(uint16_t atom, uint32_t longest) override {
+    const Held held(&lock_);
     const auto found = entries_.find(atom);
     return found != entries_.end() ? found->second.name.substr(0, longest) : "";
   }
@@ -43,6 +47,7 @@ class LinuxAtoms : public AtomTable {
     std::string name;
     int64_t uses = 0;
   };
+  Mutex lock_;
   std::map<uint16_t, Entry> entries_;
 };
 

@@ -1,5 +1,6 @@
 // Drawing over Cairo: the service, and the exports that make its device contexts, pens and fonts.
 
+#include <atomic>
 #include <memory>
 #include <new>
 #include <unordered_map>
@@ -8,6 +9,7 @@
 #include "platform/drawing.h"
 #include "platform/linux/cairo_device.h"
 #include "platform/linux/cairo_font.h"
+#include "platform/lock.h"
 #include "tervalon/drawing_devices.h"
 
 // The records behind the handles.
@@ -26,7 +28,8 @@ namespace {
 
 constexpr int32_t kMostPenWidth = 10000;
 
-// Callers hold the handles, so a handle is looked up before it is followed.
+// Callers hold the handles, so a handle is looked up before it is followed. The record of one that
+// is live is its user's own, without a lock.
 template <typename Record>
 class LiveRecords {
  public:
@@ -35,6 +38,7 @@ class LiveRecords {
     try {
       auto owned = std::make_unique<Record>(std::move(record));
       Record* const handle = owned.get();
+      const Held held(&lock_);
       live_.emplace(handle, std::move(owned));
       return handle;
     } catch (const std::bad_alloc&) {
@@ -42,15 +46,28 @@ class LiveRecords {
     }
   }
 
-  bool Contains(const void* handle) const { return live_.contains(handle); }
+  bool Contains(const void* handle) const {
+    const Held held(&lock_);
+    return live_.contains(handle);
+  }
 
   // nullptr unless the handle is live; then it is not any more.
   std::unique_ptr<Record> Take(const void* handle) {
+    const Held held(&lock_);
     auto node = live_.extract(handle);
     return node ? std::move(node.mapped()) : nullptr;
   }
 
+  // A copy, which stays when another thread deletes it. False unless the handle is live.
+  bool Copy(const void* handle, Record* out) const {
+    const Held held(&lock_);
+    const auto found = live_.find(handle);
+    if (found != live_.end()) *out = *found->second;
+    return found != live_.end();
+  }
+
  private:
+  mutable Mutex lock_;
   std::unordered_map<const void*, std::unique_ptr<Record>> live_;
 };
 
@@ -61,12 +78,10 @@ class CairoDrawing : public Drawing {
     try {
       auto device = CairoDevice::Create(kind, path, capabilities);
       if (device == nullptr) return nullptr;
-      if (stock_pen_ == nullptr) stock_pen_ = MakePen({});
-      if (stock_font_ == nullptr) stock_font_ = MakeFont({});
-      if (stock_pen_ == nullptr || stock_font_ == nullptr) return nullptr;
+      if (!MakeStock()) return nullptr;
       device->state().pen_handle = stock_pen_;
       device->state().font_handle = stock_font_;
-      device->state().font = stock_font_->font;
+      device->state().font = stock_font_.load()->font;
       return devices_.Add({std::move(device)});
     } catch (const std::bad_alloc&) {
       return nullptr;
@@ -76,7 +91,7 @@ class CairoDrawing : public Drawing {
   bool DeleteDevice(TvDC dc) {
     const auto record = devices_.Take(dc);
     if (record == nullptr) return false;
-    if (listener_ != nullptr) listener_(dc);
+    if (const auto listener = listener_.load(); listener != nullptr) listener(dc);
     try {
       return record->device->Finish();
     } catch (const std::bad_alloc&) {
@@ -118,8 +133,9 @@ class CairoDrawing : public Drawing {
     return pens_.Add({description});
   }
   bool DescribePen(TvPen pen, PenDescription* out) override {
-    if (!pens_.Contains(pen)) return false;
-    *out = pen->description;
+    TvPenRecord record;
+    if (!pens_.Copy(pen, &record)) return false;
+    *out = record.description;
     return true;
   }
   bool DeletePen(TvPen pen) override { return pen != stock_pen_ && pens_.Take(pen) != nullptr; }
@@ -142,8 +158,9 @@ class CairoDrawing : public Drawing {
   bool SelectFont(TvDC dc, TvFont font) override {
     if (!IsLive(dc)) return false;
     if (font == nullptr) return true;
-    if (!fonts_.Contains(font)) return false;
-    dc->device->state().font = font->font;
+    TvFontRecord record;
+    if (!fonts_.Copy(font, &record)) return false;
+    dc->device->state().font = record.font;
     dc->device->state().font_handle = font;
     return true;
   }
@@ -211,15 +228,23 @@ class CairoDrawing : public Drawing {
     return true;
   }
 
+  bool MakeStock() {
+    const Held held(&stock_lock_);
+    if (stock_pen_ == nullptr) stock_pen_ = MakePen({});
+    if (stock_font_ == nullptr) stock_font_ = MakeFont({});
+    return stock_pen_ != nullptr && stock_font_ != nullptr;
+  }
+
   LiveRecords<TvDeviceRecord> devices_;
   LiveRecords<TvPenRecord> pens_;
   LiveRecords<TvFontRecord> fonts_;
 
   // What a new device context has selected.
-  TvPen stock_pen_ = nullptr;
-  TvFont stock_font_ = nullptr;
+  Mutex stock_lock_;
+  std::atomic<TvPen> stock_pen_ = nullptr;
+  std::atomic<TvFont> stock_font_ = nullptr;
 
-  void (*listener_)(TvDC dc) = nullptr;
+  std::atomic<void (*)(TvDC dc)> listener_ = nullptr;
 };
 
 // The exports' own, whatever a test puts in the service's place. Never destroyed, like the service.

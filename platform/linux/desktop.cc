@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/lock.h"
 #include "platform/message_handler.h"
 #include "tervalon/desktop.h"
 
@@ -17,13 +18,13 @@ struct FileAnswerer {
   TvFileChooser chooser = nullptr;
   void* user = nullptr;
 };
-FileAnswerer file_answerer;
+Shared<FileAnswerer> file_answerer;
 
 struct StringSource {
   TvStringProvider provider = nullptr;
   void* user = nullptr;
 };
-StringSource application_strings;
+Shared<StringSource> application_strings;
 
 struct NumberedText {
   uint16_t number;
@@ -79,11 +80,12 @@ class LinuxDesktop : public Desktop {
   // A choice that is not accepted counts as cancelled: nobody is there to choose again.
   FileChoiceResult ChooseFile(FileChoice* choice, uint32_t* error) override {
     *error = 0;
-    if (file_answerer.chooser == nullptr) return FileChoiceResult::kCancelled;
+    const FileAnswerer answerer = file_answerer.Get();
+    if (answerer.chooser == nullptr) return FileChoiceResult::kCancelled;
     std::array<char, kChosenPathSize> path = {};
     choice->path.copy(path.data(), path.size() - 1);
-    if (!file_answerer.chooser(file_answerer.user, choice->title.c_str(), path.data(),
-                               static_cast<uint32_t>(path.size()))) {
+    if (!answerer.chooser(answerer.user, choice->title.c_str(), path.data(),
+                          static_cast<uint32_t>(path.size()))) {
       return FileChoiceResult::kCancelled;
     }
     path.back() = '\0';
@@ -118,9 +120,8 @@ class LinuxDesktop : public Desktop {
   }
 
   static const char* ApplicationString(TvInstance instance, uint16_t number) {
-    return application_strings.provider != nullptr
-               ? application_strings.provider(application_strings.user, instance, number)
-               : nullptr;
+    const StringSource source = application_strings.Get();
+    return source.provider != nullptr ? source.provider(source.user, instance, number) : nullptr;
   }
 };
 
@@ -131,11 +132,11 @@ TERVALON_DEFINE_SERVICE(Desktop, LinuxDesktop)
 }  // namespace tervalon::platform
 
 extern "C" int32_t TERVALON_CALL TvSetFileChooser(TvFileChooser chooser, void* user) {
-  tervalon::platform::file_answerer = {chooser, user};
+  tervalon::platform::file_answerer.Set({chooser, user});
   return 1;
 }
 
 extern "C" int32_t TERVALON_CALL TvSetStringProvider(TvStringProvider provider, void* user) {
-  tervalon::platform::application_strings = {provider, user};
+  tervalon::platform::application_strings.Set({provider, user});
   return 1;
 }

@@ -4,9 +4,11 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <new>
+#include <unordered_map>
+
+#include "platform/lock.h"
 
 struct TvMemoryBlock {
   ~TvMemoryBlock() { std::free(bytes); }
@@ -29,6 +31,7 @@ class LinuxMemory : public MovableMemory {
       if (block->bytes == nullptr) return nullptr;
       block->size = size;
       const TvMemory handle = block.get();
+      const Held held(&lock_);
       live_.emplace(handle, std::move(block));
       return handle;
     } catch (const std::bad_alloc&) {
@@ -37,6 +40,7 @@ class LinuxMemory : public MovableMemory {
   }
 
   TvMemory Reallocate(TvMemory block, size_t size) override {
+    const Held held(&lock_);
     if (!IsLive(block) || block->locks > 0) return nullptr;
     void* bytes = std::realloc(block->bytes, size > 0 ? size : 1);
     if (bytes == nullptr) return nullptr;
@@ -49,18 +53,24 @@ class LinuxMemory : public MovableMemory {
   }
 
   void* Lock(TvMemory block) override {
+    const Held held(&lock_);
     if (!IsLive(block)) return nullptr;
     ++block->locks;
     return block->bytes;
   }
 
   int32_t Unlock(TvMemory block) override {
+    const Held held(&lock_);
     return IsLive(block) && block->locks > 0 ? --block->locks : 0;
   }
 
-  size_t Size(TvMemory block) override { return IsLive(block) ? block->size : 0; }
+  size_t Size(TvMemory block) override {
+    const Held held(&lock_);
+    return IsLive(block) ? block->size : 0;
+  }
 
   bool Free(TvMemory block) override {
+    const Held held(&lock_);
     if (!IsLive(block) || block->locks > 0) return false;
     live_.erase(block);
     return true;
@@ -69,7 +79,8 @@ class LinuxMemory : public MovableMemory {
  private:
   bool IsLive(TvMemory block) const { return live_.contains(block); }
 
-  std::map<TvMemory, std::unique_ptr<TvMemoryBlock>> live_;
+  Mutex lock_;
+  std::unordered_map<TvMemory, std::unique_ptr<TvMemoryBlock>> live_;
 };
 
 }  // namespace

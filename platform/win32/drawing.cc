@@ -13,6 +13,8 @@
 #include <numeric>
 #include <vector>
 
+#include "platform/lock.h"
+
 namespace tervalon::platform {
 namespace {
 
@@ -39,6 +41,8 @@ int TextLength(std::string_view text) {
   return static_cast<int>(std::min(text.size(), kLongest));
 }
 
+constinit Mutex selections_lock;  // the service is never destroyed, this is
+
 class Win32Drawing : public Drawing {
  public:
   bool IsLive(TvDC dc) override {
@@ -49,7 +53,7 @@ class Win32Drawing : public Drawing {
   bool Save(TvDC dc) override {
     if (!IsLive(dc)) return false;
     if (IsOldMetafile(dc)) {
-      std::vector<Selection>& saved = selections_[dc];
+      std::vector<Selection>& saved = Selections(dc);
       saved.push_back(saved.empty() ? Selection{} : saved.back());
     }
     if (SaveDC(dc) != 0) return true;
@@ -334,11 +338,18 @@ class Win32Drawing : public Drawing {
     return result;
   }
 
+  // A device context's own are its user's, without the lock.
+  std::vector<Selection>& Selections(TvDC dc) {
+    const Held held(&selections_lock);
+    return selections_[dc];
+  }
   Selection* CurrentSelection(TvDC dc) {
+    const Held held(&selections_lock);
     const auto found = selections_.find(dc);
     return found != selections_.end() ? &found->second.back() : nullptr;
   }
   void ForgetSelection(TvDC dc) {
+    const Held held(&selections_lock);
     const auto found = selections_.find(dc);
     if (found == selections_.end()) return;
     found->second.pop_back();

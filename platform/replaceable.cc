@@ -1,0 +1,7 @@
+#include "platform/replaceable.h"
+
+namespace tervalon::platform {
+
+constinit Mutex making_service;
+
+}  // namespace tervalon::platform

@@ -80,9 +80,7 @@ extern "C" int32_t TERVALON_CALL AppSetMainWindow(TvWindow window, TvInstance in
   return 1;
 }
 
-extern "C" TvWindow TERVALON_CALL AppGetMainWindow() {
-  return Get(registered.main_window).window;
-}
+extern "C" TvWindow TERVALON_CALL AppGetMainWindow() { return Get(registered.main_window).window; }
 
 extern "C" TvInstance TERVALON_CALL AppGetInstance() {
   return Get(registered.main_window).instance;

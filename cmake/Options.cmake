@@ -30,7 +30,12 @@ if(WIN32)
 endif()
 
 if(TERVALON_SANITIZE)
-  set(sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  if(TERVALON_SANITIZE STREQUAL "thread")
+    set(sanitize -fsanitize=thread)
+  else()
+    set(sanitize -fsanitize=address,undefined)
+  endif()
+  list(APPEND sanitize -fno-sanitize-recover=all -fno-omit-frame-pointer)
   if(TERVALON_FUZZ)
     # Half as fast with every comparison traced; the writers' inputs have the values already.
     list(APPEND sanitize -fsanitize=float-cast-overflow,fuzzer-no-link

@@ -3,11 +3,10 @@
 #include "datamgr/adapters.h"
 
 #include <algorithm>
-#include <array>
+#include <atomic>
 #include <iterator>
 
 #include "datamgr/raw_sources.h"
-#include "platform/lock.h"
 #include "tervalon/database_descriptor.h"
 #include "tervalon/raw_descriptor.h"
 
@@ -61,42 +60,45 @@ uint32_t ElementCount(const void* descriptor) {
 constexpr DmAdapter kNone = {nullptr, nullptr, nullptr, nullptr};
 
 constexpr DataType kTypes[] = {
-    {DM_TYPE_RAW,
-     OnRelease::kReleaseSource,
-     false,
-     sizeof(DmRawDescriptor),
-     RawItemSize,
-     ElementCount<DmRawDescriptor>,
-     CloseAllRawSources},
+    {DM_TYPE_RAW, OnRelease::kReleaseSource, false, sizeof(DmRawDescriptor), RawItemSize,
+     ElementCount<DmRawDescriptor>, CloseAllRawSources},
     {DM_TYPE_LIBRARY, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr},
     {DM_TYPE_STRUCTURE, OnRelease::kFreeBlock, true, 0, nullptr, nullptr, nullptr},
-    {DM_TYPE_DATABASE,
-     OnRelease::kNothing,
-     false,
-     sizeof(DmDatabaseDescriptor),
-     DatabaseItemSize,
-     ElementCount<DmDatabaseDescriptor>,
-     nullptr},
+    {DM_TYPE_DATABASE, OnRelease::kNothing, false, sizeof(DmDatabaseDescriptor), DatabaseItemSize,
+     ElementCount<DmDatabaseDescriptor>, nullptr},
     {DM_TYPE_GENERIC, OnRelease::kReleaseSource, true, 0, nullptr, nullptr, nullptr},
 };
 
-// By row of kTypes; only those of registrable types change.
-using Adapters = std::array<DmAdapter, std::size(kTypes)>;
-constexpr Adapters kBuiltIn = {
-    {{ReadRaw, WriteRaw, ReleaseRaw, CompareRaw},
-     kNone,
-     kNone,
-     {ReadDatabase, nullptr, nullptr, CompareDatabases},
-     kNone}};
-constinit platform::Mutex adapters_lock;
-constinit Adapters adapters = kBuiltIn;  // under adapters_lock
+constexpr DmAdapter kRaw = {ReadRaw, WriteRaw, ReleaseRaw, CompareRaw};
+constexpr DmAdapter kDatabase = {ReadDatabase, nullptr, nullptr, CompareDatabases};
 
-size_t RowOf(const DataType& type) { return static_cast<size_t>(&type - std::begin(kTypes)); }
+// What serves a type. An application may change that while others are served, function by function.
+struct Adapter {
+  constexpr explicit Adapter(const DmAdapter& functions)
+      : read(functions.read),
+        write(functions.write),
+        release(functions.release),
+        compare(functions.compare) {}
 
-void SetAdapter(const DataType& type, const DmAdapter& adapter) {
-  const platform::Held held(&adapters_lock);
-  adapters[RowOf(type)] = adapter;
-}
+  void Set(const DmAdapter& functions) {
+    read = functions.read;
+    write = functions.write;
+    release = functions.release;
+    compare = functions.compare;
+  }
+
+  std::atomic<decltype(DmAdapter::read)> read;
+  std::atomic<decltype(DmAdapter::write)> write;
+  std::atomic<decltype(DmAdapter::release)> release;
+  std::atomic<decltype(DmAdapter::compare)> compare;
+};
+
+// By row of kTypes.
+constinit Adapter adapters[] = {Adapter(kRaw), Adapter(kNone), Adapter(kNone), Adapter(kDatabase),
+                                Adapter(kNone)};
+static_assert(std::size(adapters) == std::size(kTypes));
+
+Adapter& AdapterFor(const DataType& type) { return adapters[&type - std::begin(kTypes)]; }
 
 }  // namespace
 
@@ -107,14 +109,13 @@ const DataType* FindType(int16_t type) {
 }
 
 DmAdapter AdapterOf(const DataType& type) {
-  if (!type.registrable) return kBuiltIn[RowOf(type)];
-  const platform::Held held(&adapters_lock);
-  return adapters[RowOf(type)];
+  const Adapter& adapter = AdapterFor(type);
+  return {adapter.read, adapter.write, adapter.release, adapter.compare};
 }
 
 void ResetAdapters() {
   for (const DataType& type : kTypes) {
-    if (type.registrable) SetAdapter(type, kNone);
+    if (type.registrable) AdapterFor(type).Set(kNone);
   }
 }
 
@@ -127,7 +128,8 @@ using tervalon::datamgr::FindType;
 extern "C" int32_t TERVALON_CALL DmRegisterAdapter(int16_t type, const DmAdapter* adapter) {
   const DataType* entry = FindType(type);
   if (entry == nullptr || !entry->registrable) return -1;
-  tervalon::datamgr::SetAdapter(*entry, adapter != nullptr ? *adapter : tervalon::datamgr::kNone);
+  tervalon::datamgr::AdapterFor(*entry).Set(adapter != nullptr ? *adapter
+                                                               : tervalon::datamgr::kNone);
   return 0;
 }
 

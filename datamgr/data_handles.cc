@@ -29,7 +29,7 @@ struct Record {
   std::atomic<uint8_t> references = 0;
   int16_t type = 0;
   uintptr_t thread = 0;  // that was granted the handle
-  uint32_t first = 0;  // of the resident elements
+  uint32_t first = 0;    // of the resident elements
   uint32_t count = 0;
   int32_t item_count = 0;
   std::array<uint32_t, DM_MAX_ITEMS> item_sizes = {};
@@ -38,6 +38,11 @@ struct Record {
   uint32_t descriptor_size = 0;
   std::atomic<bool> busy = false;  // an adapter serves it
   int32_t pins = 0;                // of those who compare the descriptor meanwhile
+
+  // With the table's lock held.
+  void AddReference() {
+    references.store(static_cast<uint8_t>(references + 1), std::memory_order_relaxed);
+  }
 
   bool in_use() const { return references != 0; }
   bool is_free() const { return !in_use() && !busy && pins == 0; }
@@ -177,37 +182,46 @@ bool ResizeItems(Record* record, uint64_t count) {
   return true;
 }
 
-// Whether a record's descriptor and a given one (nullptr: none) agree.
-bool Matches(const DataType* type, TvMemory descriptor, const void* given, int32_t same_source) {
-  if (descriptor == nullptr || given == nullptr) return descriptor == nullptr && given == nullptr;
+// Whether a record's descriptor, locked already, and a given one (nullptr: none) agree.
+bool Matches(const DataType* type, const BlockLock& stored, const void* given,
+             int32_t same_source) {
+  if (stored.failed()) return false;
+  if (stored.address() == nullptr || given == nullptr) {
+    return stored.address() == nullptr && given == nullptr;
+  }
   const auto compare = type != nullptr ? AdapterOf(*type).compare : nullptr;
-  if (compare == nullptr) return false;
-  const BlockLock stored(descriptor);
-  return !stored.failed() && compare(stored.address(), given, same_source) != 0;
+  return compare != nullptr && compare(stored.address(), given, same_source) != 0;
 }
 
 // Goes through the records that `fits`, with the table's lock held, for one whose descriptor
-// agrees with a given one and which fits still after that was found out. An application's adapter
-// compares without the lock: the record is pinned meanwhile, so that its descriptor stays.
-template <typename Condition>
-Record* FindMatch(int16_t type_code, const void* given, int32_t same_source, Condition fits) {
+// agrees with a given one and which fits still after that was found out: it is handed to `use` with
+// its descriptor's address. False when there is none. An application's adapter compares without the
+// lock: the record is pinned meanwhile, so that its descriptor stays.
+template <typename Condition, typename Use>
+bool UseMatch(int16_t type_code, const void* given, int32_t same_source, Condition fits, Use use) {
   const DataType* type = FindType(type_code);
   const bool is_foreign = type != nullptr && type->registrable;
   for (Record& record : table) {
     if (record.type != type_code || !fits(record)) continue;
-    if (is_foreign) {
-      ++record.pins;
-      table_lock.Release();
+    {
+      const BlockLock stored(record.descriptor);
+      if (is_foreign) {
+        ++record.pins;
+        table_lock.Release();
+      }
+      const bool matches = Matches(type, stored, given, same_source);
+      if (is_foreign) {
+        table_lock.Take();
+        --record.pins;
+      }
+      if (matches && fits(record)) {
+        use(&record, stored.address());
+        return true;
+      }
     }
-    const bool matches = Matches(type, record.descriptor, given, same_source);
-    if (is_foreign) {
-      table_lock.Take();
-      --record.pins;
-      if (record.is_free()) FreeBlocks(&record);  // released meanwhile
-    }
-    if (matches && fits(record)) return &record;
+    if (record.is_free()) FreeBlocks(&record);  // released meanwhile
   }
-  return nullptr;
+  return false;
 }
 
 // Calls the adapter's release, unless another shareable record names the source too.
@@ -218,7 +232,7 @@ void ReleaseSource(int16_t type, void* descriptor, int32_t no_source, const Reco
     const auto names_source_too = [self](const Record& other) {
       return &other != self && other.shareable();
     };
-    if (FindMatch(type, descriptor, 1, names_source_too) != nullptr) return;
+    if (UseMatch(type, descriptor, 1, names_source_too, [](Record*, const void*) {})) return;
   }
   DmDataRelease(type, descriptor, no_source, self != nullptr ? self->first : 0,
                 self != nullptr ? static_cast<int32_t>(self->count) : 0, items);
@@ -261,7 +275,9 @@ int32_t Release(Record* record) {
     const Held held(&table_lock);
     // Another thread was faster, or its adapter serves the handle, which keeps its last reference.
     if (!record->in_use() || (record->busy && record->references == 1)) return -1;
-    if (--record->references > 0) return 0;
+    const auto left = static_cast<uint8_t>(record->references - 1);
+    record->references.store(left, std::memory_order_relaxed);
+    if (left > 0) return 0;
     record->busy = true;
   }
   const DataType* type = FindType(record->type);
@@ -310,25 +326,24 @@ bool IsTooShort(const Request& request) {
 // item sizes. Requests of other threads have handles of their own, which they can use meanwhile.
 bool Share(const Request& request, int32_t* handle) {
   if ((request.flags & DM_FLAG_NO_SOURCE) != 0) return false;
+  const uintptr_t thread = platform::ThisThread();
+  const auto fits = [&](const Record& other) {
+    return other.shareable() && other.thread == thread && other.item_count >= request.item_count;
+  };
+  const auto share = [&](Record* record, const void* stored) {
+    *handle = 0;
+    for (size_t i = 0; i < static_cast<size_t>(request.item_count); ++i) {
+      if (record->item_sizes[i] != request.item_sizes[i]) return;
+    }
+    record->AddReference();
+    if (stored != nullptr && request.descriptor != nullptr) {
+      std::memcpy(request.descriptor, stored,
+                  std::min(request.descriptor_size, record->descriptor_size));
+    }
+    *handle = HandleOf(record);
+  };
   const Held held(&table_lock);
-  Record* record =
-      FindMatch(request.type, request.descriptor, 0, [&request](const Record& other) {
-        return other.shareable() && other.thread == platform::ThisThread() &&
-               other.item_count >= request.item_count;
-      });
-  if (record == nullptr) return false;
-  *handle = 0;
-  for (size_t i = 0; i < static_cast<size_t>(request.item_count); ++i) {
-    if (record->item_sizes[i] != request.item_sizes[i]) return true;
-  }
-  ++record->references;
-  const BlockLock stored(record->descriptor);
-  if (stored.address() != nullptr && request.descriptor != nullptr) {
-    std::memcpy(request.descriptor, stored.address(),
-                std::min(request.descriptor_size, record->descriptor_size));
-  }
-  *handle = HandleOf(record);
-  return true;
+  return UseMatch(request.type, request.descriptor, 0, fits, share);
 }
 
 // A free record, busy from now on; nullptr when there is none.
@@ -380,8 +395,7 @@ int32_t Grant(const Request& request) {
   if (record == nullptr) return 0;
   const int32_t handle = HandleOf(record);
   const int32_t no_source = request.flags & DM_FLAG_NO_SOURCE;
-  const bool opened =
-      DmDataRead(request.type, request.descriptor, no_source, 0, 0, nullptr) == 0;
+  const bool opened = DmDataRead(request.type, request.descriptor, no_source, 0, 0, nullptr) == 0;
   if (!Fill(record, request)) {
     // The handle goes out although it is not in use; what was opened for it must not stay open.
     const DataType* type = FindType(request.type);

@@ -142,11 +142,11 @@ class RawSourceTable {
             return source->directory_ == directory && !source->opening_ && fits(*source);
           });
     };
-    const auto own = find(
-        [thread](const RawSource& source) { return source.users_ > 0 && source.thread_ == thread; });
-    return own != sources_.end()
-               ? own
-               : find([](const RawSource& source) { return source.users_ == 0; });
+    const auto own = find([thread](const RawSource& source) {
+      return source.users_ > 0 && source.thread_ == thread;
+    });
+    return own != sources_.end() ? own
+                                 : find([](const RawSource& source) { return source.users_ == 0; });
   }
 
   RawSource* Lease(Sources::iterator place) {
@@ -158,9 +158,9 @@ class RawSourceTable {
   }
 
   std::unique_ptr<RawSource> TakeOut(const RawSource& source) {
-    const auto place =
-        std::find_if(sources_.begin(), sources_.end(),
-                     [&](const std::unique_ptr<RawSource>& other) { return other.get() == &source; });
+    const auto place = std::find_if(
+        sources_.begin(), sources_.end(),
+        [&](const std::unique_ptr<RawSource>& other) { return other.get() == &source; });
     std::unique_ptr<RawSource> taken = std::move(*place);
     sources_.erase(place);
     return taken;

@@ -73,8 +73,8 @@ class RawSource {
   bool closing_ = false;  // closes with the last lease
 };
 
-// The use of a directory for a scope, by the thread that makes it. A directory that the lease had to open is closed with it,
-// unless it is kept.
+// The use of a directory for a scope, by the thread that makes it. A directory that the lease had
+// to open is closed with it, unless it is kept.
 class SourceLease {
  public:
   explicit SourceLease(const std::string& directory);

@@ -16,23 +16,30 @@
 
 namespace tervalon::platform {
 
-// The system's lock for threads of one process; a thread that holds it must not take it again.
-// Usable before it is constructed: tables may be asked for before and after the module's own
-// objects live. Unloading the library gives it back.
+// A lock for the threads of one process; a thread that holds it must not take it again. What is
+// held is given back soon, so taking costs one exchange, and who finds it taken lets others run:
+// neither needs anything of the system that has to be made or given back.
 class Mutex {
  public:
   constexpr Mutex() = default;
-  ~Mutex();
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void Take();
-  void Release();
+  void Take() {
+    if (taken_.exchange(true, std::memory_order_acquire)) Wait();
+  }
+  void Release() { taken_.store(false, std::memory_order_release); }
 
  private:
-  alignas(std::max_align_t) std::array<unsigned char, 48> system_ = {};
-  std::atomic<int32_t> state_ = 0;  // of what the system has to make first
+  // Until it is taken.
+  void Wait();
+
+  std::atomic<bool> taken_ = false;
 };
+
+// Lets other threads run: at first those that are ready, after some rounds for a millisecond,
+// whatever their priorities.
+void LetOthersRun(int round);
 
 // Holds a lock for a scope.
 class Held {
@@ -74,14 +81,13 @@ class Places {
   // The lowest free place from `first` on, which is taken now; -1 when there is none.
   int32_t Take(size_t first) {
     for (size_t place = first; place < kCount; ++place) {
-      if (!IsTaken(place) && !taken_[place].exchange(true, std::memory_order_acq_rel)) {
+      if (!IsTaken(place) && !taken_[place].exchange(true, std::memory_order_acquire)) {
         return static_cast<int32_t>(place);
       }
     }
     return -1;
   }
-  // False when it was free already.
-  bool GiveBack(size_t place) { return taken_[place].exchange(false, std::memory_order_acq_rel); }
+  void GiveBack(size_t place) { taken_[place].store(false, std::memory_order_release); }
   bool IsTaken(size_t place) const { return taken_[place].load(std::memory_order_acquire); }
 
  private:

@@ -42,28 +42,28 @@ extern Mutex making_service;
 // Defines Current and Replace for `Service`, whose platform implementation is the
 // default-constructed `Default`. That one is never destroyed: tables that are torn down at exit
 // still use it. It has its room in the module: unloading the library leaves nothing of it behind.
-#define TERVALON_DEFINE_SERVICE(Service, Default)                                          \
-  namespace {                                                                              \
-  Service* replaced_##Default = nullptr;                                                   \
-  std::atomic<Default*> own_##Default = nullptr;                                           \
-  alignas(Default) unsigned char room_##Default[sizeof(Default)];                          \
-  Default& Own##Default() {                                                                \
-    Default* own = own_##Default.load(std::memory_order_acquire);                          \
-    if (own != nullptr) return *own;                                                       \
-    const Held held(&making_service);                                                      \
+#define TERVALON_DEFINE_SERVICE(Service, Default)                                           \
+  namespace {                                                                               \
+  Service* replaced_##Default = nullptr;                                                    \
+  std::atomic<Default*> own_##Default = nullptr;                                            \
+  alignas(Default) unsigned char room_##Default[sizeof(Default)];                           \
+  Default& Own##Default() {                                                                 \
+    Default* own = own_##Default.load(std::memory_order_acquire);                           \
+    if (own != nullptr) return *own;                                                        \
+    const Held held(&making_service);                                                       \
     if (own_##Default.load() == nullptr) own_##Default.store(new (room_##Default) Default); \
-    return *own_##Default.load();                                                          \
-  }                                                                                        \
-  }                                                                                        \
-  template <>                                                                              \
-  Service& Current<Service>() {                                                            \
-    return replaced_##Default != nullptr ? *replaced_##Default : Own##Default();           \
-  }                                                                                        \
-  template <>                                                                              \
-  Service* Replace<Service>(Service * service) {                                           \
-    Service* previous = replaced_##Default;                                                \
-    replaced_##Default = service;                                                          \
-    return previous;                                                                       \
+    return *own_##Default.load();                                                           \
+  }                                                                                         \
+  }                                                                                         \
+  template <>                                                                               \
+  Service& Current<Service>() {                                                             \
+    return replaced_##Default != nullptr ? *replaced_##Default : Own##Default();            \
+  }                                                                                         \
+  template <>                                                                               \
+  Service* Replace<Service>(Service * service) {                                            \
+    Service* previous = replaced_##Default;                                                 \
+    replaced_##Default = service;                                                           \
+    return previous;                                                                        \
   }
 
 #endif  // PLATFORM_REPLACEABLE_H_

@@ -65,7 +65,9 @@ extern "C" int32_t TERVALON_CALL CosCreate(int32_t origin_x, int32_t origin_y) {
 }
 
 extern "C" int32_t TERVALON_CALL CosDelete(int32_t handle) {
-  return FindSystem(handle) != nullptr && places.GiveBack(static_cast<size_t>(handle)) ? 0 : -1;
+  if (FindSystem(handle) == nullptr) return -1;
+  places.GiveBack(static_cast<size_t>(handle));
+  return 0;
 }
 
 extern "C" int32_t TERVALON_CALL CosValidHandle(int32_t handle) {

@@ -164,8 +164,8 @@ bool OnResources(TvDC dc, Action action) {
 }  // namespace
 
 PltResources ResourcesFor(TvDC dc) {
-  PltResources found = {};
-  OnResources(dc, [&](const DeviceResources& resources) { found = resources.in_use(); });
+  PltResources found;
+  if (!OnResources(dc, [&](const DeviceResources& made) { found = made.in_use(); })) found = {};
   return found;
 }
 
@@ -182,9 +182,8 @@ using tervalon::plot::OnResources;
 
 extern "C" int32_t TERVALON_CALL PltGetResources(TvDC dc, PltResources* resources) {
   return Guarded(0, [&] {
-    return resources != nullptr && OnResources(dc, [&](const DeviceResources& found) {
-             *resources = found.in_use();
-           });
+    return resources != nullptr &&
+           OnResources(dc, [&](const DeviceResources& found) { *resources = found.in_use(); });
   });
 }
 

@@ -589,7 +589,7 @@ extern "C" RawProgressCallback TERVALON_CALL RawUpdateInit(RawProgressCallback c
                                                            void* user) {
   const platform::Held held(&progress_lock);
   progress = {callback, user};
-  has_progress = callback != nullptr;
+  has_progress.store(callback != nullptr, std::memory_order_relaxed);
   return callback;
 }
 

@@ -19,9 +19,7 @@ constexpr size_t kSlack = 100;
 // No list of names could hold a longer one.
 constexpr size_t kMaxSectionName = INT16_MAX;
 
-int32_t BlockSize(const IniStore& store) {
-  return static_cast<int32_t>(std::min<size_t>(platform::Memory().Size(store.block), INT32_MAX));
-}
+int32_t BlockSize(const IniStore& store) { return store.text != nullptr ? store.block_size : 0; }
 
 int32_t FreeBytes(const IniStore& store) {
   return std::clamp(store.free_bytes, 0, BlockSize(store));
@@ -90,9 +88,9 @@ bool Grow(IniStore* store, int32_t need) {
     ForgetSection(store);
     return false;
   }
-  store->free_bytes = BlockSize(*store) - used;
-  store->text = static_cast<char*>(memory.Lock(store->block));
-  return store->text != nullptr;
+  const size_t grown = std::min<size_t>(memory.Size(store->block), INT32_MAX);
+  store->free_bytes = static_cast<int32_t>(grown) - used;
+  return LockText(store);
 }
 
 bool GrowOrNote(IniStore* store, int32_t need, const char* operation) {
@@ -168,6 +166,19 @@ class NameList {
 };
 
 }  // namespace
+
+bool LockText(IniStore* store) {
+  platform::MovableMemory& memory = platform::Memory();
+  store->text = store->block != nullptr ? static_cast<char*>(memory.Lock(store->block)) : nullptr;
+  if (store->text == nullptr) return false;
+  store->block_size = static_cast<int32_t>(std::min<size_t>(memory.Size(store->block), INT32_MAX));
+  return true;
+}
+
+void UnlockText(IniStore* store) {
+  if (store->text != nullptr) platform::Memory().Unlock(store->block);
+  store->text = nullptr;
+}
 
 int32_t FindSection(IniStore* store, const char* section, int32_t create) {
   ForgetSection(store);

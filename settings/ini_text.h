@@ -10,8 +10,8 @@
 // further sections overwrite. A body may therefore end in a lone CR or, once its last line is
 // replaced, without any line end: a line that is put there gets the missing bytes first.
 //
-// The owner allocates and frees the block, and locks it and sets `text` around each single
-// operation. No operation trusts the record's numbers beyond the block's size, and none allocates
+// The owner allocates and frees the block, and locks it by LockText around each single operation.
+// No operation trusts the record's numbers beyond the block's size, and none allocates
 // but by growing the block or calls anything that is not of the platform's memory.
 
 #ifndef SETTINGS_INI_TEXT_H_
@@ -27,6 +27,7 @@ namespace tervalon::settings {
 struct IniStore {
   TvMemory block = nullptr;
   char* text = nullptr;        // valid while the block is locked
+  int32_t block_size = 0;      // likewise: its bytes, asked for once
   int32_t section_start = 0;   // offset of the current section's body, behind its "]"
   int32_t section_length = 0;  // bytes of that body
   // The current section, so that a run of operations on one section skips the search. Empty for
@@ -40,6 +41,10 @@ struct IniStore {
 // Bytes that an entry line can take, its CR LF not counted.
 inline constexpr int32_t kMaxLine = 509;
 
+// Locks the block, and unlocks it again. False when it cannot be locked.
+bool LockText(IniStore* store);
+void UnlockText(IniStore* store);
+
 // Makes a section current. Returns 1, or 0 when it is absent and `create` is 0, when it cannot be
 // created, and for a name that no header can hold (with "]" or a line end).
 int32_t FindSection(IniStore* store, const char* section, int32_t create);
@@ -50,8 +55,8 @@ int32_t AddSection(IniStore* store, const char* section);
 
 // Finds a key's line in the current section, or with `create` adds an empty one. Returns the
 // address of the key's first byte and stores the line's length, its line end included; nullptr when
-// there is none, for a key that no line can hold (with "=", a line end or a leading "["), and when the block
-// cannot grow.
+// there is none, for a key that no line can hold (with "=", a line end or a leading "["), and when
+// the block cannot grow.
 char* FindLine(IniStore* store, const char* key, int16_t* line_length, int32_t create);
 
 // Sets a key. A value that would make the line longer than kMaxLine is cut, in the caller's buffer

@@ -42,16 +42,12 @@ constinit platform::Mutex write_back_lock;
 // Runs an operation on the store's text; store_lock is held.
 template <typename Result, typename Operation>
 Result OnText(Result failure, Operation operation) {
-  if (global.ini.block != nullptr) {
-    global.ini.text = static_cast<char*>(platform::Memory().Lock(global.ini.block));
-  }
-  if (global.ini.text == nullptr) {
+  if (!LockText(&global.ini)) {
     global.ini.short_of_memory = "";
     return failure;
   }
   const Result result = operation();
-  if (global.ini.text != nullptr) platform::Memory().Unlock(global.ini.block);
-  global.ini.text = nullptr;
+  UnlockText(&global.ini);
   return result;
 }
 

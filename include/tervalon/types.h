@@ -9,7 +9,13 @@
 //  - Scan, point, function and process numbers count from 1; process 0 means acquired data.
 //  - A pointer described as optional may be NULL. NULL for any other pointer gives the export's
 //    failure value and changes nothing.
-//  - Threads: none. Call the library from one thread at a time.
+//  - Threads: any number may call the library at once, each for raw handles, data handles, types of
+//    databases, axes, coordinate systems, device contexts and memory blocks of its own; what all of
+//    the process share (the tables behind them, the settings, what is registered) is guarded. One
+//    such object is for one thread at a time: it may be handed from one to another, but who closes
+//    or deletes it while another thread still works with it takes the ground from under that one's
+//    feet. Callbacks run in the thread of the call, several at once if several threads call, and
+//    may call the library themselves: it holds no lock meanwhile.
 //  - Processes: any number may use the same raw directory, database and settings file at once. What
 //    a call has reported as stored stays, also when another program changes the same file or is
 //    ended in the middle of a change; what is read is never half of a change. Where two change the

@@ -33,10 +33,9 @@ class IniTextTest : public ::testing::Test {
   // Runs one operation as the store's owner does, with the block locked around it.
   template <typename Operation>
   auto Locked(Operation operation) {
-    if (store_.block != nullptr) store_.text = static_cast<char*>(memory_.Lock(store_.block));
+    LockText(&store_);
     auto result = operation();
-    if (store_.text != nullptr) memory_.Unlock(store_.block);
-    store_.text = nullptr;
+    UnlockText(&store_);
     return result;
   }
 

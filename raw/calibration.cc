@@ -1,6 +1,7 @@
 #include "raw/calibration.h"
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -25,7 +26,7 @@ constexpr int32_t kMaxOrder = 5;
 constexpr int32_t kCoefficientDecimals = 15;
 
 // What RawUseRootMassCali set.
-int32_t prefer_root_mass = 0;
+std::atomic<int32_t> prefer_root_mass = 0;
 
 template <size_t kOrder>
 void Horner(const double* coefficients, double* values, size_t count) {
@@ -252,5 +253,5 @@ extern "C" int32_t TERVALON_CALL RawIsRootMassCalibration(const RawFunctionRecor
 
 extern "C" int32_t TERVALON_CALL RawUseRootMassCali(int32_t flag) {
   tervalon::raw::prefer_root_mass = flag;
-  return tervalon::raw::prefer_root_mass;
+  return flag;
 }

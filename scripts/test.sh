@@ -110,6 +110,9 @@ if [ $status = 0 ]; then
     run_tests asan -R callers
     run_tests windows-i686 -R callers
     run_tests release -R limits_test
+    export TERVALON_ACQUISITION_TIME=60 # seconds of an acquisition that others read
+    export TERVALON_LIVES_STEPS=1000000
+    run_tests release -R '^(raw_test|lives_test)$'
   fi
 elif [ -n "${CI:-}" ]; then
   exit 1
@@ -128,6 +131,8 @@ if [ -n "$all" ]; then
   scripts/analyse.sh
   step "fuzzers"
   scripts/fuzz.sh 0.5
+  configure_and_build tsan
+  run_tests tsan
   step "manual"
   scripts/docs.sh
   step "packages"

@@ -59,9 +59,11 @@ class StoreScope {
     const char* const operation = std::exchange(global.ini.short_of_memory, nullptr);
     store_lock.Release();
     if (operation == nullptr) return;
-    platform::TheDesktop().ShowMessage(nullptr, "Out of memory",
-                                       *operation != '\0' ? operation : nullptr,
-                                       platform::kMessageIconStop);
+    Guarded(0, [operation] {
+      return platform::TheDesktop().ShowMessage(nullptr, "Out of memory",
+                                                *operation != '\0' ? operation : nullptr,
+                                                platform::kMessageIconStop);
+    });
   }
   StoreScope(const StoreScope&) = delete;
   StoreScope& operator=(const StoreScope&) = delete;

@@ -1,7 +1,7 @@
 // Data handles: bulk data of several kinds behind small numbers. A caller describes the data that
 // it wants in a block of its own, the descriptor, and is granted a handle; it asks for a range of
 // elements to be resident, locks the parallel element arrays to read or change them, and releases
-// the handle. Callers who ask for the same data share one handle and one cache.
+// the handle. Callers in one thread who ask for the same data share one handle and one cache.
 //
 // A data handle is 1..59; 0 means none. A number that was not granted, or is not in use any more,
 // gets the export's failure value. While an adapter serves a handle (it may let the application
@@ -43,8 +43,10 @@ TERVALON_BEGIN_DECLS
 // Flag of DmWriteHandle and DmDataWrite.
 #define DM_WRITE_SAVE_PROCESS 1  // raw data: record the processed data set in the history
 
-// How a data type is served. A missing function does nothing and succeeds; a missing read fails, a
-// missing compare finds all descriptors different.
+// How a data type is served; by functions that several threads may call at once, for handles of
+// their own. A compare looks at what names the data only: a read may be filling in the rest of the
+// stored descriptor meanwhile. A missing function does nothing and succeeds; a missing read fails,
+// a missing compare finds all descriptors different.
 typedef struct DmAdapter {
   // Reads elements into `items`, one array for each item of the handle (further entries are NULL).
   // With count 0, and `items` NULL on a grant, validates the source and may fill the descriptor.
@@ -67,11 +69,11 @@ TERVALON_STRUCT_SIZE(DmAdapter, 16, 32);
 TERVALON_API int32_t TERVALON_CALL DmRegisterAdapter(int16_t type, const DmAdapter* adapter);
 
 // Grants a handle for the data that `desc` (optional, desc_size bytes) describes, with item_count
-// (0..4) arrays. A handle in use for the same data with at least as many items is shared, unless
-// it is frozen: its descriptor is copied back to `desc`. Otherwise the adapter opens the source and
-// may fill `desc` (element counts, say), of which the handle keeps a copy. Item sizes are compared
-// with those of a handle to share; whether they are the data's own is seen when elements are read
-// or written.
+// (0..4) arrays. A handle that this thread was granted for the same data with at least as many
+// items is shared, unless it is frozen: its descriptor is copied back to `desc`. Otherwise the
+// adapter opens the source and may fill `desc` (element counts, say), of which the handle keeps a
+// copy. Item sizes are compared with those of a handle to share; whether they are the data's own is
+// seen when elements are read or written.
 // Returns the handle; 0 when the source cannot be opened, when 59 handles are in use, when a handle
 // to share has other item sizes, and for what cannot be: sizes missing, a count out of range, and
 // for types 0 and 11 a descriptor that is too short.

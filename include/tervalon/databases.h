@@ -20,7 +20,7 @@
 // was forced to the disk: a new file by DB3Open, all changes of a program by its DB3Close; the
 // record operations force nothing.
 //
-// Calls are for one thread at a time.
+// A type is for one thread at a time; several threads may use different types at once.
 //
 // A type outside 0..19 gives DB3_GENERAL_ERROR, NULL or 0 and shows nothing.
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/little_endian.h"
+#include "platform/local_time.h"
 
 namespace tervalon::db3 {
 namespace {
@@ -59,11 +60,10 @@ uint32_t RecordSize(std::span<const FieldDescriptor> fields) {
 }  // namespace
 
 HeaderDate Today() {
-  const std::time_t now = std::time(nullptr);
-  const std::tm* local = std::localtime(&now);
-  if (local == nullptr) return {};
-  return {static_cast<uint8_t>(local->tm_year), static_cast<uint8_t>(local->tm_mon + 1),
-          static_cast<uint8_t>(local->tm_mday)};
+  std::tm local = {};
+  if (!platform::LocalTime(std::time(nullptr), &local)) return {};
+  return {static_cast<uint8_t>(local.tm_year), static_cast<uint8_t>(local.tm_mon + 1),
+          static_cast<uint8_t>(local.tm_mday)};
 }
 
 HeaderStart RecordHeader::Start() const {

@@ -123,7 +123,7 @@ class Pictures : public Family {
     const float x[] = {0, 2, 4, 6, 8, 10};
     const float y[] = {5, 80, 20, 60, 90, 10};
     Require(AxsDisplayDefaultAxes(dc, axes, "Time", 1, "%", 0) >= 0, "AxsDisplayDefaultAxes");
-    Require(AxsDisplayDefaultData(dc, axes, x, y, 6, AXS_PLOT_LINES, 0) >= 0,
+    Require(AxsDisplayDefaultData(dc, axes, x, y, 6, AXS_PLOT_JOINED, 0) >= 0,
             "AxsDisplayDefaultData");
     AxsDelete(axes);
     canvas_->Look();

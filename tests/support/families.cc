@@ -24,7 +24,10 @@ void CallBack() {
   TvMemFree(TvMemAlloc(8));
 }
 
-void TERVALON_CALL Progress(int32_t /*percent*/, void* /*user*/) { CallBack(); }
+int32_t TERVALON_CALL Progress(int32_t /*percent*/, void* /*user*/) {
+  CallBack();
+  return 0;
+}
 void TERVALON_CALL Yield(void* /*user*/) { CallBack(); }
 
 // Yes to texts that end in an even digit.

@@ -7,11 +7,11 @@
 #include <map>
 
 #include "platform/atoms.h"
+#include "platform/desktop.h"
 #include "platform/headless/window_records.h"
 #include "tervalon/application.h"
 #include "tervalon/linearisation.h"
 #include "tervalon/memory.h"
-#include "tervalon/messages.h"
 #include "tervalon/noise_statistics.h"
 #include "tervalon/number_format.h"
 #include "tervalon/trace_strings.h"
@@ -91,9 +91,8 @@ class Registrations : public Family {
     AppSetWindow(slot, WindowOf(value));
     AppSetService(slot, WindowOf(value), 1);
     const std::string text = "question " + std::to_string(value);
-    Require(GenMessage(nullptr, text.c_str(), "caption", 4, nullptr, nullptr) ==
-                (value % 2 == 0 ? 6 : 7),
-            "another answer");
+    const int32_t answer = platform::TheDesktop().ShowMessage(nullptr, text.c_str(), "caption", 4);
+    Require(answer == (value % 2 == 0 ? 6 : 7), "another answer");
   }
 
  private:

@@ -196,7 +196,9 @@ extern "C" int32_t TERVALON_CALL DmRawWrite(DmRawDescriptor* descriptor, uint32_
     if (source.error() != RAW_OK) return source.error();
     const Range range = {first, static_cast<uint32_t>(count), static_cast<const float*>(items[0]),
                          static_cast<const float*>(items[1])};
-    return Store(range, &*source, descriptor);
+    const int32_t error = Store(range, &*source, descriptor);
+    CloseOtherSources(*source);
+    return error;
   });
 }
 

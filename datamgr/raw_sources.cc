@@ -242,6 +242,12 @@ void CloseRawSource(const std::string& directory) {
       [&](const RawSource& source) { return source.directory() == directory; });
 }
 
+void CloseOtherSources(const RawSource& written) {
+  RawSourceTable::Instance().CloseIf([&](const RawSource& source) {
+    return &source != &written && source.directory() == written.directory();
+  });
+}
+
 void CloseAllRawSources() {
   RawSourceTable::Instance().CloseIf([](const RawSource&) { return true; });
 }

@@ -97,6 +97,9 @@ class SourceLease {
 // Closes a directory, at the end of its leases.
 void CloseRawSource(const std::string& directory);
 
+// Closes what else reads the directory of a source, which has been written through that one.
+void CloseOtherSources(const RawSource& written);
+
 void CloseAllRawSources();
 
 }  // namespace tervalon::datamgr

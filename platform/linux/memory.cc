@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <new>
-#include <unordered_map>
 
 #include "platform/lock.h"
 
@@ -80,7 +80,7 @@ class LinuxMemory : public MovableMemory {
   bool IsLive(TvMemory block) const { return live_.contains(block); }
 
   Mutex lock_;
-  std::unordered_map<TvMemory, std::unique_ptr<TvMemoryBlock>> live_;
+  std::map<TvMemory, std::unique_ptr<TvMemoryBlock>> live_;
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
-/* What the package is measured against: the loops of a C program over function 1 of a run. Prints the
-   processor time of each in seconds: spectra one by one, and an extracted chromatogram. */
+/* What the package is measured against: the loops of a C program over function 1 of a run. Prints
+   the processor time of each in seconds: spectra one by one, and an extracted chromatogram. */
 
 #include <stdio.h>
 #include <stdlib.h>

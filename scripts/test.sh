@@ -104,8 +104,8 @@ if [ $status = 0 ]; then
   run_tests windows-x86_64 "${tests[@]}"
   if [ -n "$all" ]; then
     export TERVALON_PROGRAMS_TIMES=4 # of what programs do to files that they share
-    run_tests release -R programs_test
-    run_tests windows-i686 -R programs_test
+    TERVALON_PROGRAMS_KILLS=200 run_tests release -R programs_test
+    TERVALON_PROGRAMS_KILLS=16 run_tests windows-i686 -R programs_test
     export TERVALON_CALLERS_SEQUENCES=40 TERVALON_LIMITS=1
     run_tests asan -R callers
     run_tests windows-i686 -R callers

@@ -3,6 +3,10 @@
 // Every writer is a process of its own that notes each change before it asks the library for it,
 // and whether the library said that it is stored. When all have finished, what is there has to
 // agree with what was reported; readers check every answer meanwhile.
+//
+// TERVALON_PROGRAMS_KILLS in the environment is how many are ended of each kind: 1000 in the long
+// run, `TERVALON_PROGRAMS_KILLS=1000 programs_test`, a minute or two for each kind.
+// TERVALON_PROGRAMS_TIMES multiplies the changes, TERVALON_PROGRAMS_SEED repeats a run.
 
 #ifndef TESTS_PROGRAMS_DRIVER_H_
 #define TESTS_PROGRAMS_DRIVER_H_

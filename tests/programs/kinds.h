@@ -24,6 +24,7 @@ Kind RawHeaderKind();
 Kind FunctionTableKind();
 Kind AnalogDescriptorsKind();
 Kind HistoryKind();
+Kind ProcessedSetKind();
 
 }  // namespace tervalon::testing
 

@@ -45,7 +45,7 @@ int32_t WithSamples(int32_t handle, Use use) {
   int32_t error = RawFileOpen(handle, kAnalogData, 0, kReadMember);
   if (error != RAW_OK) return error;
   platform::File* const samples = OpenMember(handle, kAnalogData, 0);
-  error = use(*samples);
+  error = Guarded<int32_t>(RAW_NO_MEMORY_FOR_MEMBER, [&] { return use(*samples); });
   if (!IsOpen(handle, samples)) return RAW_MEMBER_NOT_OPEN;
   const int32_t close_error = RawFileClose(handle, kAnalogData, 0);
   return error != RAW_OK ? error : close_error;

@@ -58,10 +58,9 @@ std::string SubDirectory(const std::string& project, const FileKind& kind) {
   return ComposePath(project, kind.directory, "");
 }
 
-// Whether a record is read back from its line of the store as it is.
-bool IsStorable(const SystemFile& file, const char* key) {
-  std::string text;
-  return Format(file, &text) && text.size() + std::strlen(key) < kMaxLine;
+// The value of a record in the store. False when it would not be read back as it is.
+bool ValueOf(const SystemFile& file, const char* key, std::string* value) {
+  return Format(file, value) && value->size() + std::strlen(key) < kMaxLine;
 }
 
 // The record of a kind's current file in a project. False when it has no room in the record.
@@ -119,17 +118,18 @@ Search FindFirst(SystemFile* file, bool want_directory) {
   return Search::kFound;
 }
 
-using CurrentFiles = std::array<SystemFile, kFileKinds.size()>;
+using CurrentFiles = std::array<std::string, kFileKinds.size()>;  // values in the store
 
 // The current files of a project. False when one cannot be stored, or a directory is there and
 // cannot be read: a project is selected as a whole or not at all.
 bool FindCurrentFiles(const SystemFile& project, CurrentFiles* files) {
   for (size_t i = 0; i < files->size(); ++i) {
     const FileKind& kind = kFileKinds[i];
-    SystemFile* file = &(*files)[i];
-    if (!FileOf(project, kind, file) || !IsStorable(*file, kind.key)) return false;
+    std::string* value = &(*files)[i];
+    SystemFile file;
+    if (!FileOf(project, kind, &file) || !ValueOf(file, kind.key, value)) return false;
     const bool is_raw = platform::EqualWithoutCase(kind.extension, kRawExtension);
-    if (FindFirst(file, is_raw) == Search::kUnreadable || !IsStorable(*file, kind.key)) {
+    if (FindFirst(&file, is_raw) == Search::kUnreadable || !ValueOf(file, kind.key, value)) {
       return false;
     }
   }
@@ -139,7 +139,7 @@ bool FindCurrentFiles(const SystemFile& project, CurrentFiles* files) {
 int32_t SetCurrentFiles(const CurrentFiles& files) {
   int32_t done = 1;
   for (size_t i = 0; i < files.size(); ++i) {
-    done &= SetGlobalFile(kSection, kFileKinds[i].key, &files[i], 1);
+    done &= SetGlobalString(kSection, kFileKinds[i].key, files[i].c_str(), 1);
   }
   return done;
 }
@@ -288,12 +288,13 @@ extern "C" int32_t TERVALON_CALL ProSetCurrent(TvWindow owner, const SystemFile*
   if (project == nullptr) return 0;
   return Guarded(0, [=] {
     settings::CurrentFiles files;
-    if (!settings::IsStorable(*project, settings::kProjectKey) ||
+    std::string value;
+    if (!settings::ValueOf(*project, settings::kProjectKey, &value) ||
         !settings::FindCurrentFiles(*project, &files) || ProShutDownServices(owner) == 0 ||
         !settings::FindCurrentFiles(*project, &files)) {  // services may leave files behind
       return 0;
     }
-    return SetGlobalFile(settings::kSection, settings::kProjectKey, project, 1) &
+    return SetGlobalString(settings::kSection, settings::kProjectKey, value.c_str(), 1) &
            settings::SetCurrentFiles(files);
   });
 }

@@ -379,32 +379,6 @@ TEST_F(RawAdapterTest, ReadersSeeScansThatAWriterAdds) {
   }
 }
 
-// Failing file operations anywhere give a failure value, and leave nothing open.
-TEST_F(RawAdapterTest, FileFaults) {
-  FaultyFileSystem& files = UseFaultyFiles();
-  for (const FileCall call : {FileCall::kOpen, FileCall::kRead, FileCall::kSize}) {
-    int64_t failures = 0;
-    for (int64_t n = 1;; ++n) {
-      files.On(call).FailNth(n);
-      const int64_t before = files.Calls(call);
-      DmRawDescriptor descriptor = Chromatogram(DM_TRACE_MASS, {184.1f});
-      const int32_t handle = Grant(&descriptor);
-      if (handle != 0) {
-        const int32_t status = DmGetData(handle, 1, 1, 0);
-        if (status != 0) ++failures;
-        EXPECT_EQ(Values(handle, 0, 1, 1).empty(), status != 0);
-        EXPECT_EQ(DmReleaseHandle(handle, 0), 0);
-      } else {
-        ++failures;
-      }
-      EXPECT_EQ(files.open_files(), 0);
-      if (files.Calls(call) - before < n) break;
-    }
-    EXPECT_GT(failures, 0) << static_cast<int>(call);
-    files.On(call).Heal();
-  }
-}
-
 // Recorded acquisitions: what the data handles deliver is what the raw exports do.
 TEST_F(RawAdapterTest, RecordedData) {
   const char* folder = std::getenv("TERVALON_TEST_DATA");

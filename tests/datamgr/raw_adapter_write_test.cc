@@ -190,53 +190,6 @@ TEST_F(RawAdapterWriteTest, SavingRecordsTheSetInTheHistory) {
   EXPECT_EQ(header.highest_index, 2);
 }
 
-// Whatever fails, the set has its old scans or the new one too, all of them whole; nothing stays
-// open, and what could not be read is not taken for empty.
-TEST_F(RawAdapterWriteTest, FailedWritesLoseNothing) {
-  const Floats masses = {100, 200, 300, 400};
-  std::vector<Floats> scans = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}};
-  for (const Floats& scan : scans) ASSERT_EQ(Store(Spectrum(0, 1, kProcess), masses, scan), 0);
-  FaultyFileSystem& files = UseFaultyFiles();
-  files.SetShortWriteBytes(9);
-  for (const FileCall call :
-       {FileCall::kOpen, FileCall::kRead, FileCall::kWrite, FileCall::kPosition, FileCall::kSize,
-        FileCall::kLock, FileCall::kResize, FileCall::kClose}) {
-    int failures = 0;
-    const auto attempt = [&](int64_t n, int32_t number, bool onwards) {
-      const int64_t before = files.Calls(call);
-      const Floats fresh = {static_cast<float>(n), 5, 6, static_cast<float>(number)};
-      files.On(call).FailNth(n, onwards);
-      const int32_t result = Store(Spectrum(number, 1, kProcess), masses, fresh);
-      const bool reached = files.Calls(call) - before >= n;
-      files.On(call).Heal();
-      EXPECT_EQ(files.open_files(), 0);
-      if (result != 0) {
-        ++failures;
-      } else if (number == 0) {
-        scans.push_back(fresh);
-      } else {
-        scans[static_cast<size_t>(number) - 1] = fresh;
-      }
-      for (size_t s = 0; s < scans.size(); ++s) {
-        EXPECT_EQ(ReadAll(Spectrum(static_cast<int32_t>(s + 1), 1, kProcess)).second, scans[s])
-            << "scan " << s + 1 << ", call " << static_cast<int>(call) << ", " << result;
-      }
-      EXPECT_EQ(testing::ReadFile(Path("_PROC003.IDX")).size() / 22, scans.size());
-      return reached;
-    };
-    bool reached = true;
-    for (int64_t n = 1; reached && !HasFailure(); ++n) {
-      reached = false;
-      for (const int32_t number : {2, 0}) {
-        for (const bool onwards : {false, true}) reached |= attempt(n, number, onwards);
-      }
-    }
-    const bool nothing_to_cut = call == FileCall::kResize;
-    EXPECT_TRUE(failures > 0 || nothing_to_cut || call == FileCall::kClose)
-        << static_cast<int>(call);
-  }
-}
-
 // What a writer that died has left: records of data that never came, the beginning of a record,
 // data without one.
 TEST_F(RawAdapterWriteTest, GoesOnBehindWhatIsComplete) {

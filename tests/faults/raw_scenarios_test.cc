@@ -318,6 +318,13 @@ void NormaliseScans(Disk* disk) {
 void Normalise(Disk* disk) {
   NormaliseScans(disk);
   disk->files.erase(std::string(kDirectory) + ".lock");  // of whoever creates it
+  // The next name, where the first could not be opened.
+  for (const auto& [path, bytes] : Disk(*disk).files) {
+    if (!path.ends_with(".BAK2")) continue;
+    auto copy = disk->files.extract(path);
+    copy.key().pop_back();
+    disk->files.insert(std::move(copy));
+  }
   for (auto& [path, bytes] : disk->files) {
     if (path.ends_with("_ANALOGS.DAT")) bytes.resize(bytes.size() / 8 * 8);
     if (path.ends_with("_HISTORY.INF")) {

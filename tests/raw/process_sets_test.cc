@@ -122,27 +122,6 @@ TEST_F(ProcessSetsTest, WhatCannotBeToldIsRefused) {
   WriteFile(Path("_PROC001.DAT"), Bytes(4000, 0x5A));
   WriteFile(Path("_PROC001.IDX"), IndexBytes({{0, 100, -3}, {1000, 100, -3}}));
   DataTypeOf(1, 0, RAW_BAD_ARGUMENT);
-  // Unreadable is not missing.
-  WriteSet(1, RAW_DATA_STANDARD_CENTROID, {NumberedScan(1, 9)});
-  WriteHistory({{1, 1, 1}});
-  FaultyFileSystem& files = UseFaultyFiles();
-  OpenRun();
-  for (const FileCall call : {FileCall::kOpen, FileCall::kRead, FileCall::kSize}) {
-    for (int64_t nth = 1;; ++nth) {
-      SCOPED_TRACE(nth);
-      files.On(call).FailNth(nth);
-      function_ = 0;
-      const int32_t error = RawReadProcFunction(handle_, 1, &function_, &record_);
-      files.On(call).Heal();
-      if (error == RAW_OK) {
-        EXPECT_GT(nth, 1);
-        EXPECT_EQ(DataTypeOf(1, 0), RAW_DATA_STANDARD_CENTROID);
-        break;
-      }
-      ASSERT_TRUE(error == RAW_MEMBER_NOT_OPENED || error == RAW_SEEK_FAILED) << error;
-      ASSERT_LT(nth, 30);
-    }
-  }
 }
 
 }  // namespace

@@ -339,21 +339,6 @@ TEST_F(WriteFaultTest, FullDiskThatIsClearedAgain) {
   }
 }
 
-TEST_F(WriteFaultTest, EndReportsAFailedFlushAndClosesAllTheSame) {
-  FaultyFileSystem& files = UseFaultyFiles();
-  for (const FileCall call : {FileCall::kWrite, FileCall::kClose}) {
-    OpenWriter(kType);
-    ASSERT_EQ(WriteScan(handle_, 1, 0, kType, FaultScan(3)), RAW_OK);
-    files.On(call).FailNth(1);
-    EXPECT_EQ(RawCreateScansEnd(handle_, 1, 0),
-              call == FileCall::kWrite ? RAW_SHORT_WRITE : RAW_MEMBER_NOT_CLOSED);
-    EXPECT_EQ(files.open_files(), 1);  // of the right to acquire
-    EXPECT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_SCAN_BUFFER_ABSENT);
-    EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
-    EXPECT_EQ(files.open_files(), 0);
-  }
-}
-
 // A reader that read ahead must not show what a failed write left behind the last scan.
 TEST_F(WriteFaultTest, ReadersDoNotKeepWhatAFailedWriteLeft) {
   FaultyFileSystem& files = UseFaultyFiles();

@@ -382,38 +382,6 @@ TEST_F(SettingsTest, AnUnreadableFileIsNeitherSeededFromNorWritten) {
   EXPECT_EQ(InitGlobal(0), 1);
 }
 
-// Whichever step of the one change fails, once or from there on, the file is as it was, or changed
-// whole, as the call says; the next change leaves nothing beside it.
-TEST_F(SettingsTest, EveryStepOfAWriteBackMayFail) {
-  const std::string before = "; by hand\r\n[User]\r\nJob=old\r\n";
-  int steps = 0;
-  for (int call = 0; call < static_cast<int>(FileCall::kCount); ++call) {
-    for (const bool onwards : {false, true}) {
-      for (int n = 1;; ++n, ++steps) {
-        testing::WriteText(FilePath(), before);
-        Restart();
-        ASSERT_EQ(InitGlobal(0), 1);
-        Set("User", "Job", "new");
-        testing::FaultyFileSystem files;
-        {
-          const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
-          files.On(static_cast<FileCall>(call)).FailNth(n, onwards);
-          const int32_t result = FreeGlobal(0);
-          EXPECT_TRUE(result == 0 || files.Calls(FileCall::kMove) == 1) << call << " " << n;
-          const std::string expected = result == 0 ? before : "; by hand\r\n[User]\r\nJob=new\r\n";
-          EXPECT_EQ(File().substr(0, expected.size()), expected) << call << " " << n;
-          EXPECT_EQ(File().find("[Find]\r\n") != std::string::npos, result == 1);
-          EXPECT_EQ(files.open_files(), 0);
-        }
-        EXPECT_EQ(SetIni("S", "k", "v"), 1);
-        EXPECT_EQ(Entries(), 1) << call << " " << n;
-        if (files.Calls(static_cast<FileCall>(call)) < n) break;
-      }
-    }
-  }
-  EXPECT_GT(steps, 15);
-}
-
 // What a file can ask for is bounded: it is read once for all keys, and one that is no settings
 // file by its size is not read at all.
 TEST_F(SettingsTest, HugeFilesAreLeftAlone) {

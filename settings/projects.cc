@@ -12,10 +12,12 @@
 #include "appsvc/export_guard.h"
 #include "platform/desktop.h"
 #include "platform/file_system.h"
+#include "platform/profile.h"
 #include "platform/text.h"
 #include "platform/window_manager.h"
 #include "settings/ini_text.h"
 #include "settings/path_text.h"
+#include "settings/settings.h"
 #include "settings/system_file.h"
 #include "tervalon/application.h"
 #include "tervalon/paths.h"
@@ -136,12 +138,14 @@ bool FindCurrentFiles(const SystemFile& project, CurrentFiles* files) {
   return true;
 }
 
-int32_t SetCurrentFiles(const CurrentFiles& files) {
-  int32_t done = 1;
+// Sets the current files, and the project where it is given.
+int32_t SetCurrentFiles(const CurrentFiles& files, const std::string* project) {
+  std::vector<platform::ProfileEdit> values;
+  if (project != nullptr) values.push_back({kSection, kProjectKey, project->c_str()});
   for (size_t i = 0; i < files.size(); ++i) {
-    done &= SetGlobalString(kSection, kFileKinds[i].key, files[i].c_str(), 1);
+    values.push_back({kSection, kFileKinds[i].key, files[i].c_str()});
   }
-  return done;
+  return SetGlobalValues(values);
 }
 
 int32_t CannotCreate(TvWindow owner, const char* text) {
@@ -294,8 +298,7 @@ extern "C" int32_t TERVALON_CALL ProSetCurrent(TvWindow owner, const SystemFile*
         !settings::FindCurrentFiles(*project, &files)) {  // services may leave files behind
       return 0;
     }
-    return SetGlobalString(settings::kSection, settings::kProjectKey, value.c_str(), 1) &
-           settings::SetCurrentFiles(files);
+    return settings::SetCurrentFiles(files, &value);
   });
 }
 
@@ -303,7 +306,8 @@ extern "C" int32_t TERVALON_CALL ProSetGlobalDirectories(const SystemFile* proje
   if (project == nullptr) return 0;
   return Guarded(0, [=] {
     settings::CurrentFiles files;
-    return settings::FindCurrentFiles(*project, &files) ? settings::SetCurrentFiles(files) : 0;
+    return settings::FindCurrentFiles(*project, &files) ? settings::SetCurrentFiles(files, nullptr)
+                                                        : 0;
   });
 }
 

@@ -4,6 +4,7 @@
 #ifndef SETTINGS_SETTINGS_H_
 #define SETTINGS_SETTINGS_H_
 
+#include <cstdint>
 #include <span>
 
 #include "platform/profile.h"
@@ -21,6 +22,9 @@ bool ChangeSettings(std::span<const platform::ProfileEdit> edits);
 // Forgets the settings file's path, the working directory and what was read once.
 // `working_directory` (optional) stands in for the process's current directory.
 void ResetSettingsFile(const char* working_directory);
+
+// Sets keys of the global store in one go. Returns 1, 0 when there is no store or no memory.
+int32_t SetGlobalValues(std::span<const platform::ProfileEdit> values);
 
 // Frees the global store without writing it back.
 void ResetGlobalStore();

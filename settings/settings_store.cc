@@ -174,6 +174,16 @@ int32_t WriteRecord(const char* section, const char* key, const Record* file, in
 
 }  // namespace
 
+int32_t SetGlobalValues(std::span<const platform::ProfileEdit> values) {
+  return OnStore(0, [=] {
+    int32_t done = 1;
+    for (const auto& [section, key, value] : values) {
+      done &= SetString(&global.ini, section, key, value, 1);
+    }
+    return done;
+  });
+}
+
 void ResetGlobalStore() {
   const StoreScope scope;
   FreeStore();

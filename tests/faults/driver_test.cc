@@ -421,7 +421,10 @@ bool Driver::IsSpared(const std::string& path, const File& file, size_t step) co
   const size_t last = std::min(step + 1, states_.size() - 1);
   const Spared spared = scenario_.spared(path);
   if (spared == Spared::kReported) {
-    return file == FileOf(states_[step], path) || file == FileOf(states_[last], path);
+    if (file == FileOf(states_[step], path) || file == FileOf(states_[last], path)) return true;
+    size_t there = step;  // before it was erased, which nothing forces
+    while (there > 0 && !FileOf(states_[there], path)) --there;
+    return there < step && file == FileOf(states_[there], path);
   }
   size_t state = step;  // the last one in which it was forced
   const auto forced_by = [&](size_t i) {

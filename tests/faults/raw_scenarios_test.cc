@@ -289,10 +289,11 @@ void NormaliseScans(Disk* disk) {
     const bool scans = is_index || (path.ends_with(".DAT") && !path.ends_with("_ANALOGS.DAT"));
     const auto other = disk->files.find(stem + (is_index ? ".DAT" : ".IDX"));
     const bool alone = other == disk->files.end();
-    if (!scans || (alone && !bytes.empty())) normal.files[path] = bytes;
+    const bool set = path.find("_PROC") != std::string::npos;
+    const bool nothing = bytes.empty() || (is_index && set);  // where it is alone
+    if (!scans || (alone && !nothing)) normal.files[path] = bytes;
     if (!is_index || alone) continue;
     const std::vector<uint8_t>& data = other->second;
-    const bool set = path.find("_PROC") != std::string::npos;
     std::vector<uint8_t> index;
     size_t used = 0;
     for (auto record = bytes.begin(); bytes.end() - record >= std::ptrdiff_t{kRecord};

@@ -23,15 +23,25 @@ void Succeed(int32_t error, const std::string& what) {
   Require(error == RAW_OK, what + ": " + std::to_string(error));
 }
 
-// All intensities of a spectrum are who put it there and when, and their count follows from
-// that.
+// What tells who put a spectrum there and when: its intensities, and their count. The type stores
+// whole numbers up to 8191 as they are.
 struct Origin {
+  static constexpr uint32_t kDigit = 4096;
   int writer = 0;
   uint32_t serial = 0;
 
-  size_t Points() const { return 1 + serial * 37 % 300; }
-  float Intensity() const {
-    return static_cast<float>(serial * kWriters + static_cast<uint32_t>(writer));
+  std::vector<float> Intensities() const {
+    std::vector<float> values(3 + serial * 37 % 300, static_cast<float>(1 + serial % kDigit));
+    values[1] = static_cast<float>(1 + serial / kDigit);
+    values[2] = static_cast<float>(1 + writer);
+    return values;
+  }
+  static Origin Of(const std::vector<float>& values) {
+    Origin origin;
+    if (values.size() < 3) return origin;
+    origin.serial = static_cast<uint32_t>(values[0] - 1 + (values[1] - 1) * kDigit);
+    origin.writer = static_cast<int>(values[2]) - 1;
+    return origin;
   }
 };
 
@@ -59,11 +69,9 @@ std::vector<Origin> ReadSet() {
     for (int32_t scan = 1; scan <= scans; ++scan) {
       const Spectrum read = Read(handle, 1, kProcess, scan);
       Succeed(read.error, "RawReadSpectrum");
-      const auto value = read.intensities.empty() ? 0 : static_cast<uint32_t>(read.intensities[0]);
-      const Origin origin = {static_cast<int>(value % kWriters), value / kWriters};
-      Require(
-          value > 0 && read.intensities == std::vector<float>(origin.Points(), origin.Intensity()),
-          "scan " + std::to_string(scan) + " is not whole");
+      const Origin origin = Origin::Of(read.intensities);
+      Require(origin.serial > 0 && read.intensities == origin.Intensities(),
+              "scan " + std::to_string(scan) + " is not whole");
       origins.push_back(origin);
     }
     Succeed(RawReadFuncEnd(handle, 1, kProcess), "RawReadFuncEnd");
@@ -88,9 +96,9 @@ class SetWriter : public Writer {
     descriptor.kind = DM_RAW_SPECTRUM;
     descriptor.scan = scan;
     const Origin origin = {notes->writer(), serial};
-    std::vector<float> masses(origin.Points());
+    std::vector<float> intensities = origin.Intensities();
+    std::vector<float> masses(intensities.size());
     for (size_t i = 0; i < masses.size(); ++i) masses[i] = static_cast<float>(i);
-    std::vector<float> intensities(masses.size(), origin.Intensity());
     void* const items[] = {masses.data(), intensities.data(), nullptr, nullptr};
     notes->Begin(std::to_string(serial) + " " + std::to_string(first));
     const int32_t error = DmRawWrite(&descriptor, 1, static_cast<int32_t>(masses.size()), items);

@@ -100,7 +100,7 @@ class SettingsPlaces : public Places {
 
 Kind ReplacedFileKind() {
   return {"ReplacedFile",
-          1500,
+          300,
           [] {},
           [](int) { return std::make_unique<CounterWriter>(); },
           [] { return std::make_unique<CounterReader>(); },

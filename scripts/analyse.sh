@@ -1,7 +1,7 @@
 #!/bin/bash
 # Static analysis, which has to be clean: cppcheck over library and program, for both platforms, and
 # GCC's analyser over what is C (it does not know C++ yet). What is left out, and why, stands in
-# cmake/cppcheck.txt. clang-tidy, with its bugprone, cert and analyser checks, is a step of
+# cmake/cppcheck.txt. clang-tidy, with its bugprone and analyser checks, is a step of
 # scripts/test.sh; .clang-tidy says what it leaves out.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -3,8 +3,10 @@
 # Installs what is missing. Stops at the first failure.
 #
 #   scripts/test.sh         in less than 20 minutes on two cores; of 64-bit Windows what depends on it
-#   scripts/test.sh --all   in less than 45: also clang-tidy over program and tests, more tests on
-#                           64-bit Windows, longer runs of programs that share files, the manual,
+#   scripts/test.sh --all   also what takes longer: clang-tidy over the program, more tests on 64-bit
+#                           Windows, longer runs of programs, lives, limits and wrong arguments,
+#                           threads under ThreadSanitizer, exports and imports judged by programs of
+#                           others, static analysis, the fuzzers for half a minute, the manual,
 #                           and the packages, which are installed in a bare Debian
 #
 # TERVALON_TEST_DATA   a folder of acquisitions with the values expected of them; by default the one
@@ -17,7 +19,7 @@ case ${1:-} in
   '') all= ;;
   --all) all=1 ;;
   *)
-    sed -n '5,8s/^# *//p' "${BASH_SOURCE[0]}" >&2
+    sed -n '5,10s/^# *//p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac
@@ -70,7 +72,7 @@ configure_and_build asan
 step "clang-tidy"
 cmake --preset lint >/dev/null
 folders='appsvc|datamgr|db3|numerics|platform|plot|raw|settings'
-[ -z "$all" ] || folders+='|tools|tests'
+[ -z "$all" ] || folders+='|tools'
 sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
   grep -E "^$PWD/($folders)/" |
   xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)
@@ -85,13 +87,11 @@ printf '%s\n' platform/win32/*.cc tools/win32/*.cc |
 run_tests asan
 configure_and_build windows-i686
 # What the size of a pointer, another calling convention and another Wine can change.
-targets=(--target tervalon tervalon_static tervalon_tool abi_client platform_test plot_test)
-tests=(-R '^(abi|installed|platform_test|plot_test)')
-if [ -n "$all" ]; then
-  # Without the tests that start many programs, for which this Wine now and then waits for ever.
-  targets=() tests=(-R '^(abi|installed|appsvc|db3|numerics|platform|plot|settings)')
-fi
-configure_and_build windows-x86_64 "${targets[@]}"
+# Without the tests that start many programs, for which this Wine now and then waits for ever.
+suites=(platform_test plot_test)
+[ -z "$all" ] || suites+=(appsvc_test db3_test numerics_test settings_test)
+configure_and_build windows-x86_64 \
+  --target tervalon tervalon_static tervalon_tool abi_client "${suites[@]}"
 configure_and_build release
 
 step "Wine"
@@ -101,12 +101,12 @@ cat build/wine.log
 if [ $status = 0 ]; then
   run_tests release
   run_tests windows-i686
-  run_tests windows-x86_64 "${tests[@]}"
+  run_tests windows-x86_64 -R "^(abi|installed|$(IFS='|' && echo "${suites[*]}"))"
   if [ -n "$all" ]; then
     export TERVALON_PROGRAMS_TIMES=4 # of what programs do to files that they share
     TERVALON_PROGRAMS_KILLS=200 run_tests release -R programs_test
     TERVALON_PROGRAMS_KILLS=16 run_tests windows-i686 -R programs_test
-    export TERVALON_CALLERS_SEQUENCES=40 TERVALON_LIMITS=1
+    export TERVALON_CALLERS_SEQUENCES=20 TERVALON_LIMITS=1
     run_tests asan -R callers
     run_tests windows-i686 -R callers
     run_tests release -R limits_test

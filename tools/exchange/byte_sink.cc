@@ -27,6 +27,8 @@ StagedName::~StagedName() { RemoveFile(staging_); }
 
 void StagedName::Commit() {
   console::CheckInterrupt();
+  errno = 0;
+  if (!console::ForceToDisk(staging_)) FailToWrite(name_);
   MoveOver(staging_, target_);
 }
 

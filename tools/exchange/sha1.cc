@@ -4,6 +4,11 @@
 #include <bit>
 #include <cstring>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#include <immintrin.h>
+#endif
+
 namespace tervalon::tools {
 namespace {
 
@@ -23,9 +28,77 @@ inline void Step(Words& w, uint32_t word, uint32_t constant, Mix mix) {
   w = {next, w.a, std::rotl(w.b, 30), w.c, w.d};
 }
 
+#if defined(__x86_64__)
+#define TERVALON_SHA_TARGET __attribute__((target("sha,sse4.1")))
+
+// SHA, SSSE3 and SSE4.1.
+bool ProcessorHasSha() {
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  constexpr unsigned kSse = 1U << 9 | 1U << 19;
+  if (__get_cpuid(1, &a, &b, &c, &d) == 0 || (c & kSse) != kSse) return false;
+  return __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 && (b >> 29 & 1) != 0;
+}
+
+struct Registers {
+  __m128i abcd;
+  __m128i before;  // abcd of four steps before, from which e comes
+  __m128i words[4];
+};
+
+// 20 of a block's 80 steps, four at a time.
+template <int kStage>
+TERVALON_SHA_TARGET inline void RunStage(Registers& r) {
+#pragma GCC unroll 5
+  for (int i = 5 * kStage; i < 5 * kStage + 5; ++i) {
+    __m128i& word = r.words[i & 3];
+    if (i >= 4) {
+      word = _mm_sha1msg1_epu32(word, r.words[(i + 1) & 3]);
+      word = _mm_sha1msg2_epu32(_mm_xor_si128(word, r.words[(i + 2) & 3]), r.words[(i + 3) & 3]);
+    }
+    const __m128i e = i == 0 ? _mm_add_epi32(r.before, word) : _mm_sha1nexte_epu32(r.before, word);
+    r.before = r.abcd;
+    r.abcd = _mm_sha1rnds4_epu32(r.abcd, e, kStage);
+  }
+}
+
+// What AddBlocks does, by the processor's own instructions.
+TERVALON_SHA_TARGET void RunBlocks(uint32_t* state, const uint8_t* bytes, size_t blocks) {
+  const __m128i big_endian = _mm_set_epi64x(0x0001020304050607, 0x08090A0B0C0D0E0F);
+  __m128i abcd = _mm_loadu_si128(reinterpret_cast<const __m128i*>(state));
+  abcd = _mm_shuffle_epi32(abcd, 0x1B);
+  __m128i e = _mm_set_epi32(static_cast<int>(state[4]), 0, 0, 0);
+  for (; blocks > 0; --blocks) {
+    Registers r = {.abcd = abcd, .before = e, .words = {}};
+    for (__m128i& word : r.words) {
+      word = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+      word = _mm_shuffle_epi8(word, big_endian);
+      bytes += sizeof word;
+    }
+    RunStage<0>(r);
+    RunStage<1>(r);
+    RunStage<2>(r);
+    RunStage<3>(r);
+    e = _mm_sha1nexte_epu32(r.before, e);
+    abcd = _mm_add_epi32(r.abcd, abcd);
+  }
+  abcd = _mm_shuffle_epi32(abcd, 0x1B);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(state), abcd);
+  state[4] = static_cast<uint32_t>(_mm_extract_epi32(e, 3));
+}
+
+#undef TERVALON_SHA_TARGET
+#endif
+
 }  // namespace
 
 void Sha1::AddBlocks(State& state, const uint8_t* bytes, size_t blocks) {
+#if defined(__x86_64__)
+  static const bool has_sha = ProcessorHasSha();
+  if (has_sha) return RunBlocks(state.data(), bytes, blocks);
+#endif
   const auto choose = [](uint32_t b, uint32_t c, uint32_t d) { return d ^ (b & (c ^ d)); };
   const auto parity = [](uint32_t b, uint32_t c, uint32_t d) { return b ^ c ^ d; };
   const auto majority = [](uint32_t b, uint32_t c, uint32_t d) { return (b & c) | (d & (b | c)); };

@@ -1,5 +1,6 @@
 #include "tools/print/console.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,6 +40,19 @@ void CopyOwner(const std::string& from, const std::string& to) {
       chown(to.c_str(), static_cast<uid_t>(-1), owner.st_gid) != 0) {
     return;  // somebody else's file becomes the user's own
   }
+}
+
+bool ForceToDisk(const std::string& name) {
+  const int file = open(name.c_str(), O_WRONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  int result = 0;
+  do {
+    result = fsync(file);
+  } while (result != 0 && errno == EINTR);
+  const int error = errno;
+  close(file);
+  errno = error;
+  return result == 0;
 }
 
 bool ErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }

@@ -29,6 +29,9 @@ std::string Utf8FromCodePage(const std::string& text);
 // Gives a file the owner and group of another, where the user may.
 void CopyOwner(const std::string& from, const std::string& to);
 
+// What a file holds outlives a loss of power from now on. On failure errno may say why.
+bool ForceToDisk(const std::string& name);
+
 bool ErrorIsTerminal();
 
 // The width of the terminal that standard output goes to; 80 when it is none.

@@ -101,6 +101,15 @@ std::string Utf8FromCodePage(const std::string& text) {
 // New files have the owner and the rights that their directory gives them.
 void CopyOwner(const std::string& /*from*/, const std::string& /*to*/) {}
 
+bool ForceToDisk(const std::string& name) {
+  HANDLE const file = CreateFileW(Wide(name, CP_UTF8).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                                  nullptr, OPEN_EXISTING, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  const bool forced = FlushFileBuffers(file) != FALSE;
+  CloseHandle(file);
+  return forced;
+}
+
 // The C runtime calls NUL a terminal too.
 bool ErrorIsTerminal() {
   DWORD mode = 0;

@@ -11,7 +11,7 @@ packages=(
   googletest libbenchmark-dev                           # tests and benchmarks
   libcli11-dev nlohmann-json3-dev                       # the command-line program
   zlib1g-dev libz-mingw-w64-dev libexpat1-dev           # its export and import
-  libsqlite3-dev libnetcdf-dev                          # and more of its export
+  libsqlite3-dev libnetcdf-dev sqlite3 netcdf-bin       # and more of its export
   shapelib libshp-dev python3-dbf                       # tests and benchmarks of record files
   clang-format clang-tidy debootstrap                   # scripts/test.sh, scripts/wine.sh
   cppcheck gcovr                                        # scripts/analyse.sh, scripts/coverage.sh

@@ -184,6 +184,90 @@ TEST_F(ExportTest, AFailedExportLeavesWhatWasThere) {
   EXPECT_EQ(Names(), names);
 }
 
+#if !defined(_WIN32)
+// Neither a full disk nor a signal leaves a part of a file or spoils an older one.
+TEST_F(ExportTest, AnExportThatIsBrokenOffLeavesNothing) {
+  Output({"simulate", "LONG.RAW", "--scans", "400"});
+  const std::string command = "'" + ProgramPath() + "' export LONG.RAW -o old.";
+  for (const std::string format : {"mzML", "csv", "mgf", "sqlite", "cdf"}) {
+    SCOPED_TRACE(format);
+    std::ofstream(NativePath("old." + format)) << "old";
+    const std::vector<std::string> names = Names();
+    const ProcessResult full = RunShell(
+        "trap '' XFSZ; ulimit -f 1; exec " + command + format + " -f 1 --precursor 400", Path(""));
+    EXPECT_EQ(full.status, 1);
+    EXPECT_TRUE(full.err.starts_with("tervalon: old." + format + ": ")) << full.err;
+    EXPECT_EQ(Content("old." + format), "old");
+    EXPECT_EQ(Names(), names);
+    if (format == "mgf" || format == "cdf") continue;  // too fast to be broken off
+    // As soon as there is something beside the old file.
+    const ProcessResult ended =
+        RunShell(command + format + " -f 2 & until ls old." + format +
+                     ".*.part >/dev/null 2>&1; do :; done; kill -TERM $!; wait $!",
+                 Path(""));
+    EXPECT_EQ(ended.status, 128 + 15) << ended.err;
+    EXPECT_EQ(Content("old." + format), "old");
+    EXPECT_EQ(Names(), names);
+  }
+}
+
+std::vector<float> FromHex(const std::string& digits) {
+  std::vector<float> numbers;
+  for (size_t i = 0; i + 8 <= digits.size(); i += 8) {
+    const auto bits = static_cast<uint32_t>(std::stoul(digits.substr(i, 8), nullptr, 16));
+    numbers.push_back(std::bit_cast<float>(__builtin_bswap32(bits)));
+  }
+  return numbers;
+}
+
+// Read back by the libraries' own programs.
+TEST_F(ExportTest, DatabasesHoldWhatTheRunHas) {
+  if (RunShell("command -v sqlite3 && command -v ncdump", Path("")).status != 0) {
+    GTEST_SKIP() << "no sqlite3 or ncdump";
+  }
+  const PointsByScan run = FromNdjson(Exported("r.ndjson"));
+  Exported("rows.sqlite", {"--rows"});
+  Exported("arrays.sqlite");
+  const auto query = [this](const std::string& file, const std::string& columns) {
+    const ProcessResult result =
+        RunShell("sqlite3 -header -csv " + file + " 'SELECT function, scan, time, " + columns +
+                     " JOIN scans s ON scan_id = s.id JOIN functions f ON function_id = f.id'",
+                 Path(""));
+    EXPECT_EQ(result.err, "");
+    return result.out;
+  };
+  EXPECT_EQ(FromTable(query("rows.sqlite", "mass, intensity FROM points"), ','), run);
+  std::istringstream arrays(query("arrays.sqlite", "hex(masses), hex(intensities) FROM arrays"));
+  PointsByScan packed;
+  std::string line;
+  for (std::getline(arrays, line); std::getline(arrays, line);) {
+    std::vector<std::string> cells;
+    std::istringstream row(line);
+    for (std::string cell; std::getline(row, cell, ',');) cells.push_back(cell);
+    packed[cells.at(0) + "/" + cells.at(1)] = {FromHex(cells.at(3)), FromHex(cells.at(4))};
+  }
+  EXPECT_EQ(packed, run);
+
+  Exported("r.cdf", {"-f", "2"});
+  const std::string text = RunShell("ncdump -p 9,17 r.cdf", Path("")).out;
+  const auto variable = [&text](const std::string& name) {
+    std::vector<float> values;
+    const size_t data = text.find("\ndata:");
+    std::istringstream list(Between(text, " " + name + " = ", ";", data));
+    for (std::string value; std::getline(list, value, ',');) values.push_back(std::stof(value));
+    return values;
+  };
+  std::vector<float> seconds, currents;
+  const json table = Json({"scans", "R.RAW", "-f", "2"});
+  for (const json& scan : table["scans"]) {
+    seconds.push_back(static_cast<float>(scan["time"].get<float>() * 60.0));
+    currents.push_back(scan["tic"].get<float>());
+  }
+  EXPECT_EQ(variable("raw_data_retention"), seconds);
+  EXPECT_EQ(variable("ordinate_values"), currents);
+}
+#endif
+
 // What several inputs print is what each prints, labelled; a failure is told and the others done.
 TEST_F(ExportTest, SeveralInputsAreDoneSideBySide) {
   Output({"simulate", "S.RAW", "--scans", "4", "--seed", "5"});

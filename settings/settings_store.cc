@@ -193,7 +193,6 @@ void ResetGlobalStore() {
 
 using tervalon::Guarded;
 namespace settings = tervalon::settings;
-namespace platform = tervalon::platform;
 using settings::global;
 
 extern "C" int32_t TERVALON_CALL InitGlobal(int32_t /*ignored*/) {

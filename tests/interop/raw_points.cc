@@ -61,6 +61,16 @@ class Directory {
     return records_[static_cast<size_t>(function - 1)];
   }
 
+  // Without daughter masses its channels are as those of selected ions.
+  static bool IsReactions(const RawFunctionRecord& record) {
+    if (RawGetFuncType(&record) != RAW_TYPE_MRM) return false;
+    float daughter = 0;
+    for (int32_t i = 1; RawGetFuncChannel(&record, i, nullptr, &daughter) != 0; ++i) {
+      if (daughter > 0) return true;
+    }
+    return false;
+  }
+
   void PrintScan(int16_t function, int32_t scan) {
     RawScanHeader header = {};
     Check(RawReadSpectrum(handle_, function, 0, scan, 1, nullptr, &header, nullptr, nullptr,
@@ -73,7 +83,7 @@ class Directory {
     masses.resize(static_cast<size_t>(count));
     intensities.resize(masses.size());
     std::string id = Id(function) + " scan=" + std::to_string(scan);
-    if (RawGetFuncType(&Record(function)) == RAW_TYPE_MRM) {
+    if (IsReactions(Record(function))) {
       if (sorted_) id += " reactions";
       for (size_t i = 0; i < masses.size(); ++i) {
         RawGetFuncChannel(&Record(function), static_cast<int32_t>(i + 1), nullptr, &masses[i]);
@@ -97,7 +107,7 @@ class Directory {
       }
       PrintChromatogram(name + Id(function), times, values);
     }
-    const bool reactions = RawGetFuncType(&record) == RAW_TYPE_MRM;
+    const bool reactions = IsReactions(record);
     for (int channel = 1; RawGetFuncChannel(&record, channel, nullptr, nullptr) != 0; ++channel) {
       RawTraceWindow window = {static_cast<float>(channel), static_cast<float>(channel), 0, 0, 0};
       RawTrace trace = {RAW_TRACE_POINTS, 1, &window};

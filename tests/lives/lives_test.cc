@@ -28,10 +28,15 @@ std::atomic<int64_t> live_allocations = 0;
 
 }  // namespace
 
-void* operator new(size_t size) {
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
   void* const block = std::malloc(size > 0 ? size : 1);
+  if (block != nullptr) ++live_allocations;
+  return block;
+}
+
+void* operator new(size_t size) {
+  void* const block = operator new(size, std::nothrow);
   if (block == nullptr) throw std::bad_alloc();
-  ++live_allocations;
   return block;
 }
 

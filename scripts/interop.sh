@@ -79,8 +79,7 @@ directories+=("$PWD/run.RAW" "$PWD/short.RAW")
 if [ -n "${TERVALON_TEST_DATA:-}" ]; then
   for directory in "$TERVALON_TEST_DATA"/*.RAW; do directories+=("$directory"); done
 fi
-options=("" "--compression none" "--precision 64" "--precision 32")
-"$tervalon" help export | grep -q numpress && options+=("--compression numpress")
+options=("" "--compression none" "--precision 64" "--precision 32" "--compression numpress")
 for directory in "${directories[@]}"; do
   name=$(basename "$directory" .RAW)
   ./raw_points "$directory" >"$name.points"

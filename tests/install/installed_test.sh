@@ -105,7 +105,8 @@ mkdir -p copied/bin copied/lib
 cp -P "$build/bin/tervalon" copied/bin
 cp -P "$build"/lib/libtervalon.so* copied/lib
 for tree in "$prefix" "$work/copied"; do
-  ldd "$tree/bin/tervalon" | grep -q "libtervalon.so.1 => $tree/" || fail "$tree: another library"
+  ldd "$tree/bin/tervalon" >libraries.txt
+  grep -q "libtervalon.so.1 => $tree/" libraries.txt || fail "$tree: another library"
 done
 
 read -ra flags <<<"$(pkg-config --cflags --libs --static tervalon)"

@@ -375,8 +375,9 @@ int32_t RawFileWrite(int32_t handle, int32_t code, int32_t number, void* buffer,
     if (member->position + uint64_t{count} > kLargestMember) return RAW_SHORT_WRITE;
     if (code == kHeaderInverted) InvertBytes(buffer, count);
     size_t done = 0;
-    member->written = true;
-    if (!member->file->WriteAt(member->position, buffer, count, &done)) return RAW_SEEK_FAILED;
+    const bool found = member->file->WriteAt(member->position, buffer, count, &done);
+    member->written |= done > 0;
+    if (!found) return RAW_SEEK_FAILED;
     if (done < count) return RAW_SHORT_WRITE;
     member->position += count;
   }

@@ -83,8 +83,8 @@ class Directory {
     masses.resize(static_cast<size_t>(count));
     intensities.resize(masses.size());
     std::string id = Id(function) + " scan=" + std::to_string(scan);
+    if (sorted_ && RawGetFuncType(&Record(function)) == RAW_TYPE_MRM) id += " reactions";
     if (IsReactions(Record(function))) {
-      if (sorted_) id += " reactions";
       for (size_t i = 0; i < masses.size(); ++i) {
         RawGetFuncChannel(&Record(function), static_cast<int32_t>(i + 1), nullptr, &masses[i]);
       }

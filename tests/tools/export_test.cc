@@ -278,11 +278,13 @@ TEST_F(ExportTest, SeveralInputsAreDoneSideBySide) {
     for (const std::string format : {"--csv", "--json"}) {
       Arguments arguments = all;
       arguments.push_back(format);
-      const ProcessResult one_by_one = Run(arguments);
+      ProcessResult one_by_one = Run(arguments);
+      std::erase(one_by_one.err, '\r');
       EXPECT_EQ(one_by_one.status, 1);
       EXPECT_EQ(one_by_one.err, "tervalon: NO.RAW: no such directory\n");
       arguments.insert(arguments.end(), {"--jobs", "2"});
-      const ProcessResult side_by_side = Run(arguments);
+      ProcessResult side_by_side = Run(arguments);
+      std::erase(side_by_side.err, '\r');
       EXPECT_EQ(side_by_side.status, 1);
       EXPECT_EQ(side_by_side.out, one_by_one.out);
       EXPECT_EQ(side_by_side.err, one_by_one.err);

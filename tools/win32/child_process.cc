@@ -117,6 +117,8 @@ ChildResult RunThisProgram(const std::vector<std::string>& words) {
   std::thread errors([&err, &result] { ReadAll(err.get(), result.err); });
   ReadAll(out.get(), result.out);
   errors.join();
+  // Standard error ends its lines anew.
+  std::erase(result.err, '\r');
   WaitForSingleObject(process.hProcess, INFINITE);
   DWORD status = 1;
   GetExitCodeProcess(process.hProcess, &status);

@@ -45,7 +45,7 @@ files() {
     -o -print" | sort
 }
 
-install libcairo2
+install "libcairo2 libexpat1 libsqlite3-0 libnetcdf19"
 files >"$packages/before"
 install "./libtervalon1_*.deb ./tervalon_*.deb"
 inside "tervalon --version; tervalon simulate DEMO.RAW; tervalon info DEMO.RAW" >/dev/null ||

@@ -70,7 +70,7 @@ run() { # TARGET SECONDS
   done
   echo "$(date -u +%FT%TZ) $target $ran $executions" >>"$out/account"
   printf '%-10s %9d executions %7.0f a second %6d edges %3d findings\n' "$target" "$executions" \
-    "$(awk -v e="$executions" -v s="$ran" 'BEGIN { print s > 0 ? e / s : 0 }')" "${edges:-0}" \
+    "$(awk -v e="$executions" -v s="$ran" 'BEGIN { print (s > 0 ? e / s : 0) }')" "${edges:-0}" \
     $(($(find "$findings" -type f | wc -l) - before))
 }
 
@@ -126,7 +126,7 @@ case $what in
   [0-9]*)
     cores=$(nproc)
     share=$(awk -v m="$what" -v c="$cores" -v n=${#targets[@]} \
-      'BEGIN { c = c < n ? c : n; s = int(m * 60 * c / n); print s > 0 ? s : 1 }')
+      'BEGIN { c = c < n ? c : n; s = int(m * 60 * c / n); print (s > 0 ? s : 1) }')
     for target in "${targets[@]}"; do
       while [ "$(jobs -rp | wc -l)" -ge "$cores" ]; do wait -n; done
       run "$target" "$share" &

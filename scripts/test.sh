@@ -104,7 +104,7 @@ if [ $status = 0 ]; then
   run_tests windows-x86_64 -R "^(abi|installed|$(IFS='|' && echo "${suites[*]}"))"
   if [ -n "$all" ]; then
     export TERVALON_PROGRAMS_TIMES=4 # of what programs do to files that they share
-    TERVALON_PROGRAMS_KILLS=200 run_tests release -R programs_test
+    TERVALON_PROGRAMS_KILLS=100 run_tests release -R programs_test
     TERVALON_PROGRAMS_KILLS=16 run_tests windows-i686 -R programs_test
     export TERVALON_CALLERS_SEQUENCES=20 TERVALON_LIMITS=1
     run_tests asan -R callers

@@ -152,13 +152,15 @@ session_lives() {
 }
 
 # Runs for as long as the session lives: where Wine is, as the user. Text, because the chroot need not
-# see this file.
+# see this file. The server is there before the first program, which would otherwise start one that
+# ends at once when it is idle; and its end is waited for, whoever started it.
 serve='
   { echo "$DISPLAY"; echo "${XAUTHORITY:-}"; } >"$session/display.new"
-  "$wineserver" -f -p"$idle_seconds" &
+  "$wineserver" -k
+  "$wineserver" -p"$idle_seconds"
   "$wine" wineboot -i
   mv "$session/display.new" "$session/display"
-  wait'
+  "$wineserver" -w'
 
 start_session() {
   mkdir -p "$session" "$WINEPREFIX"

@@ -127,6 +127,9 @@ class Drawing {
   virtual bool FillRectangle(TvDC dc, const TvRect& rect, TvColour colour) = 0;
   virtual bool FillPolygon(TvDC dc, const TvPoint* points, size_t count, TvColour colour) = 0;
 
+  // Colours the pixels of a rectangle, one after the other, the uppermost row first.
+  virtual bool Image(TvDC dc, const TvRect& rect, const TvColour* pixels) = 0;
+
   // Writes one line of text with its upper left corner at (x, y).
   virtual bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) = 0;
 

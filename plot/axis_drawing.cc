@@ -40,6 +40,9 @@ int32_t GridPenStyle(int32_t grid) {
   return style;
 }
 
+// Halfway to white.
+TvColour Lighter(TvColour colour) { return (colour >> 1 & 0x7F7F7F) + 0x808080; }
+
 // Draws one axis of an axes object whose device context's state is saved.
 class AxisPainter {
  public:
@@ -158,6 +161,7 @@ void AxisPainter::DrawGridLines(const std::vector<LineSegment>& lines, int32_t g
   platform::PenDescription description;
   drawing.DescribePen(model, &description);
   description.style = GridPenStyle(grid);
+  if ((grid & AXS_GRID_LIGHT) != 0) description.colour = Lighter(description.colour);
   const TvPen pen = drawing.MakePen(description);
   if (pen == nullptr) return;
   {

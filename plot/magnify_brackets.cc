@@ -9,6 +9,7 @@
 #include "platform/drawing.h"
 #include "plot/label_text.h"
 #include "plot/magnification.h"
+#include "plot/peak_labels.h"
 #include "plot/resources.h"
 #include "tervalon/drawing.h"
 #include "tervalon/magnification.h"
@@ -216,13 +217,8 @@ std::vector<LineSegment> LinesOf(const BracketRow& row) {
 
 void DrawRanges(TvDC dc, int32_t handle, const AxsSystem& axes, const AxsPlotBlock& plot) {
   platform::Drawing& drawing = TheDrawing();
-  const PltResources& resources = ResourcesFor(dc);
-  TvColour colour = resources.text_colour;
-  drawing.SelectFont(dc, resources.axis_font);
-  drawing.SelectPen(dc, resources.tick_pen);
-  AxsGetDataPenDC(dc, plot.style, &colour, nullptr, plot.second == 0 ? 1 : 0);
-  drawing.SetTextColour(dc, colour);
-  drawing.SetOpaqueBackground(dc, false);
+  drawing.SelectPen(dc, ResourcesFor(dc).tick_pen);
+  SelectForLabels(dc, plot);
   for (const BracketRow& row : FindBracketRows(dc, handle, axes)) {
     const std::vector<LineSegment> lines = LinesOf(row);
     drawing.Lines(dc, lines.data(), lines.size());

@@ -9,12 +9,19 @@
 #include "plot/headers.h"
 #include "plot/label_text.h"
 #include "plot/magnification.h"
+#include "plot/resources.h"
 #include "plot/trace.h"
 
 namespace tervalon::plot {
 namespace {
 
-constexpr int32_t kGap = 2;  // pixels between a peak and its label
+// Between a peak and its label.
+int32_t GapOf(TvSize extent) { return std::max(2, extent.height / 7); }
+
+std::string TextOf(const AxsPlotBlock& plot, int32_t index) {
+  const AxsPlotLabel& label = plot.labels[index];
+  return label.text != nullptr ? label.text : FixedLabel(label.x, plot.label_decimals);
+}
 
 // A label in one row.
 struct PlacedLabel {
@@ -91,13 +98,14 @@ class LabelPlacer {
     if (text.empty() || static_cast<int64_t>(text.size()) > kMostBytes * width) return {};
     const TvSize extent = platform::TheDrawing().Extent(dc_, text);
     const int32_t middle = -(extent.width / 2);
-    for (const int32_t offset : {middle, kGap, -kGap - extent.width}) {
+    const int32_t gap = GapOf(extent);
+    for (const int32_t offset : {middle, gap, -gap - extent.width}) {
       const TvRect rect = At(place, extent, offset, true);
       if (IsFree(rect)) return Write(rect, text);
     }
     const int64_t full_height = int64_t{data_.bottom} - data_.top;
     if (place.height >= full_height / 2) {
-      for (const int32_t offset : {kGap, -kGap - extent.width}) {
+      for (const int32_t offset : {gap, -gap - extent.width}) {
         const TvRect rect = BesideTop(place, extent, offset);
         if (IsFree(rect)) return Write(rect, text);
       }
@@ -116,11 +124,12 @@ class LabelPlacer {
     const int64_t left =
         std::max<int64_t>(std::min(int64_t{place.peak.x} + offset, last), area_.left);
     const int64_t right = left + extent.width;
-    int64_t top = int64_t{place.peak.y} + kGap;
+    const int32_t gap = GapOf(extent);
+    int64_t top = int64_t{place.peak.y} + gap;
     if (!place.downward) {
-      const int64_t over_peak = int64_t{place.peak.y} - kGap - extent.height;
+      const int64_t over_peak = int64_t{place.peak.y} - gap - extent.height;
       const int64_t clear = tops_.Highest(Saturate(left), Saturate(right));
-      top = clear_of_trace ? std::min(over_peak, clear - kGap - extent.height) : over_peak;
+      top = clear_of_trace ? std::min(over_peak, clear - gap - extent.height) : over_peak;
       if (top < over_peak - extent.height / 2) return {};
       // There is no room over the highest peaks where the axes have no margin.
       top = std::max<int64_t>(top, area_.top);
@@ -133,9 +142,10 @@ class LabelPlacer {
   TvRect BesideTop(const PlacedLabel& place, TvSize extent, int32_t offset) const {
     const int64_t left = int64_t{place.peak.x} + offset;
     const int64_t right = left + extent.width;
-    const int64_t bottom = int64_t{place.peak.y} + kGap + extent.height;
+    const int32_t gap = GapOf(extent);
+    const int64_t bottom = int64_t{place.peak.y} + gap + extent.height;
     if (place.downward || left < area_.left || right > area_.right || bottom > area_.bottom ||
-        tops_.Highest(Saturate(left), Saturate(right)) < bottom + kGap) {
+        tops_.Highest(Saturate(left), Saturate(right)) < bottom + gap) {
       return {};
     }
     return {Saturate(left), Saturate(bottom - extent.height), Saturate(right), Saturate(bottom)};
@@ -168,6 +178,26 @@ bool LabelArea(int32_t handle, const Axes& axes, int32_t row, TvRect* area) {
 
 }  // namespace
 
+void SelectForLabels(TvDC dc, const AxsPlotBlock& plot) {
+  platform::Drawing& drawing = platform::TheDrawing();
+  const PltResources resources = ResourcesFor(dc);
+  TvColour colour = resources.text_colour;
+  AxsGetDataPenDC(dc, plot.style, &colour, nullptr, plot.second == 0 ? 1 : 0);
+  const bool on_ground = (plot.flags & AXS_PLOT_LABEL_GROUND) != 0;
+  drawing.SelectFont(dc, resources.axis_font);
+  drawing.SetTextColour(dc, (plot.flags & AXS_PLOT_LABEL_COLOUR) != 0 ? plot.label_colour : colour);
+  drawing.SetOpaqueBackground(dc, on_ground);
+  if (on_ground) drawing.SetBackgroundColour(dc, plot.ground_colour);
+}
+
+void DrawPlacedLabels(TvDC dc, const AxsPlotBlock& plot) {
+  for (int32_t i = 0; i < plot.label_count; ++i) {
+    const TvRect& place = plot.label_rects[i];
+    if (place.left == 0 && place.top == 0 && place.right == 0 && place.bottom == 0) continue;
+    platform::TheDrawing().Text(dc, place.left, place.top, TextOf(plot, i));
+  }
+}
+
 void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot,
                     const std::vector<TvRect>& brackets) {
   std::vector<PlacedLabel> places;
@@ -192,9 +222,7 @@ void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBloc
     LabelPlacer placer(dc, area, view.data, tops, &taken);
     for (const PlacedLabel& place : places) {
       if (place.row != row) continue;
-      const AxsPlotLabel& label = plot.labels[place.index];
-      plot.label_rects[place.index] = placer.Place(
-          place, label.text != nullptr ? label.text : FixedLabel(label.x, plot.label_decimals));
+      plot.label_rects[place.index] = placer.Place(place, TextOf(plot, place.index));
     }
   }
 }

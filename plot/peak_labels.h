@@ -11,6 +11,12 @@
 
 namespace tervalon::plot {
 
+// Selects the font and the colours of a plot block's labels and factors.
+void SelectForLabels(TvDC dc, const AxsPlotBlock& plot);
+
+// Writes labels where label_rects says, with the font and colours that are selected.
+void DrawPlacedLabels(TvDC dc, const AxsPlotBlock& plot);
+
 // Writes the labels of a plot block with the font and colours that are selected, and stores where
 // to label_rects. They keep clear of the brackets and the headers.
 void DrawPeakLabels(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot,

@@ -1,6 +1,9 @@
 // Traces with their annotation.
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <vector>
 
 #include "appsvc/export_guard.h"
@@ -24,7 +27,19 @@ bool IsUsable(const AxsPlotBlock& plot) {
   return plot.mode >= AXS_PLOT_JOINED && plot.mode <= AXS_PLOT_FILLED && plot.count >= 0 &&
          (plot.count == 0 || (plot.x != nullptr && plot.y != nullptr)) && plot.label_count >= 0 &&
          (plot.label_count == 0 || plot.labels != nullptr) && plot.style >= 0 &&
-         std::isfinite(plot.z);
+         std::isfinite(plot.z) &&
+         ((plot.flags & AXS_PLOT_LABELS_PLACED) == 0 || plot.label_count == 0 ||
+          plot.label_rects != nullptr);
+}
+
+// Blocks of older programs end where the members with flags of their own begin.
+AxsPlotBlock WholeBlock(const AxsPlotBlock* given) {
+  AxsPlotBlock plot = {};
+  std::memcpy(&plot, given, offsetof(AxsPlotBlock, label_colour));
+  if ((plot.flags & AXS_PLOT_LABEL_COLOUR) != 0) plot.label_colour = given->label_colour;
+  if ((plot.flags & AXS_PLOT_LABEL_GROUND) != 0) plot.ground_colour = given->ground_colour;
+  if ((plot.flags & AXS_PLOT_FILL_COLOUR) != 0) plot.fill_colour = given->fill_colour;
+  return plot;
 }
 
 // A quarter of the colour on white, as an area that does not hide its outline.
@@ -50,18 +65,24 @@ void Fill(TvDC dc, const Outline& outline, int32_t base_y, TvColour colour) {
   TheDrawing().FillPolygon(dc, area.data(), area.size(), colour);
 }
 
-void DrawRow(TvDC dc, const RowView& row, const Trace& trace, int32_t mode, TvColour colour) {
+void DrawRow(TvDC dc, const RowView& row, const AxsPlotBlock& plot, TvColour colour) {
   platform::Drawing& drawing = TheDrawing();
   platform::SavedState state(dc);
   drawing.Clip(dc, row.ClipRect());
-  if (mode == AXS_PLOT_STICKS) {
+  const Trace trace = {plot.x, plot.y, static_cast<size_t>(plot.count)};
+  std::vector<Outline> outlines;
+  if (plot.mode != AXS_PLOT_STICKS) outlines = OutlinesOf(trace, row);
+  const bool own_fill = (plot.flags & AXS_PLOT_FILL_COLOUR) != 0;
+  if (plot.mode == AXS_PLOT_FILLED || own_fill) {  // no area hides a line
+    const TvColour fill = own_fill ? plot.fill_colour : Tint(colour);
+    for (const Outline& outline : outlines) Fill(dc, outline, row.base_y, fill);
+  }
+  if ((plot.flags & AXS_PLOT_BASE_LINE) != 0) {
+    drawing.Line(dc, {row.data.left, row.base_y}, {row.ClipRect().right, row.base_y});
+  }
+  if (plot.mode == AXS_PLOT_STICKS) {
     const std::vector<platform::LineSegment> sticks = SticksOf(trace, row);
     drawing.Lines(dc, sticks.data(), sticks.size());
-    return;
-  }
-  const std::vector<Outline> outlines = OutlinesOf(trace, row);
-  if (mode == AXS_PLOT_FILLED) {  // no area hides a line
-    for (const Outline& outline : outlines) Fill(dc, outline, row.base_y, Tint(colour));
   }
   for (const Outline& outline : outlines) drawing.Polyline(dc, outline.data(), outline.size());
 }
@@ -71,14 +92,12 @@ void DrawTrace(TvDC dc, const Axes& axes, const AxsPlotBlock& plot) {
   const TvPen pen = AxsGetDataPenDC(dc, plot.style, &colour, nullptr, plot.second == 0 ? 1 : 0);
   TheDrawing().SelectPen(dc, pen);
   TheDrawing().SetOpaqueBackground(dc, false);
-  const Trace trace = {plot.x, plot.y, static_cast<size_t>(plot.count)};
   for (int32_t row = 0; row < axes.system.row_count; ++row) {
-    DrawRow(dc, RowView(axes, row), trace, plot.mode, colour);
+    DrawRow(dc, RowView(axes, row), plot, colour);
   }
 }
 
 int32_t Annotate(TvDC dc, int32_t handle, const Axes& axes, AxsPlotBlock plot) {
-  platform::Drawing& drawing = TheDrawing();
   if (AxsAnnotateMagnify(dc, handle, &plot) != 0) return -1;
   if (plot.label_count == 0) return 0;
   std::vector<TvRect> rects;
@@ -86,12 +105,12 @@ int32_t Annotate(TvDC dc, int32_t handle, const Axes& axes, AxsPlotBlock plot) {
     rects.resize(static_cast<size_t>(plot.label_count));
     plot.label_rects = rects.data();
   }
-  TvColour colour = 0;
-  AxsGetDataPenDC(dc, plot.style, &colour, nullptr, plot.second == 0 ? 1 : 0);
-  drawing.SelectFont(dc, ResourcesFor(dc).axis_font);
-  drawing.SetTextColour(dc, colour);
-  drawing.SetOpaqueBackground(dc, false);
-  DrawPeakLabels(dc, handle, axes, plot, BracketBoxes(dc, handle, axes.system));
+  SelectForLabels(dc, plot);
+  if ((plot.flags & AXS_PLOT_LABELS_PLACED) != 0) {
+    DrawPlacedLabels(dc, plot);
+  } else {
+    DrawPeakLabels(dc, handle, axes, plot, BracketBoxes(dc, handle, axes.system));
+  }
   return 0;
 }
 
@@ -106,12 +125,89 @@ int32_t Plot(TvDC dc, int32_t handle, const Axes& axes, const AxsPlotBlock& plot
   return state.Restore() && annotated ? 0 : -1;
 }
 
+// The cells of an image, and where on an axis they lie.
+struct Cells {
+  AxsRange range;
+  int32_t count;
+
+  // The cell that holds a value, the nearest for one beside them.
+  size_t At(double value) const {
+    const double share = (value - range.low) / (double{range.high} - range.low);
+    return static_cast<size_t>(std::clamp(Truncate(share * count), 0, count - 1));
+  }
+};
+
+bool IsUsable(const Cells& cells) {
+  return cells.count >= 1 && std::isfinite(cells.range.low) && std::isfinite(cells.range.high) &&
+         cells.range.low != cells.range.high;
+}
+
+// The pixels from one position to another, either way, that lie in [first, end).
+std::pair<int32_t, int32_t> PixelsBetween(int32_t a, int32_t b, int32_t first, int32_t end) {
+  return {std::max(std::min(a, b), first), std::min(std::max(a, b), end)};
+}
+
+// Looks at the cells pixel by pixel: so all devices show the same, however small a part of them is
+// in view.
+void DrawImage(TvDC dc, const RowView& row, const platform::DeviceMetrics& device,
+               const TvColour* colours, const Cells& columns, const Cells& rows) {
+  const CoordinateSystem& system = row.system;
+  const TvRect clip = row.ClipRect();
+  const auto [left, right] =
+      PixelsBetween(system.XPosition(columns.range.low), system.XPosition(columns.range.high),
+                    std::max(clip.left, 0), std::min(clip.right, device.width));
+  // The lower end's pixel belongs to a range of values, the upper one's does not.
+  const auto [above, bottom] =
+      PixelsBetween(system.YPosition(rows.range.low), system.YPosition(rows.range.high),
+                    std::max(clip.top, 0) - 1, std::min(clip.bottom, device.height) - 1);
+  if (left >= right || above >= bottom) return;
+  const TvRect area = {left, above + 1, right, bottom + 1};
+  if (columns.count == 1 && rows.count == 1) {
+    TheDrawing().FillRectangle(dc, area, *colours);
+    return;
+  }
+  std::vector<size_t> column_at;
+  for (int32_t x = area.left; x < area.right; ++x) {
+    column_at.push_back(columns.At(system.XValue(x)));
+  }
+  std::vector<TvColour> pixels;
+  pixels.reserve(column_at.size() * static_cast<size_t>(area.bottom - area.top));
+  for (int32_t y = area.top; y < area.bottom; ++y) {
+    const TvColour* cells =
+        colours + rows.At(system.YValue(y)) * static_cast<size_t>(columns.count);
+    for (const size_t column : column_at) pixels.push_back(cells[column]);
+  }
+  TheDrawing().Image(dc, area, pixels.data());
+}
+
 }  // namespace
+
+extern "C" int32_t TERVALON_CALL AxsPlotImage(TvDC dc, int32_t handle, const TvColour* colours,
+                                              int32_t columns, int32_t rows, const AxsRange* x,
+                                              const AxsRange* y) {
+  constexpr int64_t kMostCells = 1 << 26;
+  const Axes* axes = FindAxes(handle);
+  if (axes == nullptr || colours == nullptr || x == nullptr || y == nullptr) return -1;
+  const Cells across = {*x, columns};
+  const Cells upward = {*y, rows};
+  if (!IsUsable(across) || !IsUsable(upward) || int64_t{columns} * rows > kMostCells) return -1;
+  return Guarded(-1, [&] {
+    platform::DeviceMetrics device;
+    platform::SavedState state(dc);
+    if (!state.saved() || !TheDrawing().Capabilities(dc, &device)) return -1;
+    for (int32_t row = 0; axes->AllRowsLive() && row < axes->system.row_count; ++row) {
+      DrawImage(dc, RowView(*axes, row), device, colours, across, upward);
+    }
+    return state.Restore() ? 0 : -1;
+  });
+}
 
 extern "C" int32_t TERVALON_CALL AxsPlotData(TvDC dc, int32_t handle, AxsPlotBlock* plot) {
   const Axes* axes = FindAxes(handle);
-  if (axes == nullptr || plot == nullptr || !IsUsable(*plot)) return -1;
-  return Guarded(-1, [&] { return Plot(dc, handle, *axes, *plot); });
+  if (axes == nullptr || plot == nullptr) return -1;
+  const AxsPlotBlock block = WholeBlock(plot);
+  if (!IsUsable(block)) return -1;
+  return Guarded(-1, [&] { return Plot(dc, handle, *axes, block); });
 }
 
 extern "C" int32_t TERVALON_CALL AxsDisplayDefaultData(TvDC dc, int32_t handle, const float* x,

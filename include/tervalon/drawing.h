@@ -25,6 +25,10 @@ TERVALON_BEGIN_DECLS
 #define AXS_GRID_DASH_DOT 8
 #define AXS_GRID_DASH_DOT_DOT 16
 
+// With one of those: lines in a colour halfway from the tick pen's to white. For another ground
+// name a tick pen of the wanted colour, and draw the axes after the grid.
+#define AXS_GRID_LIGHT 32
+
 // Draws the parts (AXS_DRAW_ bits) of the X (side 0) or Y axis (side 1) of every row; of the Z axis
 // (side 2) there is only a line. Ticks and labels are left out where the style has no tick info and
 // none can be chosen. A Y axis without tick info has labels at its two ends.
@@ -86,6 +90,15 @@ TERVALON_STRUCT_SIZE(AxsPlotLabel, 12, 16);
 #define AXS_PLOT_TRACE 1     // the data
 #define AXS_PLOT_ANNOTATE 2  // brackets of magnified ranges, and peak labels
 
+// How they are drawn; without these as the data style and the mode say.
+#define AXS_PLOT_LABEL_COLOUR 4    // labels and factors are written in label_colour
+#define AXS_PLOT_LABEL_GROUND 8    // on a rectangle of ground_colour, over what is drawn by then
+#define AXS_PLOT_LABELS_PLACED 16  // labels stand where label_rects says, not where there is room
+#define AXS_PLOT_FILL_COLOUR \
+  32                           // fill_colour down to the Y crossing, also under a joined trace,
+                               // where it hides the traces behind; not for sticks
+#define AXS_PLOT_BASE_LINE 64  // a line along the Y crossing, in the trace's pen
+
 #define AXS_PLOT_JOINED 0  // points joined by lines: chromatograms, continuum spectra
 #define AXS_PLOT_STICKS 1  // a line from the Y crossing to each point: centroids
 #define AXS_PLOT_FILLED 2  // points joined by lines, filled down to the Y crossing
@@ -106,15 +119,29 @@ typedef struct AxsPlotBlock {
   int32_t label_count;
   int32_t label_decimals;  // of labels without a text
   // Room for one rectangle a label, which receives where it was written, all 0 where it was left
-  // out; NULL: not wanted.
+  // out; NULL: not wanted. With AXS_PLOT_LABELS_PLACED it is read: a label is written in the upper
+  // left corner of its rectangle, and left out where that is all 0.
   TvRect* label_rects;
+  // Each is read only where its flag is set: blocks of programs that do not know them end above.
+  TvColour label_colour;
+  TvColour ground_colour;
+  TvColour fill_colour;
 } AxsPlotBlock;
-TERVALON_STRUCT_SIZE(AxsPlotBlock, 48, 64);
+TERVALON_STRUCT_SIZE(AxsPlotBlock, 60, 80);
 
 // Moves the rows to the block's depth and draws what its flags name. Labels avoid each other, the
 // headers and the edges of the axes object; where there is no room for all, the higher peaks have
-// theirs. Returns -1 also for an unknown mode or negative counts.
+// theirs. Returns -1 also for an unknown mode, negative counts, or placed labels without places.
 TERVALON_API int32_t TERVALON_CALL AxsPlotData(TvDC dc, int32_t axes, AxsPlotBlock* plot);
+
+// Fills an area of the rows with columns by rows equal rectangles of a colour each, row after row,
+// the lowest first: a map, and with a single one a ground or a marked range. `x` and `y` are the
+// ranges that it covers, crossings not used; what of it lies outside the rows is not seen. The rows
+// stay at their depth. Returns -1 also for counts below 1, more than 2^26 rectangles, or a range
+// without an extent.
+TERVALON_API int32_t TERVALON_CALL AxsPlotImage(TvDC dc, int32_t axes, const TvColour* colours,
+                                                int32_t columns, int32_t rows, const AxsRange* x,
+                                                const AxsRange* y);
 
 // Plots a trace with everything that a plot block holds at its default: depth at the low end of the
 // Z range, trace and brackets, no labels.

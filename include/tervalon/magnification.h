@@ -44,7 +44,7 @@ TERVALON_API int32_t TERVALON_CALL AxsSetActiveMagnifyRange(TvDC dc, int32_t axe
                                                             int32_t x, int32_t y, TvRect* strip);
 
 // Draws a bracket with the factor above each range that is live and in view, the factor in the
-// colour of the plot block's data style. Returns 0, or -1 for an invalid handle or block, or when
+// colour of the plot block's labels. Returns 0, or -1 for an invalid handle or block, or when
 // the device context's state cannot be saved or restored.
 TERVALON_API int32_t TERVALON_CALL AxsAnnotateMagnify(TvDC dc, int32_t axes,
                                                       const struct AxsPlotBlock* plot);

@@ -494,6 +494,26 @@ void CairoDevice::FillPolygon(const TvPoint* points, size_t count, TvColour colo
   cairo_set_antialias(cairo_, CAIRO_ANTIALIAS_DEFAULT);
 }
 
+void CairoDevice::Image(const TvRect& rect, const TvColour* pixels) {
+  if (rect.right <= rect.left || rect.bottom <= rect.top) return;
+  cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, rect.right - rect.left,
+                                                      rect.bottom - rect.top);
+  uint8_t* row = cairo_image_surface_get_data(image);
+  const auto width = static_cast<size_t>(rect.right - rect.left);
+  for (int32_t y = rect.top; row != nullptr && y < rect.bottom; ++y, pixels += width) {
+    std::transform(pixels, pixels + width, reinterpret_cast<uint32_t*>(row), [](TvColour colour) {
+      return (colour & 0xFF) << 16 | (colour & 0xFF00) | (colour >> 16 & 0xFF);
+    });
+    row += cairo_image_surface_get_stride(image);
+  }
+  cairo_surface_mark_dirty(image);
+  cairo_set_source_surface(cairo_, image, rect.left, rect.top);
+  cairo_pattern_set_filter(cairo_get_source(cairo_), CAIRO_FILTER_NEAREST);
+  cairo_rectangle(cairo_, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+  cairo_fill(cairo_);
+  cairo_surface_destroy(image);
+}
+
 void CairoDevice::Text(int32_t x, int32_t y, std::string_view text) {
   if (state_.opaque_background) {
     const TvSize size = {state_.font->Width(text), state_.font->metrics().height};

@@ -79,6 +79,7 @@ class CairoDevice {
   void Polyline(const TvPoint* points, size_t count);
   void FillRectangle(const TvRect& rect, TvColour colour);
   void FillPolygon(const TvPoint* points, size_t count, TvColour colour);
+  void Image(const TvRect& rect, const TvColour* pixels);
   void Text(int32_t x, int32_t y, std::string_view text);
   void TextWithin(const TvRect& rect, TextAlign align, std::string_view text);
 

@@ -207,6 +207,9 @@ class CairoDrawing : public Drawing {
   bool FillPolygon(TvDC dc, const TvPoint* points, size_t count, TvColour colour) override {
     return On(dc, [&](CairoDevice& device) { device.FillPolygon(points, count, colour); });
   }
+  bool Image(TvDC dc, const TvRect& rect, const TvColour* pixels) override {
+    return On(dc, [&](CairoDevice& device) { device.Image(rect, pixels); });
+  }
   bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) override {
     return On(dc, [&](CairoDevice& device) { device.Text(x, y, text); });
   }

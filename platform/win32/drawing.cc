@@ -234,6 +234,21 @@ class Win32Drawing : public Drawing {
     return filled;
   }
 
+  bool Image(TvDC dc, const TvRect& rect, const TvColour* pixels) override {
+    if (!IsLive(dc)) return false;
+    const int32_t width = rect.right - rect.left;
+    const int32_t height = rect.bottom - rect.top;
+    if (width <= 0 || height <= 0) return true;
+    std::vector<uint32_t> words(static_cast<size_t>(width) * static_cast<size_t>(height));
+    std::transform(pixels, pixels + words.size(), words.begin(), [](TvColour colour) {
+      return RGB(GetBValue(colour), GetGValue(colour), GetRValue(colour));
+    });
+    BITMAPINFO info = {};
+    info.bmiHeader = {sizeof(info.bmiHeader), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    return StretchDIBits(dc, rect.left, rect.top, width, height, 0, 0, width, height, words.data(),
+                         &info, DIB_RGB_COLORS, SRCCOPY) != 0;
+  }
+
   bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) override {
     return IsLive(dc) && Write(dc, {x, y}, nullptr, text);
   }

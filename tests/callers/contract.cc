@@ -26,7 +26,7 @@ constexpr FailureRow kFailures[] = {
     {"AxsAxisAnn*", Failure::kMinusOne},
     {"AxsDisplayHeader*", Failure::kZero},
     {"AxsDisplay*", Failure::kMinusOne},
-    {"AxsPlotData", Failure::kMinusOne},
+    {"AxsPlot*", Failure::kMinusOne},
     {"AxsAnnotateMagnify", Failure::kMinusOne},
     {"AxsAdjustMagnifyFactor", Failure::kOne},
     {"AxsHdrExcludeRect", Failure::kAnything},
@@ -272,6 +272,7 @@ size_t FixedElements(std::string_view export_name, std::string_view argument) {
     size_t elements;
   };
   static constexpr Row kRows[] = {
+      {"AxsPlotImage", "colours", size_t{256} * 256},
       {"RawHist*", "entries", RAW_HISTORY_ENTRIES},
       {"RawReadProcInfo", "entries", RAW_HISTORY_ENTRIES},
       {"RawReadFuncInfo", "*", RAW_MAX_FUNCTIONS},

@@ -14,6 +14,8 @@ constexpr uint8_t kGuardByte = 0xA5;
 
 constexpr int64_t kLongest = 70000;  // elements that are really there
 
+constexpr int64_t kMostCells = 1 << 26;  // of an image: what exceeds that is refused
+
 // What an argument of that name usually is. All others: 0 to 4.
 struct UsualRow {
   std::string_view argument;
@@ -156,6 +158,7 @@ int64_t Draw::Integer(size_t i, int64_t low, int64_t high) {
     const bool arrays = counts && !(BoundedByData(export_) && Is("count"));
     if (arrays && number > kLongest) number = fitting(1000);
     if (IsIn("LinScale") && number > 1000) number = 1000;
+    if (IsIn("AxsPlotImage") && number <= kMostCells) number = std::min<int64_t>(number, 256);
     return number;
   }
   const auto* const row = std::find_if(std::begin(kUsual), std::end(kUsual),

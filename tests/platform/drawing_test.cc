@@ -162,6 +162,11 @@ TEST_F(DrawingTest, FillsAndClipsWholePixels) {
   canvas_.Look();
   EXPECT_EQ(canvas_.At(140, 80), 0x0000FFU);
   EXPECT_EQ(canvas_.At(104, 60), testing::kWhite);
+
+  const TvColour pixels[] = {0x0000FF, 0x00FF00, 0xFF0000, 1, 2, 3};
+  ASSERT_TRUE(drawing_.Image(dc_, {5, 60, 8, 62}, pixels));
+  canvas_.Look();
+  for (int32_t i = 0; i < 6; ++i) EXPECT_EQ(canvas_.At(5 + i % 3, 60 + i / 3), pixels[i]) << i;
 }
 
 TEST_F(DrawingTest, TextFillsTheExtentThatIsMeasured) {

@@ -153,6 +153,9 @@ TEST_F(AxisDrawing, DrawsGridsInTheStrongestStyle) {
     EXPECT_EQ(recorded_.lines[0].pen.colour, 0xABCDEFU);
     EXPECT_EQ(recorded_.lines[3].pen.style, platform::kPenSolid);
   }
+  LinesOf([&] { return AxsDisplayGrid(dc(), axes_, &style, AXS_X_AXIS, AXS_GRID_LIGHT | 4); });
+  EXPECT_EQ(recorded_.lines[0].pen.style, platform::kPenDot);
+  EXPECT_EQ(recorded_.lines[0].pen.colour, 0xD5E6F7U);
   EXPECT_EQ(recorded_.live_objects(), objects);
   EXPECT_EQ(LinesOf([&] { return AxsDisplayGrid(dc(), axes_, &style, AXS_X_AXIS, 0); }).size(), 3U);
 

@@ -1,6 +1,9 @@
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <limits>
+#include <optional>
 #include <random>
 #include <utility>
 
@@ -137,6 +140,82 @@ TEST_F(PlotData, FillsDownToTheCrossing) {
   EXPECT_EQ(recorded_.fills[0].points[3].x, 60);
   ASSERT_EQ(recorded_.polylines.size(), 1U);
   EXPECT_NE(recorded_.fills[0].colour, recorded_.polylines[0].pen.colour);
+}
+
+TEST_F(PlotData, FlagsOfTheBlockChangeColoursAndPlaces) {
+  x_ = {1, 3};
+  y_ = {50, 100};
+  const AxsPlotLabel labels[] = {{1, 50, "a"}, {3, 100, "b"}};
+  TvRect places[] = {{}, {30, 40, 31, 41}};
+  AxsPlotBlock plot = Block(AXS_PLOT_JOINED);
+  plot.flags = AXS_PLOT_TRACE | AXS_PLOT_ANNOTATE | AXS_PLOT_LABEL_COLOUR | AXS_PLOT_LABEL_GROUND |
+               AXS_PLOT_LABELS_PLACED | AXS_PLOT_FILL_COLOUR | AXS_PLOT_BASE_LINE;
+  plot.labels = labels;
+  plot.label_count = 2;
+  plot.label_rects = places;
+  plot.label_colour = 0x010203;
+  plot.ground_colour = 0x040506;
+  plot.fill_colour = 0x070809;
+  AxsMagnifyRange(axes_, 2, 8, 9, 0);
+  EXPECT_THAT(TextsOf([&] { return AxsPlotData(dc(), axes_, &plot); }),
+              ElementsAre("115,-3 x2", "30,40 b"));
+  for (const auto& text : recorded_.texts) {
+    EXPECT_EQ(text.colour, 0x010203U);
+    EXPECT_EQ(text.background, TvColour{0x040506});
+  }
+  ASSERT_EQ(recorded_.fills.size(), 1U);
+  EXPECT_EQ(recorded_.fills[0].colour, 0x070809U);
+  EXPECT_EQ(recorded_.fills[0].points.size(), 4U);
+  EXPECT_EQ(recorded_.LineTexts()[0], "50,109 150,109");
+  EXPECT_EQ(recorded_.lines[0].pen.colour, recorded_.polylines[0].pen.colour);
+  plot.label_rects = nullptr;
+  EXPECT_EQ(AxsPlotData(dc(), axes_, &plot), -1);
+
+  // A block of a program that was compiled before these colours were there.
+  plot.flags = AXS_PLOT_TRACE | AXS_PLOT_ANNOTATE;
+  std::vector<uint8_t> shorter(offsetof(AxsPlotBlock, label_colour));
+  std::memcpy(shorter.data(), &plot, shorter.size());
+  recorded_.Forget();
+  EXPECT_EQ(AxsPlotData(dc(), axes_, reinterpret_cast<AxsPlotBlock*>(shorter.data())), 0);
+  EXPECT_THAT(recorded_.fills, IsEmpty());
+  EXPECT_EQ(recorded_.texts.size(), 3U);
+  EXPECT_EQ(recorded_.texts[1].background, std::nullopt);
+}
+
+TEST_F(PlotData, ImagesShowTheCellUnderEachPixel) {
+  const TvColour cells[] = {1, 2, 3, 4, 5, 6};  // 3 columns, the lower row first
+  const auto draw = [&](AxsRange x, AxsRange y, int32_t columns = 3, int32_t rows = 2) {
+    recorded_.Forget();
+    return AxsPlotImage(dc(), axes_, cells, columns, rows, &x, &y);
+  };
+  ASSERT_EQ(draw({0, 3, 0}, {0, 100, 0}), 0);
+  ASSERT_EQ(recorded_.images.size(), 1U);
+  const auto at = [&](int32_t x, int32_t y) {
+    const auto& [rect, pixels] = recorded_.images[0];
+    return pixels[static_cast<size_t>((y - rect.top) * (rect.right - rect.left) + x - rect.left)];
+  };
+  EXPECT_THAT(recorded_.images[0].rect, ::testing::AllOf(::testing::Field(&TvRect::left, 50),
+                                                         ::testing::Field(&TvRect::top, 10),
+                                                         ::testing::Field(&TvRect::right, 80),
+                                                         ::testing::Field(&TvRect::bottom, 110)));
+  EXPECT_EQ(std::vector({at(50, 109), at(59, 60), at(60, 60), at(79, 109)}),
+            (std::vector<TvColour>{1, 1, 2, 3}));
+  EXPECT_EQ(std::vector({at(50, 58), at(60, 10)}), (std::vector<TvColour>{4, 5}));
+  // Far more than the row shows, and downward.
+  ASSERT_EQ(draw({-1e9F, 1e9F, 0}, {100, 0, 0}), 0);
+  EXPECT_EQ(recorded_.images[0].pixels.size(), 10000U);
+  EXPECT_EQ(std::vector({at(50, 10), at(149, 109)}), (std::vector<TvColour>{2, 5}));
+  // A single cell is a ground, and here all of the row.
+  ASSERT_EQ(draw({-1, 11, 0}, {-1, 101, 0}, 1, 1), 0);
+  ASSERT_EQ(recorded_.fills.size(), 1U);
+  EXPECT_EQ(recorded_.fills[0].points[0].y, 9);
+  EXPECT_EQ(recorded_.fills[0].points[1].x, 150);
+  EXPECT_EQ(draw({11, 12, 0}, {0, 1, 0}), 0);
+  EXPECT_THAT(recorded_.images, IsEmpty());
+  EXPECT_EQ(draw({1, 1, 0}, {0, 1, 0}), -1);
+  EXPECT_EQ(draw({0, kInfinity, 0}, {0, 1, 0}), -1);
+  EXPECT_EQ(draw({0, 1, 0}, {0, 1, 0}, 3, 0), -1);
+  EXPECT_EQ(draw({0, 1, 0}, {0, 1, 0}, 1 << 20, 1 << 20), -1);
 }
 
 // The pixels of the lines through `points`, in a picture of 200 by 200.

@@ -27,6 +27,7 @@ void RecordingDrawing::Forget() {
   lines.clear();
   polylines.clear();
   fills.clear();
+  images.clear();
   texts.clear();
 }
 
@@ -155,6 +156,12 @@ bool RecordingDrawing::FillRectangle(TvDC dc, const TvRect& rect, TvColour colou
 bool RecordingDrawing::FillPolygon(TvDC dc, const TvPoint* points, size_t count, TvColour colour) {
   if (!IsLive(dc)) return false;
   fills.push_back({{points, points + count}, colour, false, state_.clip});
+  return true;
+}
+
+bool RecordingDrawing::Image(TvDC dc, const TvRect& rect, const TvColour* pixels) {
+  if (!IsLive(dc)) return false;
+  images.push_back({rect, {pixels, pixels + (rect.right - rect.left) * (rect.bottom - rect.top)}});
   return true;
 }
 

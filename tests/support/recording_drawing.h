@@ -34,6 +34,10 @@ struct DrawnFill {
   bool is_rectangle = false;
   std::optional<TvRect> clip;
 };
+struct DrawnImage {
+  TvRect rect;
+  std::vector<TvColour> pixels;
+};
 struct DrawnText {
   TvPoint at;  // the upper left corner
   std::string text;
@@ -62,6 +66,7 @@ class RecordingDrawing : public platform::Drawing {
   std::vector<DrawnLine> lines;
   std::vector<DrawnPolyline> polylines;
   std::vector<DrawnFill> fills;
+  std::vector<DrawnImage> images;
   std::vector<DrawnText> texts;
   void Forget();
 
@@ -95,6 +100,7 @@ class RecordingDrawing : public platform::Drawing {
   bool Polyline(TvDC dc, const TvPoint* points, size_t count) override;
   bool FillRectangle(TvDC dc, const TvRect& rect, TvColour colour) override;
   bool FillPolygon(TvDC dc, const TvPoint* points, size_t count, TvColour colour) override;
+  bool Image(TvDC dc, const TvRect& rect, const TvColour* pixels) override;
   bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) override;
   bool TextWithin(TvDC dc, const TvRect& rect, platform::TextAlign align,
                   std::string_view text) override;

@@ -17,13 +17,21 @@ TERVALON_BEGIN_DECLS
 // file cannot be written at that path.
 //
 // An SVG or PDF file is put in its place by TvDeleteDC, complete; until then a file already there
-// stays as it is.
+// stays as it is. In an SVG file texts are texts in fonts that are named, to be searched and
+// edited, or with TvCreateSvgOutlinesDC the outlines of their letters, which look the same
+// everywhere. In these files lines of one pixel are as wide as is seen well, 1/288 to 1/96 inch.
 TERVALON_API TvDC TERVALON_CALL TvCreateImageDC(int32_t width, int32_t height,
                                                 int32_t pixels_per_inch);
 TERVALON_API TvDC TERVALON_CALL TvCreateSvgDC(const char* path, int32_t width, int32_t height,
                                               int32_t pixels_per_inch);
+TERVALON_API TvDC TERVALON_CALL TvCreateSvgOutlinesDC(const char* path, int32_t width,
+                                                      int32_t height, int32_t pixels_per_inch);
 TERVALON_API TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, int32_t height,
                                               int32_t pixels_per_inch);
+
+// Ends a page of a PDF file and begins the next one, white and of the same size; what is selected
+// stays. Returns 1, or 0 when dc is no live device context of a PDF file or memory runs out.
+TERVALON_API int32_t TERVALON_CALL TvNextPage(TvDC dc);
 
 // Stores what an image device context shows as a PNG file; a file already there is replaced whole.
 // Returns 1, or 0 when dc is no live image or the file cannot be written.

@@ -15,12 +15,8 @@
 namespace tervalon::platform {
 namespace {
 
-constexpr size_t kBufferSize = size_t{1} << 16;
-constexpr int32_t kLongestSide = 32767;
 constexpr int64_t kMostImagePixels = int64_t{1} << 28;
-constexpr int32_t kMostPixelsPerInch = 9600;
 constexpr double kPointsPerInch = 72;
-constexpr double kScreenPixelsPerInch = 96;
 
 // On an image, Cairo takes a time that grows with the square of the lines that are drawn at once
 // where they lie close together, as those of a dense trace do. A trace of more than these is drawn
@@ -29,39 +25,11 @@ constexpr size_t kSegmentsAtOnce = 16;
 constexpr size_t kBoxesAtOnce = 64;
 constexpr double kDashPeriodsAtOnce = 100;
 
-// Beyond this Cairo's own coordinates overflow.
-constexpr int32_t kFarthest = 1 << 20;
-
 // How far beside what can be seen broken lines are drawn, besides the pen's width: enough for their
 // ends and joins.
 constexpr double kBesideClip = 16;
 
 constexpr double kPixelCentre = 0.5;
-
-double Coordinate(int32_t value) { return std::clamp(value, -kFarthest, kFarthest); }
-
-// Dashes and gaps in pixels of a screen, by pen style.
-struct DashPattern {
-  int count;
-  std::array<double, 6> lengths;
-};
-constexpr std::array<DashPattern, 5> kDashes = {{
-    {0, {}},                  // solid
-    {2, {9, 4}},              // dash
-    {2, {2, 3}},              // dot
-    {4, {9, 4, 2, 4}},        // dash dot
-    {6, {9, 4, 2, 4, 2, 4}},  // dash dot dot
-}};
-
-// A place between pixels, or the way from one to another.
-struct Vector {
-  double x = 0;
-  double y = 0;
-  double Length() const { return std::hypot(x, y); }
-  friend Vector operator+(Vector a, Vector b) { return {a.x + b.x, a.y + b.y}; }
-  friend Vector operator-(Vector a, Vector b) { return {a.x - b.x, a.y - b.y}; }
-  friend Vector operator*(double factor, Vector a) { return {factor * a.x, factor * a.y}; }
-};
 
 Vector Place(const TvPoint& pixel, double centre) { return {pixel.x + centre, pixel.y + centre}; }
 
@@ -272,38 +240,6 @@ class TraceOnImage {
   TvPoint end_ = {};
 };
 
-}  // namespace
-
-std::unique_ptr<PictureFile> PictureFile::Create(const std::string& path) {
-  if (path.empty() || Files().Status(path) == PathStatus::kDirectory) return nullptr;
-  std::unique_ptr<PictureFile> picture(new PictureFile(path));
-  return picture->replacement_.file() != nullptr ? std::move(picture) : nullptr;
-}
-
-cairo_status_t PictureFile::Write(void* closure, const unsigned char* data, unsigned int length) {
-  auto* picture = static_cast<PictureFile*>(closure);
-  try {
-    picture->buffer_.insert(picture->buffer_.end(), data, data + length);
-  } catch (const std::bad_alloc&) {
-    picture->failed_ = true;
-  }
-  if (picture->buffer_.size() >= kBufferSize) picture->Flush();
-  return picture->failed_ ? CAIRO_STATUS_WRITE_ERROR : CAIRO_STATUS_SUCCESS;
-}
-
-void PictureFile::Flush() {
-  failed_ |= replacement_.Write(written_, buffer_) != ReplaceResult::kDone;
-  written_ += buffer_.size();
-  buffer_.clear();
-}
-
-bool PictureFile::Complete() {
-  Flush();
-  return !failed_ && replacement_.Commit(Force::kNo) == ReplaceResult::kDone;
-}
-
-namespace {
-
 // Puts the resolution behind the header of a PNG file on its way to the disk.
 struct PngStream {
   PictureFile* picture;
@@ -328,16 +264,13 @@ struct PngStream {
 
 std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::string& path,
                                                  const DeviceMetrics& capabilities) {
-  const auto in_range = [](int32_t value, int32_t most) { return value >= 1 && value <= most; };
-  if (!in_range(capabilities.width, kLongestSide) || !in_range(capabilities.height, kLongestSide) ||
-      !in_range(capabilities.pixels_per_inch_x, kMostPixelsPerInch) ||
-      !in_range(capabilities.pixels_per_inch_y, kMostPixelsPerInch) ||
+  if (!CanBeMade(capabilities) ||
       (kind == DeviceKind::kImage &&
        int64_t{capabilities.width} * capabilities.height > kMostImagePixels)) {
     return nullptr;
   }
 
-  std::unique_ptr<CairoDevice> device(new CairoDevice(capabilities));
+  std::unique_ptr<CairoDevice> device(new CairoDevice(kind, capabilities));
   double scale = 1;
   if (kind == DeviceKind::kImage) {
     device->surface_ =
@@ -346,8 +279,8 @@ std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::str
     device->file_ = PictureFile::Create(path);
     if (device->file_ == nullptr) return nullptr;
     scale = kPointsPerInch / capabilities.pixels_per_inch_x;
-    const auto create = kind == DeviceKind::kSvg ? cairo_svg_surface_create_for_stream
-                                                 : cairo_pdf_surface_create_for_stream;
+    const auto create = kind == DeviceKind::kSvgOutlines ? cairo_svg_surface_create_for_stream
+                                                         : cairo_pdf_surface_create_for_stream;
     device->surface_ = create(PictureFile::Write, device->file_.get(), capabilities.width * scale,
                               capabilities.height * scale);
   }
@@ -371,13 +304,23 @@ bool CairoDevice::Finish() {
   return drawn && finished && (file_ == nullptr || file_->Complete());
 }
 
+bool CairoDevice::NextPage() {
+  if (kind_ != DeviceKind::kPdf) return false;
+  cairo_show_page(cairo_);
+  cairo_save(cairo_);
+  cairo_reset_clip(cairo_);
+  FillRectangle({0, 0, capabilities().width, capabilities().height}, 0xFFFFFF);
+  cairo_restore(cairo_);
+  return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
+}
+
 bool CairoDevice::SavePng(const std::string& path) {
   if (file_ != nullptr) return false;
   const std::unique_ptr<PictureFile> picture = PictureFile::Create(path);
   if (picture == nullptr) return false;
   cairo_surface_flush(surface_);
-  PngStream stream = {picture.get(), MakePngResolution(capabilities_.pixels_per_inch_x,
-                                                       capabilities_.pixels_per_inch_y)};
+  PngStream stream = {picture.get(), MakePngResolution(capabilities().pixels_per_inch_x,
+                                                       capabilities().pixels_per_inch_y)};
   return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS &&
          cairo_surface_write_to_png_stream(surface_, PngStream::Write, &stream) ==
              CAIRO_STATUS_SUCCESS &&
@@ -411,36 +354,17 @@ void CairoDevice::SetColour(TvColour colour) {
                        (colour >> 16 & 0xFF) / kMost);
 }
 
-double CairoDevice::PenWidth() const { return std::clamp(state_.pen.width, 1, kLongestSide); }
-
-// Where a line through a pixel lies in it, so that its edges are edges of pixels: an even number of
-// them cannot be centred.
-double CairoDevice::PenCentre() const {
-  return std::max(state_.pen.width, 1) % 2 == 0 ? 0 : kPixelCentre;
-}
-
-// Of a unit of the dash patterns, in pixels.
-double CairoDevice::DashUnit() const {
-  return std::max({1.0, std::round(capabilities_.pixels_per_inch_x / kScreenPixelsPerInch),
-                   PenWidth() * (2.0 / 3)});
-}
-
-// A line is what the pen covers as it moves from the first pixel to the last but one: it reaches
-// half the pen's width beyond both.
 void CairoDevice::Lines(const LineSegment* lines, size_t count) {
   if (state_.pen.style == kPenNull) return;
   SetColour(state_.pen.colour);
   cairo_set_line_width(cairo_, PenWidth());
   cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_BUTT);
-  const double reach = PenWidth() / 2;
   PathInWindow path(cairo_, state_.pen.style, PenWidth(), DashUnit());
-  for (const auto& [from, to] : std::span(lines, count)) {
-    if (IsSame(from, to)) continue;
-    const Vector start = Place(from, PenCentre());
-    const Vector end = Place(to, PenCentre());
-    const Vector direction = (1 / (end - start).Length()) * (end - start);
-    path.MoveTo(start - reach * direction);
-    path.LineTo(end + (reach - 1) * direction);
+  for (const LineSegment& line : std::span(lines, count)) {
+    if (IsSame(line.from, line.to)) continue;
+    const auto [start, end] = EndsOf(line);
+    path.MoveTo(start);
+    path.LineTo(end);
   }
   path.Stroke();
 }
@@ -494,19 +418,22 @@ void CairoDevice::FillPolygon(const TvPoint* points, size_t count, TvColour colo
   cairo_set_antialias(cairo_, CAIRO_ANTIALIAS_DEFAULT);
 }
 
-void CairoDevice::Image(const TvRect& rect, const TvColour* pixels) {
-  if (rect.right <= rect.left || rect.bottom <= rect.top) return;
-  cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, rect.right - rect.left,
-                                                      rect.bottom - rect.top);
+cairo_surface_t* SurfaceOf(int32_t width, int32_t height, const TvColour* pixels) {
+  cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
   uint8_t* row = cairo_image_surface_get_data(image);
-  const auto width = static_cast<size_t>(rect.right - rect.left);
-  for (int32_t y = rect.top; row != nullptr && y < rect.bottom; ++y, pixels += width) {
+  for (int32_t y = 0; row != nullptr && y < height; ++y, pixels += width) {
     std::transform(pixels, pixels + width, reinterpret_cast<uint32_t*>(row), [](TvColour colour) {
       return (colour & 0xFF) << 16 | (colour & 0xFF00) | (colour >> 16 & 0xFF);
     });
     row += cairo_image_surface_get_stride(image);
   }
   cairo_surface_mark_dirty(image);
+  return image;
+}
+
+void CairoDevice::Image(const TvRect& rect, const TvColour* pixels) {
+  if (rect.right <= rect.left || rect.bottom <= rect.top) return;
+  cairo_surface_t* image = SurfaceOf(rect.right - rect.left, rect.bottom - rect.top, pixels);
   cairo_set_source_surface(cairo_, image, rect.left, rect.top);
   cairo_pattern_set_filter(cairo_get_source(cairo_), CAIRO_FILTER_NEAREST);
   cairo_rectangle(cairo_, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
@@ -514,22 +441,9 @@ void CairoDevice::Image(const TvRect& rect, const TvColour* pixels) {
   cairo_surface_destroy(image);
 }
 
-void CairoDevice::Text(int32_t x, int32_t y, std::string_view text) {
-  if (state_.opaque_background) {
-    const TvSize size = {state_.font->Width(text), state_.font->metrics().height};
-    const auto left = static_cast<int32_t>(Coordinate(x));
-    const auto top = static_cast<int32_t>(Coordinate(y));
-    FillRectangle({left, top, left + size.width, top + size.height}, state_.background_colour);
-  }
+void CairoDevice::ShowText(double x, double y, std::string_view text) {
   SetColour(state_.text_colour);
-  state_.font->Show(cairo_, Coordinate(x), Coordinate(y), text);
-}
-
-void CairoDevice::TextWithin(const TvRect& rect, TextAlign align, std::string_view text) {
-  cairo_save(cairo_);
-  Clip(rect);
-  Text(AlignedLeft(rect, align, state_.font->Width(text)), rect.top, text);
-  cairo_restore(cairo_);
+  state_.font->Show(cairo_, x, y, text);
 }
 
 }  // namespace tervalon::platform

@@ -1,4 +1,5 @@
-// A device context over a Cairo surface: an image, or an SVG or PDF file.
+// A device context over a Cairo surface: an image, a PDF file, or an SVG file with outlines of
+// texts.
 
 #ifndef PLATFORM_LINUX_CAIRO_DEVICE_H_
 #define PLATFORM_LINUX_CAIRO_DEVICE_H_
@@ -10,94 +11,50 @@
 #include <string>
 #include <vector>
 
-#include "platform/drawing.h"
-#include "platform/file_change.h"
-#include "platform/linux/cairo_font.h"
+#include "platform/linux/device.h"
+#include "platform/linux/picture_file.h"
 
 namespace tervalon::platform {
 
-// A picture on its way to the disk. One that is not completed leaves nothing behind.
-class PictureFile {
+enum class DeviceKind { kImage, kSvg, kSvgOutlines, kPdf };
+
+class CairoDevice : public Device {
  public:
-  // nullptr when no file can be written there.
-  static std::unique_ptr<PictureFile> Create(const std::string& path);
-
-  // Puts the file in its place. False when anything of it could not be written.
-  bool Complete();
-
-  // For Cairo's stream functions; the closure is the PictureFile.
-  static cairo_status_t Write(void* closure, const unsigned char* data, unsigned int length);
-
- private:
-  explicit PictureFile(const std::string& path) : replacement_(path) {}
-  void Flush();
-
-  Replacement replacement_;
-  std::vector<unsigned char> buffer_;  // Cairo writes a few bytes at a time
-  uint64_t written_ = 0;
-  bool failed_ = false;
-};
-
-enum class DeviceKind { kImage, kSvg, kPdf };
-
-// What is selected and set in a device context.
-struct DeviceState {
-  TvPen pen_handle = nullptr;
-  PenDescription pen;
-  TvFont font_handle = nullptr;
-  std::shared_ptr<const CairoFont> font;
-  TvColour text_colour = 0x000000;
-  TvColour background_colour = 0xFFFFFF;
-  bool opaque_background = true;
-};
-
-// User space is the device's pixels: (x, y) is the corner of a pixel, whose centre is half a pixel
-// further.
-class CairoDevice {
- public:
-  // `path` is of no meaning for an image. nullptr when a size or the resolution is out of range,
-  // the file cannot be written or memory runs out.
+  // `path` is of no meaning for an image; a kSvg is no CairoDevice. nullptr when a size or the
+  // resolution is out of range, the file cannot be written or memory runs out.
   static std::unique_ptr<CairoDevice> Create(DeviceKind kind, const std::string& path,
                                              const DeviceMetrics& capabilities);
-  ~CairoDevice();
-  CairoDevice(const CairoDevice&) = delete;
-  CairoDevice& operator=(const CairoDevice&) = delete;
+  ~CairoDevice() override;
 
-  // Ends drawing and completes the file.
-  bool Finish();
+  bool Finish() override;
+  bool NextPage() override;
+  bool SavePng(const std::string& path) override;
 
-  bool SavePng(const std::string& path);
-
-  const DeviceMetrics& capabilities() const { return capabilities_; }
-
-  void Save();
-  bool Restore();
-  void Clip(const TvRect& rect);
-  DeviceState& state() { return state_; }
-
-  void Lines(const LineSegment* lines, size_t count);
-  void Polyline(const TvPoint* points, size_t count);
-  void FillRectangle(const TvRect& rect, TvColour colour);
-  void FillPolygon(const TvPoint* points, size_t count, TvColour colour);
-  void Image(const TvRect& rect, const TvColour* pixels);
-  void Text(int32_t x, int32_t y, std::string_view text);
-  void TextWithin(const TvRect& rect, TextAlign align, std::string_view text);
+  void Save() override;
+  bool Restore() override;
+  void Clip(const TvRect& rect) override;
+  void Lines(const LineSegment* lines, size_t count) override;
+  void Polyline(const TvPoint* points, size_t count) override;
+  void FillRectangle(const TvRect& rect, TvColour colour) override;
+  void FillPolygon(const TvPoint* points, size_t count, TvColour colour) override;
+  void Image(const TvRect& rect, const TvColour* pixels) override;
 
  private:
-  explicit CairoDevice(const DeviceMetrics& capabilities) : capabilities_(capabilities) {}
+  CairoDevice(DeviceKind kind, const DeviceMetrics& capabilities)
+      : Device(capabilities, kind == DeviceKind::kImage), kind_(kind) {}
 
+  void ShowText(double x, double y, std::string_view text) override;
   void SetColour(TvColour colour);
-  double PenWidth() const;
-  double PenCentre() const;
-  double DashUnit() const;
 
-  DeviceMetrics capabilities_;
+  const DeviceKind kind_;
   std::unique_ptr<PictureFile> file_;  // outlives the surface, which writes to it
   cairo_surface_t* surface_ = nullptr;
   cairo_t* cairo_ = nullptr;
-  DeviceState state_;
   std::vector<DeviceState> saved_;
 };
+
+// A Cairo surface with the pixels of an image, one row after the other. The caller destroys it.
+cairo_surface_t* SurfaceOf(int32_t width, int32_t height, const TvColour* pixels);
 
 }  // namespace tervalon::platform
 

@@ -9,12 +9,13 @@
 #include "platform/drawing.h"
 #include "platform/linux/cairo_device.h"
 #include "platform/linux/cairo_font.h"
+#include "platform/linux/svg_device.h"
 #include "platform/lock.h"
 #include "tervalon/drawing_devices.h"
 
 // The records behind the handles.
 struct TvDeviceRecord {
-  std::unique_ptr<tervalon::platform::CairoDevice> device;
+  std::unique_ptr<tervalon::platform::Device> device;
 };
 struct TvPenRecord {
   tervalon::platform::PenDescription description;
@@ -76,7 +77,12 @@ class CairoDrawing : public Drawing {
   TvDC MakeDevice(DeviceKind kind, const char* path, const DeviceMetrics& capabilities) {
     if (path == nullptr) return nullptr;
     try {
-      auto device = CairoDevice::Create(kind, path, capabilities);
+      std::unique_ptr<Device> device;
+      if (kind == DeviceKind::kSvg) {
+        device = SvgDevice::Create(path, capabilities);
+      } else {
+        device = CairoDevice::Create(kind, path, capabilities);
+      }
       if (device == nullptr) return nullptr;
       if (!MakeStock()) return nullptr;
       device->state().pen_handle = stock_pen_;
@@ -108,6 +114,15 @@ class CairoDrawing : public Drawing {
     }
   }
 
+  bool NextPage(TvDC dc) {
+    if (!IsLive(dc)) return false;
+    try {
+      return dc->device->NextPage();
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
   bool DeleteObject(const void* object) {
     if (object == stock_pen_ || object == stock_font_) return false;
     return pens_.Take(object) != nullptr || fonts_.Take(object) != nullptr;
@@ -116,13 +131,13 @@ class CairoDrawing : public Drawing {
   bool IsLive(TvDC dc) override { return devices_.Contains(dc); }
 
   bool Save(TvDC dc) override {
-    return On(dc, [&](CairoDevice& device) { device.Save(); });
+    return On(dc, [&](Device& device) { device.Save(); });
   }
   bool Restore(TvDC dc) override { return IsLive(dc) && dc->device->Restore(); }
 
   bool Capabilities(TvDC dc, DeviceMetrics* out) override {
     *out = {};
-    return On(dc, [&](CairoDevice& device) { *out = device.capabilities(); });
+    return On(dc, [&](Device& device) { *out = device.capabilities(); });
   }
 
   TvPen MakePen(const PenDescription& description) override {
@@ -175,19 +190,19 @@ class CairoDrawing : public Drawing {
   }
 
   bool SetTextColour(TvDC dc, TvColour colour) override {
-    return On(dc, [&](CairoDevice& device) { device.state().text_colour = colour; });
+    return On(dc, [&](Device& device) { device.state().text_colour = colour; });
   }
   bool SetOpaqueBackground(TvDC dc, bool opaque) override {
-    return On(dc, [&](CairoDevice& device) { device.state().opaque_background = opaque; });
+    return On(dc, [&](Device& device) { device.state().opaque_background = opaque; });
   }
   bool SetBackgroundColour(TvDC dc, TvColour colour) override {
-    return On(dc, [&](CairoDevice& device) { device.state().background_colour = colour; });
+    return On(dc, [&](Device& device) { device.state().background_colour = colour; });
   }
   TvColour WindowColour() override { return 0xFFFFFF; }
 
   bool Metrics(TvDC dc, TextMetrics* out) override {
     *out = {};
-    return On(dc, [&](CairoDevice& device) { *out = device.state().font->metrics(); });
+    return On(dc, [&](Device& device) { *out = device.state().font->metrics(); });
   }
   TvSize Extent(TvDC dc, std::string_view text) override {
     if (!IsLive(dc)) return {};
@@ -196,28 +211,28 @@ class CairoDrawing : public Drawing {
   }
 
   bool Lines(TvDC dc, const LineSegment* lines, size_t count) override {
-    return On(dc, [&](CairoDevice& device) { device.Lines(lines, count); });
+    return On(dc, [&](Device& device) { device.Lines(lines, count); });
   }
   bool Polyline(TvDC dc, const TvPoint* points, size_t count) override {
-    return On(dc, [&](CairoDevice& device) { device.Polyline(points, count); });
+    return On(dc, [&](Device& device) { device.Polyline(points, count); });
   }
   bool FillRectangle(TvDC dc, const TvRect& rect, TvColour colour) override {
-    return On(dc, [&](CairoDevice& device) { device.FillRectangle(rect, colour); });
+    return On(dc, [&](Device& device) { device.FillRectangle(rect, colour); });
   }
   bool FillPolygon(TvDC dc, const TvPoint* points, size_t count, TvColour colour) override {
-    return On(dc, [&](CairoDevice& device) { device.FillPolygon(points, count, colour); });
+    return On(dc, [&](Device& device) { device.FillPolygon(points, count, colour); });
   }
   bool Image(TvDC dc, const TvRect& rect, const TvColour* pixels) override {
-    return On(dc, [&](CairoDevice& device) { device.Image(rect, pixels); });
+    return On(dc, [&](Device& device) { device.Image(rect, pixels); });
   }
   bool Text(TvDC dc, int32_t x, int32_t y, std::string_view text) override {
-    return On(dc, [&](CairoDevice& device) { device.Text(x, y, text); });
+    return On(dc, [&](Device& device) { device.Text(x, y, text); });
   }
   bool TextWithin(TvDC dc, const TvRect& rect, TextAlign align, std::string_view text) override {
-    return On(dc, [&](CairoDevice& device) { device.TextWithin(rect, align, text); });
+    return On(dc, [&](Device& device) { device.TextWithin(rect, align, text); });
   }
   bool Clip(TvDC dc, const TvRect& rect) override {
-    return On(dc, [&](CairoDevice& device) { device.Clip(rect); });
+    return On(dc, [&](Device& device) { device.Clip(rect); });
   }
 
   void OnDeviceGone(void (*listener)(TvDC dc)) override { listener_ = listener; }
@@ -286,11 +301,19 @@ extern "C" TvDC TERVALON_CALL TvCreateSvgDC(const char* path, int32_t width, int
                           {pixels_per_inch, pixels_per_inch, width, height});
 }
 
+extern "C" TvDC TERVALON_CALL TvCreateSvgOutlinesDC(const char* path, int32_t width, int32_t height,
+                                                    int32_t pixels_per_inch) {
+  return Own().MakeDevice(DeviceKind::kSvgOutlines, path,
+                          {pixels_per_inch, pixels_per_inch, width, height});
+}
+
 extern "C" TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, int32_t height,
                                             int32_t pixels_per_inch) {
   return Own().MakeDevice(DeviceKind::kPdf, path,
                           {pixels_per_inch, pixels_per_inch, width, height});
 }
+
+extern "C" int32_t TERVALON_CALL TvNextPage(TvDC dc) { return Own().NextPage(dc) ? 1 : 0; }
 
 extern "C" int32_t TERVALON_CALL TvSavePng(TvDC dc, const char* path) {
   return Own().SavePng(dc, path) ? 1 : 0;

@@ -11,6 +11,7 @@ namespace {
 constexpr int32_t kUsualHeight = -12;
 constexpr int32_t kMostHeight = 10000;
 constexpr int32_t kBoldWeight = 600;
+constexpr const char* kPlainFamily = "sans-serif";
 
 constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
@@ -56,7 +57,8 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
-// Texts of older systems are 8-bit Latin.
+}  // namespace
+
 std::string Utf8(std::string_view text) {
   if (IsUtf8(text)) return std::string(text);
   std::string result;
@@ -71,6 +73,8 @@ std::string Utf8(std::string_view text) {
   }
   return result;
 }
+
+namespace {
 
 // A text's glyphs in their places, with the characters that they stand for.
 struct Glyphs {
@@ -96,7 +100,7 @@ struct Glyphs {
 };
 
 cairo_font_face_t* MakeFace(const FontDescription& description) {
-  const std::string family = description.face.empty() ? "sans-serif" : Utf8(description.face);
+  const std::string family = description.face.empty() ? kPlainFamily : Utf8(description.face);
   return cairo_toy_font_face_create(
       family.c_str(), CAIRO_FONT_SLANT_NORMAL,
       description.weight >= kBoldWeight ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
@@ -145,6 +149,9 @@ std::shared_ptr<const CairoFont> CairoFont::Make(const FontDescription& descript
   cairo_font_options_t* options = MakeOptions();
   const double size = height > 0 ? SizeOfLineHeight(face, height) : -height;
   font->scaled_ = Scaled(face, size, options);
+  font->family_ = cairo_toy_font_face_get_family(face);
+  font->size_ = size;
+  font->bold_ = description.weight >= kBoldWeight;
   cairo_font_options_destroy(options);
   cairo_font_face_destroy(face);
   if (cairo_scaled_font_status(font->scaled_) != CAIRO_STATUS_SUCCESS) return nullptr;

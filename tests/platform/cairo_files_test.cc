@@ -17,7 +17,7 @@ namespace {
 
 using testing::TempDirectory;
 
-constexpr auto kCreators = {TvCreateSvgDC, TvCreatePdfDC};
+constexpr auto kCreators = {TvCreateSvgDC, TvCreateSvgOutlinesDC, TvCreatePdfDC};
 
 void DrawSomething(TvDC dc) {
   const TvPoint points[] = {{10, 90}, {50, 20}, {90, 90}};
@@ -55,14 +55,73 @@ TEST(CairoFilesTest, CompleteWhenTheContextIsDeleted) {
   // 400 pixels are 300 points at 96 to the inch, 144 points at 200.
   const std::string svg_text = testing::ReadText(svg_path);
   EXPECT_NE(svg_text.find("width=\"300pt\" height=\"150pt\""), std::string::npos);
-  EXPECT_NE(svg_text.find("stroke-width:1;"), std::string::npos);
-  EXPECT_NE(svg_text.find("<symbol"), std::string::npos);
+  EXPECT_NE(svg_text.find("stroke-width=\"1\""), std::string::npos);
+  EXPECT_NE(svg_text.find(">184.1</text>"), std::string::npos);
   EXPECT_TRUE(svg_text.ends_with("</svg>\n"));
   const std::string pdf_text = testing::ReadText(pdf_path);
   EXPECT_TRUE(pdf_text.starts_with("%PDF"));
   EXPECT_NE(pdf_text.find("/MediaBox [ 0 0 144 72 ]"), std::string::npos);
   EXPECT_TRUE(pdf_text.ends_with("%%EOF\n"));
   EXPECT_EQ(FilesIn(directory).size(), 2U);
+}
+
+size_t Count(const std::string& text, std::string_view part) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+// What of a picture stands in its file as text, and what does not; marks of the format do neither.
+TEST(CairoFilesTest, TextsOfSvgFiles) {
+  const TempDirectory directory;
+  const std::string path = directory.Path("p.svg");
+  platform::Drawing& drawing = platform::TheDrawing();
+  for (const bool outlines : {false, true}) {
+    const TvDC dc = (outlines ? TvCreateSvgOutlinesDC : TvCreateSvgDC)(path.c_str(), 400, 200, 72);
+    const TvFont font = TvCreateFont("A \"B\" & C", -20, 700);
+    const TvPen pen = TvCreatePen(1, 0, 0x0000FF);
+    drawing.SelectFont(dc, font);
+    drawing.SelectPen(dc, pen);
+    drawing.TextWithin(dc, {10, 10, 60, 40}, platform::TextAlign::kLeft, "<\xB5> & \x01");
+    drawing.Line(dc, {10, 50}, {100, 50});
+    const TvColour pixels[] = {0x0000FF, 0x00FF00};
+    drawing.Image(dc, {10, 60, 12, 61}, pixels);
+    TvDeleteObject(font);
+    TvDeleteObject(pen);
+    EXPECT_EQ(TvNextPage(dc), 0);
+    ASSERT_EQ(TvDeleteDC(dc), 1);
+    const std::string svg = testing::ReadText(path);
+    EXPECT_EQ(Count(svg, ">&lt;\xC2\xB5&gt; &amp;  </text>"), outlines ? 0U : 1U);
+    EXPECT_EQ(Count(svg, "font-family=\"'A &quot;B&quot; &amp; C', sans-serif\" font-size=\"20\""),
+              outlines ? 0U : 1U);
+    EXPECT_EQ(Count(svg, "data:image/png;base64,iVBOR"), 1U);
+    if (outlines) continue;
+    // A hairline is no wider than 1/96 inch; what is cut is one group.
+    EXPECT_EQ(Count(svg, "stroke=\"#ff0000\" stroke-width=\"0.75\" stroke-dasharray=\"9 4\""), 1U);
+    EXPECT_EQ(Count(svg, "<g "), 1U);
+    EXPECT_LT(svg.find("</g>"), svg.find("#ff0000"));
+  }
+}
+
+TEST(CairoFilesTest, PagesOfPdfFiles) {
+  const TempDirectory directory;
+  const std::string path = directory.Path("p.pdf");
+  testing::WriteText(path, "old");
+  const TvDC pdf = TvCreatePdfDC(path.c_str(), 400, 200, 96);
+  for (int32_t page = 0; page < 3; ++page) {
+    if (page > 0) {
+      platform::TheDrawing().Clip(pdf, {0, 0, 1, 1});
+      EXPECT_EQ(TvNextPage(pdf), 1);
+    }
+    DrawSomething(pdf);
+  }
+  EXPECT_EQ(testing::ReadText(path), "old");
+  EXPECT_EQ(TvDeleteDC(pdf), 1);
+  EXPECT_EQ(TvNextPage(pdf), 0);
+  EXPECT_EQ(Count(testing::ReadText(path), "/MediaBox [ 0 0 300 150 ]"), 3U);
+  const TvDC image = TvCreateImageDC(10, 10, 96);
+  EXPECT_EQ(TvNextPage(image), 0);
+  TvDeleteDC(image);
 }
 
 // A trace as dense as a picture's columns are, four points in each.

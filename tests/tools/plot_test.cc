@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -94,18 +95,22 @@ Paths PathsOf(const std::string& svg, const std::string& colour) {
   Paths paths;
   std::istringstream lines(svg);
   for (std::string line; std::getline(lines, line);) {
-    const size_t path = line.find(" d=\"");
-    if (line.rfind("<path", 0) != 0 || path == std::string::npos) continue;
-    std::istringstream words(line.substr(path + 4));
-    line.erase(std::remove(line.begin(), line.end(), ' '), line.end());
-    if (line.find("stroke:rgb(" + colour) == std::string::npos &&
-        line.find("stroke=\"rgb(" + colour) == std::string::npos) {
-      continue;
-    }
+    if (line.rfind("<path d=\"", 0) != 0) continue;
+    if (line.find(" stroke=\"" + colour) == std::string::npos) continue;
     ++paths.count;
+    std::istringstream steps(line.substr(9));
     double x = 0;
     double y = 0;
-    for (std::string word; words >> word >> x >> y;) {
+    char step = 0;
+    while (steps >> step && step != '"') {
+      double along[2] = {};
+      const bool across = std::strchr("HhVv", step) == nullptr;
+      steps >> along[0];
+      if (across) steps >> along[1];
+      if (step == 'V' || step == 'v') std::swap(along[0], along[1]);
+      const bool relative = std::strchr("lhv", step) != nullptr;
+      if (relative || step != 'V') x = relative ? x + along[0] : along[0];
+      if (relative || step != 'H') y = relative ? y + along[1] : along[1];
       paths.left = std::min(paths.left, x);
       paths.right = std::max(paths.right, x);
       paths.top = std::min(paths.top, y);
@@ -115,9 +120,9 @@ Paths PathsOf(const std::string& svg, const std::string& colour) {
   return paths;
 }
 
-constexpr char kBlack[] = "0%,0%,0%";
-constexpr char kBlue[] = "0%,28.2";
-constexpr char kRed[] = "78.4";
+constexpr char kBlack[] = "#000000";
+constexpr char kBlue[] = "#0048a8";
+constexpr char kRed[] = "#c81e1e";
 
 TEST_F(Plots, AreOfTheSizeAndKindAskedFor) {
   EXPECT_EQ(Output(Plot({})), "run.png: 960 by 600 pixels, 96 per inch\n");

@@ -1,13 +1,17 @@
 // Private profiles, read and written by hand on every platform: the desktop platform's own calls
 // lose changes when several programs write.
 //
-// Nothing is kept between calls, because other programs change the file too: every read scans the
-// file's text once, up to the key. Settings files are small.
+// Nothing is kept between calls, because other programs change the file too. One key is looked for
+// through the lines up to it; for who looks for many, sections and keys are sorted first.
 
 #include "platform/profile.h"
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <list>
+#include <map>
 #include <memory>
 #include <new>
 #include <optional>
@@ -95,12 +99,6 @@ class LineScanner {
   size_t next_;
 };
 
-// Where the lines after a section's header end.
-struct SectionEnd {
-  size_t all = 0;
-  size_t content = 0;  // without the blank lines before the next section
-};
-
 std::optional<Line> FindSection(std::string_view text, std::string_view section) {
   LineScanner scanner(text);
   Line line;
@@ -120,16 +118,193 @@ std::optional<Line> FindKey(std::string_view text, size_t body, std::string_view
   return std::nullopt;
 }
 
-SectionEnd EndOf(std::string_view text, const Line& header) {
-  SectionEnd end = {header.next, header.next};
-  LineScanner scanner(text, header.next);
-  Line line;
-  while (scanner.Next(&line) && line.kind != LineKind::kSection) {
-    end.all = line.next;
-    if (!line.blank) end.content = line.next;
-  }
-  return end;
+std::string Joined(std::initializer_list<std::string_view> parts) {
+  std::string text;
+  for (const std::string_view part : parts) text.append(part);
+  return text;
 }
+
+struct LessWithoutCase {
+  bool operator()(std::string_view a, std::string_view b) const {
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                        [](char x, char y) { return LowerCase(x) < LowerCase(y); });
+  }
+};
+template <typename Value>
+using ByName = std::map<std::string_view, Value, LessWithoutCase>;
+
+}  // namespace
+
+// A text in pieces, of which sections and keys are found at once. Every edit finds what the one
+// before it has left, as if it searched through the whole text.
+class ProfileLines {
+ public:
+  explicit ProfileLines(std::string text) { Split(std::move(text)); }
+  ProfileLines(const ProfileLines&) = delete;
+  ProfileLines& operator=(const ProfileLines&) = delete;
+
+  // Afterwards Value allocates nothing.
+  void SearchAll() {
+    for (auto& [name, section] : sections_) Find(&section, {});
+  }
+
+  std::optional<std::string_view> Value(std::string_view section, std::string_view key) {
+    const auto found = sections_.find(section);
+    if (found == sections_.end()) return std::nullopt;
+    const Position* const piece = Find(&found->second, key);
+    return piece != nullptr ? std::optional((*piece)->line.value) : std::nullopt;
+  }
+
+  void Apply(const ProfileEdit& edit) {
+    const std::string_view section = Trim(edit.section);
+    if (edit.key == nullptr) {
+      DeleteSection(section);
+    } else if (edit.value == nullptr) {
+      DeleteKey(section, Trim(edit.key));
+    } else {
+      SetKey(section, Trim(edit.key), edit.value);
+    }
+  }
+
+  std::string Text() const {
+    std::string text;
+    for (const Piece& piece : pieces_) text += piece.text;
+    return text;
+  }
+
+ private:
+  // A section's header, a key's line, or successive lines of neither kind, all of them blank or
+  // none.
+  struct Piece {
+    std::string_view text;
+    Line line;  // the first
+  };
+  using Position = std::list<Piece>::iterator;
+  struct Section {
+    Position header;
+    bool searched = false;  // for what follows
+    Position last = {};     // the last piece that is not blank
+    ByName<Position> keys = {};
+  };
+
+  void Split(std::string text) {
+    pieces_.clear();
+    sections_.clear();
+    new_texts_.clear();
+    text_ = std::move(text);
+    LineScanner scanner(text_);
+    Line line;
+    while (scanner.Next(&line)) {
+      const size_t size = line.next - line.begin;
+      if (line.kind == LineKind::kOther && !pieces_.empty() &&
+          pieces_.back().line.kind == LineKind::kOther && pieces_.back().line.blank == line.blank) {
+        std::string_view& before = pieces_.back().text;
+        before = {before.data(), before.size() + size};
+        continue;
+      }
+      pieces_.push_back({std::string_view(text_).substr(line.begin, size), line});
+      if (line.kind == LineKind::kSection) {
+        sections_.try_emplace(line.name, Section{std::prev(pieces_.end())});
+      }
+    }
+  }
+
+  // For an edit after which other lines than its own may be the ones to be found.
+  void SplitAgain() { Split(Text()); }
+
+  const Position* Find(Section* section, std::string_view key) {
+    if (!section->searched) {
+      section->last = section->header;
+      for (Position piece = std::next(section->header);
+           piece != pieces_.end() && piece->line.kind != LineKind::kSection; ++piece) {
+        if (!piece->line.blank) section->last = piece;
+        if (piece->line.kind == LineKind::kKey) section->keys.try_emplace(piece->line.name, piece);
+      }
+      section->searched = true;
+    }
+    const auto found = section->keys.find(key);
+    return found != section->keys.end() ? &found->second : nullptr;
+  }
+
+  void SetKey(std::string_view section, std::string_view key, std::string_view value) {
+    auto found = sections_.find(section);
+    if (found == sections_.end()) {
+      const Position header = Insert(pieces_.end(), {"[", section, "]"});
+      found = sections_.try_emplace(header->line.name, Section{header}).first;
+    }
+    const Position* const there = Find(&found->second, key);
+    Position set;
+    if (there != nullptr) {
+      // The key stays spelled as it stands in the file.
+      set = *there;
+      const std::string_view old = set->text;
+      const size_t start = old.find('=') + 1;
+      const size_t end = std::min(old.find_first_of(kLineEnds), old.size());
+      if (old.substr(start, end - start) == value) return;
+      SetText(set, Joined({old.substr(0, start), value, old.substr(end)}));
+    } else {
+      set = Insert(std::next(found->second.last), {key, "=", value});
+    }
+    const Position next = std::next(set);
+    const bool joined =
+        next != pieces_.end() && set->text.back() == '\r' && next->text.front() == '\n';
+    if (joined || set->line.kind != LineKind::kKey || !EqualWithoutCase(set->line.name, key)) {
+      SplitAgain();
+    } else if (there == nullptr) {
+      found->second.keys.try_emplace(set->line.name, set);
+      found->second.last = set;
+    }
+  }
+
+  void DeleteKey(std::string_view section, std::string_view key) {
+    const auto found = sections_.find(section);
+    if (found == sections_.end()) return;
+    const Position* const piece = Find(&found->second, key);
+    if (piece == nullptr) return;
+    pieces_.erase(*piece);
+    SplitAgain();
+  }
+
+  void DeleteSection(std::string_view section) {
+    const auto found = sections_.find(section);
+    if (found == sections_.end()) return;
+    const Position header = found->second.header;
+    pieces_.erase(header, std::find_if(std::next(header), pieces_.end(), [](const Piece& piece) {
+                    return piece.line.kind == LineKind::kSection;
+                  }));
+    SplitAgain();
+  }
+
+  void SetText(Position piece, std::string text) {
+    new_texts_.push_back(std::move(text));
+    piece->text = new_texts_.back();
+    LineScanner(piece->text).Next(&piece->line);
+  }
+
+  // Inserts a line of its own before `next`.
+  Position Insert(Position next, std::initializer_list<std::string_view> line) {
+    std::string_view end = kLineEnds;  // as the profile's first line ends
+    if (!pieces_.empty()) {
+      const std::string_view first = pieces_.front().text;
+      const size_t at = std::min(first.find_first_of(kLineEnds), first.size());
+      if (at < first.size() && first.substr(at, 2) != kLineEnds) end = first.substr(at, 1);
+    }
+    if (next != pieces_.begin()) {
+      const Position before = std::prev(next);
+      if (!IsLineEnd(before->text.back())) SetText(before, Joined({before->text, end}));
+    }
+    const Position piece = pieces_.insert(next, Piece());
+    SetText(piece, Joined(line).append(end));
+    return piece;
+  }
+
+  std::string text_;
+  std::list<std::string> new_texts_;  // names stay views of what they were in before
+  std::list<Piece> pieces_;
+  ByName<Section> sections_;  // the first of each name
+};
+
+namespace {
 
 // Fills a caller's buffer with a list of names.
 class NameList {
@@ -182,53 +357,6 @@ bool ReadText(const std::string& path, std::string* text) {
   return true;
 }
 
-std::string_view LineEndStyle(std::string_view text) {
-  const size_t end = text.find_first_of(kLineEnds);
-  if (end == std::string_view::npos || text.substr(end, 2) == kLineEnds) return kLineEnds;
-  return text.substr(end, 1);
-}
-
-// Inserts a line of its own before `position`, where a line begins or the text ends.
-void InsertLine(std::string* text, size_t position, const std::string& line) {
-  const std::string end(LineEndStyle(*text));
-  const bool cut = position > 0 && kLineEnds.find((*text)[position - 1]) == std::string_view::npos;
-  text->insert(position, (cut ? end : "") + line + end);
-}
-
-void SetKey(std::string* text, const std::string& section, const std::string& key,
-            const std::string& value) {
-  const std::string new_line = key + "=" + value;
-  const std::optional<Line> header = FindSection(*text, section);
-  if (!header) {
-    InsertLine(text, text->size(), "[" + section + "]");
-    InsertLine(text, text->size(), new_line);
-    return;
-  }
-  const std::optional<Line> line = FindKey(*text, header->next, key);
-  if (!line) {
-    InsertLine(text, EndOf(*text, *header).content, new_line);
-    return;
-  }
-  // The key stays spelled as it stands in the file.
-  const size_t start = text->find('=', line->begin) + 1;
-  text->replace(start, line->end - start, value);
-}
-
-void DeleteKey(std::string* text, const std::string& section, const std::string& key) {
-  const std::optional<Line> header = FindSection(*text, section);
-  if (!header) return;
-  const std::optional<Line> line = FindKey(*text, header->next, key);
-  if (line) text->erase(line->begin, line->next - line->begin);
-}
-
-void DeleteSection(std::string* text, const std::string& section) {
-  const std::optional<Line> header = FindSection(*text, section);
-  if (header) text->erase(header->begin, EndOf(*text, *header).all - header->begin);
-}
-
-// A name as it would be read back.
-std::string NameOf(const char* name) { return std::string(Trim(name)); }
-
 bool OnOneLine(const char* text) {
   return text == nullptr || std::strpbrk(text, "\r\n") == nullptr;
 }
@@ -269,25 +397,10 @@ std::string_view WithoutTrailingBlanks(const char* text) {
   return view;
 }
 
-void Apply(const ProfileEdit& edit, std::string* text) {
-  const std::string section = NameOf(edit.section);
-  if (edit.key == nullptr) {
-    DeleteSection(text, section);
-  } else if (edit.value == nullptr) {
-    DeleteKey(text, section, NameOf(edit.key));
-  } else {
-    SetKey(text, section, NameOf(edit.key), edit.value);
-  }
-}
-
-enum class Edited { kFailed, kUnchanged, kChanged };
-
-Edited ReadAndEdit(const std::string& path, std::span<const ProfileEdit> edits, std::string* text) {
-  std::string old_text;
-  if (!ReadText(path, &old_text)) return Edited::kFailed;
-  *text = old_text;
-  for (const ProfileEdit& edit : edits) Apply(edit, text);
-  return *text == old_text ? Edited::kUnchanged : Edited::kChanged;
+std::string Edited(const std::string& text, std::span<const ProfileEdit> edits) {
+  ProfileLines lines(text);
+  for (const ProfileEdit& edit : edits) lines.Apply(edit);
+  return lines.Text();
 }
 
 class FileProfile : public Profile {
@@ -313,32 +426,40 @@ class FileProfile : public Profile {
     try {
       // What changes nothing needs no right to change anything.
       std::string text;
-      const Edited edited = ReadAndEdit(path, edits, &text);
-      if (edited != Edited::kChanged) return edited == Edited::kUnchanged;
+      if (!ReadText(path, &text)) return false;
+      std::string edited = Edited(text, edits);
+      if (edited == text) return true;
       const std::unique_ptr<ChangeLock> lock = ChangeLock::Take(path);
-      return lock != nullptr && ChangeUnder(lock.get(), edits);
+      if (lock == nullptr) return false;
+      std::string now;
+      if (!ReadText(lock->target(), &now)) return false;
+      if (now != text) edited = Edited(now, edits);
+      if (edited == now) return true;
+      Replacement replacement(lock.get());
+      replacement.Write(0, {reinterpret_cast<const uint8_t*>(edited.data()), edited.size()});
+      return replacement.Commit(Force::kToDisk) == ReplaceResult::kDone;
     } catch (const std::bad_alloc&) {
       return false;
     }
-  }
-
- private:
-  static bool ChangeUnder(ChangeLock* lock, std::span<const ProfileEdit> edits) {
-    std::string text;
-    const Edited edited = ReadAndEdit(lock->target(), edits, &text);
-    if (edited != Edited::kChanged) return edited == Edited::kUnchanged;
-    Replacement replacement(lock);
-    replacement.Write(0, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
-    return replacement.Commit(Force::kToDisk) == ReplaceResult::kDone;
   }
 };
 
 }  // namespace
 
+void ProfileText::Prepare() {
+  lines_ = std::make_shared<ProfileLines>(text_);
+  lines_->SearchAll();
+}
+
 uint32_t ProfileText::Read(const char* section, const char* key, const char* fallback, char* out,
                            uint32_t size) const {
   if (out == nullptr || size == 0) return 0;
-  return ReadFrom(text_, section, key, WithoutTrailingBlanks(fallback), out, size);
+  const std::string_view otherwise = WithoutTrailingBlanks(fallback);
+  if (lines_ == nullptr || section == nullptr || key == nullptr) {
+    return ReadFrom(text_, section, key, otherwise, out, size);
+  }
+  const std::optional<std::string_view> value = lines_->Value(Trim(section), Trim(key));
+  return CopyValue(value ? Unquote(*value) : otherwise, out, size);
 }
 
 uint32_t Profile::Read(const char* section, const char* key, const char* fallback, char* out,

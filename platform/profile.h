@@ -7,6 +7,7 @@
 #define PLATFORM_PROFILE_H_
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -23,11 +24,16 @@ struct ProfileEdit {
   const char* value = nullptr;
 };
 
+class ProfileLines;
+
 // A profile's whole text as it was at one moment.
 class ProfileText {
  public:
   ProfileText() = default;
   explicit ProfileText(std::string text) : text_(std::move(text)) {}
+
+  // Makes every later Read of a key take the same time wherever the key stands: for who reads many.
+  void Prepare();
 
   // Copies a key's value, or `fallback` (nullptr: empty) without its trailing blanks when there is
   // no such key, cut to `size` with its terminating zero. A key with an empty value is empty. With
@@ -40,6 +46,7 @@ class ProfileText {
 
  private:
   std::string text_;
+  std::shared_ptr<ProfileLines> lines_;  // of a prepared one
 };
 
 class Profile {

@@ -98,6 +98,7 @@ Made MakeStore(bool counts) {
   // Of a file that cannot be read the store would hold nothing, and write that back.
   platform::ProfileText file;
   if (!LoadSettings(&file)) return Made::kNot;
+  file.Prepare();
   const StoreScope scope;
   if (there()) return Made::kBefore;  // another thread made it meanwhile
   global = {};

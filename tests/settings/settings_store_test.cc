@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <clocale>
 #include <cstring>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "settings/ini_text.h"
 #include "settings/system_list.h"
@@ -382,17 +384,38 @@ TEST_F(SettingsTest, AnUnreadableFileIsNeitherSeededFromNorWritten) {
   EXPECT_EQ(InitGlobal(0), 1);
 }
 
-// What a file can ask for is bounded: it is read once for all keys, and one that is no settings
-// file by its size is not read at all.
-TEST_F(SettingsTest, HugeFilesAreLeftAlone) {
+// What a file can ask for is bounded: it is read once for all keys, looked through once for all,
+// and one that is no settings file by its size is not read at all.
+TEST_F(SettingsTest, HugeFilesCostOneReadAndOneReplacement) {
   testing::FaultyFileSystem files;
   const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
-  const std::string zeros(50000, '\0');
-  testing::WriteText(FilePath(), zeros);
+  std::string text(50000, '\0');
+  for (int line = 0; text.size() < 1000000; ++line) {
+    text += "\r\n\r\nkey" + std::to_string(line) + "=value";
+    if (line % 100 == 0) text += "\r\n[section" + std::to_string(line) + "]";
+  }
+  const std::string find = "\r\n[Find]\r\nName=x\r\n";
+  testing::WriteText(FilePath(), text + find);
+  const uint64_t size = text.size() + find.size();
+  using Done = std::array<uint64_t, 3>;  // bytes read, files locked, files replaced
+  Done before_step = {};
+  const auto done = [&] {
+    const Done now = {files.bytes_read(), static_cast<uint64_t>(files.Calls(FileCall::kOpenAlone)),
+                      static_cast<uint64_t>(files.Calls(FileCall::kMove))};
+    const Done before = std::exchange(before_step, now);
+    return Done{now[0] - before[0], now[1] - before[1], now[2] - before[2]};
+  };
   EXPECT_EQ(InitGlobal(0), 1);
-  EXPECT_EQ(files.bytes_read(), zeros.size());
-  EXPECT_EQ(FreeGlobal(0), 1);
-  EXPECT_EQ(GetIni("Find", "Name"), "");
+  EXPECT_EQ(done(), (Done{size, 0, 0}));
+  EXPECT_EQ(UpdateGlobal(0), 1);              // all keys but one are new
+  EXPECT_EQ(done(), (Done{2 * size, 1, 1}));  // it is read again when it is locked
+  EXPECT_EQ(File().substr(0, text.size()), text);
+  const uint64_t written = File().size();
+  done();
+  EXPECT_EQ(UpdateGlobal(0) + FreeGlobal(0), 2);
+  EXPECT_EQ(done(), (Done{2 * written, 0, 0}));
+  EXPECT_EQ(GetIni("Find", "Name") + GetIni("Find", "QM"), "x");
+
   const uint64_t before = files.bytes_read();
   testing::WriteText(FilePath(), std::string((size_t{1} << 20) + 1, '\n'));
   EXPECT_EQ(InitGlobal(0) + SetIni("S", "k", "v"), 0);

@@ -85,6 +85,10 @@ class AxesObjects : public Family {
 class Pictures : public Family {
  public:
   explicit Pictures(const Workplace& /*place*/) {}
+  // A system that does not tell when a device context goes leaves its resources to the next one.
+  ~Pictures() override {
+    if (canvas_) PltReleaseResources(canvas_->dc());
+  }
 
   void Step(Random* random) override {
     const uint32_t choice = Below(random, 8);

@@ -345,6 +345,8 @@ class ProcessedSets : public Family {
       : descriptor_(Descriptor(SharedRun(place.directory, 1), DM_RAW_SPECTRUM)) {
     descriptor_.process = static_cast<int16_t>(place.worker + 1);
   }
+  // What reads without a data handle keeps the directory open.
+  ~ProcessedSets() override { DmRawRelease(&descriptor_, 0, 0, 0, nullptr); }
 
   // A worker before this one may have left scans in the set.
   void Step(Random* random) override {

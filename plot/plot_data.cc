@@ -149,17 +149,19 @@ std::pair<int32_t, int32_t> PixelsBetween(int32_t a, int32_t b, int32_t first, i
 
 // Looks at the cells pixel by pixel: so all devices show the same, however small a part of them is
 // in view.
-void DrawImage(TvDC dc, const RowView& row, const platform::DeviceMetrics& device,
-               const TvColour* colours, const Cells& columns, const Cells& rows) {
+void DrawImage(TvDC dc, const RowView& row, const TvColour* colours, const Cells& columns,
+               const Cells& rows) {
+  constexpr int32_t kFarthest = 1 << 15;      // as far as any device reaches
+  constexpr int32_t kPixelsAtOnce = 1 << 24;  // of more than usual pictures have
   const CoordinateSystem& system = row.system;
   const TvRect clip = row.ClipRect();
   const auto [left, right] =
       PixelsBetween(system.XPosition(columns.range.low), system.XPosition(columns.range.high),
-                    std::max(clip.left, 0), std::min(clip.right, device.width));
+                    std::max(clip.left, 0), std::min(clip.right, kFarthest));
   // The lower end's pixel belongs to a range of values, the upper one's does not.
   const auto [above, bottom] =
       PixelsBetween(system.YPosition(rows.range.low), system.YPosition(rows.range.high),
-                    std::max(clip.top, 0) - 1, std::min(clip.bottom, device.height) - 1);
+                    std::max(clip.top, 0) - 1, std::min(clip.bottom, kFarthest) - 1);
   if (left >= right || above >= bottom) return;
   const TvRect area = {left, above + 1, right, bottom + 1};
   if (columns.count == 1 && rows.count == 1) {
@@ -170,14 +172,18 @@ void DrawImage(TvDC dc, const RowView& row, const platform::DeviceMetrics& devic
   for (int32_t x = area.left; x < area.right; ++x) {
     column_at.push_back(columns.At(system.XValue(x)));
   }
+  const int32_t rows_at_once = kPixelsAtOnce / (area.right - area.left);
   std::vector<TvColour> pixels;
-  pixels.reserve(column_at.size() * static_cast<size_t>(area.bottom - area.top));
-  for (int32_t y = area.top; y < area.bottom; ++y) {
-    const TvColour* cells =
-        colours + rows.At(system.YValue(y)) * static_cast<size_t>(columns.count);
-    for (const size_t column : column_at) pixels.push_back(cells[column]);
+  for (int32_t top = area.top; top < area.bottom; top += rows_at_once) {
+    const TvRect band = {area.left, top, area.right, std::min(top + rows_at_once, area.bottom)};
+    pixels.clear();
+    for (int32_t y = band.top; y < band.bottom; ++y) {
+      const TvColour* cells =
+          colours + rows.At(system.YValue(y)) * static_cast<size_t>(columns.count);
+      for (const size_t column : column_at) pixels.push_back(cells[column]);
+    }
+    TheDrawing().Image(dc, band, pixels.data());
   }
-  TheDrawing().Image(dc, area, pixels.data());
 }
 
 }  // namespace
@@ -192,11 +198,10 @@ extern "C" int32_t TERVALON_CALL AxsPlotImage(TvDC dc, int32_t handle, const TvC
   const Cells upward = {*y, rows};
   if (!IsUsable(across) || !IsUsable(upward) || int64_t{columns} * rows > kMostCells) return -1;
   return Guarded(-1, [&] {
-    platform::DeviceMetrics device;
     platform::SavedState state(dc);
-    if (!state.saved() || !TheDrawing().Capabilities(dc, &device)) return -1;
+    if (!state.saved()) return -1;
     for (int32_t row = 0; axes->AllRowsLive() && row < axes->system.row_count; ++row) {
-      DrawImage(dc, RowView(*axes, row), device, colours, across, upward);
+      DrawImage(dc, RowView(*axes, row), colours, across, upward);
     }
     return state.Restore() ? 0 : -1;
   });

@@ -11,6 +11,7 @@
 #include <limits>
 #include <map>
 #include <numeric>
+#include <string>
 #include <vector>
 
 #include "platform/lock.h"
@@ -36,9 +37,19 @@ bool IsPen(HGDIOBJ object) {
 bool IsFont(HGDIOBJ object) { return GetObjectType(object) == OBJ_FONT; }
 bool IsOldMetafile(HDC dc) { return GetObjectType(dc) == OBJ_METADC; }
 
-int TextLength(std::string_view text) {
+// A text is UTF-8, or else of the system's code page, as those of older systems are.
+std::wstring Wide(std::string_view text) {
   constexpr size_t kLongest = 8192;  // more than any device is wide
-  return static_cast<int>(std::min(text.size(), kLongest));
+  constexpr size_t kMostBytes = 4 * kLongest;
+  const auto bytes = static_cast<int>(std::min(text.size(), kMostBytes));
+  std::wstring wide(static_cast<size_t>(bytes), 0);
+  const auto convert = [&](UINT code_page, DWORD flags) {
+    return MultiByteToWideChar(code_page, flags, text.data(), bytes, wide.data(), bytes);
+  };
+  int length = convert(CP_UTF8, text.size() <= kMostBytes ? MB_ERR_INVALID_CHARS : 0);
+  if (length == 0) length = convert(CP_ACP, 0);
+  wide.resize(std::min(static_cast<size_t>(length), kLongest));
+  return wide;
 }
 
 constinit Mutex selections_lock;  // the service is never destroyed, this is
@@ -116,9 +127,9 @@ class Win32Drawing : public Drawing {
     if (description.height < -kMostFontHeight || description.height > kMostFontHeight) {
       return nullptr;
     }
-    return CreateFontA(description.height, 0, 0, 0, description.weight, FALSE, FALSE, FALSE,
+    return CreateFontW(description.height, 0, 0, 0, description.weight, FALSE, FALSE, FALSE,
                        DEFAULT_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY,
-                       DEFAULT_PITCH | FF_SWISS, description.face.c_str());
+                       DEFAULT_PITCH | FF_SWISS, Wide(description.face).c_str());
   }
   bool DeleteFont(TvFont font) override { return IsFont(font) && DeleteObject(font) != FALSE; }
 
@@ -175,7 +186,9 @@ class Win32Drawing : public Drawing {
     if (!IsLive(dc)) return {};
     SIZE size = {};
     const Ruler ruler = RulerOf(dc);
-    if (!GetTextExtentPoint32A(ruler.dc(), text.data(), TextLength(text), &size)) return {};
+    const std::wstring wide = Wide(text);
+    const auto length = static_cast<int>(wide.size());
+    if (!GetTextExtentPoint32W(ruler.dc(), wide.c_str(), length, &size)) return {};
     return {size.cx, size.cy};
   }
 
@@ -311,12 +324,13 @@ class Win32Drawing : public Drawing {
   // How far it is from each character to the next, as measured; nothing when it cannot be. Without
   // these the platform may set a text wider than it says: by the widths of smoothed or hinted
   // forms.
-  std::vector<INT> Advances(HDC dc, std::string_view text) {
-    std::vector<INT> advances(static_cast<size_t>(TextLength(text)));
+  std::vector<INT> Advances(HDC dc, const std::wstring& text) {
+    std::vector<INT> advances(text.size());
     SIZE size = {};
     const Ruler ruler = RulerOf(dc);
-    if (advances.empty() || !GetTextExtentExPointA(ruler.dc(), text.data(), TextLength(text), 0,
-                                                   nullptr, advances.data(), &size)) {
+    if (advances.empty() ||
+        !GetTextExtentExPointW(ruler.dc(), text.c_str(), static_cast<int>(text.size()), 0, nullptr,
+                               advances.data(), &size)) {
       return {};
     }
     std::adjacent_difference(advances.begin(), advances.end(), advances.begin());
@@ -328,9 +342,10 @@ class Win32Drawing : public Drawing {
     constexpr UINT kFromUpperLeft = TA_LEFT | TA_TOP | TA_NOUPDATECP;
     if (IsOldMetafile(dc) || GetTextAlign(dc) != kFromUpperLeft) SetTextAlign(dc, kFromUpperLeft);
     const POINT reachable = Reachable(dc, at);
-    const std::vector<INT> advances = Advances(dc, text);
-    return ExtTextOutA(dc, reachable.x, reachable.y, within != nullptr ? ETO_CLIPPED : 0, within,
-                       text.data(), static_cast<UINT>(TextLength(text)),
+    const std::wstring wide = Wide(text);
+    const std::vector<INT> advances = Advances(dc, wide);
+    return ExtTextOutW(dc, reachable.x, reachable.y, within != nullptr ? ETO_CLIPPED : 0, within,
+                       wide.c_str(), static_cast<UINT>(wide.size()),
                        advances.empty() ? nullptr : advances.data()) != FALSE;
   }
 

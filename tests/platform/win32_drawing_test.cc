@@ -60,6 +60,36 @@ TEST(Win32TextTest, IsAsWideAsMeasured) {
   }
 }
 
+int CALLBACK TakeText(HDC /*dc*/, HANDLETABLE* /*handles*/, const ENHMETARECORD* record,
+                      int /*handle_count*/, LPARAM written) {
+  if (record->iType != EMR_EXTTEXTOUTW) return 1;
+  const EMRTEXT& text = reinterpret_cast<const EMREXTTEXTOUTW*>(record)->emrtext;
+  const auto* place = reinterpret_cast<const uint8_t*>(record) + text.offString;
+  reinterpret_cast<std::wstring*>(written)->assign(reinterpret_cast<const wchar_t*>(place),
+                                                   text.nChars);
+  return 1;
+}
+
+std::wstring Recorded(const std::string& text) {
+  const HDC dc = CreateEnhMetaFileA(nullptr, nullptr, nullptr, nullptr);
+  EXPECT_TRUE(TheDrawing().Text(dc, 0, 0, text));
+  const HENHMETAFILE metafile = CloseEnhMetaFile(dc);
+  std::wstring written;
+  EnumEnhMetaFile(nullptr, metafile, TakeText, &written, nullptr);
+  DeleteEnhMetaFile(metafile);
+  return written;
+}
+
+// UTF-8, or of the system's code page; what is too long is cut between characters.
+TEST(Win32TextTest, IsOfAnyLanguage) {
+  EXPECT_EQ(Recorded("\xC2\xB5 \xD0\x96 \xE6\x97\xA5 \xF0\x9D\x84\x9E"),
+            L"\x00B5 \x0416 \x65E5 \xD834\xDD1E");
+  wchar_t wide[2] = {};
+  MultiByteToWideChar(CP_ACP, 0, "\xB5m", 2, wide, 2);
+  EXPECT_EQ(Recorded("\xB5m"), std::wstring(wide, 2));
+  EXPECT_EQ(Recorded(std::string(9000, 'x')).size(), 8192U);
+}
+
 class MetafileTest : public ::testing::Test {
  protected:
   MetafileTest() {

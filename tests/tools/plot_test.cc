@@ -55,6 +55,14 @@ TEST_F(Plots, RefuseWhatCannotBeMeant) {
   EXPECT_EQ(Names(), std::vector<std::string>{"run.raw"});
 }
 
+// The big-endian number at a place of a PNG file.
+size_t NumberAt(const std::string& file, size_t place) {
+  if (file.size() < place + 4) return 0;
+  size_t number = 0;
+  for (size_t i = 0; i < 4; ++i) number = number << 8 | static_cast<unsigned char>(file[place + i]);
+  return number;
+}
+
 #if !defined(_WIN32)
 
 TEST_F(Plots, TakeThePlaceOfAFileWithItsRights) {
@@ -68,14 +76,6 @@ TEST_F(Plots, TakeThePlaceOfAFileWithItsRights) {
   EXPECT_EQ(fs::status(NativePath("old.png")).permissions(), kRights);
   EXPECT_THAT(File("old.png"), StartsWith("\x89PNG"));
   EXPECT_EQ(Names(), (std::vector<std::string>{"link.png", "old.png", "run.raw"}));
-}
-
-// The big-endian number at a place of a PNG file.
-size_t NumberAt(const std::string& file, size_t place) {
-  if (file.size() < place + 4) return 0;
-  size_t number = 0;
-  for (size_t i = 0; i < 4; ++i) number = number << 8 | static_cast<unsigned char>(file[place + i]);
-  return number;
 }
 
 // The paths of an SVG file that are drawn in a colour, and the rectangle around them.
@@ -176,11 +176,26 @@ TEST_F(Plots, MoveScansBackInThreeDimensions) {
 
 #else
 
-TEST_F(Plots, AreMetafilesAndBitmaps) {
-  EXPECT_THAT(Output(Plot({})), StartsWith("run.emf: "));
-  const std::string metafile = File("run.emf");
+TEST_F(Plots, AreMetafilesAndImages) {
+  EXPECT_EQ(Output(Plot({"-o", "a.emf"})), "a.emf: 2880 by 1800 pixels, 288 per inch\n");
+  const std::string metafile = File("a.emf");
   ASSERT_GT(metafile.size(), 2000U);
   EXPECT_EQ(metafile.substr(40, 4), " EMF");
+  // The frame, in hundredths of a millimetre: 10 by 6.25 inches.
+  int32_t frame[4] = {};
+  std::memcpy(frame, metafile.data() + 24, sizeof frame);
+  EXPECT_EQ(frame[2] - frame[0], 25400);
+  EXPECT_EQ(frame[3] - frame[1], 15875);
+
+  EXPECT_EQ(Output(Plot({"--resolution", "192", "--size", "700x500"})),
+            "run.png: 700 by 500 pixels, 192 per inch\n");
+  const std::string png = File("run.png");
+  EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1A\n");
+  EXPECT_EQ(NumberAt(png, 20), 500U);
+  EXPECT_EQ(NumberAt(png, 41), 7559U);
+  EXPECT_EQ(NumberAt(png, 50), 0x8FE5F165U);
+  EXPECT_EQ(png.substr(png.size() - 8), "IEND\xAE\x42\x60\x82");
+
   Output(Plot({"-s", "12", "--size", "300x200", "-o", "a.bmp"}));
   const std::string bitmap = File("a.bmp");
   ASSERT_EQ(bitmap.size(), 54U + 300 * 200 * 4);

@@ -17,28 +17,30 @@ constexpr int32_t kPaperPixelsPerInch = 288;
 const char* Picture::Endings() { return "png, svg or pdf"; }
 
 int32_t Picture::UsualResolution(const std::string& path) {
-  const std::string ending = Ending(path);
+  const std::string ending = PictureEnding(path);
   if (ending == "png") {
     return kScreenPixelsPerInch;
   }
   return ending == "svg" || ending == "pdf" ? kPaperPixelsPerInch : 0;
 }
 
-Picture::Picture(std::string path, const PictureSize& size)
-    : path_(std::move(path)), target_(LinkTarget(path_)), partial_(UnusedName(target_, ".part")) {
+Picture::Picture(const std::string& path, const PictureSize& size, const std::string& ending)
+    : path_(path),
+      ending_(ending.empty() ? PictureEnding(path) : ending),
+      target_(LinkTarget(path)),
+      partial_(PartialName(path, target_)) {
   console::HoldInterrupts();
-  const std::string ending = Ending(path_);
   const auto [width, height, pixels_per_inch] = size;
-  if (ending == "svg") {
+  if (ending_ == "svg") {
     dc_ = TvCreateSvgDC(partial_.c_str(), width, height, pixels_per_inch);
-  } else if (ending == "pdf") {
+  } else if (ending_ == "pdf") {
     dc_ = TvCreatePdfDC(partial_.c_str(), width, height, pixels_per_inch);
   } else {
     dc_ = TvCreateImageDC(width, height, pixels_per_inch);
   }
   if (dc_ == nullptr) {
     throw Failure(path_,
-                  ending == "png" ? "a picture of this size cannot be made" : "cannot be written");
+                  ending_ == "png" ? "a picture of this size cannot be made" : "cannot be written");
   }
 }
 
@@ -49,16 +51,14 @@ Picture::~Picture() {
   }
 }
 
-void Picture::Finish() {
+bool Picture::NextPage() { return TvNextPage(dc_) != 0; }
+
+void Picture::Finish(Output* standard_output) {
   console::CheckInterrupt();
-  bool written = Ending(path_) != "png" || TvSavePng(dc_, partial_.c_str()) != 0;
+  bool written = ending_ != "png" || TvSavePng(dc_, partial_.c_str()) != 0;
   written = TvDeleteDC(dc_) != 0 && written;
   dc_ = nullptr;
-  if (!written) {
-    RemoveFile(partial_);
-    throw Failure(path_, "cannot be written");
-  }
-  MoveOver(partial_, target_);
+  PutInPlace(written, standard_output);
 }
 
 std::string Picture::DeviceText(const std::string& utf8) { return utf8; }

@@ -1,5 +1,5 @@
-// Enhanced metafiles, and bitmaps at the screen's resolution, which is that of memory device
-// contexts.
+// Enhanced metafiles and bitmaps, which are stored as PNG or BMP files. They have the resolution
+// that their fonts and pens are made for; device contexts themselves know only the screen's.
 
 #include "tools/pictures/picture.h"
 
@@ -7,15 +7,21 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <string>
 
 #include "tools/data/files.h"
 #include "tools/print/console.h"
 #include "tools/print/failure.h"
-#include "tools/print/text.h"
+#include "tools/win32/png_file.h"
 
 namespace tervalon::tools {
 namespace {
+
+constexpr int32_t kScreenPixelsPerInch = 96;
+constexpr int32_t kPaperPixelsPerInch = 288;
 
 // A device context of the screen, to measure with.
 class Screen {
@@ -26,13 +32,10 @@ class Screen {
   Screen& operator=(const Screen&) = delete;
 
   HDC dc() const { return dc_; }
-  int32_t pixels_per_inch() const { return GetDeviceCaps(dc_, LOGPIXELSY); }
 
  private:
   const HDC dc_;
 };
-
-bool IsMetafile(const std::string& path) { return Ending(path) == "emf"; }
 
 BITMAPINFOHEADER HeaderOf(const PictureSize& size) {
   BITMAPINFOHEADER header = {};
@@ -46,13 +49,24 @@ BITMAPINFOHEADER HeaderOf(const PictureSize& size) {
   return header;
 }
 
-// In hundredths of a millimetre, which the system turns back into the screen's pixels.
-RECT FrameOf(HDC screen, const PictureSize& size) {
-  const auto length = [](int32_t pixels, int millimetres, int all_pixels) {
-    return LONG{MulDiv(pixels, millimetres * 100, all_pixels)};
+// A metafile whose unit is a pixel of the picture, of the size in inches that the picture has.
+HDC MakeMetafile(HDC screen, const std::filesystem::path& path, const PictureSize& size) {
+  constexpr int kFrameUnits = 2540;  // in an inch, hundredths of a millimetre
+  const RECT frame = {0, 0, MulDiv(size.width, kFrameUnits, size.pixels_per_inch),
+                      MulDiv(size.height, kFrameUnits, size.pixels_per_inch)};
+  const HDC dc = CreateEnhMetaFileW(screen, path.c_str(), &frame, nullptr);
+  if (dc == nullptr) {
+    return nullptr;
+  }
+  const auto pixels = [&](LONG length, int all_pixels, int millimetres) {
+    return MulDiv(length, GetDeviceCaps(screen, all_pixels),
+                  100 * GetDeviceCaps(screen, millimetres));
   };
-  return {0, 0, length(size.width, GetDeviceCaps(screen, HORZSIZE), GetDeviceCaps(screen, HORZRES)),
-          length(size.height, GetDeviceCaps(screen, VERTSIZE), GetDeviceCaps(screen, VERTRES))};
+  SetMapMode(dc, MM_ANISOTROPIC);
+  SetWindowExtEx(dc, size.width, size.height, nullptr);
+  SetViewportExtEx(dc, pixels(frame.right, HORZRES, HORZSIZE),
+                   pixels(frame.bottom, VERTRES, VERTSIZE), nullptr);
+  return dc;
 }
 
 void MakeWhite(HDC dc, const PictureSize& size) {
@@ -60,46 +74,57 @@ void MakeWhite(HDC dc, const PictureSize& size) {
   FillRect(dc, &all, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
 }
 
-bool WriteBitmap(const std::filesystem::path& path, HBITMAP bitmap) {
-  DIBSECTION section = {};
-  GdiFlush();
-  if (GetObjectA(bitmap, sizeof(section), &section) == 0) {
-    return false;
-  }
-  const BITMAPINFOHEADER& header = section.dsBmih;
+bool WriteBitmap(std::ostream& stream, const BITMAPINFOHEADER& header, const uint8_t* bits) {
   const size_t bytes =
       size_t{4} * static_cast<size_t>(header.biWidth) * static_cast<size_t>(header.biHeight);
   BITMAPFILEHEADER file = {};
   file.bfType = 0x4D42;
   file.bfOffBits = sizeof(file) + sizeof(header);
   file.bfSize = file.bfOffBits + static_cast<DWORD>(bytes);
-  std::ofstream stream(path, std::ios::binary);
   stream.write(reinterpret_cast<const char*>(&file), sizeof(file));
   stream.write(reinterpret_cast<const char*>(&header), sizeof(header));
-  stream.write(static_cast<const char*>(section.dsBm.bmBits), static_cast<std::streamsize>(bytes));
-  stream.close();
+  stream.write(reinterpret_cast<const char*>(bits), static_cast<std::streamsize>(bytes));
   return stream.good();
+}
+
+bool WriteImage(const std::string& ending, const std::filesystem::path& path, HBITMAP bitmap) {
+  DIBSECTION section = {};
+  GdiFlush();
+  if (GetObjectA(bitmap, sizeof(section), &section) == 0) {
+    return false;
+  }
+  const BITMAPINFOHEADER& header = section.dsBmih;
+  const auto* bits = static_cast<const uint8_t*>(section.dsBm.bmBits);
+  std::ofstream stream(path, std::ios::binary);
+  const bool written = ending == "png"
+                           ? WritePng(stream, {bits, header.biWidth, header.biHeight,
+                                               static_cast<uint32_t>(header.biXPelsPerMeter)})
+                           : WriteBitmap(stream, header, bits);
+  stream.close();
+  return written && stream.good();
 }
 
 }  // namespace
 
-const char* Picture::Endings() { return "emf or bmp"; }
+const char* Picture::Endings() { return "png, emf or bmp"; }
 
 int32_t Picture::UsualResolution(const std::string& path) {
-  return IsMetafile(path) || Ending(path) == "bmp" ? Screen().pixels_per_inch() : 0;
+  const std::string ending = PictureEnding(path);
+  if (ending == "png" || ending == "bmp") {
+    return kScreenPixelsPerInch;
+  }
+  return ending == "emf" ? kPaperPixelsPerInch : 0;
 }
 
-Picture::Picture(std::string path, const PictureSize& size)
-    : path_(std::move(path)), target_(LinkTarget(path_)), partial_(UnusedName(target_, ".part")) {
+Picture::Picture(const std::string& path, const PictureSize& size, const std::string& ending)
+    : path_(path),
+      ending_(ending.empty() ? PictureEnding(path) : ending),
+      target_(LinkTarget(path)),
+      partial_(PartialName(path, target_)) {
   console::HoldInterrupts();
   const Screen screen;
-  if (size.pixels_per_inch != screen.pixels_per_inch()) {
-    throw Failure(path_, "pictures can be drawn here with the screen's resolution only, " +
-                             std::to_string(screen.pixels_per_inch()) + " pixels per inch");
-  }
-  if (IsMetafile(path_)) {
-    const RECT frame = FrameOf(screen.dc(), size);
-    dc_ = CreateEnhMetaFileW(screen.dc(), PathOf(partial_).c_str(), &frame, nullptr);
+  if (ending_ == "emf") {
+    dc_ = MakeMetafile(screen.dc(), PathOf(partial_), size);
   } else {
     BITMAPINFO info = {};
     info.bmiHeader = HeaderOf(size);
@@ -114,14 +139,14 @@ Picture::Picture(std::string path, const PictureSize& size)
     if (image_ != nullptr) {
       DeleteObject(image_);
     }
-    throw Failure(
-        path_, IsMetafile(path_) ? "cannot be written" : "a picture of this size cannot be made");
+    throw Failure(path_,
+                  ending_ == "emf" ? "cannot be written" : "a picture of this size cannot be made");
   }
   MakeWhite(dc_, size);
 }
 
 Picture::~Picture() {
-  if (dc_ != nullptr && IsMetafile(path_)) {
+  if (dc_ != nullptr && ending_ == "emf") {
     DeleteEnhMetaFile(CloseEnhMetaFile(dc_));
     RemoveFile(partial_);
   } else if (dc_ != nullptr) {
@@ -132,29 +157,23 @@ Picture::~Picture() {
   }
 }
 
-void Picture::Finish() {
+bool Picture::NextPage() { return false; }
+
+void Picture::Finish(Output* standard_output) {
   console::CheckInterrupt();
   PltReleaseResources(dc_);
   bool written = false;
-  if (IsMetafile(path_)) {
+  if (ending_ == "emf") {
     const HENHMETAFILE metafile = CloseEnhMetaFile(dc_);
     dc_ = nullptr;
     written = metafile != nullptr;
     DeleteEnhMetaFile(metafile);
   } else {
-    written = WriteBitmap(PathOf(partial_), static_cast<HBITMAP>(image_));
+    written = WriteImage(ending_, PathOf(partial_), static_cast<HBITMAP>(image_));
   }
-  if (!written) {
-    RemoveFile(partial_);
-    throw Failure(path_, "cannot be written");
-  }
-  MoveOver(partial_, target_);
+  PutInPlace(written, standard_output);
 }
 
-// Of the system's code page, in place of which Latin-1 has to do.
-std::string Picture::DeviceText(const std::string& utf8) {
-  const std::optional<std::string> latin = Latin1FromUtf8(utf8);
-  return latin ? *latin : Printable(utf8);
-}
+std::string Picture::DeviceText(const std::string& utf8) { return utf8; }
 
 }  // namespace tervalon::tools

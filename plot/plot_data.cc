@@ -4,11 +4,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "appsvc/export_guard.h"
 #include "platform/drawing.h"
 #include "plot/axes.h"
+#include "plot/coverage.h"
 #include "plot/magnify_brackets.h"
 #include "plot/peak_labels.h"
 #include "plot/resources.h"
@@ -65,26 +67,93 @@ void Fill(TvDC dc, const Outline& outline, int32_t base_y, TvColour colour) {
   TheDrawing().FillPolygon(dc, area.data(), area.size(), colour);
 }
 
+// A solid pen like the one that is selected, for as long as it lives.
+class SolidPen {
+ public:
+  explicit SolidPen(TvDC dc) : dc_(dc), previous_(TheDrawing().SelectedPen(dc)) {
+    platform::PenDescription pen;
+    TheDrawing().DescribePen(previous_, &pen);
+    if (pen.style == platform::kPenSolid || pen.style == platform::kPenNull) return;
+    pen.style = platform::kPenSolid;
+    own_ = TheDrawing().MakePen(pen);
+    TheDrawing().SelectPen(dc, own_);
+  }
+  ~SolidPen() {
+    if (own_ == nullptr) return;
+    TheDrawing().SelectPen(dc_, previous_);
+    TheDrawing().DeletePen(own_);
+  }
+  SolidPen(const SolidPen&) = delete;
+  SolidPen& operator=(const SolidPen&) = delete;
+
+ private:
+  TvDC dc_;
+  TvPen previous_;
+  TvPen own_ = nullptr;
+};
+
+// A trace as the lines that draw it.
+class TraceLines {
+ public:
+  TraceLines(const Trace& trace, const RowView& row)
+      : base_y_(row.base_y), outlines_(OutlinesOf(trace, row)) {
+    if (GoToAndFro(outlines_, row)) coverage_.emplace(outlines_, row);
+  }
+
+  void FillArea(TvDC dc, TvColour colour) const {
+    if (!coverage_) {
+      for (const Outline& outline : outlines_) Fill(dc, outline, base_y_, colour);
+      return;
+    }
+    for (const bool above : {true, false}) {
+      for (Outline& edge : above ? coverage_->Tops() : coverage_->Bottoms()) {
+        for (TvPoint& point : edge) {
+          point.y = above ? std::min(point.y, base_y_) : std::max(point.y, base_y_);
+        }
+        const auto on_base = [this](const TvPoint& point) { return point.y == base_y_; };
+        if (!std::ranges::all_of(edge, on_base)) Fill(dc, edge, base_y_, colour);
+      }
+    }
+  }
+
+  void Draw(TvDC dc) const {
+    if (coverage_) {
+      const SolidPen pen(dc);
+      const std::vector<platform::LineSegment> runs = coverage_->Runs();
+      TheDrawing().Lines(dc, runs.data(), runs.size());
+      return;
+    }
+    for (const Outline& outline : outlines_) {
+      TheDrawing().Polyline(dc, outline.data(), outline.size());
+    }
+  }
+
+ private:
+  int32_t base_y_;
+  std::vector<Outline> outlines_;
+  std::optional<Coverage> coverage_;
+};
+
 void DrawRow(TvDC dc, const RowView& row, const AxsPlotBlock& plot, TvColour colour) {
   platform::Drawing& drawing = TheDrawing();
   platform::SavedState state(dc);
   drawing.Clip(dc, row.ClipRect());
   const Trace trace = {plot.x, plot.y, static_cast<size_t>(plot.count)};
-  std::vector<Outline> outlines;
-  if (plot.mode != AXS_PLOT_STICKS) outlines = OutlinesOf(trace, row);
+  std::optional<TraceLines> lines;
+  if (plot.mode != AXS_PLOT_STICKS) lines.emplace(trace, row);
   const bool own_fill = (plot.flags & AXS_PLOT_FILL_COLOUR) != 0;
-  if (plot.mode == AXS_PLOT_FILLED || own_fill) {  // no area hides a line
-    const TvColour fill = own_fill ? plot.fill_colour : Tint(colour);
-    for (const Outline& outline : outlines) Fill(dc, outline, row.base_y, fill);
+  if (lines && (plot.mode == AXS_PLOT_FILLED || own_fill)) {  // no area hides a line
+    lines->FillArea(dc, own_fill ? plot.fill_colour : Tint(colour));
   }
   if ((plot.flags & AXS_PLOT_BASE_LINE) != 0) {
     drawing.Line(dc, {row.data.left, row.base_y}, {row.ClipRect().right, row.base_y});
   }
-  if (plot.mode == AXS_PLOT_STICKS) {
+  if (lines) {
+    lines->Draw(dc);
+  } else {
     const std::vector<platform::LineSegment> sticks = SticksOf(trace, row);
     drawing.Lines(dc, sticks.data(), sticks.size());
   }
-  for (const Outline& outline : outlines) drawing.Polyline(dc, outline.data(), outline.size());
 }
 
 void DrawTrace(TvDC dc, const Axes& axes, const AxsPlotBlock& plot) {

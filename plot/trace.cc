@@ -54,6 +54,10 @@ class ColumnFinder {
   // Whether x, inside the row, is sure to lie in the current column.
   bool InCurrent(float x) const { return x >= from_ && x <= to_; }
 
+  // The ends of what is sure to.
+  double from() const { return from_; }
+  double to() const { return to_; }
+
   // The end of the range belongs to the last column.
   int32_t Find(float x) const {
     return std::clamp(row_.system.XPosition(x), row_.data.left, row_.data.right);
@@ -82,7 +86,14 @@ class Magnifier {
  public:
   explicit Magnifier(const AxsSystem& axes) : axes_(axes) {}
 
-  bool is_idle() const { return (axes_.flags & AXS_FLAG_MAGNIFIED) == 0; }
+  // Whether all values from one to another have the same factor.
+  bool IsConstant(double from, double to) const {
+    if ((axes_.flags & AXS_FLAG_MAGNIFIED) == 0) return true;
+    return std::ranges::none_of(axes_.magnify, [=](const AxsMagnify& range) {
+      return (range.from > from && range.from <= to) || (range.to > from && range.to <= to);
+    });
+  }
+
   float operator()(float x, float y) const {
     const AxsMagnify* range = MagnifierAt(axes_, x);
     return range != nullptr ? y * range->factor : y;
@@ -145,7 +156,7 @@ class OutlineTracer {
       const float x = trace.x[i];
       AddPoint(x, magnify_(x, trace.y[i]));
       ++i;
-      if (open_ && magnify_.is_idle()) i = FollowColumn(trace, i);
+      if (open_ && is_constant_) i = FollowColumn(trace, i);
     }
     EndLine();
     return builder_.Take();
@@ -163,14 +174,15 @@ class OutlineTracer {
   // the first one that does not.
   size_t FollowColumn(const Trace& trace, size_t i) {
     const size_t start = i;
+    const float factor = i < trace.count ? magnify_(trace.x[i], 1) : 1;
     Column column = column_;
     for (; i < trace.count && finder_.InCurrent(trace.x[i]) && !std::isnan(trace.y[i]); ++i) {
-      column.Add(trace.y[i]);
+      column.Add(trace.y[i] * factor);
     }
     column_ = column;
     if (i > start) {
       last_x_ = trace.x[i - 1];
-      last_y_ = trace.y[i - 1];
+      last_y_ = trace.y[i - 1] * factor;
     }
     return i;
   }
@@ -214,6 +226,7 @@ class OutlineTracer {
     FlushColumn();
     column_ = Column::StartingWith(column, y);
     finder_.SetCurrent(column);
+    is_constant_ = magnify_.IsConstant(finder_.from(), finder_.to());
     open_ = true;
   }
 
@@ -235,7 +248,8 @@ class OutlineTracer {
   OutlineBuilder builder_;
   bool open_ = false;  // column_ belongs to the current line
   Column column_;
-  bool has_last_ = false;  // the last point, inside or outside the row
+  bool is_constant_ = true;  // the factor in the column
+  bool has_last_ = false;    // the last point, inside or outside the row
   Side last_side_ = Side::kInside;
   float last_x_ = 0.0F;
   float last_y_ = 0.0F;
@@ -302,21 +316,26 @@ std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& r
   std::vector<platform::LineSegment> sticks;
   Column column;
   bool open = false;
-  for (size_t i = 0; i < trace.count; ++i) {
+  const auto belongs = [&](float x) { return row.is_first || x != row.range.from; };
+  for (size_t i = 0; i < trace.count;) {
     const float x = trace.x[i];
     const float y = magnify(x, trace.y[i]);
+    ++i;
     const bool is_inside = x >= row.lowest_x && x <= row.highest_x;
-    const bool belongs = row.is_first || x != row.range.from;
-    if (!is_inside || !belongs || std::isnan(y)) continue;
-    const bool same = open && (finder.InCurrent(x) || finder.Find(x) == column.x);
-    if (same) {
+    if (!is_inside || !belongs(x) || std::isnan(y)) continue;
+    if (open && (finder.InCurrent(x) || finder.Find(x) == column.x)) {
       column.Add(y);
-      continue;
+    } else {
+      if (open) AddStick(column, row, &sticks);
+      column = Column::StartingWith(finder.Find(x), y);
+      finder.SetCurrent(column.x);
+      open = true;
     }
-    if (open) AddStick(column, row, &sticks);
-    column = Column::StartingWith(finder.Find(x), y);
-    finder.SetCurrent(column.x);
-    open = true;
+    if (i == trace.count || !magnify.IsConstant(finder.from(), finder.to())) continue;
+    const float factor = magnify(trace.x[i], 1);
+    for (; i < trace.count && finder.InCurrent(trace.x[i]) && belongs(trace.x[i]); ++i) {
+      if (!std::isnan(trace.y[i])) column.Add(trace.y[i] * factor);
+    }
   }
   if (open) AddStick(column, row, &sticks);
   MergeColumns(&sticks);

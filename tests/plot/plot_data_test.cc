@@ -275,6 +275,51 @@ TEST_F(PlotData, DrawsTheSamePictureWithFewerPoints) {
   }
 }
 
+// Points in no order: what they cover, in a time that does not grow with how often.
+TEST_F(PlotData, CoversWhatLinesToAndFroCover) {
+  std::mt19937 random(4);
+  std::uniform_real_distribution<float> places(-1, 11);
+  std::uniform_real_distribution<float> heights(20, 80);
+  for (const size_t count : {size_t{400}, size_t{20000}}) {
+    x_.clear();
+    y_.clear();
+    std::vector<TvPoint> all;
+    for (size_t i = 0; i < count; ++i) {
+      x_.push_back(std::clamp(places(random), 0.0F, 9.9F));
+      y_.push_back(heights(random));
+      const int32_t system = SystemOf(axes_).row_systems[0];
+      all.push_back({CosXPosOfValue(system, x_[i]), CosYPosOfValue(system, y_[i])});
+    }
+    EXPECT_EQ(Plot(AXS_PLOT_FILLED), 0);
+    EXPECT_THAT(recorded_.polylines, IsEmpty());
+    EXPECT_LE(recorded_.lines.size(), 100U * 30U);
+    std::vector<bool> pixels(200 * 200);
+    for (const auto& line : recorded_.lines) {
+      for (int32_t y = line.from.y; y < line.to.y; ++y) {
+        pixels[static_cast<size_t>(y * 200 + line.from.x)] = true;
+      }
+    }
+    // Where a line passes between two pixels either may be covered.
+    const std::vector<bool> expected = PixelsOf(all);
+    size_t different = 0;
+    for (size_t i = 200; i + 200 < pixels.size(); ++i) {
+      const auto around = [&](const std::vector<bool>& some) {
+        return some[i] || some[i - 1] || some[i + 1] || some[i - 200] || some[i + 200];
+      };
+      different += pixels[i] != expected[i];
+      EXPECT_TRUE((!pixels[i] || around(expected)) && (!expected[i] || around(pixels))) << i;
+    }
+    EXPECT_LT(different, 50U);
+    // The area reaches down to the crossing from the highest line in each column.
+    ASSERT_EQ(recorded_.fills.size(), 1U);
+    for (size_t column = 0; column < 99; ++column) {
+      size_t top = 0;
+      while (!pixels[top * 200 + 50 + column]) ++top;
+      EXPECT_EQ(recorded_.fills[0].points[column].y, static_cast<int32_t>(top));
+    }
+  }
+}
+
 TEST_F(PlotData, MultipliesAndMarksMagnifiedRanges) {
   AxsMagnifyRange(axes_, 10, 4, 6, 0);
   EXPECT_THAT(Polylines({3, 4, 5, 6}, {5, 5, 5, 5}), ElementsAre("80,104 90,59 100,59 110,104"));

@@ -1,8 +1,9 @@
-// What a picture shows: chromatograms and spectra, ready to be drawn.
+// What a picture shows: chromatograms and spectra, ready to be planned.
 
 #ifndef TOOLS_PICTURES_PLOT_SERIES_H_
 #define TOOLS_PICTURES_PLOT_SERIES_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,13 @@ namespace tervalon::tools {
 
 struct PlotSeries {
   std::string title = {};    // "TIC"
-  std::string x_title = {};  // "min"
-  bool sticks = false;       // nothing between points
+  std::string x_title = {};  // "Time (min)"
+  std::string y_title = "Intensity";
+  std::string y_unit = {};           // "mAU"
+  std::string depth_title = {};      // what it is one of: "scan 130"
+  std::string empty = "no data";     // said in place of a plot without points
+  std::optional<Window> range = {};  // of x, where there are no points
+  bool sticks = false;               // nothing between points
   int label_decimals = 2;
   std::vector<float> x = {};
   std::vector<float> y = {};
@@ -29,6 +35,10 @@ struct ScanRequest {
 // All throw a Failure about what cannot be read.
 PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& request);
 PlotSeries ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request);
+
+// What is left of the first when the second is taken away: at each point of either, of sticks those
+// that are nearer than 0.25 being the same.
+PlotSeries Difference(const PlotSeries& from, const PlotSeries& taken);
 
 }  // namespace tervalon::tools
 

@@ -122,7 +122,7 @@ Paths PathsOf(const std::string& svg, const std::string& colour) {
 
 constexpr char kBlack[] = "#000000";
 constexpr char kBlue[] = "#0048a8";
-constexpr char kRed[] = "#c81e1e";
+constexpr char kRed[] = "#d55e00";
 
 TEST_F(Plots, AreOfTheSizeAndKindAskedFor) {
   EXPECT_EQ(Output(Plot({})), "run.png: 960 by 600 pixels, 96 per inch\n");
@@ -143,9 +143,11 @@ TEST_F(Plots, ShowEverySeriesInsideTheAxes) {
     Arguments arguments;
     int blue;
     int red;
+    bool inside = true;  // not in a legend, too, nor above the axes in front
   } kCases[] = {{{}, 1, 0},
                 {{"--trace", "TIC,AN1"}, 2, 0},
-                {{"--trace", "TIC,BPI", "--layout", "overlaid"}, 1, 1},
+                {{"--trace", "TIC,BPI", "--layout", "overlaid"}, 2, 2, false},
+                {{"-f", "2", "-s", "12-13", "--layout", "3d"}, 4, 0, false},
                 {{"--rows", "3", "--filled"}, 3, 0},
                 {{"-t", "2", "--trace", "TIC"}, 2, 0},
                 {{"-f", "2", "-s", "3-4", "--range", "200-300"}, 2, 0}};
@@ -160,18 +162,22 @@ TEST_F(Plots, ShowEverySeriesInsideTheAxes) {
          {std::pair(std::string(kBlue), expected.blue), {kRed, expected.red}}) {
       const Paths data = PathsOf(svg, colour);
       EXPECT_EQ(data.count, count);
-      EXPECT_TRUE(count == 0 || axes.Surround(data));
+      EXPECT_TRUE(count == 0 || !expected.inside || axes.Surround(data));
     }
   }
 }
 
-TEST_F(Plots, MoveScansBackInThreeDimensions) {
-  Output(Plot({"-f", "2", "-s", "12-13", "--layout", "3d", "-o", "a.svg"}));
-  const Paths front = PathsOf(File("a.svg"), kBlue);
-  const Paths back = PathsOf(File("a.svg"), kRed);
-  EXPECT_GT(back.left, front.left);
-  EXPECT_NEAR(back.right - front.right, back.left - front.left, 1);
-  EXPECT_LT(back.bottom, front.bottom);
+TEST_F(Plots, WarnOfWhatIsNotThere) {
+  const auto result = Run(Plot({"-s", "2", "--range", "2000-3000", "-o", "a.png"}));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "tervalon: a.png: nothing lies in --range\n");
+}
+
+TEST_F(Plots, AreMapsOfWholeRuns) {
+  Output(Plot({"--map", "--range", "2-6", "--y-range", "400-600", "-o", "a.svg"}));
+  const std::string svg = File("a.svg");
+  EXPECT_NE(svg.find("<image"), std::string::npos);
+  EXPECT_NE(svg.find(">Time (min)<"), std::string::npos);
 }
 
 #else

@@ -130,7 +130,7 @@ void PanelPlanner::PlaceAxes() {
     }
     plan_.margins.right += widest;
   }
-  const AxesObject axes(style_.rows, LeastRowHeight(measure_));
+  const AxesObject axes(style_.rows, LeastRowHeight(style_.rows, measure_));
   plan_.rows = axes.Arrange(plan_);
   if (deep_ && plan_.rows > 0) {
     UseRoomAbove();
@@ -489,7 +489,9 @@ int32_t MostYLabels(int32_t height, const TextMeasure& measure) {
   return std::clamp(height / (2 * measure.Height()), 1, 6);
 }
 
-int32_t LeastRowHeight(const TextMeasure& measure) { return 3 * measure.Height(); }
+int32_t LeastRowHeight(int32_t rows, const TextMeasure& measure) {
+  return (rows > 1 ? 3 : 2) * measure.Height();
+}
 
 double DepthX() { return kDepthShareX; }
 

@@ -40,8 +40,8 @@ int32_t TitleRoom(const PanelDraft& draft, const TextMeasure& measure);
 // How many labels have room on a Y axis of that height.
 int32_t MostYLabels(int32_t height, const TextMeasure& measure);
 
-// The lowest that a row's data may be.
-int32_t LeastRowHeight(const TextMeasure& measure);
+// The lowest that a row's data may be, of several or of one.
+int32_t LeastRowHeight(int32_t rows, const TextMeasure& measure);
 
 // The shares of a plot in three dimensions that go to the depth.
 double DepthX();

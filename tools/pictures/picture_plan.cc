@@ -192,7 +192,7 @@ class PicturePlanner {
   // As many rows as are high enough.
   void ChooseRows() {
     const int32_t wanted = style_.rows;
-    while (style_.rows > 1 && DataHeight() / style_.rows < LeastRowHeight(measure_)) {
+    while (style_.rows > 1 && DataHeight() / style_.rows < LeastRowHeight(style_.rows, measure_)) {
       --style_.rows;
     }
     if (style_.rows < wanted) {
@@ -205,7 +205,7 @@ class PicturePlanner {
     ChooseRows();
     const auto count = static_cast<int32_t>(drafts_.size());
     const int32_t data = DataHeight();
-    const int32_t row_height = std::max(data / style_.rows, LeastRowHeight(measure_));
+    const int32_t row_height = std::max(data / style_.rows, LeastRowHeight(style_.rows, measure_));
     int32_t left = 0;
     std::vector<Window> y_ranges;
     for (const PanelDraft& draft : drafts_) {

@@ -75,6 +75,7 @@ draw spectrum_log.png DEMO.RAW -t 4.67 --y-scale log
 draw spectrum_sqrt.svg DEMO.RAW -t 4.67 --y-scale sqrt --theme dark
 draw spectrum_rows.png DEMO.RAW -s 135 --rows 2
 draw named.svg DEMO.RAW -t 4.67 --name 455.29=verapamil --range 400-700 --text-size 12
+draw pages.pdf DEMO.RAW --scan 139-142 --pages
 heading "Several runs and functions"
 draw mirrored.png DEMO.RAW OTHER.RAW -t 4.67 --layout mirrored
 draw mirrored_traces.svg DEMO.RAW OTHER.RAW --layout mirrored --filled

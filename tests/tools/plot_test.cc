@@ -14,6 +14,7 @@
 namespace tervalon::testing {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::StartsWith;
 
 class Plots : public ProgramTest {
@@ -43,6 +44,13 @@ TEST_F(Plots, RefuseWhatCannotBeMeant) {
            {{"-t", "-1"}, "--time: -1"},
            {{"--trace", "x"}, "'x' is no trace"},
            {{"-s", "1-999999"}, "more than 200 plots"},
+           {{"--pages"}, "only a PDF"},
+           {{"--layout", "mirrored"}, "two plots are compared, not 1"},
+           {{"--y-scale", "log", "--magnify", "2-5x3"}, "has to be linear"},
+           {{"--y-scale", "log", "--y-range", "0-5"}, "begins above 0"},
+           {{"--name", "verapamil"}, "--name: 'verapamil'"},
+           {{"--text-size", "3"}, "--text-size: 3"},
+           {{"--functions", "1,33"}, "--functions: '33'"},
            {{"-s", "1", "--trace", "TIC", "--layout", "3d"}, "different axes"}}) {
     ExpectFailure(Plot(arguments), 2, text);
   }
@@ -171,6 +179,19 @@ TEST_F(Plots, WarnOfWhatIsNotThere) {
   const auto result = Run(Plot({"-s", "2", "--range", "2000-3000", "-o", "a.png"}));
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "tervalon: a.png: nothing lies in --range\n");
+}
+
+TEST_F(Plots, HaveAPageForEachScan) {
+  EXPECT_THAT(Output(Plot({"-s", "3-5", "--pages", "-o", "a.pdf"})), EndsWith(", 3 pages\n"));
+  EXPECT_NE(File("a.pdf").find("/Count 3"), std::string::npos);
+}
+
+TEST_F(Plots, CompareFunctions) {
+  Output(Plot({"--functions", "1,2", "--layout", "mirrored", "-o", "a.svg"}));
+  const std::string svg = File("a.svg");
+  for (const char* name : {">function 1 TIC (100% = ", ">function 2 TIC (100% = "}) {
+    EXPECT_NE(svg.find(name), std::string::npos);
+  }
 }
 
 TEST_F(Plots, AreMapsOfWholeRuns) {

@@ -177,21 +177,22 @@ void ParseData(const PlotOptions& options, PlotRequest& request) {
   if (request.SeriesCount() > kMostSeries) {
     throw WrongUsage("more than " + std::to_string(kMostSeries) + " plots are asked for");
   }
-  if (options.map && request.directories.size() * request.data_sets.size() > 1) {
+  if (options.map && request.SourceCount() > 1) {
     throw WrongUsage("--map: one function of one directory is drawn");
   }
 }
 
 void CheckLayout(const PlotRequest& request) {
   const PictureStyle& style = request.style;
-  if (style.layout != Layout::kStacked && !request.traces.empty() && !request.scans.empty()) {
+  if (!request.pages && style.layout != Layout::kStacked && !request.traces.empty() &&
+      !request.scans.empty()) {
     throw WrongUsage(
         "--layout: chromatograms and spectra have different axes; they can be stacked");
   }
   const bool of_two = style.layout == Layout::kMirrored || style.layout == Layout::kDifference;
-  if (of_two && request.SeriesCount() != 2) {
+  if (of_two && request.SeriesOfPage() != 2) {
     throw WrongUsage("--layout: two plots are compared, not " +
-                     std::to_string(request.SeriesCount()));
+                     std::to_string(request.SeriesOfPage()));
   }
   if (style.y_scale != YScale::kLinear && !style.magnified.empty()) {
     throw WrongUsage("--magnify: the Y scale has to be linear");
@@ -227,12 +228,16 @@ PictureStyle ParseStyle(const PlotOptions& options) {
 PlotRequest ParsePlotOptions(const PlotOptions& options) {
   PlotRequest request;
   ParseData(options, request);
+  request.pages = options.pages;
   request.style = ParseStyle(options);
   CheckLayout(request);
   request.path = OutputPath(options, request.directories[0]);
   const int32_t usual = Picture::UsualResolution(request.path);
   if (usual == 0) {
     throw WrongUsage("--output: '" + request.path + "' does not end in " + Picture::Endings());
+  }
+  if (request.pages && Ending(request.path) != "pdf") {
+    throw WrongUsage("--pages: only a PDF file has several");
   }
   request.points = kUsualPoints;
   if (!options.text_size.empty()) {

@@ -22,6 +22,7 @@ struct PlotOptions {
   std::string scans;
   std::string times;
   bool map = false;
+  bool pages = false;
   std::string points;
   std::string output;
   std::string size;
@@ -52,9 +53,11 @@ struct PlotRequest {
   double points = 0;  // of the text
   PictureStyle style;
 
-  size_t SeriesCount() const {
-    return (traces.size() + scans.size()) * directories.size() * data_sets.size();
-  }
+  bool pages = false;  // for each trace and scan one
+
+  size_t SourceCount() const { return directories.size() * data_sets.size(); }
+  size_t SeriesCount() const { return (traces.size() + scans.size()) * SourceCount(); }
+  size_t SeriesOfPage() const { return pages ? SourceCount() : SeriesCount(); }
 };
 
 // Throws WrongUsage.

@@ -88,29 +88,53 @@ class Sources {
   std::vector<Source> sources_;
 };
 
-std::vector<PlotSeries> ReadSeries(const Sources& sources, const PlotRequest& request,
-                                   const std::string& points) {
-  std::vector<PlotSeries> series;
-  const auto add = [&](const Source& source, PlotSeries read) {
-    if (!source.name.empty()) {
-      read.title = source.name + " " + read.title;
+// What a page shows: everything, or of each trace and scan what all sources have.
+using Page = std::vector<PlotSeries>;
+
+class PageReader {
+ public:
+  PageReader(const Sources& sources, const PlotRequest& request, const std::string& points)
+      : sources_(sources), points_(points), own_pages_(request.pages) {
+    for (const TraceRequest& trace : request.traces) {
+      ReadOne([&](const DataReader& reader) { return ReadChromatogramSeries(reader, trace); });
     }
-    read.title = Printable(read.title);
-    series.push_back(std::move(read));
-  };
-  for (const TraceRequest& trace : request.traces) {
-    for (const Source& source : sources.all()) {
-      add(source, ReadChromatogramSeries(*source.reader, trace));
-    }
-  }
-  for (const ScanRequest& scan : request.scans) {
-    for (const Source& source : sources.all()) {
-      PlotSeries read = ReadSpectrumSeries(*source.reader, scan);
-      read.sticks = points.empty() ? read.sticks : points == "sticks";
-      add(source, std::move(read));
+    for (const ScanRequest& scan : request.scans) {
+      ReadOne([&](const DataReader& reader) { return ReadSpectrum(reader, scan); });
     }
   }
-  return series;
+
+  std::vector<Page> Take() { return std::move(pages_); }
+
+ private:
+  PlotSeries ReadSpectrum(const DataReader& reader, const ScanRequest& scan) const {
+    PlotSeries series = ReadSpectrumSeries(reader, scan);
+    series.sticks = points_.empty() ? series.sticks : points_ == "sticks";
+    return series;
+  }
+
+  template <typename Read>
+  void ReadOne(Read read) {
+    if (pages_.empty() || own_pages_) {
+      pages_.emplace_back();
+    }
+    for (const Source& source : sources_.all()) {
+      PlotSeries series = read(*source.reader);
+      series.title = Printable(source.name + (source.name.empty() ? "" : " ") + series.title);
+      pages_.back().push_back(std::move(series));
+    }
+  }
+
+  const Sources& sources_;
+  const std::string& points_;
+  const bool own_pages_;
+  std::vector<Page> pages_;
+};
+
+void PaintPlan(PlotPainter& painter, const PicturePlan& plan, const std::string& path) {
+  for (const std::string& warning : plan.warnings) {
+    Warn(path + ": " + warning);
+  }
+  painter.Paint(plan);
 }
 
 void Run(const PlotOptions& options, const PlotRequest& request, Output& output) {
@@ -118,28 +142,33 @@ void Run(const PlotOptions& options, const PlotRequest& request, Output& output)
   PictureStyle style = request.style;
   style.title = Printable(options.has_title ? Utf8FromSystem(options.title) : sources.Title());
   style.details = options.has_title ? "" : Printable(sources.Subtitle());
-  std::vector<PlotSeries> series;
+  const PictureSize& size = request.size;
   MassMap map;
+  std::vector<Page> pages;
   if (options.map) {
-    map = ReadMassMap(sources.first(), style.x_range, style.y_range, request.size);
+    map = ReadMassMap(sources.first(), style.x_range, style.y_range, size);
   } else {
-    series = ReadSeries(sources, request, options.points);
+    pages = PageReader(sources, request, options.points).Take();
   }
-  Picture picture(request.path, request.size);
+  Picture picture(request.path, size);
   {
-    PlotPainter painter(picture.dc(), request.size, ThemeOf(options.theme), request.points);
-    const PicturePlan plan =
-        options.map ? PlanMap(map, style, request.size, painter.measure())
-                    : PlanPicture(std::move(series), style, request.size, painter.measure());
-    for (const std::string& warning : plan.warnings) {
-      Warn(request.path + ": " + warning);
+    PlotPainter painter(picture.dc(), size, ThemeOf(options.theme), request.points);
+    if (options.map) {
+      PaintPlan(painter, PlanMap(map, style, size, painter.measure()), request.path);
     }
-    painter.Paint(plan);
+    for (size_t i = 0; i < pages.size(); ++i) {
+      if (i > 0) {
+        NextPage(picture.dc());
+      }
+      PaintPlan(painter, PlanPicture(std::move(pages[i]), style, size, painter.measure()),
+                request.path);
+    }
   }
   picture.Finish();
-  output << request.path + ": " + std::to_string(request.size.width) + " by " +
-                std::to_string(request.size.height) + " pixels, " +
-                std::to_string(request.size.pixels_per_inch) + " per inch\n";
+  output << request.path + ": " + std::to_string(size.width) + " by " +
+                std::to_string(size.height) + " pixels, " + std::to_string(size.pixels_per_inch) +
+                " per inch" +
+                (request.pages ? ", " + std::to_string(pages.size()) + " pages\n" : "\n");
 }
 
 void AddDataOptions(Command command, PlotOptions& options) {
@@ -190,6 +219,9 @@ void AddPictureOptions(Command command, PlotOptions& options) {
                  "Pixels per inch, 36 to 1200: texts and lines grow with it")
       .Between(36, 1200)
       .TypeName("N");
+  picture.AddFlag("--pages", options.pages,
+                  "In a PDF file a page for each trace and scan, instead of\n"
+                  "all on one");
   picture.AddOption("--text-size", options.text_size, "Points, 4 to 72, of the text; without, 9")
       .TypeName("N");
 }
@@ -268,6 +300,7 @@ void AddPlotCommand(Command program, Action& chosen) {
       "  tervalon plot SAMPLE.RAW -t 4.67 --magnify 400-800x10 -o spectrum.pdf\n"
       "  tervalon plot SAMPLE.RAW -f 2 --scan 130-150 --layout 3d --filled -o peak.png\n"
       "  tervalon plot SAMPLE.RAW BLANK.RAW -t 4.67 --layout mirrored -o compared.svg\n"
+      "  tervalon plot SAMPLE.RAW --scan 130-150 --pages -o scans.pdf\n"
       "  tervalon plot SAMPLE.RAW --map --theme dark");
   command.Callback([&chosen, options, title] {
     options->has_title = title.IsGiven();

@@ -62,6 +62,8 @@ PlotPainter::PlotPainter(TvDC dc, const PictureSize& size, const Theme& theme, d
   canvas_.Arrange(page);
 }
 
+PlotPainter::~PlotPainter() { PltReleaseResources(dc_); }
+
 int32_t PlotPainter::Width(const std::string& utf8, Face face) const {
   const std::string text = Picture::DeviceText(utf8);
   AxsStyle style = {};
@@ -117,7 +119,6 @@ void PlotPainter::Paint(const PicturePlan& plan) {
     PaintPanel(plan, panel);
   }
   PaintTexts(plan.texts);
-  PltReleaseResources(dc_);
 }
 
 void PlotPainter::PaintPanel(const PicturePlan& plan, const PanelPlan& panel) {

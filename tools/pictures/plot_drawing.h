@@ -24,6 +24,9 @@ class PlotPainter : private TextMeasure {
  public:
   // Text of that many points.
   PlotPainter(TvDC dc, const PictureSize& size, const Theme& theme, double points);
+  ~PlotPainter();
+  PlotPainter(const PlotPainter&) = delete;
+  PlotPainter& operator=(const PlotPainter&) = delete;
 
   const TextMeasure& measure() const { return *this; }
 

@@ -76,9 +76,9 @@ std::vector<double> RoundValues(double low, double high) {
   if (low <= 0 && high >= 0) {
     values.push_back(0);
   }
-  const double first = std::floor(std::log10(std::max(top, 1e-30)));
+  const int first = static_cast<int>(std::floor(std::log10(std::max(top, 1e-30)))) + 1;
   for (const double digit : {1.0, 5.0, 2.0, 3.0, 4.0}) {
-    for (double power = first + 1; power > first - 12; --power) {
+    for (int power = first; power > first - 13; --power) {
       const double value = digit * std::pow(10, power);
       values.push_back(value);
       values.push_back(-value);
@@ -166,10 +166,11 @@ std::vector<Tick> YTicks(YScale scale, const Window& range, const YUnit& unit,
     }
   }
   if (scale == YScale::kLog) {
-    const double decade = std::floor(std::log10(lowest / unit.unit));
-    for (double power = std::pow(10, decade); power < highest / unit.unit; power *= 10) {
+    const int first = static_cast<int>(std::floor(std::log10(lowest / unit.unit)));
+    const int last = static_cast<int>(std::floor(std::log10(highest / unit.unit) + 1e-6));
+    for (int power = first; power <= last; ++power) {
       for (int digit = 1; digit < 10; ++digit) {
-        const double position = std::log10(power * digit * unit.unit);
+        const double position = std::log10(std::pow(10, power) * digit * unit.unit);
         if (position >= range.low && position <= range.high) {
           ticks.push_back({position, ""});
         }

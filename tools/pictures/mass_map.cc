@@ -67,11 +67,10 @@ void AddScale(const Box& box, float highest, int32_t tick, const TextMeasure& me
     return;
   }
   const double top = std::log10(highest);
-  for (double power = std::floor(top); power >= top - kDecades; --power) {
+  for (int power = static_cast<int>(std::floor(top)); power >= top - kDecades; --power) {
     const int32_t y = box.top + static_cast<int32_t>(box.height() * (top - power) / kDecades);
     panel.lines.push_back({{box.right, y}, {box.right + tick, y}, kAxisInk});
-    write("1e" + std::to_string(static_cast<int>(power)), box.right + tick + height / 3,
-          y - height / 2);
+    write("1e" + std::to_string(power), box.right + tick + height / 3, y - height / 2);
   }
   write("Intensity", box.left, box.top - height - height / 2);
 }

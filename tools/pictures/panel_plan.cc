@@ -359,7 +359,7 @@ std::string PanelPlanner::LabelText(const PlotSeries& series, size_t point, bool
   const int decimals =
       std::min(std::max(series.label_decimals, x_decimals_ + 1), kMostLabelDecimals);
   char number[48];
-  const std::string value = ftoa(series.x[point], number, decimals);
+  std::string value = ftoa(series.x[point], number, decimals);
   for (const PeakName& name : style_.names) {
     *named = std::abs(name.x - series.x[point]) <= reach;
     if (!*named) {

@@ -44,6 +44,7 @@ TEST_F(Plots, RefuseWhatCannotBeMeant) {
            {{"-t", "-1"}, "--time: -1"},
            {{"--trace", "x"}, "'x' is no trace"},
            {{"-s", "1-999999"}, "more than 200 plots"},
+           {{"--format", "gif"}, "--format: 'gif' is not "},
            {{"--pages"}, "only a PDF"},
            {{"--layout", "mirrored"}, "two plots are compared, not 1"},
            {{"--y-scale", "log", "--magnify", "2-5x3"}, "has to be linear"},
@@ -184,6 +185,14 @@ TEST_F(Plots, WarnOfWhatIsNotThere) {
 TEST_F(Plots, HaveAPageForEachScan) {
   EXPECT_THAT(Output(Plot({"-s", "3-5", "--pages", "-o", "a.pdf"})), EndsWith(", 3 pages\n"));
   EXPECT_NE(File("a.pdf").find("/Count 3"), std::string::npos);
+}
+
+TEST_F(Plots, GoToStandardOutput) {
+  EXPECT_THAT(Output(Plot({"-o", "-"})), StartsWith("\x89PNG"));
+  const std::string svg = Output(Plot({"-o", "-", "--format", "SVG-outlines"}));
+  EXPECT_NE(svg.find("<svg"), std::string::npos);
+  EXPECT_EQ(svg.find("<text"), std::string::npos);
+  EXPECT_EQ(Names(), std::vector<std::string>{"run.raw"});
 }
 
 TEST_F(Plots, CompareFunctions) {

@@ -232,11 +232,15 @@ PlotRequest ParsePlotOptions(const PlotOptions& options) {
   request.style = ParseStyle(options);
   CheckLayout(request);
   request.path = OutputPath(options, request.directories[0]);
-  const int32_t usual = Picture::UsualResolution(request.path);
+  const bool has_format = !options.format.empty();
+  const std::string kind = has_format ? "." + options.format : request.path;
+  const int32_t usual = Picture::UsualResolution(kind);
   if (usual == 0) {
-    throw WrongUsage("--output: '" + request.path + "' does not end in " + Picture::Endings());
+    throw WrongUsage(has_format ? "--format: '" + options.format + "' is not " + Picture::Endings()
+                                : "--output: '" + request.path + "' does not end in " +
+                                      Picture::Endings());
   }
-  if (request.pages && Ending(request.path) != "pdf") {
+  if (request.pages && PictureEnding(kind) != "pdf") {
     throw WrongUsage("--pages: only a PDF file has several");
   }
   request.points = kUsualPoints;

@@ -25,6 +25,7 @@ struct PlotOptions {
   bool pages = false;
   std::string points;
   std::string output;
+  std::string format;  // "": as the output's name ends
   std::string size;
   int32_t pixels_per_inch = 0;
   std::string text_size;

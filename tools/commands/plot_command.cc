@@ -150,21 +150,24 @@ void Run(const PlotOptions& options, const PlotRequest& request, Output& output)
   } else {
     pages = PageReader(sources, request, options.points).Take();
   }
-  Picture picture(request.path, size);
+  Picture picture(request.path, size, options.format.empty() ? "" : Ending("." + options.format));
   {
     PlotPainter painter(picture.dc(), size, ThemeOf(options.theme), request.points);
     if (options.map) {
       PaintPlan(painter, PlanMap(map, style, size, painter.measure()), request.path);
     }
     for (size_t i = 0; i < pages.size(); ++i) {
-      if (i > 0) {
-        NextPage(picture.dc());
+      if (i > 0 && !picture.NextPage()) {
+        throw Failure(request.path, "no page can be added");
       }
       PaintPlan(painter, PlanPicture(std::move(pages[i]), style, size, painter.measure()),
                 request.path);
     }
   }
-  picture.Finish();
+  picture.Finish(&output);
+  if (request.path == "-") {
+    return;
+  }
   output << request.path + ": " + std::to_string(size.width) + " by " +
                 std::to_string(size.height) + " pixels, " + std::to_string(size.pixels_per_inch) +
                 " per inch" +
@@ -207,8 +210,13 @@ void AddPictureOptions(Command command, PlotOptions& options) {
   picture
       .AddOption("-o,--output", options.output,
                  std::string("The file, ending in ") + Picture::Endings() +
-                     ";\nwithout, it is named after DIR")
+                     ";\nwithout, it is named after DIR; '-' is standard output")
       .TypeName("FILE");
+  picture
+      .AddOption("--format", options.format,
+                 std::string("What the picture is, whatever FILE ends in: ") + Picture::Endings() +
+                     Picture::OtherFormats())
+      .TypeName("KIND");
   picture
       .AddOption("--size", options.size,
                  "Width and height in pixels; without, 10 by 6.25 inches,\n"

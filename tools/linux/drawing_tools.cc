@@ -31,10 +31,4 @@ TvFont DrawingTools::MakeFont(int32_t height, bool bold) {
   return fonts_.emplace_back(font);
 }
 
-void NextPage(TvDC dc) {
-  if (TvNextPage(dc) == 0) {
-    throw Failure("a picture", "no page can be added");
-  }
-}
-
 }  // namespace tervalon::tools

@@ -11,17 +11,22 @@ namespace {
 
 constexpr int32_t kScreenPixelsPerInch = 96;
 constexpr int32_t kPaperPixelsPerInch = 288;
+constexpr const char* kOutlines = "svg-outlines";
 
 }  // namespace
 
 const char* Picture::Endings() { return "png, svg or pdf"; }
+
+const char* Picture::OtherFormats() {
+  return ";\nor svg-outlines, whose texts are outlines of letters";
+}
 
 int32_t Picture::UsualResolution(const std::string& path) {
   const std::string ending = PictureEnding(path);
   if (ending == "png") {
     return kScreenPixelsPerInch;
   }
-  return ending == "svg" || ending == "pdf" ? kPaperPixelsPerInch : 0;
+  return ending == "svg" || ending == kOutlines || ending == "pdf" ? kPaperPixelsPerInch : 0;
 }
 
 Picture::Picture(const std::string& path, const PictureSize& size, const std::string& ending)
@@ -33,6 +38,8 @@ Picture::Picture(const std::string& path, const PictureSize& size, const std::st
   const auto [width, height, pixels_per_inch] = size;
   if (ending_ == "svg") {
     dc_ = TvCreateSvgDC(partial_.c_str(), width, height, pixels_per_inch);
+  } else if (ending_ == kOutlines) {
+    dc_ = TvCreateSvgOutlinesDC(partial_.c_str(), width, height, pixels_per_inch);
   } else if (ending_ == "pdf") {
     dc_ = TvCreatePdfDC(partial_.c_str(), width, height, pixels_per_inch);
   } else {

@@ -28,9 +28,6 @@ class DrawingTools {
   std::vector<TvFont> fonts_;
 };
 
-// Begins another page of a picture whose file has several. Throws a Failure.
-void NextPage(TvDC dc);
-
 }  // namespace tervalon::tools
 
 #endif  // TOOLS_PICTURES_DRAWING_TOOLS_H_

@@ -24,6 +24,9 @@ class Picture {
   // What the names of pictures may end in: "png, svg or pdf".
   static const char* Endings();
 
+  // What else can be asked for by `ending`: "", or behind those above.
+  static const char* OtherFormats();
+
   // The resolution that suits a file of that name; nothing needs to be there. 0 for an ending that
   // is none of those above. "-" stands for standard output, a PNG file unless another is asked for.
   static int32_t UsualResolution(const std::string& path);

@@ -38,6 +38,4 @@ TvFont DrawingTools::MakeFont(int32_t height, bool bold) {
   return fonts_.emplace_back(font);
 }
 
-void NextPage(TvDC /*dc*/) { throw Failure("a picture", "its file has but one page"); }
-
 }  // namespace tervalon::tools

@@ -108,6 +108,8 @@ bool WriteImage(const std::string& ending, const std::filesystem::path& path, HB
 
 const char* Picture::Endings() { return "png, emf or bmp"; }
 
+const char* Picture::OtherFormats() { return ""; }
+
 int32_t Picture::UsualResolution(const std::string& path) {
   const std::string ending = PictureEnding(path);
   if (ending == "png" || ending == "bmp") {

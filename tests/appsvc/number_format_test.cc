@@ -14,14 +14,15 @@
 #include <utility>
 
 #include "appsvc/text_number.h"
+#include "tests/support/special_values.h"
 
 namespace {
 
 using tervalon::appsvc::ParseDouble;
 using tervalon::appsvc::ParseInt;
+using tervalon::testing::kInfinity;
+using tervalon::testing::kNan;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kDenormal = std::numeric_limits<double>::denorm_min();
 
 // Formats into a buffer of the documented size and checks that nothing behind it is touched.

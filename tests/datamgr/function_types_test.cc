@@ -153,7 +153,7 @@ TEST_F(FunctionTypesTest, ChannelDescriptions) {
 }
 
 // The record of a trace, of a mass list.
-DmTraceRecord Trace(uint32_t type, const Floats& masses = {}) {
+DmTraceRecord TraceOf(uint32_t type, const Floats& masses = {}) {
   DmTraceRecord trace = {};
   trace.type = type;
   std::copy(masses.begin(), masses.end(), trace.masses);
@@ -175,25 +175,25 @@ TEST_F(FunctionTypesTest, HeldTraces) {
     bool held;
   };
   const Case cases[] = {
-      {1, Trace(DM_TRACE_TIC), {}, true},
-      {1, Trace(DM_TRACE_BPI), {}, true},
-      {1, Trace(DM_TRACE_TAS), {}, false},
-      {1, Trace(DM_TRACE_MASS), {}, false},
-      {1, Trace(DM_TRACE_MASS, {100}), {}, true},
-      {1, Trace(DM_TRACE_MASS, {400.1f}), {}, false},
-      {1, Trace(DM_TRACE_MASSES, {32100, 400}), {}, true},
-      {1, Trace(DM_TRACE_MASSES, {64000, 32200, 300, -500, 64000}), {}, false},
-      {1, Trace(DM_TRACE_ANALOG), {}, false},
-      {1, Trace(DM_TRACE_NEUTRAL_LOSS, {18}), {}, false},
-      {2, Trace(DM_TRACE_MASS, {150.49f}), {}, true},
-      {2, Trace(DM_TRACE_MASS, {150.5f}), {}, false},
-      {2, Trace(DM_TRACE_MASSES, {64000, 150, -250, 64000}), {}, true},
-      {3, Trace(DM_TRACE_MASS, {500}), {}, true},
-      {3, Trace(DM_TRACE_MASS, {500}), {200}, true},
-      {3, Trace(DM_TRACE_MASS, {500}), {300}, false},
-      {3, Trace(DM_TRACE_NEUTRAL_LOSS, {300}), {}, true},
-      {3, Trace(DM_TRACE_NEUTRAL_GAIN, {300}), {}, false},
-      {4, Trace(DM_TRACE_TIC), {}, false},
+      {1, TraceOf(DM_TRACE_TIC), {}, true},
+      {1, TraceOf(DM_TRACE_BPI), {}, true},
+      {1, TraceOf(DM_TRACE_TAS), {}, false},
+      {1, TraceOf(DM_TRACE_MASS), {}, false},
+      {1, TraceOf(DM_TRACE_MASS, {100}), {}, true},
+      {1, TraceOf(DM_TRACE_MASS, {400.1f}), {}, false},
+      {1, TraceOf(DM_TRACE_MASSES, {32100, 400}), {}, true},
+      {1, TraceOf(DM_TRACE_MASSES, {64000, 32200, 300, -500, 64000}), {}, false},
+      {1, TraceOf(DM_TRACE_ANALOG), {}, false},
+      {1, TraceOf(DM_TRACE_NEUTRAL_LOSS, {18}), {}, false},
+      {2, TraceOf(DM_TRACE_MASS, {150.49f}), {}, true},
+      {2, TraceOf(DM_TRACE_MASS, {150.5f}), {}, false},
+      {2, TraceOf(DM_TRACE_MASSES, {64000, 150, -250, 64000}), {}, true},
+      {3, TraceOf(DM_TRACE_MASS, {500}), {}, true},
+      {3, TraceOf(DM_TRACE_MASS, {500}), {200}, true},
+      {3, TraceOf(DM_TRACE_MASS, {500}), {300}, false},
+      {3, TraceOf(DM_TRACE_NEUTRAL_LOSS, {300}), {}, true},
+      {3, TraceOf(DM_TRACE_NEUTRAL_GAIN, {300}), {}, false},
+      {4, TraceOf(DM_TRACE_TIC), {}, false},
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(&test - cases);
@@ -203,7 +203,7 @@ TEST_F(FunctionTypesTest, HeldTraces) {
     EXPECT_EQ(DmRawValidateChrom(&file, &test.trace, &daughters, 0), test.held);
   }
   const SystemRawFile file = File(2);
-  const DmTraceRecord far = Trace(DM_TRACE_MASS, {152});
+  const DmTraceRecord far = TraceOf(DM_TRACE_MASS, {152});
   EXPECT_EQ(DmRawValidateChrom(&file, &far, &far, 2.5f), 1);
   EXPECT_EQ(DmRawValidateChrom(nullptr, &far, &far, 0), 0);
 }

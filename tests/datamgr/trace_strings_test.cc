@@ -13,11 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/special_values.h"
+
 namespace {
 
-using List = std::vector<float>;  // with its terminator
+using tervalon::testing::kNan;
 
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using List = std::vector<float>;  // with its terminator
 
 struct Parsed {
   int32_t count = -1;

@@ -24,12 +24,12 @@
 namespace tervalon::testing {
 namespace {
 
-constexpr size_t kPoints = 600;
-std::array<float, kPoints> x;
-std::array<float, kPoints> y;
+constexpr size_t kDrawnPoints = 600;
+std::array<float, kDrawnPoints> x;
+std::array<float, kDrawnPoints> y;
 
 void MakePoints() {
-  for (size_t i = 0; i < kPoints; ++i) {
+  for (size_t i = 0; i < kDrawnPoints; ++i) {
     x[i] = static_cast<float>(i);
     y[i] = 50 + 40 * std::sin(static_cast<float>(i) * 0.1f);
   }
@@ -48,7 +48,7 @@ DmRawDescriptor Chromatogram() {
   return wanted;
 }
 
-SystemRawFile File() {
+SystemRawFile SourceFile() {
   SystemRawFile file = {};
   std::strcpy(file.directory, "C:\\M\\");
   std::strcpy(file.name, "RUN");
@@ -63,7 +63,7 @@ Step Linearise(const char* name, int32_t(TERVALON_CALL* run)(const float*, const
   return {name,
           [=](Answer* answer) {
             LinDataset result = {};
-            const int32_t error = run(x.data(), y.data(), kPoints, 0.5f, &result);
+            const int32_t error = run(x.data(), y.data(), kDrawnPoints, 0.5f, &result);
             if (error != 0) return error;
             answer->Add(result.count);
             TvMemFree(result.values);
@@ -121,7 +121,7 @@ Scenario DataHandleUse() {
       {"DmRawOpen", [](Answer*) { return DmRawOpen("C:\\M\\RUN.RAW"); }, 0, kRaw},
       {"SpecStatCalcNoiseStats",
        [](Answer* answer) {
-         const SystemRawFile file = File();
+         const SystemRawFile file = SourceFile();
          float range = 0;
          float rate = 0;
          const int32_t done = SpecStatCalcNoiseStats(&file, 100, 800, &range, &rate);
@@ -134,7 +134,7 @@ Scenario DataHandleUse() {
       {"ChroStatCalcNoiseLevel",
        [](Answer* answer) {
          float noise = 0;
-         const int32_t done = ChroStatCalcNoiseLevel(y.data(), kPoints, 2, &noise);
+         const int32_t done = ChroStatCalcNoiseLevel(y.data(), kDrawnPoints, 2, &noise);
          answer->Add(noise);
          return done;
        },
@@ -161,7 +161,7 @@ int32_t axes = 0;
 Step Draw() {
   return {"drawing", [](Answer*) {
             AxsDisplayDefaultAxes(dc, axes, "Time, min", 2, "Intensity", 0);
-            AxsDisplayDefaultData(dc, axes, x.data(), y.data(), kPoints, 0, 0);
+            AxsDisplayDefaultData(dc, axes, x.data(), y.data(), kDrawnPoints, 0, 0);
             return 0;  // whether all is drawn is told in the end
           }};
 }
@@ -210,7 +210,7 @@ Scenario PictureUse() {
          const TvRect area = {0, 0, 399, 299};
          const TvRect margins = {50, 20, 20, 50};
          return axes != 0 && AxsSize(axes, &area, &margins) != 0 &&
-                        AxsSetRanges(axes, 0, kPoints, 0, 100) != 0
+                        AxsSetRanges(axes, 0, kDrawnPoints, 0, 100) != 0
                     ? 1
                     : 0;
        },

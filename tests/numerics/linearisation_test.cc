@@ -12,16 +12,16 @@
 
 #include "tervalon/memory.h"
 #include "tests/support/fault_services.h"
+#include "tests/support/special_values.h"
 
 namespace {
 
 using tervalon::platform::MovableMemory;
 using tervalon::platform::ScopedReplacement;
 using tervalon::testing::FaultyMemory;
+using tervalon::testing::kInfinity;
+using tervalon::testing::kNan;
 using Floats = std::vector<float>;
-
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 Floats TakeBlock(TvMemory block, uint32_t count) {
   const auto* const data = static_cast<const float*>(TvMemLock(block));

@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "tervalon/noise_statistics.h"
+#include "tests/support/special_values.h"
 
 namespace {
 
-using Floats = std::vector<float>;
+using tervalon::testing::kInfinity;
+using tervalon::testing::kNan;
 
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+using Floats = std::vector<float>;
 
 float NoiseLevel(const Floats& values, int32_t order) {
   float noise = -1;

@@ -8,14 +8,15 @@
 #include <vector>
 
 #include "tests/plot/tables.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::plot {
 namespace {
 
-constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using tervalon::testing::kInfinity;
+using tervalon::testing::kMax;
+using tervalon::testing::kMin;
+using tervalon::testing::kNan;
 
 using Rect = std::array<int32_t, 4>;
 

@@ -2,10 +2,13 @@
 #include <limits>
 
 #include "tests/plot/drawing_fixture.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::plot {
 namespace {
 
+using tervalon::testing::kInfinity;
+using tervalon::testing::kNan;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -255,8 +258,6 @@ TEST_F(AxisDrawing, MeasuresBorders) {
 
 // Tick info that no axis would choose ends all the same, with no more ticks than anybody can see.
 TEST_F(AxisDrawing, EndsWithAnyTickInfo) {
-  constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
   constexpr int32_t kMany = std::numeric_limits<int32_t>::max();
   const AxsTickInfo infos[] = {
       {0, 10, 0, 10, 11},       {0, 10, -1, 10, 11},     {0, 10, kNan, 10, 11},

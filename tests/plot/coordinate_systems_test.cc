@@ -5,14 +5,15 @@
 #include <random>
 
 #include "tests/plot/tables.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::plot {
 namespace {
 
-constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+using tervalon::testing::kInfinity;
+using tervalon::testing::kMax;
+using tervalon::testing::kMin;
+using tervalon::testing::kNan;
 
 class CoordinateSystems : public PlotTables {};
 
@@ -87,7 +88,7 @@ TEST_F(CoordinateSystems, SurvivesValuesBeyondTheDevice) {
   EXPECT_EQ(CosXPosOfValue(system, kInfinity), 7);
   EXPECT_EQ(CosPosOfZValue(system, kInfinity, 1), 9);
   EXPECT_TRUE(std::isinf(CosValueAtXPos(system, 8)));
-  for (const double bad : {kNan, kInfinity, 1e300}) {
+  for (const double bad : {double{kNan}, double{kInfinity}, 1e300}) {
     EXPECT_EQ(CosModifyXAxis(system, bad, 1), -1);
     EXPECT_EQ(CosModifyYAxis(system, 0, bad), -1);
     EXPECT_EQ(CosModifyZAxis(system, 0, 1, bad), -1);

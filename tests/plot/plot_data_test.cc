@@ -9,16 +9,16 @@
 
 #include "tervalon/magnification.h"
 #include "tests/plot/drawing_fixture.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::plot {
 namespace {
 
+using tervalon::testing::kInfinity;
+using tervalon::testing::kNan;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 class PlotData : public DrawingTest {
  protected:

@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/require.h"
+
 namespace tervalon::testing {
 
 enum class Outcome {
@@ -112,8 +114,6 @@ struct Filling {
 };
 // Throws when the text is not one of Filled.
 Filling CheckFilled(const std::string& text, uint32_t longest);
-
-void Require(bool condition, const std::string& what);
 
 }  // namespace tervalon::testing
 

@@ -220,10 +220,6 @@ std::vector<Change> Notes::Read(const std::string& path, int writer) {
   return changes;
 }
 
-void Require(bool condition, const std::string& what) {
-  if (!condition) throw std::runtime_error(what);
-}
-
 std::string Filled(int owner, uint32_t serial, uint32_t longest) {
   std::string text = std::to_string(owner) + "." + std::to_string(serial) + ".";
   const uint32_t more = serial * 7919 % (longest - static_cast<uint32_t>(text.size()));

@@ -17,10 +17,6 @@ namespace {
 
 constexpr char kDirectory[] = "SAMPLE.RAW";
 
-void Succeed(int32_t error, const std::string& what) {
-  Require(error == RAW_OK, what + ": " + std::to_string(error));
-}
-
 class RawPlaces : public Places {
  public:
   RawPlaces() { Succeed(RawReadOpen(kDirectory, &handle_), "RawReadOpen"); }

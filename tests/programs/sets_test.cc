@@ -15,13 +15,9 @@
 namespace tervalon::testing {
 namespace {
 
-constexpr char kDirectory[] = "SETS.RAW";
+constexpr char kSetsDirectory[] = "SETS.RAW";
 constexpr int16_t kProcess = 7;
 constexpr size_t kMostOfAProcess = 20;
-
-void Succeed(int32_t error, const std::string& what) {
-  Require(error == RAW_OK, what + ": " + std::to_string(error));
-}
 
 // What tells who put a spectrum there and when: its intensities, and their count. The type stores
 // whole numbers up to 8191 as they are.
@@ -45,9 +41,9 @@ struct Origin {
   }
 };
 
-void MakeDirectory() {
+void MakeSetsDirectory() {
   int32_t handle = -1;
-  Succeed(RawCreateOpen(kDirectory, &handle), "RawCreateOpen");
+  Succeed(RawCreateOpen(kSetsDirectory, &handle), "RawCreateOpen");
   const RawHeader header = {};
   const RawCalibration calibration = {};
   Succeed(RawCreateHeader(handle, &header, &calibration), "RawCreateHeader");
@@ -62,7 +58,7 @@ std::vector<Origin> ReadSet() {
   std::vector<Origin> origins;
   int32_t handle = -1;
   RawFunctionRecord record = ScanningRecord(RAW_DATA_STANDARD_CENTROID);
-  Succeed(RawReadOpen(kDirectory, &handle), "RawReadOpen");
+  Succeed(RawReadOpen(kSetsDirectory, &handle), "RawReadOpen");
   if (RawReadFuncInit(handle, 1, kProcess, &record, nullptr) == RAW_OK) {
     int32_t scans = 0;
     Succeed(RawReadTimeScan(handle, 1, kProcess, &record, 1e9f, &scans), "RawReadTimeScan");
@@ -90,7 +86,7 @@ class SetWriter : public Writer {
     auto& [first, scan] =
         adds ? own_.back() : own_[Below(random, static_cast<uint32_t>(own_.size()))];
     DmRawDescriptor descriptor = {};
-    std::copy_n(kDirectory, sizeof(kDirectory), descriptor.directory);
+    std::copy_n(kSetsDirectory, sizeof(kSetsDirectory), descriptor.directory);
     descriptor.function = 1;
     descriptor.process = kProcess;
     descriptor.kind = DM_RAW_SPECTRUM;
@@ -160,7 +156,7 @@ void CheckSet(const std::vector<Change>& changes) {
 Kind ProcessedSetKind() {
   return {"ProcessedSet",
           100,
-          MakeDirectory,
+          MakeSetsDirectory,
           [](int) { return std::make_unique<SetWriter>(); },
           [] { return std::make_unique<SetReader>(); },
           CheckSet};

@@ -15,12 +15,13 @@
 #include <vector>
 
 #include "tervalon/raw_functions.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::raw {
 namespace {
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+using tervalon::testing::kInfinity;
+using tervalon::testing::kNan;
 
 RawCaliCoeffs Set(std::initializer_list<double> coefficients, int32_t type = 0) {
   RawCaliCoeffs set = {};

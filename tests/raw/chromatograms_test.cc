@@ -8,6 +8,7 @@
 #include "tervalon/application.h"
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::testing {
 namespace {
@@ -15,7 +16,6 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr int32_t kScans = 24;
 
 RawTraceWindow MakeWindow(float low, float high, bool subtract = false) {

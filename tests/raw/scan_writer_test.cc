@@ -8,14 +8,13 @@
 
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
+#include "tests/support/special_values.h"
 
 namespace tervalon::testing {
 namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 using ScanWriterTest = RawTest;
 

@@ -150,11 +150,6 @@ class Pictures : public Family {
   int64_t inked_ = 0;
 };
 
-template <typename Kind>
-std::unique_ptr<Family> Make(const Workplace& place) {
-  return std::make_unique<Kind>(place);
-}
-
 }  // namespace
 
 std::vector<FamilyKind> DrawingFamilies() {

@@ -40,10 +40,6 @@ int32_t TERVALON_CALL Answer(void* /*user*/, const char* text, const char* /*cap
 
 }  // namespace
 
-void Require(bool condition, const std::string& what) {
-  if (!condition) throw std::runtime_error(what);
-}
-
 std::vector<FamilyKind> AllFamilies() {
   std::vector<FamilyKind> all;
   for (auto* kinds : {RawFamilies, StoredFamilies, MemoryFamilies, DrawingFamilies}) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/require.h"
+
 namespace tervalon::testing {
 
 using Random = std::mt19937;
@@ -17,9 +19,6 @@ using Random = std::mt19937;
 inline uint32_t Below(Random* random, uint32_t limit) {
   return static_cast<uint32_t>((*random)() % limit);
 }
-
-// Throws std::runtime_error.
-void Require(bool condition, const std::string& what);
 
 // What one worker has of a family: objects of its own, and what they should hold.
 class Family {
@@ -41,6 +40,11 @@ struct FamilyKind {
   uint32_t weight;  // how often it is chosen: less where each step writes files
   std::unique_ptr<Family> (*make)(const Workplace& place);
 };
+
+template <typename Kind>
+std::unique_ptr<Family> Make(const Workplace& place) {
+  return std::make_unique<Kind>(place);
+}
 
 std::vector<FamilyKind> AllFamilies();
 

@@ -201,11 +201,6 @@ class WindowsAndAtoms : public Family {
 };
 #endif
 
-template <typename Kind>
-std::unique_ptr<Family> Make(const Workplace& place) {
-  return std::make_unique<Kind>(place);
-}
-
 }  // namespace
 
 std::vector<FamilyKind> MemoryFamilies() {

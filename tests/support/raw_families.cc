@@ -26,10 +26,6 @@ float TotalOf(uint32_t number) {
   return total;
 }
 
-void Succeed(int32_t error, const char* what) {
-  Require(error == RAW_OK, what + (": " + std::to_string(error)));
-}
-
 void CheckScan(int32_t handle, int32_t scan, uint32_t number) {
   const Spectrum read = Read(handle, 1, 0, scan);
   const Scan expected = ScanOf(number);
@@ -417,11 +413,6 @@ class Histories : public Family {
   std::vector<std::string> names_;
   std::string described_;  // all steps are of one kind and time
 };
-
-template <typename Kind>
-std::unique_ptr<Family> Make(const Workplace& place) {
-  return std::make_unique<Kind>(place);
-}
 
 }  // namespace
 

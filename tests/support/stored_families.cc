@@ -170,11 +170,6 @@ class Databases : public Family {
   std::vector<int32_t> values_;
 };
 
-template <typename Kind>
-std::unique_ptr<Family> Make(const Workplace& place) {
-  return std::make_unique<Kind>(place);
-}
-
 }  // namespace
 
 std::vector<FamilyKind> StoredFamilies() {

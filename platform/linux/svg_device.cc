@@ -12,6 +12,9 @@ namespace tervalon::platform {
 namespace {
 
 constexpr double kPointsPerInch = 72;
+constexpr const char* kOpening =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+    "xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"";
 
 std::string Joined(std::initializer_list<std::string_view> parts) {
   std::string text;
@@ -135,11 +138,9 @@ std::unique_ptr<SvgDevice> SvgDevice::Create(const std::string& path,
   std::unique_ptr<SvgDevice> device(new SvgDevice(std::move(file), capabilities));
   const auto [width, height] = std::pair(capabilities.width, capabilities.height);
   const double scale = kPointsPerInch / capabilities.pixels_per_inch_x;
-  device->file_->Append(Joined(
-      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
-       "xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"",
-       Number(width * scale), "pt\" height=\"", Number(height * scale), "pt\" viewBox=\"0 0 ",
-       Pair(width, height), "\">\n"}));
+  device->file_->Append(
+      Joined({kOpening, Number(width * scale), "pt\" height=\"", Number(height * scale),
+              "pt\" viewBox=\"0 0 ", Pair(width, height), "\">\n"}));
   device->FillRectangle({0, 0, width, height}, 0xFFFFFF);
   return device;
 }

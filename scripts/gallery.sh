@@ -3,6 +3,8 @@
 # one page that shows them: build/gallery/index.html. Look at all of them after a change of plots.
 #
 #   scripts/gallery.sh [PROGRAM]      # without, that of the release preset, which is built
+#
+# Those of README.md are copies: cp build/gallery/readme_*.png docs/pictures
 set -euo pipefail
 cd "$(dirname "$0")/.."
 program=${1:-build/release/bin/tervalon}
@@ -106,4 +108,10 @@ draw large_text.png DEMO.RAW -t 4.67 --text-size 16 --grid
 draw poster.png DEMO.RAW -t 4.67 --size 3600x2250 --resolution 360
 draw long_title.png DEMO.RAW --title "A title that is a good deal longer than the picture is wide, as happens when a whole protocol is copied into it, with all of its solvents"
 draw other_script.svg DEMO.RAW --title "Ωmega, Прогон 7, 試料 A, 50 µL, 40 °C" --name 4.67=維拉帕米
+heading "In README.md"
+small=(--size 720x450 --resolution 80)
+draw readme_chromatogram.png DEMO.RAW --trace TIC,455.29,195.09 --layout overlaid --mark 4.4-5 --name 4.67=verapamil "${small[@]}"
+draw readme_spectrum.png DEMO.RAW -s 135 --magnify 90-300x2 --name 455.29=verapamil "${small[@]}"
+draw readme_depth.png DEMO.RAW -f 2 --scan 130-150 --layout 3d --filled --range 450-460 --theme dark "${small[@]}"
+draw readme_map.png DEMO.RAW --map -f 2 "${small[@]}"
 echo "$PWD/$page"

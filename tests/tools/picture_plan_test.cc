@@ -14,7 +14,6 @@ namespace tervalon::tools {
 namespace {
 
 using ::testing::AllOf;
-using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;

@@ -119,7 +119,10 @@ class PageReader {
     }
     for (const Source& source : sources_.all()) {
       PlotSeries series = read(*source.reader);
-      series.title = Printable(source.name + (source.name.empty() ? "" : " ") + series.title);
+      if (!source.name.empty()) {
+        series.title.insert(0, source.name + " ");
+      }
+      series.title = Printable(series.title);
       pages_.back().push_back(std::move(series));
     }
   }
@@ -132,7 +135,8 @@ class PageReader {
 
 void PaintPlan(PlotPainter& painter, const PicturePlan& plan, const std::string& path) {
   for (const std::string& warning : plan.warnings) {
-    Warn(path + ": " + warning);
+    std::string line = path;
+    Warn(line.append(": ").append(warning));
   }
   painter.Paint(plan);
 }

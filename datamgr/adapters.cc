@@ -74,7 +74,7 @@ constexpr DmAdapter kDatabase = {ReadDatabase, nullptr, nullptr, CompareDatabase
 
 // What serves a type. An application may change that while others are served, function by function.
 struct Adapter {
-  constexpr explicit Adapter(const DmAdapter& functions)
+  constexpr explicit Adapter(const DmAdapter& functions) noexcept
       : read(functions.read),
         write(functions.write),
         release(functions.release),

@@ -140,6 +140,9 @@ class Drawing {
   // before is restored.
   virtual bool Clip(TvDC dc, const TvRect& rect) = 0;
 
+  // Something that belongs in the picture could not be drawn: where its end tells, it has failed.
+  virtual void Fail(TvDC /*dc*/) {}
+
   // Asks to be told when a device context has gone; nullptr ends it. One listener; a platform whose
   // own calls delete device contexts does not tell.
   virtual void OnDeviceGone(void (*listener)(TvDC dc)) = 0;

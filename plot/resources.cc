@@ -165,7 +165,10 @@ bool OnResources(TvDC dc, Action action) {
 
 PltResources ResourcesFor(TvDC dc) {
   PltResources found;
-  if (!OnResources(dc, [&](const DeviceResources& made) { found = made.in_use(); })) found = {};
+  if (!OnResources(dc, [&](const DeviceResources& made) { found = made.in_use(); })) {
+    found = {};
+    TheDrawing().Fail(dc);
+  }
   return found;
 }
 

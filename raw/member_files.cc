@@ -294,7 +294,7 @@ std::string MemberName(int32_t code, int32_t number) {
   const NamePattern* name = FindNamePattern(code);
   if (name == nullptr) return {};
   char text[32];
-  std::snprintf(text, sizeof(text), name->pattern, number);
+  (void)std::snprintf(text, sizeof(text), name->pattern, number);
   return text;
 }
 

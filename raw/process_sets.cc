@@ -144,7 +144,7 @@ int32_t FindFunctionOf(int32_t handle, int16_t process, int16_t* function) {
   const int32_t history_error = RawReadProcInfo(handle, &header, entries.data());
   if (history_error == RAW_OK) {
     char name[16];
-    std::snprintf(name, sizeof(name), "_PROC%03d", process);
+    (void)std::snprintf(name, sizeof(name), "_PROC%03d", process);
     uint32_t created = 0;
     for (int16_t tree = 1; tree <= RAW_MAX_FUNCTIONS; ++tree) {
       const auto entry =

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <iterator>
 #include <new>
 #include <span>
@@ -297,8 +298,9 @@ CairoDevice::~CairoDevice() {
 }
 
 bool CairoDevice::Finish() {
-  const bool drawn = cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
-  if (file_ != nullptr) cairo_show_page(cairo_);
+  constexpr size_t kCompression = size_t{1} << 20;  // without which Cairo leaves out fonts
+  if (file_ != nullptr && HasRoom(kCompression)) cairo_show_page(cairo_);
+  const bool drawn = !failed() && cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
   cairo_surface_finish(surface_);
   const bool finished = cairo_surface_status(surface_) == CAIRO_STATUS_SUCCESS;
   return drawn && finished && (file_ == nullptr || file_->Complete());
@@ -321,7 +323,7 @@ bool CairoDevice::SavePng(const std::string& path) {
   cairo_surface_flush(surface_);
   PngStream stream = {picture.get(), MakePngResolution(capabilities().pixels_per_inch_x,
                                                        capabilities().pixels_per_inch_y)};
-  return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS &&
+  return !failed() && cairo_status(cairo_) == CAIRO_STATUS_SUCCESS &&
          cairo_surface_write_to_png_stream(surface_, PngStream::Write, &stream) ==
              CAIRO_STATUS_SUCCESS &&
          picture->Complete();
@@ -348,6 +350,22 @@ void CairoDevice::Clip(const TvRect& rect) {
   cairo_clip(cairo_);
 }
 
+// Whether there is memory for what Cairo is about to do. It does not come out of some shortages by
+// itself: then the picture fails here.
+bool CairoDevice::HasRoom(size_t bytes) {
+  void* volatile room = std::malloc(bytes);
+  if (room == nullptr) Fail();
+  std::free(room);
+  return !failed();
+}
+
+// Its rasteriser jumps back into a function that has returned.
+bool CairoDevice::CanRasterise(size_t lines) {
+  constexpr size_t kRoom = size_t{1} << 16;
+  constexpr size_t kRoomOfLine = 256;
+  return file_ != nullptr || HasRoom(kRoom + kRoomOfLine * lines);
+}
+
 void CairoDevice::SetColour(TvColour colour) {
   constexpr double kMost = 255;
   cairo_set_source_rgb(cairo_, (colour & 0xFF) / kMost, (colour >> 8 & 0xFF) / kMost,
@@ -355,7 +373,7 @@ void CairoDevice::SetColour(TvColour colour) {
 }
 
 void CairoDevice::Lines(const LineSegment* lines, size_t count) {
-  if (state_.pen.style == kPenNull) return;
+  if (state_.pen.style == kPenNull || !CanRasterise(count)) return;
   SetColour(state_.pen.colour);
   cairo_set_line_width(cairo_, PenWidth());
   cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_BUTT);
@@ -370,7 +388,7 @@ void CairoDevice::Lines(const LineSegment* lines, size_t count) {
 }
 
 void CairoDevice::Polyline(const TvPoint* points, size_t count) {
-  if (state_.pen.style == kPenNull || count == 0) return;
+  if (state_.pen.style == kPenNull || count == 0 || !CanRasterise(count)) return;
   const bool solid = state_.pen.style == kPenSolid;
   SetColour(state_.pen.colour);
   cairo_set_line_width(cairo_, PenWidth());
@@ -408,6 +426,7 @@ void CairoDevice::FillRectangle(const TvRect& rect, TvColour colour) {
 }
 
 void CairoDevice::FillPolygon(const TvPoint* points, size_t count, TvColour colour) {
+  if (!CanRasterise(count)) return;
   for (const TvPoint& point : std::span(points, count)) {
     cairo_line_to(cairo_, Coordinate(point.x) + kPixelCentre, Coordinate(point.y) + kPixelCentre);
   }
@@ -443,7 +462,7 @@ void CairoDevice::Image(const TvRect& rect, const TvColour* pixels) {
 
 void CairoDevice::ShowText(double x, double y, std::string_view text) {
   SetColour(state_.text_colour);
-  state_.font->Show(cairo_, x, y, text);
+  if (!state_.font->Show(cairo_, x, y, text)) Fail();
 }
 
 }  // namespace tervalon::platform

@@ -45,6 +45,8 @@ class CairoDevice : public Device {
 
   void ShowText(double x, double y, std::string_view text) override;
   void SetColour(TvColour colour);
+  bool HasRoom(size_t bytes);
+  bool CanRasterise(size_t lines);
 
   const DeviceKind kind_;
   std::unique_ptr<PictureFile> file_;  // outlives the surface, which writes to it

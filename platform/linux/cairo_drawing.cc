@@ -206,8 +206,7 @@ class CairoDrawing : public Drawing {
   }
   TvSize Extent(TvDC dc, std::string_view text) override {
     if (!IsLive(dc)) return {};
-    const CairoFont& font = *dc->device->state().font;
-    return {font.Width(text), font.metrics().height};
+    return {dc->device->Width(text), dc->device->state().font->metrics().height};
   }
 
   bool Lines(TvDC dc, const LineSegment* lines, size_t count) override {
@@ -235,6 +234,10 @@ class CairoDrawing : public Drawing {
     return On(dc, [&](Device& device) { device.Clip(rect); });
   }
 
+  void Fail(TvDC dc) override {
+    On(dc, [](Device& device) { device.Fail(); });
+  }
+
   void OnDeviceGone(void (*listener)(TvDC dc)) override { listener_ = listener; }
 
  private:
@@ -242,7 +245,12 @@ class CairoDrawing : public Drawing {
   template <typename Action>
   bool On(TvDC dc, Action&& action) {
     if (!IsLive(dc)) return false;
-    action(*dc->device);
+    try {
+      action(*dc->device);
+    } catch (const std::bad_alloc&) {
+      dc->device->Fail();
+      throw;
+    }
     return true;
   }
 

@@ -163,23 +163,25 @@ std::shared_ptr<const CairoFont> CairoFont::Make(const FontDescription& descript
   metrics.height = metrics.ascent + Rounded(extents.descent);
   metrics.internal_leading = std::max(0, metrics.height - Rounded(size));
   const auto letters = static_cast<int32_t>(kLetters.size());
-  metrics.average_width = (font->Width(kLetters) + letters / 2) / letters;
-  return font;
+  const int32_t width = font->Width(kLetters);
+  metrics.average_width = (width + letters / 2) / letters;
+  return width >= 0 ? std::move(font) : nullptr;
 }
 
 CairoFont::~CairoFont() { cairo_scaled_font_destroy(scaled_); }
 
 int32_t CairoFont::Width(std::string_view text) const {
   const Glyphs run(scaled_, 0, 0, text);
-  if (!run.valid) return 0;
+  if (!run.valid) return -1;
   cairo_text_extents_t extents;
   cairo_scaled_font_glyph_extents(scaled_, run.glyphs, run.glyph_count, &extents);
-  return Rounded(extents.x_advance);
+  if (cairo_scaled_font_status(scaled_) != CAIRO_STATUS_SUCCESS) return -1;
+  return std::max(Rounded(extents.x_advance), 0);
 }
 
-void CairoFont::Show(cairo_t* cairo, double x, double y, std::string_view text) const {
+bool CairoFont::Show(cairo_t* cairo, double x, double y, std::string_view text) const {
   const Glyphs run(scaled_, x, y + metrics_.ascent, text);
-  if (!run.valid) return;
+  if (!run.valid) return false;
   cairo_matrix_t matrix;
   cairo_font_options_t* options = cairo_font_options_create();
   cairo_scaled_font_get_font_matrix(scaled_, &matrix);
@@ -193,6 +195,7 @@ void CairoFont::Show(cairo_t* cairo, double x, double y, std::string_view text) 
   cairo_font_options_destroy(options);
   cairo_show_text_glyphs(cairo, run.utf8.data(), static_cast<int>(run.utf8.size()), run.glyphs,
                          run.glyph_count, run.clusters, run.cluster_count, run.flags);
+  return true;
 }
 
 }  // namespace tervalon::platform

@@ -29,15 +29,15 @@ class CairoFont {
   CairoFont& operator=(const CairoFont&) = delete;
 
   const TextMetrics& metrics() const { return metrics_; }
-  int32_t Width(std::string_view text) const;
+  int32_t Width(std::string_view text) const;  // -1 when Cairo fails
 
   const std::string& family() const { return family_; }
   double size() const { return size_; }  // of the characters, in pixels
   bool is_bold() const { return bold_; }
 
   // Writes a text with its upper left corner at (x, y) of the context's user space, in its source
-  // colour.
-  void Show(cairo_t* cairo, double x, double y, std::string_view text) const;
+  // colour. False when Cairo fails.
+  bool Show(cairo_t* cairo, double x, double y, std::string_view text) const;
 
  private:
   CairoFont() = default;

@@ -60,7 +60,7 @@ int32_t DefaultAnswer(uint32_t style) {
 
 void WriteLine(std::string line) {
   if (line.empty() || line.back() != '\n') line += '\n';
-  std::fwrite(line.data(), 1, line.size(), stderr);
+  (void)std::fwrite(line.data(), 1, line.size(), stderr);  // nobody is there to be told of more
 }
 
 class LinuxDesktop : public Desktop {

@@ -75,7 +75,7 @@ class Device {
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
-  // Ends drawing and completes the file.
+  // Ends drawing and completes the file. False when the picture lacks something.
   virtual bool Finish() = 0;
 
   // False where there is only one page.
@@ -86,6 +86,16 @@ class Device {
 
   const DeviceMetrics& capabilities() const { return capabilities_; }
   DeviceState& state() { return state_; }
+
+  // What could not be drawn makes the picture fail in the end.
+  void Fail() { failed_ = true; }
+  bool failed() const { return failed_; }
+
+  int32_t Width(std::string_view text) {
+    const int32_t width = state_.font->Width(text);
+    if (width < 0) Fail();
+    return std::max(width, 0);
+  }
 
   virtual void Save() = 0;
   virtual bool Restore() = 0;
@@ -98,7 +108,7 @@ class Device {
 
   void Text(int32_t x, int32_t y, std::string_view text) {
     if (state_.opaque_background) {
-      const TvSize size = {state_.font->Width(text), state_.font->metrics().height};
+      const TvSize size = {Width(text), state_.font->metrics().height};
       const auto left = static_cast<int32_t>(Coordinate(x));
       const auto top = static_cast<int32_t>(Coordinate(y));
       FillRectangle({left, top, left + size.width, top + size.height}, state_.background_colour);
@@ -108,7 +118,7 @@ class Device {
   void TextWithin(const TvRect& rect, TextAlign align, std::string_view text) {
     Save();
     Clip(rect);
-    Text(AlignedLeft(rect, align, state_.font->Width(text)), rect.top, text);
+    Text(AlignedLeft(rect, align, Width(text)), rect.top, text);
     Restore();
   }
 
@@ -155,6 +165,7 @@ class Device {
  private:
   const DeviceMetrics capabilities_;
   const bool has_pixels_;
+  bool failed_ = false;
 };
 
 }  // namespace tervalon::platform

@@ -148,7 +148,7 @@ std::unique_ptr<SvgDevice> SvgDevice::Create(const std::string& path,
 bool SvgDevice::Finish() {
   CloseGroup();
   file_->Append("</svg>\n");
-  return file_->Complete();
+  return !failed() && file_->Complete();
 }
 
 void SvgDevice::Save() { saved_.push_back({state_, clip_}); }

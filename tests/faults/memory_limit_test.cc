@@ -15,11 +15,12 @@
 
 namespace {
 
-PLAIN bool Fails() {
+PLAIN bool Fails(size_t size) {
   auto& limit = tervalon::testing::memory_limit;
   if (!limit.watched) return false;
   const int64_t number = ++limit.allocations;
-  return limit.first_failure != 0 && number >= limit.first_failure && number <= limit.last_failure;
+  return size > limit.largest || (limit.first_failure != 0 && number >= limit.first_failure &&
+                                  number <= limit.last_failure);
 }
 
 }  // namespace
@@ -37,12 +38,12 @@ void* REAL(malloc)(size_t size);
 void* REAL(calloc)(size_t count, size_t size);
 void* REAL(realloc)(void* block, size_t size);
 
-PLAIN void* malloc(size_t size) { return Fails() ? nullptr : REAL(malloc)(size); }
+PLAIN void* malloc(size_t size) { return Fails(size) ? nullptr : REAL(malloc)(size); }
 PLAIN void* calloc(size_t count, size_t size) {
-  return Fails() ? nullptr : REAL(calloc)(count, size);
+  return Fails(count * size) ? nullptr : REAL(calloc)(count, size);
 }
 PLAIN void* realloc(void* block, size_t size) {
-  return Fails() ? nullptr : REAL(realloc)(block, size);
+  return Fails(size) ? nullptr : REAL(realloc)(block, size);
 }
 }
 #define ALLOCATE(size) REAL(malloc)(size)
@@ -52,7 +53,7 @@ PLAIN void* realloc(void* block, size_t size) {
 #endif
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  void* const block = Fails() ? nullptr : ALLOCATE(size != 0 ? size : 1);
+  void* const block = Fails(size) ? nullptr : ALLOCATE(size != 0 ? size : 1);
   if (block != nullptr) ++tervalon::testing::memory_limit.blocks;
   return block;
 }

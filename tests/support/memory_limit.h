@@ -4,6 +4,7 @@
 #ifndef TESTS_SUPPORT_MEMORY_LIMIT_H_
 #define TESTS_SUPPORT_MEMORY_LIMIT_H_
 
+#include <cstddef>
 #include <cstdint>
 
 namespace tervalon::testing {
@@ -14,7 +15,8 @@ struct MemoryLimit {
   int64_t allocations = 0;
   int64_t first_failure = 0;  // 0: none
   int64_t last_failure = 0;
-  int64_t blocks = 0;  // of the whole program, by operator new
+  size_t largest = SIZE_MAX;  // what is larger fails
+  int64_t blocks = 0;         // of the whole program, by operator new
 };
 extern MemoryLimit memory_limit;
 

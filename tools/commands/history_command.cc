@@ -39,7 +39,8 @@ void Run(const std::string& path, Format format, Output& output) {
   const History history = ReadHistory(directory);
   if (history.cut_off) {
     const std::string member = directory.MemberPath("_HISTORY.INF");
-    std::fputs(("tervalon: " + member + ": cut off; some steps are missing\n").c_str(), stderr);
+    (void)std::fputs(("tervalon: " + member + ": cut off; some steps are missing\n").c_str(),
+                     stderr);
   }
   Document document = {.sections = {}, .csv_section = "history"};
   if (format == Format::kText && !history.steps.empty()) {

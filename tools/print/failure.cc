@@ -11,7 +11,7 @@ namespace tervalon::tools {
 
 void Warn(const std::string& message) {
   const std::string line = "tervalon: " + Printable(Utf8FromSystem(message)) + "\n";
-  std::fputs(line.c_str(), stderr);
+  (void)std::fputs(line.c_str(), stderr);
 }
 
 void WarnAsPrinted(const std::string& lines) { std::fputs(lines.c_str(), stderr); }

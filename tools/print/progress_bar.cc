@@ -14,8 +14,8 @@ constexpr int kWidth = 40;
 constexpr std::chrono::milliseconds kPatience(300);
 
 void Print(const std::string& text) {
-  std::fputs(text.c_str(), stderr);
-  std::fflush(stderr);
+  (void)std::fputs(text.c_str(), stderr);
+  (void)std::fflush(stderr);
 }
 
 }  // namespace

@@ -7,7 +7,9 @@ namespace tervalon::bench {
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
     if (run.error_occurred || run.run_type != Run::RT_Iteration) continue;
-    const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+    const bool is_manual = run.run_name.time_type == "manual_time";
+    const double seconds = (is_manual ? run.real_accumulated_time : run.cpu_accumulated_time) /
+                           static_cast<double>(run.iterations);
     const auto [place, added] = seconds_.try_emplace(run.run_name.function_name, seconds);
     if (!added && seconds < place->second) place->second = seconds;
   }
@@ -21,7 +23,7 @@ void RatioReporter::Finalize() {
     const auto denominator = seconds_.find(ratio.denominator);
     if (numerator == seconds_.end() || denominator == seconds_.end()) continue;
     std::printf("  %-66s %7.2f", ratio.title.c_str(), numerator->second / denominator->second);
-    if (ratio.limit > 0) std::printf("  (to stay below %.1f)", ratio.limit);
+    if (ratio.limit > 0) std::printf("  (to stay below %.3g)", ratio.limit);
     std::printf("\n");
   }
 }

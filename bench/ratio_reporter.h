@@ -1,5 +1,5 @@
 // Prints ratios of benchmarks of the same run behind the usual table: of processor time, which
-// other work on the machine disturbs least.
+// other work on the machine disturbs least, or of the times that a benchmark measures itself.
 
 #ifndef BENCH_RATIO_REPORTER_H_
 #define BENCH_RATIO_REPORTER_H_

@@ -57,6 +57,9 @@ tervalon_package(tools tervalon science
   "A command-line program that shows, plots and simulates raw data
 directories, settings and record databases."
   "${same_library}")
+# The program loads it by itself: libnetcdf.so.19 of libnetcdf19.
+string(REPLACE ".so." "" netcdf_package ${tervalon_netcdf_soname})
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS ${netcdf_package})
 tervalon_package(python python3-tervalon python
   "mass-spectrometry data system (Python package)"
   "Reads and writes raw data directories, record databases and settings of a

@@ -15,3 +15,11 @@ endforeach()
 
 add_library(tervalon_tool_libraries INTERFACE)
 target_include_directories(tervalon_tool_libraries SYSTEM INTERFACE ${headers})
+
+if(NOT WIN32)
+  # The program loads it when it needs it, under the name that others are linked with.
+  find_library(tervalon_netcdf netcdf REQUIRED)
+  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${tervalon_netcdf} OUTPUT_VARIABLE dynamic_section
+                  COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX REPLACE ".* SONAME +([^ \n]+).*" "\\1" tervalon_netcdf_soname "${dynamic_section}")
+endif()

@@ -63,6 +63,8 @@ struct Reader {
     const auto beyond = static_cast<int32_t>(options->Take<uint8_t>());
     std::vector<RawScanHeader> more(static_cast<size_t>(beyond));
     RawReadScanHeaders(handle, function, process, options->Take<int32_t>(), beyond, more.data());
+    std::vector<uint32_t> places(static_cast<size_t>(count));
+    FUZZ_CHECK(RawReadScanOffsets(handle, function, process, 1, count, places.data()) == RAW_OK);
 
     std::vector<int32_t> scans;
     for (int32_t i = std::min(count, 8); i > 0; --i) scans.push_back(i);

@@ -134,6 +134,23 @@ int32_t FindScan(int32_t scan, FunctionReader* reader, IndexRecord* record) {
   return scan < 1 ? RAW_SCAN_ABSENT : reader->ReadIndex(static_cast<uint32_t>(scan), record);
 }
 
+// Reads what the index says of `count` scans: fill(reader, record, &out[i]) for each.
+template <typename Value, typename Fill>
+int32_t ReadIndexRun(int32_t handle, int16_t function, int16_t process, int32_t first,
+                     int32_t count, Value* out, Fill fill) {
+  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
+    if (count < 0 || (count > 0 && out == nullptr)) return RAW_BAD_ARGUMENT;
+    FunctionReader* reader = nullptr;
+    int32_t error = GetScanBufferAs(handle, function, process, &reader);
+    for (int32_t i = 0; error == RAW_OK && i < count; ++i) {
+      IndexRecord record;
+      error = first > INT32_MAX - i ? RAW_SCAN_ABSENT : FindScan(first + i, reader, &record);
+      if (error == RAW_OK) fill(*reader, record, &out[i]);
+    }
+    return error;
+  });
+}
+
 // Reads all points of a scan that `room` is enough for.
 int32_t ReadWholeScan(FunctionReader* reader, const IndexRecord& record, int64_t room,
                       const PointOutput& out, uint32_t* delivered) {
@@ -183,17 +200,15 @@ extern "C" int32_t TERVALON_CALL RawReadSpectrum(int32_t handle, int16_t functio
 extern "C" int32_t TERVALON_CALL RawReadScanHeaders(int32_t handle, int16_t function,
                                                     int16_t process, int32_t first, int32_t count,
                                                     RawScanHeader* headers) {
-  return Guarded<int32_t>(RAW_NO_MEMORY_FOR_SCAN_BUFFER, [&]() -> int32_t {
-    if (count < 0 || (count > 0 && headers == nullptr)) return RAW_BAD_ARGUMENT;
-    FunctionReader* reader = nullptr;
-    int32_t error = GetScanBufferAs(handle, function, process, &reader);
-    for (int32_t i = 0; error == RAW_OK && i < count; ++i) {
-      IndexRecord record;
-      error = first > INT32_MAX - i ? RAW_SCAN_ABSENT : FindScan(first + i, reader, &record);
-      if (error == RAW_OK) FillHeader(*reader, record, &headers[i]);
-    }
-    return error;
-  });
+  return ReadIndexRun(handle, function, process, first, count, headers, FillHeader);
+}
+
+extern "C" int32_t TERVALON_CALL RawReadScanOffsets(int32_t handle, int16_t function,
+                                                    int16_t process, int32_t first, int32_t count,
+                                                    uint32_t* offsets) {
+  return ReadIndexRun(handle, function, process, first, count, offsets,
+                      [](const FunctionReader& /*reader*/, const IndexRecord& record,
+                         uint32_t* offset) { *offset = record.offset; });
 }
 
 extern "C" int32_t TERVALON_CALL RawReadSpectra(int32_t handle, int16_t function, int16_t process,

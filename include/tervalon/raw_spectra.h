@@ -64,6 +64,13 @@ TERVALON_API int32_t TERVALON_CALL RawReadScanHeaders(int32_t handle, int16_t fu
                                                       int16_t process, int32_t first, int32_t count,
                                                       RawScanHeader* headers);
 
+// Reads where the data of `count` scans begin, from scan `first` (1..) on, into as many elements of
+// `offsets`: bytes from the beginning of the ".DAT" file, as the index says.
+// Returns as RawReadScanHeaders.
+TERVALON_API int32_t TERVALON_CALL RawReadScanOffsets(int32_t handle, int16_t function,
+                                                      int16_t process, int32_t first, int32_t count,
+                                                      uint32_t* offsets);
+
 // Reads all points of `scan_count` scans, in any order, one scan's behind the other's. The points
 // of scans[i] are elements offsets[i] .. offsets[i + 1] - 1 of the arrays: `offsets` has
 // scan_count + 1 elements. Each output array is optional and holds `capacity` elements, filled as

@@ -197,6 +197,7 @@ constexpr OptionalRow kOptional[] = {
     {"RawReadProcInfo", "*"},
     {"RawHistUpdateInfo", "*"},
     {"RawReadSpectrum", "*"},
+    {"RawReadScanOffsets", "offsets"},
     {"RawReadSpectra", "masses"},
     {"RawReadSpectra", "intensities"},
     {"RawReadSpectra", "flags"},

@@ -86,6 +86,9 @@ TEST_F(SpectraTest, RandomBytesRunsAndOrders) {
     for (uint8_t& byte : data) byte = static_cast<uint8_t>(random_());
     MakeRun(record, IndexBytes(entries), data);
     OpenFunction();
+    uint32_t offsets[8] = {};
+    EXPECT_EQ(RawReadScanOffsets(handle_, 1, 0, 2, 8, offsets), RAW_SCAN_ABSENT);
+    for (size_t s = 1; s < 8; ++s) EXPECT_EQ(offsets[s - 1], entries[s].offset);
 
     for (int round = 0; round < 120; ++round) {
       const size_t s = round < 8 ? static_cast<size_t>(round) : random_() % entries.size();

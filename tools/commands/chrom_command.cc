@@ -279,11 +279,7 @@ void AddChromCommand(Command program, Action& chosen) {
       }
     }
     options->masses = masses;
-    CompleteInputs(options->inputs);
-    chosen = [options](Output& output) {
-      ForEachInput(options->inputs, options->format.format(), output,
-                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
-    };
+    chosen = ForEachInput(options, Run);
   });
 }
 

@@ -23,24 +23,29 @@ void AddDataSetOptions(Command command, DataSetOptions& options) {
 }
 
 void AddDataSetSelection(Command command, DataSet& data_set) {
+  AddFunctionOption(command, data_set.function,
+                    "Function, 1 to 32, as 'tervalon info' numbers them; when\n"
+                    "not given 1, or the one that a processed data set was\n"
+                    "made from");
+  AddProcessOptions(command, data_set.process, data_set.data_type);
+}
+
+void AddFunctionOption(Command command, std::optional<int32_t>& function, const std::string& what) {
+  command.AddOption("-f,--function", function, what).Between(1, RAW_MAX_FUNCTIONS).TypeName("N");
+}
+
+void AddProcessOptions(Command command, int32_t& process, std::optional<int32_t>& data_type) {
+  const Option option = command
+                            .AddOption("-p,--process", process,
+                                       "Processed data set, 1 to 255, that was made from the\n"
+                                       "function, instead of the data as acquired")
+                            .Between(1, RAW_MAX_PROCESSES)
+                            .TypeName("N");
   command
-      .AddOption("-f,--function", data_set.function,
-                 "Function, 1 to 32, as 'tervalon info' numbers them; when\n"
-                 "not given 1, or the one that a processed data set was\n"
-                 "made from")
-      .Between(1, RAW_MAX_FUNCTIONS)
-      .TypeName("N");
-  const Option process = command
-                             .AddOption("-p,--process", data_set.process,
-                                        "Processed data set, 1 to 255, that was made from the\n"
-                                        "function, instead of the data as acquired")
-                             .Between(1, RAW_MAX_PROCESSES)
-                             .TypeName("N");
-  command
-      .AddOption("--data-type", data_set.data_type,
+      .AddOption("--data-type", data_type,
                  "Data type, 0 to 12, of the processed data set, which is\n"
                  "found out where this option is not given")
-      .Needs(process)
+      .Needs(option)
       .Between(0, 12)
       .TypeName("N");
 }

@@ -253,19 +253,7 @@ void AddSelection(Command command, Options& options) {
   which.AddOption("-f,--function", options.functions, "A function, 1 to 32; several times for more")
       .TypeName("N")
       .Repeatable();
-  const Option process =
-      which
-          .AddOption("-p,--process", options.process,
-                     "Processed data set, 1 to 255, instead of the data as\nacquired")
-          .Between(1, RAW_MAX_PROCESSES)
-          .TypeName("N");
-  which
-      .AddOption("--data-type", options.data_type,
-                 "Data type, 0 to 12, of the processed data set, which is\n"
-                 "found out where this option is not given")
-      .Needs(process)
-      .Between(0, 12)
-      .TypeName("N");
+  AddProcessOptions(which, options.process, options.data_type);
   which.AddOption("-t,--time", options.times, "Scans from LO to HI minutes; either may be left out")
       .TypeName("LO-HI");
   which.AddOption("-s,--scan", options.scans, "Scans by number; either end may be left out")

@@ -394,13 +394,7 @@ void AddInfoCommand(Command program, Action& chosen) {
       "Examples:\n"
       "  tervalon info SAMPLE.RAW\n"
       "  tervalon info SAMPLE.RAW --json | jq '.functions[].type_name'");
-  command.Callback([&chosen, options] {
-    CompleteInputs(options->inputs);
-    chosen = [options](Output& output) {
-      ForEachInput(options->inputs, options->format.format(), output,
-                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
-    };
-  });
+  command.Callback([&chosen, options] { chosen = ForEachInput(options, Run); });
 }
 
 }  // namespace tervalon::tools

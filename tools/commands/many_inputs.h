@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,19 @@ void CompleteInputs(Inputs& inputs);
 // others are done; throws Unsound at the end.
 using OneInput = std::function<void(const std::string& path, Output& output)>;
 void ForEachInput(const Inputs& inputs, Format format, Output& output, const OneInput& one);
+
+// The same as what a command does: run(*options, path, output), where the options have `inputs` and
+// a `format`. Completes the inputs.
+template <typename Options>
+std::function<void(Output&)> ForEachInput(const std::shared_ptr<Options>& options,
+                                          void (*run)(const Options&, const std::string&,
+                                                      Output&)) {
+  CompleteInputs(options->inputs);
+  return [options, run](Output& output) {
+    ForEachInput(options->inputs, options->format.format(), output,
+                 [&](const std::string& path, Output& one) { run(*options, path, one); });
+  };
+}
 
 // What the document is of, when there are several: the directory, and the function if not 0.
 void Label(const Inputs& inputs, const std::string& path, int function, Document& document);

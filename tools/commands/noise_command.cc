@@ -173,11 +173,7 @@ void AddNoiseCommand(Command program, Action& chosen) {
   command.Callback([&chosen, options] {
     CheckSeriesOptions(options->series);
     WindowArgument(*options);
-    CompleteInputs(options->inputs);
-    chosen = [options](Output& output) {
-      ForEachInput(options->inputs, options->format.format(), output,
-                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
-    };
+    chosen = ForEachInput(options, Run);
   });
 }
 

@@ -23,13 +23,12 @@ class ScanTable {
   void Add(const DataReader& reader) {
     const int function = *reader.data_set().function;
     const bool calibrated = IsCalibrated(reader.directory(), function);
-    const std::vector<uint32_t> offsets = ScanOffsets(reader);
     const int32_t scans = reader.ScanCount();
-    for (int32_t scan = 1; scan <= scans; ++scan) {
-      const RawScanHeader header = reader.ScanHeader(scan);
-      const auto index = static_cast<size_t>(scan - 1);
+    for (const uint32_t offset : reader.ScanOffsets(scans)) offset_.emplace_back(int64_t{offset});
+    int32_t scan = 0;
+    for (const RawScanHeader& header : reader.ScanHeaders(scans)) {
       function_.push_back(function);
-      scan_.push_back(scan);
+      scan_.push_back(++scan);
       time_.push_back(header.retention_time);
       points_.push_back(static_cast<int32_t>(header.points & RAW_SCAN_POINTS_MASK));
       tic_.push_back(header.total_ion_current);
@@ -37,8 +36,6 @@ class ScanTable {
       base_intensity_.push_back(header.base_peak_intensity);
       segment_.push_back(static_cast<int32_t>(header.segment));
       flags_.emplace_back(FlagLetters(header, calibrated));
-      offset_.emplace_back();
-      if (index < offsets.size()) offset_.back() = int64_t{offsets[index]};
     }
   }
 
@@ -91,16 +88,9 @@ void AddScansCommand(Command program, Action& chosen) {
   const Command command = program.AddSubcommand("scans", "List the scans: times, points, sums");
   auto options = std::make_shared<Options>();
   AddInputs(command, options->inputs);
-  command
-      .AddOption("-f,--function", options->data_set.function,
-                 "One function, 1 to 32; without, every one")
-      .Between(1, RAW_MAX_FUNCTIONS)
-      .TypeName("N");
-  command
-      .AddOption("-p,--process", options->data_set.process,
-                 "A processed data set, 1 to 255, instead of the data as\nacquired")
-      .Between(1, RAW_MAX_PROCESSES)
-      .TypeName("N");
+  AddFunctionOption(command, options->data_set.function,
+                    "One function, 1 to 32; without, every one");
+  AddProcessOptions(command, options->data_set.process, options->data_set.data_type);
   AddFormatOptions(command, options->format);
   command.Footer(
       "A row has what the scan index says: the retention time in minutes, the number of points,\n"
@@ -109,13 +99,7 @@ void AddScansCommand(Command program, Action& chosen) {
       "Examples:\n"
       "  tervalon scans SAMPLE.RAW\n"
       "  tervalon scans *.RAW -f 1 --csv");
-  command.Callback([&chosen, options] {
-    CompleteInputs(options->inputs);
-    chosen = [options](Output& output) {
-      ForEachInput(options->inputs, options->format.format(), output,
-                   [&options](const std::string& path, Output& one) { Run(*options, path, one); });
-    };
-  });
+  command.Callback([&chosen, options] { chosen = ForEachInput(options, Run); });
 }
 
 }  // namespace tervalon::tools

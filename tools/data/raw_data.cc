@@ -262,6 +262,20 @@ RawScanHeader DataReader::ScanHeader(int32_t scan) const {
   return header;
 }
 
+std::vector<RawScanHeader> DataReader::ScanHeaders(int32_t scans) const {
+  std::vector<RawScanHeader> headers(static_cast<size_t>(scans));
+  CheckRaw(RawReadScanHeaders(directory_.handle(), function_, process_, 1, scans, headers.data()),
+           Subject());
+  return headers;
+}
+
+std::vector<uint32_t> DataReader::ScanOffsets(int32_t scans) const {
+  std::vector<uint32_t> offsets(static_cast<size_t>(scans));
+  CheckRaw(RawReadScanOffsets(directory_.handle(), function_, process_, 1, scans, offsets.data()),
+           Subject());
+  return offsets;
+}
+
 Spectrum DataReader::ReadSpectrum(int32_t scan) const {
   Spectrum spectrum;
   ReadSpectrum(scan, spectrum);

@@ -121,6 +121,9 @@ class DataReader {
   // The scan nearest to a time. Throws a Failure for a time that is a scan or more outside.
   int32_t ScanAtTime(float minutes) const;
   RawScanHeader ScanHeader(int32_t scan) const;
+  // Of scans 1 to `scans`; and where their data begin in the data file.
+  std::vector<RawScanHeader> ScanHeaders(int32_t scans) const;
+  std::vector<uint32_t> ScanOffsets(int32_t scans) const;
   Spectrum ReadSpectrum(int32_t scan) const;
   // The same into a spectrum whose memory is used again.
   void ReadSpectrum(int32_t scan, Spectrum& spectrum) const;

@@ -3,9 +3,7 @@
 #ifndef TOOLS_DATA_SCAN_TABLE_H_
 #define TOOLS_DATA_SCAN_TABLE_H_
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "tools/data/raw_data.h"
 
@@ -16,10 +14,6 @@ bool IsCalibrated(const RawDirectory& directory, int function);
 
 // The letters of the flags that are set: "AD".
 std::string FlagLetters(const RawScanHeader& header, bool is_calibrated);
-
-// Where the data of each scan begin in the function's or processed data set's ".DAT"; empty when
-// the index cannot be read.
-std::vector<uint32_t> ScanOffsets(const DataReader& reader);
 
 }  // namespace tervalon::tools
 

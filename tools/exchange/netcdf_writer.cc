@@ -1,7 +1,5 @@
 #include "tools/exchange/netcdf_writer.h"
 
-#include <netcdf.h>
-
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -10,6 +8,7 @@
 #include "tools/data/trace_reader.h"
 #include "tools/exchange/byte_sink.h"
 #include "tools/exchange/run_description.h"
+#include "tools/linux/netcdf.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -18,44 +17,45 @@ namespace {
 class NetcdfFile {
  public:
   NetcdfFile(std::string name, const std::string& path) : name_(std::move(name)) {
-    Check(nc_create(path.c_str(), NC_CLOBBER | NC_64BIT_OFFSET, &file_));
+    Check(nc_.create(path.c_str(), NC_CLOBBER | NC_64BIT_OFFSET, &file_));
   }
   ~NetcdfFile() {
-    if (open_) nc_abort(file_);
+    if (open_) nc_.abort(file_);
   }
   NetcdfFile(const NetcdfFile&) = delete;
   NetcdfFile& operator=(const NetcdfFile&) = delete;
 
   void Attribute(int variable, const char* name, const std::string& text) const {
-    Check(nc_put_att_text(file_, variable, name, text.size(), text.c_str()));
+    Check(nc_.put_att_text(file_, variable, name, text.size(), text.c_str()));
   }
   int Variable(const char* name, std::optional<int> dimension) const {
     int id = 0;
-    Check(nc_def_var(file_, name, NC_FLOAT, dimension ? 1 : 0, dimension ? &*dimension : nullptr,
-                     &id));
+    Check(nc_.def_var(file_, name, NC_FLOAT, dimension ? 1 : 0, dimension ? &*dimension : nullptr,
+                      &id));
     return id;
   }
   int Dimension(const char* name, size_t length) const {
     int id = 0;
-    Check(nc_def_dim(file_, name, length, &id));
+    Check(nc_.def_dim(file_, name, length, &id));
     return id;
   }
-  void EndDefinitions() const { Check(nc_enddef(file_)); }
+  void EndDefinitions() const { Check(nc_.enddef(file_)); }
   void Put(int variable, const std::vector<float>& values) const {
-    if (!values.empty()) Check(nc_put_var_float(file_, variable, values.data()));
+    if (!values.empty()) Check(nc_.put_var_float(file_, variable, values.data()));
   }
   void Close() {
     open_ = false;
-    Check(nc_close(file_));
+    Check(nc_.close(file_));
   }
 
  private:
   void Check(int code) const {
     if (code != NC_NOERR) {
-      throw Failure(name_, std::string("cannot be written: ") + nc_strerror(code));
+      throw Failure(name_, std::string("cannot be written: ") + nc_.strerror(code));
     }
   }
 
+  const Netcdf& nc_ = LoadNetcdf();
   const std::string name_;
   int file_ = 0;
   bool open_ = true;
@@ -81,7 +81,7 @@ void WriteAttributes(const NetcdfFile& file, const RawHeader& header, const Trac
   const std::pair<const char*, std::string> attributes[] = {
       {"dataset_completeness", "C1"},
       {"aia_template_revision", "1.0"},
-      {"netcdf_revision", nc_inq_libvers()},
+      {"netcdf_revision", LoadNetcdf().inq_libvers()},
       {"languages", "English"},
       {"dataset_origin", TextOf(texts, "laboratory_name")},
       {"dataset_owner", TextOf(texts, "submitter")},

@@ -6,7 +6,7 @@
 #include <map>
 #include <optional>
 
-#include "tools/import/base64.h"
+#include "tools/exchange/base64.h"
 #include "tools/import/xml_reader.h"
 #include "tools/print/text.h"
 

@@ -1,7 +1,7 @@
 // The header of an imported directory, and what its functions are, from what an mzML file says.
 
-#ifndef TOOLS_IMPORT_RUN_DESCRIPTION_H_
-#define TOOLS_IMPORT_RUN_DESCRIPTION_H_
+#ifndef TOOLS_IMPORT_HEADER_IMPORT_H_
+#define TOOLS_IMPORT_HEADER_IMPORT_H_
 
 #include <tervalon/raw_header.h>
 
@@ -29,4 +29,4 @@ FunctionNature NatureOf(const ScanKind& kind, const MzmlDescription& description
 
 }  // namespace tervalon::tools
 
-#endif  // TOOLS_IMPORT_RUN_DESCRIPTION_H_
+#endif  // TOOLS_IMPORT_HEADER_IMPORT_H_

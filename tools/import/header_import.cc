@@ -1,4 +1,4 @@
-#include "tools/import/run_description.h"
+#include "tools/import/header_import.h"
 
 #include <tervalon/raw_functions.h>
 

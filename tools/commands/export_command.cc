@@ -54,10 +54,15 @@ std::pair<std::string, std::string> SplitRange(const std::string& option, const 
   return {text.substr(0, dash), text.substr(dash + 1)};
 }
 
+// Rounded as the scans' times are, so that a time that was printed takes in its scan.
+double TimeArgument(const std::string& text) {
+  return static_cast<float>(NumberArgument("--time", text));
+}
+
 TimeRange TimesArgument(const std::string& text) {
   const auto [low, high] = SplitRange("--time", text);
-  const TimeRange range = {low.empty() ? -HUGE_VAL : NumberArgument("--time", low),
-                           high.empty() ? HUGE_VAL : NumberArgument("--time", high)};
+  const TimeRange range = {low.empty() ? -HUGE_VAL : TimeArgument(low),
+                           high.empty() ? HUGE_VAL : TimeArgument(high)};
   if (range.low > range.high) throw WrongUsage("--time: '" + text + "' begins above its end");
   return range;
 }

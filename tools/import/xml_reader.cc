@@ -125,7 +125,8 @@ size_t XmlReader::ReadPiece(char* buffer, size_t size) {
   const int read = gzread(file_.get(), buffer, static_cast<unsigned>(size));
   int error = Z_OK;
   const char* const text = gzerror(file_.get(), &error);
-  if (read < 0 || error != Z_OK) {
+  // What there is of a file that is cut off comes first.
+  if (read < 0 || (read == 0 && error != Z_OK)) {
     if (error == Z_ERRNO) Fail(std::strerror(errno));
     if (error == Z_BUF_ERROR) Fail("the compressed file is cut off");
     Fail(std::string("the compressed file is damaged: ") + text);

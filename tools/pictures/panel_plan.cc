@@ -380,19 +380,47 @@ std::string PanelPlanner::LabelText(const PlotSeries& series, size_t point, bool
 void PanelPlanner::AddData(const RowView& row, const PlotSeries& series,
                            LabelPlacement& placement) const {
   const int32_t base = row.YAt(Base());
-  Place before;
+  const double per_x = row.data.width() / (double{row.x.high} - row.x.low);
+  float before = 0;
   bool joined = false;  // with the point before
+  float lowest = 0;     // of the points in one column, which are drawn over each other
+  float highest = 0;
+  int32_t column = INT32_MIN;
+  const auto end_column = [&] {
+    if (column != INT32_MIN) {
+      placement.AddLine({column, row.YAt(lowest)}, {column, row.YAt(highest)});
+      column = INT32_MIN;
+    }
+  };
+  const bool magnified = !style_.magnified.empty();
   for (size_t i = 0; i < series.x.size(); ++i) {
     const float x = series.x[i];
-    if (!row.Holds(x) || std::isnan(series.y[i])) {
+    float y = series.y[i];
+    if (!row.Holds(x) || std::isnan(y)) {
+      end_column();
       joined = false;
       continue;
     }
-    const Place at = {row.XAt(x), row.YAt(Height(x, series.y[i]))};
-    placement.AddLine(series.sticks ? Place{at.x, base} : (joined ? before : at), at);
-    before = at;
+    y = magnified ? Height(x, y) : y;
+    const auto at = row.data.left + static_cast<int32_t>((x - row.x.low) * per_x + 0.5);
+    if (at == column) {
+      lowest = std::min(lowest, y);
+      highest = std::max(highest, y);
+    } else {
+      const int32_t left = column;
+      end_column();
+      if (series.sticks) {
+        placement.AddLine({at, base}, {at, row.YAt(y)});
+      } else if (joined) {
+        placement.AddLine({left, row.YAt(before)}, {at, row.YAt(y)});
+      }
+      column = at;
+      lowest = highest = y;
+    }
     joined = true;
+    before = y;
   }
+  end_column();
 }
 
 // Where the factors of magnified ranges are written.

@@ -113,7 +113,7 @@ std::vector<size_t> FindPeaks(const PlotSeries& series, const PeakLimits& limits
       series.x.begin());
   for (size_t i = first; i < series.x.size(); ++i) {
     const float x = series.x[i];
-    if (!(x >= limits.x.low && x <= limits.x.high) || !std::isfinite(series.y[i])) {
+    if (!(x >= limits.x.low && x <= limits.x.high) || !(std::abs(series.y[i]) < HUGE_VALF)) {
       continue;
     }
     const float factor = limits.magnified.empty() ? 1 : FactorAt(limits.magnified, x);

@@ -16,9 +16,12 @@ struct Span {
   float high = -std::numeric_limits<float>::infinity();
 
   void Add(float value) {
-    if (std::isfinite(value)) {
-      low = std::min(low, value);
-      high = std::max(high, value);
+    // Neither of what is not a number; the infinite is left out.
+    if (value < low && value > -std::numeric_limits<float>::infinity()) {
+      low = value;
+    }
+    if (value > high && value < std::numeric_limits<float>::infinity()) {
+      high = value;
     }
   }
   bool empty() const { return low > high; }
@@ -96,8 +99,9 @@ PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const Pictur
   const bool each_own = style.normalised || style.layout == Layout::kMirrored;
   Span all;
   float highest = 0;
+  std::vector<Span> spans;
   for (const PlotSeries* series : group) {
-    const Span own = SpanOf(*series, x);
+    const Span own = spans.emplace_back(SpanOf(*series, x));
     ranges.tops.push_back(own.empty() ? 0 : std::max(own.high, 0.0F));
     highest = std::max(highest, ranges.tops.back());
     all.Add(own.low);
@@ -115,15 +119,20 @@ PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const Pictur
   ranges.unit.mirrored = style.layout == Layout::kMirrored;
   all = {};
   for (size_t i = 0; i < group.size(); ++i) {
+    float factor = 1;
     if (each_own && ranges.unit.percent && ranges.tops[i] > 0) {
-      Multiply(*group[i], kPercent / ranges.tops[i]);
+      factor = kPercent / ranges.tops[i];
     }
     if (ranges.unit.mirrored && i > 0) {
-      Multiply(*group[i], -1);
+      factor = -factor;
     }
-    const Span own = SpanOf(*group[i], x);
-    all.Add(own.low);
-    all.Add(own.high);
+    if (factor != 1) {
+      Multiply(*group[i], factor);
+    }
+    if (!spans[i].empty()) {
+      all.Add(spans[i].low * factor);
+      all.Add(spans[i].high * factor);
+    }
   }
   ranges.low = std::min(all.low, 0.0F);
   ranges.high = std::max(all.high, 0.0F);
@@ -141,8 +150,8 @@ PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const Pictur
     ranges.low = std::min(ranges.low, ranges.high / 10);
   }
   for (PlotSeries* series : group) {
-    for (float& y : series->y) {
-      y = style.y_scale == YScale::kLinear ? y : OnScale(style.y_scale, y);
+    for (size_t i = 0; i < series->y.size() && style.y_scale != YScale::kLinear; ++i) {
+      series->y[i] = OnScale(style.y_scale, series->y[i]);
     }
   }
   return ranges;

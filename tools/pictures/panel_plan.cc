@@ -402,7 +402,7 @@ void PanelPlanner::AddData(const RowView& row, const PlotSeries& series,
       continue;
     }
     y = magnified ? Height(x, y) : y;
-    const auto at = row.data.left + static_cast<int32_t>((x - row.x.low) * per_x + 0.5);
+    const auto at = row.data.left + static_cast<int32_t>(std::lround((x - row.x.low) * per_x));
     if (at == column) {
       lowest = std::min(lowest, y);
       highest = std::max(highest, y);

@@ -385,7 +385,8 @@ TEST_F(Import, BrokenFilesAreRefusedWithTheirLineAndLeaveNothing) {
   ExpectFailure({"import", "none.mzML", "-o", "out.raw"}, 1, "No such file");
   Write("in.mzML", good);
   RunShell("gzip in.mzML && truncate -s -9 in.mzML.gz && mv in.mzML.gz in.mzML", Path(""));
-  ExpectFailure({"import", "in.mzML", "-o", "out.raw"}, 1, "line 36: the compressed file is cut off");
+  ExpectFailure({"import", "in.mzML", "-o", "out.raw"}, 1,
+                "line 36: the compressed file is cut off");
   std::vector<std::string> kinds;
   for (int i = 0; i < 33; ++i) {
     Scan scan = {.masses = {150}, .intensities = {1}};

@@ -24,6 +24,7 @@ using ::testing::Le;
 using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
+using ::testing::UnorderedElementsAre;
 
 class FixedLetters : public TextMeasure {
  public:
@@ -193,6 +194,30 @@ TEST(PicturePlan, LabelsWhatStandsOutOfTheNoise) {
     profile.y.push_back(100 * std::exp(-std::pow(static_cast<float>(i % 20 - 10) / 3, 2.0F)));
   }
   EXPECT_THAT(Words(PlanOf({profile}).panels[0].labels), ElementsAre("400.50", "401.50", "402.50"));
+}
+
+// Of a million points few are left, but none that could be seen: the ends, single points that stick
+// out, the gap between others; and the noise is that of all of them.
+TEST(PicturePlan, LeavesOutWhatCannotBeSeenOfManyPoints) {
+  constexpr size_t kCount = 1'000'000;
+  PlotSeries many = {.title = "TIC", .x_title = "Time (min)"};
+  for (size_t i = 0; i < kCount; ++i) {
+    many.x.push_back(static_cast<float>(i) / 100'000);
+    many.y.push_back(static_cast<float>(i * 7919 % 101));
+  }
+  many.y[314'159] = 5000;
+  many.y[271'828] = -3000;
+  std::fill_n(many.y.begin() + 600'000, 50'000, std::nanf(""));
+  const PicturePlan plan = PlanOf({many});
+  const PlotSeries& left = plan.series[0];
+  EXPECT_LT(left.x.size(), 8 * static_cast<size_t>(kSize.width));
+  EXPECT_TRUE(std::ranges::is_sorted(left.x));
+  EXPECT_EQ(left.x.front(), many.x.front());
+  EXPECT_EQ(left.x.back(), many.x.back());
+  EXPECT_THAT(left.y, Contains(5000));
+  EXPECT_THAT(left.y, Contains(-3000));
+  EXPECT_TRUE(std::ranges::any_of(left.y, [](float y) { return std::isnan(y); }));
+  EXPECT_THAT(Words(plan.panels[0].labels), UnorderedElementsAre("3.14", "2.72"));
 }
 
 TEST(PicturePlan, KeepsLabelsOfWhatIsOffScaleAndBelowTheirTipsOfWhatPointsDown) {

@@ -22,7 +22,7 @@ void Note(int signal) { noted = signal; }
 
 }  // namespace
 
-void Prepare() { std::signal(SIGPIPE, SIG_IGN); }
+void Prepare() { static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); }
 
 std::vector<std::string> Arguments(int argc, char** argv) { return {argv, argv + argc}; }
 
@@ -81,8 +81,8 @@ void CheckInterrupt() {
 }
 
 void EndInterrupted() {
-  std::signal(noted, SIG_DFL);
-  std::raise(noted);
+  static_cast<void>(std::signal(noted, SIG_DFL));
+  static_cast<void>(std::raise(noted));
   std::exit(128 + noted);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "tools/pictures/panel_plan.h"
 #include "tools/print/failure.h"
@@ -75,6 +77,121 @@ void AddScale(const Box& box, float highest, int32_t tick, const TextMeasure& me
   write("Intensity", box.left, box.top - height - height / 2);
 }
 
+// The highest intensity in each of equal ranges of mass, of one spectrum after the other. Those
+// that have the same masses, as continuum data mostly do, are laid over each other first.
+class HighestByMass {
+ public:
+  HighestByMass(const Window& masses, int32_t rows)
+      : low_(masses.low),
+        rows_per_mass_(static_cast<float>(rows) / (masses.high - masses.low)),
+        highest_(static_cast<size_t>(rows)) {}
+
+  // Takes the spectrum's arrays and leaves others.
+  void Add(Spectrum& spectrum) {
+    const size_t size = spectrum.masses.size();
+    if (size == over_.masses.size() &&
+        std::memcmp(spectrum.masses.data(), over_.masses.data(), size * sizeof(float)) == 0) {
+      const float* values = spectrum.intensities.data();
+      float* highest = over_.intensities.data();
+      for (size_t i = 0; i < size; ++i) {
+        highest[i] = values[i] > highest[i] ? values[i] : highest[i];
+      }
+      return;
+    }
+    AddRows();
+    std::swap(over_, spectrum);
+  }
+
+  // Of the spectra since the last call.
+  std::vector<float> Take() {
+    AddRows();
+    over_.masses.clear();
+    return std::exchange(highest_, std::vector<float>(highest_.size()));
+  }
+
+ private:
+  void AddRows() {
+    const auto rows = static_cast<float>(highest_.size());
+    size_t open = 0;  // the row of the points before
+    float top = highest_[open];
+    for (size_t i = 0; i < over_.masses.size(); ++i) {
+      const float row = (over_.masses[i] - low_) * rows_per_mass_;
+      if (!(row >= 0 && row < rows)) {
+        continue;
+      }
+      if (const auto own = static_cast<size_t>(row); own != open) {
+        highest_[open] = top;
+        open = own;
+        top = highest_[open];
+      }
+      top = std::max(top, over_.intensities[i]);
+    }
+    highest_[open] = top;
+  }
+
+  float low_;
+  float rows_per_mass_;
+  Spectrum over_;
+  std::vector<float> highest_;
+};
+
+// The columns of scans: each reaches halfway to its neighbours.
+class ScanColumns {
+ public:
+  ScanColumns(const std::vector<float>& times, const std::vector<int32_t>& scans,
+              const MassMap& map)
+      : times_(times), scans_(scans), map_(map) {}
+
+  // [first, end) of the scan of that index.
+  std::pair<int32_t, int32_t> Of(size_t i) const {
+    const auto first = static_cast<int32_t>(std::clamp(Border(i), 0.0, map_.columns - 1.0));
+    const auto end = std::min(static_cast<int32_t>(std::ceil(Border(i + 1))), map_.columns);
+    return {first, std::max(end, first + 1)};
+  }
+
+ private:
+  // Between the scan of that index and the one before.
+  double Border(size_t i) const {
+    if (i == 0 || i == scans_.size()) {
+      return i == 0 ? 0 : map_.columns;
+    }
+    const auto scan = static_cast<size_t>(scans_[i]) - 1;
+    const double middle = (double{times_[scan]} + times_[scan - 1]) / 2;
+    return (middle - map_.times.low) * map_.columns / (double{map_.times.high} - map_.times.low);
+  }
+
+  const std::vector<float>& times_;
+  const std::vector<int32_t>& scans_;
+  const MassMap& map_;
+};
+
+void StoreColumn(const std::vector<float>& highest, int32_t column, MassMap& map) {
+  auto at = static_cast<size_t>(column);
+  for (const float value : highest) {
+    map.highest[at] = std::max(map.highest[at], value);
+    at += static_cast<size_t>(map.columns);
+  }
+}
+
+void ReadColumns(const DataReader& reader, const std::vector<float>& times, MassMap& map) {
+  const std::vector<int32_t> scans = ScansIn(times, map.times);
+  const ScanColumns columns(times, scans, map);
+  HighestByMass highest(map.masses, map.rows);
+  Spectrum spectrum;
+  for (size_t i = 0; i < scans.size(); ++i) {
+    reader.ReadSpectrum(scans[i], spectrum);
+    highest.Add(spectrum);
+    const auto [first, end] = columns.Of(i);
+    if (end - first == 1 && i + 1 < scans.size() && columns.Of(i + 1) == std::pair(first, end)) {
+      continue;  // in the same column, and in no other
+    }
+    const std::vector<float> rows = highest.Take();
+    for (int32_t column = first; column < end; ++column) {
+      StoreColumn(rows, column, map);
+    }
+  }
+}
+
 }  // namespace
 
 MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times,
@@ -91,42 +208,8 @@ MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times
   }
   map.columns = Cells(size.width, size.pixels_per_inch);
   map.rows = Cells(size.height, size.pixels_per_inch);
-  const auto cells = static_cast<size_t>(map.columns) * static_cast<size_t>(map.rows);
-  map.highest.assign(cells, 0);
-  const std::vector<int32_t> scans = ScansIn(run.times, map.times);
-  const double per_column = (double{map.times.high} - map.times.low) / map.columns;
-  const float low = map.masses.low;
-  const float scale = static_cast<float>(map.rows) / (map.masses.high - low);
-  const auto rows = static_cast<float>(map.rows);
-  std::vector<float> column(static_cast<size_t>(map.rows));
-  Spectrum spectrum;
-  const auto border = [&](size_t i) {  // between the scan and the one before, in columns
-    if (i == 0 || i == scans.size()) {
-      return i == 0 ? 0.0 : static_cast<double>(map.columns);
-    }
-    const auto scan = static_cast<size_t>(scans[i]) - 1;
-    const double middle = (double{run.times[scan]} + run.times[scan - 1]) / 2;
-    return (middle - map.times.low) / per_column;
-  };
-  for (size_t i = 0; i < scans.size(); ++i) {
-    reader.ReadSpectrum(scans[i], spectrum);
-    std::ranges::fill(column, 0.0F);
-    for (size_t k = 0; k < spectrum.masses.size(); ++k) {
-      const float row = (spectrum.masses[k] - low) * scale;
-      if (row >= 0 && row < rows) {
-        float& cell = column[static_cast<size_t>(row)];
-        cell = std::max(cell, spectrum.intensities[k]);
-      }
-    }
-    const auto first = static_cast<int32_t>(std::clamp(border(i), 0.0, map.columns - 1.0));
-    const auto end = std::min(static_cast<int32_t>(std::ceil(border(i + 1))), map.columns);
-    for (int32_t at = first; at < std::max(end, first + 1); ++at) {
-      for (size_t row = 0; row < column.size(); ++row) {
-        float& cell = map.highest[row * static_cast<size_t>(map.columns) + static_cast<size_t>(at)];
-        cell = std::max(cell, column[row]);
-      }
-    }
-  }
+  map.highest.assign(static_cast<size_t>(map.columns) * static_cast<size_t>(map.rows), 0);
+  ReadColumns(reader, run.times, map);
   return map;
 }
 

@@ -16,8 +16,6 @@ constexpr float kNoisesFall = 6;  // that a trace falls from it to both sides
 constexpr float kSurePeak = 0.2F;
 
 constexpr int32_t kNoiseOrder = 2;
-constexpr size_t kMostNoiseValues = 65536;
-constexpr size_t kNoiseSamples = 32;
 
 // Sticks nearer than this part of a mass are points of one peak; isotopes are farther apart.
 constexpr float kOnePeak = 0.15F;
@@ -72,6 +70,13 @@ bool IsHighest(const PlotSeries& series, size_t index) {
   return true;
 }
 
+float NoiseOf(const PlotSeries& series) {
+  const std::vector<float>& values = series.noise_sample.empty() ? series.y : series.noise_sample;
+  float noise = 0;
+  ChroStatCalcNoiseLevel(values.data(), static_cast<int32_t>(values.size()), kNoiseOrder, &noise);
+  return std::isfinite(noise) ? noise : 0;
+}
+
 }  // namespace
 
 float FactorAt(const std::vector<AxsMagnify>& magnified, float x) {
@@ -83,20 +88,6 @@ float FactorAt(const std::vector<AxsMagnify>& magnified, float x) {
   return 1;
 }
 
-float NoiseOf(const std::vector<float>& values) {
-  std::vector<float> some;
-  const size_t step = values.size() / kNoiseSamples;
-  for (size_t i = 0; values.size() > kMostNoiseValues && i < kNoiseSamples; ++i) {
-    const auto begin = values.begin() + static_cast<std::ptrdiff_t>(i * step);
-    some.insert(some.end(), begin, begin + kMostNoiseValues / kNoiseSamples);
-  }
-  const std::vector<float>& measured = some.empty() ? values : some;
-  float noise = 0;
-  ChroStatCalcNoiseLevel(measured.data(), static_cast<int32_t>(measured.size()), kNoiseOrder,
-                         &noise);
-  return std::isfinite(noise) ? noise : 0;
-}
-
 std::vector<size_t> FindPeaks(const PlotSeries& series, const PeakLimits& limits) {
   if (series.x.size() == 1) {
     return {0};
@@ -104,7 +95,7 @@ std::vector<size_t> FindPeaks(const PlotSeries& series, const PeakLimits& limits
   std::vector<size_t> peaks;
   TopFinder upward;
   TopFinder downward;
-  float noise = NoiseOf(series.y);
+  float noise = NoiseOf(series);
   if (series.sticks && !series.y.empty()) {
     noise = std::min(noise, kSurePeak / kNoises * (std::ranges::max(series.y) - limits.base));
   }

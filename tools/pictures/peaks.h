@@ -21,9 +21,6 @@ struct PeakLimits {
 // The factor that magnified ranges draw a place with.
 float FactorAt(const std::vector<AxsMagnify>& magnified, float x);
 
-// The noise of values that follow each other; of very many, of samples of them.
-float NoiseOf(const std::vector<float>& values);
-
 // The numbers of points that stand out of the noise, upward or downward. Of neighbouring points of
 // one peak, also where these are drawn as sticks, only the highest.
 std::vector<size_t> FindPeaks(const PlotSeries& series, const PeakLimits& limits);

@@ -6,6 +6,7 @@
 
 #include "tools/pictures/legend.h"
 #include "tools/pictures/panel_plan.h"
+#include "tools/pictures/thinning.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::tools {
@@ -15,6 +16,7 @@ constexpr int32_t kTicksPerInch = 16;     // as long as the library's
 constexpr int32_t kLegendShare = 4;       // of a panel's height, at most
 constexpr int32_t kFewestWithTitle = 14;  // lines of text that a picture is high
 constexpr int32_t kFewestWithDetails = 20;
+constexpr int32_t kColumnsPerPixel = 2;  // that points are left out in
 constexpr size_t kPlotsOfUsualSize = 3;
 constexpr double kShareOfPlot = 0.29;  // that each further one adds
 
@@ -54,6 +56,11 @@ class PicturePlanner {
   void MakeDrafts() {
     if (style_.layout == Layout::kDifference) {
       plan_.series = {Difference(plan_.series[0], plan_.series[1])};
+    }
+    for (PlotSeries& series : plan_.series) {
+      const Window whole = series.x.empty() ? Window{} : Window{series.x.front(), series.x.back()};
+      Thin(series, style_.x_range.value_or(whole),
+           kColumnsPerPixel * plan_.size.width * style_.rows);
     }
     for (size_t i = 0; i < plan_.series.size(); ++i) {
       if (drafts_.empty() || style_.layout == Layout::kStacked) {

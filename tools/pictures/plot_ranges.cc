@@ -54,10 +54,10 @@ float LowestPositive(const SeriesGroup& group, const Window& x, float otherwise)
   return lowest;
 }
 
-void Multiply(PlotSeries& series, float factor) {
-  for (float& y : series.y) {
-    y *= factor;
-  }
+template <typename Function>
+void ForEachY(PlotSeries& series, Function change) {
+  std::ranges::for_each(series.y, change);
+  std::ranges::for_each(series.noise_sample, change);
 }
 
 bool HasPoints(const SeriesGroup& group) {
@@ -127,7 +127,7 @@ PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const Pictur
       factor = -factor;
     }
     if (factor != 1) {
-      Multiply(*group[i], factor);
+      ForEachY(*group[i], [&](float& y) { y *= factor; });
     }
     if (!spans[i].empty()) {
       all.Add(spans[i].low * factor);
@@ -150,8 +150,8 @@ PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const Pictur
     ranges.low = std::min(ranges.low, ranges.high / 10);
   }
   for (PlotSeries* series : group) {
-    for (size_t i = 0; i < series->y.size() && style.y_scale != YScale::kLinear; ++i) {
-      series->y[i] = OnScale(style.y_scale, series->y[i]);
+    if (style.y_scale != YScale::kLinear) {
+      ForEachY(*series, [&](float& y) { y = OnScale(style.y_scale, y); });
     }
   }
   return ranges;

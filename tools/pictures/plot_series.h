@@ -24,6 +24,7 @@ struct PlotSeries {
   int label_decimals = 2;
   std::vector<float> x = {};
   std::vector<float> y = {};
+  std::vector<float> noise_sample = {};  // of y, when points are left out
 };
 
 // A spectrum by its scan number, or the scan that is nearest to a time.

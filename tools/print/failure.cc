@@ -14,7 +14,9 @@ void Warn(const std::string& message) {
   (void)std::fputs(line.c_str(), stderr);
 }
 
-void WarnAsPrinted(const std::string& lines) { std::fputs(lines.c_str(), stderr); }
+void WarnAsPrinted(const std::string& lines) {
+  static_cast<void>(std::fputs(lines.c_str(), stderr));  // nobody is left to tell
+}
 
 std::string RawErrorText(int32_t code) {
   const std::string text = TvErrorText(code);

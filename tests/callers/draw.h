@@ -192,7 +192,7 @@ void Draw::Pointer(size_t i, T* value) {
     name_ = names_[i];
     if (Wrong(i) && Chance(wrong_ >= 0 ? 1 : 0.3) && !NeverNull(export_, name_)) {
       *value = nullptr;
-      must_fail_ |= !Optional(export_, name_);
+      must_fail_ |= !Optional(export_, name_) && count_ != 0;  // of no elements nothing is read
       text_ += " " + std::string(name_) + "=NULL";
       return;
     }

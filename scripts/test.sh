@@ -1,14 +1,13 @@
 #!/bin/bash
-# All checks: formatting, clang-tidy, and the tests of every preset, the Windows ones under Wine.
+# All checks: formatting, and the tests of every preset, the Windows ones under Wine.
 # Installs what is missing. Stops at the first failure.
 #
-#   scripts/test.sh         in less than 20 minutes on two cores; of the optimised build and of
-#                           64-bit Windows what depends on them
-#   scripts/test.sh --all   also what takes longer: clang-tidy over the program, longer runs of
-#                           programs, lives, limits and wrong arguments, threads under
-#                           ThreadSanitizer, exports and imports judged by programs of others,
-#                           static analysis, the fuzzers for half a minute, the manual, and the
-#                           packages, which are installed in a bare Debian
+#   scripts/test.sh         the tests of both platforms, and of the Python package
+#   scripts/test.sh --all   also what takes longer: clang-tidy, what depends on the optimiser and on
+#                           64-bit Windows, longer runs of programs, lives, limits and wrong
+#                           arguments, threads under ThreadSanitizer, exports and imports judged by
+#                           programs of others, static analysis, the fuzzers for half a minute, the
+#                           manual, and the packages, which are installed in a bare Debian
 #
 # TERVALON_TEST_DATA   a folder of acquisitions with the values expected of them; by default the one
 #                      beside the clone, where it is there. Tests that need it are skipped without.
@@ -20,7 +19,7 @@ case ${1:-} in
   '') all= ;;
   --all) all=1 ;;
   *)
-    sed -n '5,11s/^# *//p' "${BASH_SOURCE[0]}" >&2
+    sed -n '5,10s/^# *//p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac
@@ -50,6 +49,22 @@ run_tests() { # PRESET OPTION...
 trap 'status=$?; [ $status = 0 ] || echo "A step failed."
   printf "\n%d passed, %d failed\n" $passed $failed' EXIT
 
+check_with_clang_tidy() { # library and program
+  step "clang-tidy"
+  cmake --preset lint >/dev/null
+  local headers folders='appsvc|datamgr|db3|numerics|platform|plot|raw|settings|tools'
+  sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
+    grep -E "^$PWD/($folders)/" |
+    xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)
+  # The other platform's folders, with the headers of its compiler.
+  mapfile -t headers < <(i686-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 |
+    sed -n '/^#include </,/^End/s/^ /-isystem/p')
+  printf '%s\n' platform/win32/*.cc tools/win32/*.cc |
+    xargs -P "$(nproc)" -I{} clang-tidy --quiet {} -- -std=c++20 --target=i686-w64-windows-gnu \
+      -nostdinc++ "${headers[@]}" -I. -Iinclude -DTERVALON_BUILD -DTERVALON_PLAIN_TYPES \
+      -DWIN32_LEAN_AND_MEAN -DNOMINMAX -D_WIN32_WINNT=0x0501 2> >(grep -v "warnings generated" >&2)
+}
+
 scripts/install-deps.sh
 if [ -z "${TERVALON_TEST_DATA:-}" ] && [ -d ../shared/data ]; then
   TERVALON_TEST_DATA=$(cd ../shared/data && pwd)
@@ -70,45 +85,34 @@ git ls-files -z --cached --others --exclude-standard '*.cc' '*.h' '*.c' |
   xargs -0 clang-format --dry-run -Werror
 
 configure_and_build asan
-step "clang-tidy"
-cmake --preset lint >/dev/null
-folders='appsvc|datamgr|db3|numerics|platform|plot|raw|settings'
-[ -z "$all" ] || folders+='|tools'
-sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
-  grep -E "^$PWD/($folders)/" |
-  xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)
-# The other platform's folders, with the headers of its compiler.
-mapfile -t headers < <(i686-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 |
-  sed -n '/^#include </,/^End/s/^ /-isystem/p')
-printf '%s\n' platform/win32/*.cc tools/win32/*.cc |
-  xargs -P "$(nproc)" -I{} clang-tidy --quiet {} -- -std=c++20 --target=i686-w64-windows-gnu \
-    -nostdinc++ "${headers[@]}" -I. -Iinclude -DTERVALON_BUILD -DTERVALON_PLAIN_TYPES \
-    -DWIN32_LEAN_AND_MEAN -DNOMINMAX -D_WIN32_WINNT=0x0501 2> >(grep -v "warnings generated" >&2)
-
-if [ -n "$all" ]; then # longer runs of the same tests
+if [ -n "$all" ]; then
+  check_with_clang_tidy
+  # Longer runs of the same tests.
   export TERVALON_CALLERS_SEQUENCES=20 TERVALON_PROGRAMS_TIMES=2
 fi
 run_tests asan
 configure_and_build windows-i686
-# What the size of a pointer, another calling convention and another Wine can change.
-# Without the tests that start many programs, for which this Wine now and then waits for ever.
-suites=(platform_test plot_test)
-configure_and_build windows-x86_64 \
-  --target tervalon tervalon_static tervalon_tool abi_client "${suites[@]}"
+if [ -n "$all" ]; then
+  # What the size of a pointer, another calling convention and another Wine can change.
+  # Without the tests that start many programs, for which this Wine now and then waits for ever.
+  suites=(platform_test plot_test)
+  configure_and_build windows-x86_64 \
+    --target tervalon tervalon_static tervalon_tool abi_client "${suites[@]}"
+fi
 # What the optimiser can change, and what takes the sanitizers too long.
-optimised=(numerics_test plot_test programs_test raw_test)
-[ -z "$all" ] || optimised+=(limits_test lives_test)
+optimised=()
+[ -z "$all" ] || optimised+=(limits_test lives_test numerics_test plot_test programs_test raw_test)
 configure_and_build release \
   --target tervalon tervalon_static tervalon_tool abi_client "${optimised[@]}"
 
-any_of() { (IFS='|' && echo "^(abi|installed|$*)"); }
+any_of() { (IFS='|' && echo "^($*)"); }
 step "Wine"
 status=0
 wait $wine || status=$?
 cat build/wine.log
 if [ $status = 0 ]; then
   run_tests windows-i686
-  run_tests windows-x86_64 -R "$(any_of "${suites[@]}")"
+  [ -z "$all" ] || run_tests windows-x86_64 -R "$(any_of abi installed "${suites[@]}")"
 elif [ -n "${CI:-}" ]; then
   exit 1
 else
@@ -119,7 +123,7 @@ if [ -n "$all" ]; then
   export TERVALON_PROGRAMS_KILLS=100 TERVALON_LIMITS=1 TERVALON_LIVES_STEPS=1000000
   export TERVALON_ACQUISITION_TIME=60 # seconds of an acquisition that others read
 fi
-run_tests release -R "$(any_of "${optimised[@]}")"
+run_tests release -R "$(any_of abi installed "${optimised[@]}")"
 
 step "Python"
 scripts/python_test.sh

@@ -3,6 +3,7 @@
 #include "tools/pictures/picture_plan.h"
 
 #include <gmock/gmock.h>
+#include <tervalon/drawing.h>
 
 #include <algorithm>
 #include <cmath>
@@ -167,6 +168,19 @@ TEST(PicturePlan, NamesEverySeriesInItsStyleAndItsTop) {
   EXPECT_GT(panel.row_boxes[0].height(), kSize.height * 2 / 3);
   style.normalised = true;
   EXPECT_THAT(Words(PlanOf(many, style).panels[0].texts), Contains("trace 4 (100% = 1.00e1)"));
+}
+
+TEST(PicturePlan, NoFilledAreaHidesAnotherTrace) {
+  PictureStyle style;
+  style.layout = Layout::kOverlaid;
+  style.filled = true;
+  const PicturePlan plan = PlanOf({Trace({5}), Trace({3})}, style);
+  std::vector<int32_t> modes;
+  for (const PlannedTrace& trace : plan.panels[0].traces) {
+    modes.push_back(trace.mode);
+  }
+  EXPECT_THAT(modes,
+              ElementsAre(AXS_PLOT_FILLED, AXS_PLOT_FILLED, AXS_PLOT_JOINED, AXS_PLOT_JOINED));
 }
 
 TEST(PicturePlan, LabelsFollowTheZoomAndKeepTheirSeriesColour) {

@@ -266,13 +266,23 @@ void PanelPlanner::PlaceYAxis() {
 
 void PanelPlanner::PlaceTraces() {
   const size_t count = draft_.group.size();
+  const bool fills_first = style_.filled && !deep_ && count > 1;  // no area hides another's line
+  for (size_t i = 0; fills_first && i < count; ++i) {
+    if (!draft_.group[i]->sticks) {
+      plan_.traces.push_back({.series = draft_.series[i],
+                              .ink = static_cast<Ink>(i),
+                              .mode = AXS_PLOT_FILLED,
+                              .tinted = true});
+    }
+  }
   for (size_t i = count; i-- > 0;) {  // what is in front is drawn last
     const PlotSeries& series = *draft_.group[i];
+    const bool is_filled = style_.filled && !fills_first;
     PlannedTrace trace = {.series = draft_.series[i],
                           .ink = deep_ ? 0 : static_cast<Ink>(i),
-                          .mode = series.sticks   ? AXS_PLOT_STICKS
-                                  : style_.filled ? AXS_PLOT_FILLED
-                                                  : AXS_PLOT_JOINED};
+                          .mode = series.sticks ? AXS_PLOT_STICKS
+                                  : is_filled   ? AXS_PLOT_FILLED
+                                                : AXS_PLOT_JOINED};
     if (deep_) {
       trace.depth = static_cast<float>(i) / static_cast<float>(count - 1);
       trace.has_base = true;

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "tervalon/databases.h"
+#include "tervalon/processing.h"
 #include "tervalon/raw_directory.h"
 
 namespace {
@@ -64,6 +65,13 @@ constexpr CodeText kTexts[] = {
     {RAW_SCAN_BUFFER_NOT_FREED, "the memory of a function cannot be freed"},
     {RAW_BAD_OPEN_MODE, "a member file cannot be opened in this way"},
     {RAW_HISTORY_FULL, "the processing history is full, or has no such tree"},
+    {PRC_BAD_ARGUMENT, "an argument or an option is not valid"},
+    {PRC_NO_MEMORY, "out of memory"},
+    {PRC_TOO_FEW_POINTS, "there are too few points"},
+    {PRC_BAD_WINDOW, "the width, the degree or the number of passes makes no sense"},
+    {PRC_NOT_FINITE, "a value is infinite or not a number"},
+    {PRC_NOT_ASCENDING, "the positions are not in ascending order"},
+    {PRC_UNEVEN, "the positions are not evenly spaced"},
 };
 
 }  // namespace

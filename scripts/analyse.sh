@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/install-deps.sh
 
-common=(appsvc datamgr db3 numerics plot raw settings tools platform)
+common=(appsvc datamgr db3 numerics plot processing raw settings tools platform)
 check() { # PLATFORM OPTION...
   cppcheck --quiet -j "$(nproc)" --std=c++20 --language=c++ --platform="$1" "${@:2}" \
     --enable=warning,performance,portability --inline-suppr --error-exitcode=1 \

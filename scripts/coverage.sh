@@ -23,7 +23,7 @@ if [ "${1:-}" != report ]; then
   # end processes, which may be adding their counts to the others' just then.
   ctest --preset coverage -E '^(abi_recorded|installed|programs_test)$' "$@" || failed=1
 fi
-folders='(appsvc|datamgr|db3|numerics|platform|plot|raw|settings)/'
+folders='(appsvc|datamgr|db3|numerics|platform|plot|processing|raw|settings)/'
 gcovr --root . --filter "$folders" --exclude-throw-branches --exclude-unreachable-branches \
   -j "$(nproc)" --json build/coverage/coverage.json build/coverage/CMakeFiles/tervalon_objects.dir
 

@@ -16,7 +16,7 @@ packages=(
   clang-format clang-tidy debootstrap                   # scripts/test.sh, scripts/wine.sh
   cppcheck gcovr                                        # scripts/analyse.sh, scripts/coverage.sh
   clang libclang-rt-14-dev llvm                         # scripts/fuzz.sh
-  python3-cffi python3-numpy python3-pandas python3-matplotlib python3-pytest python3-venv # Python
+  python3-scipy python3-cffi python3-numpy python3-pandas python3-matplotlib python3-pytest python3-venv # Python
   python3-distributed snakemake                         # examples/batch
   lintian dpkg-dev zip doxygen mandoc zsh fish         # packages and manual
 )

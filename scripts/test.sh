@@ -52,7 +52,7 @@ trap 'status=$?; [ $status = 0 ] || echo "A step failed."
 check_with_clang_tidy() { # library and program
   step "clang-tidy"
   cmake --preset lint >/dev/null
-  local headers folders='appsvc|datamgr|db3|numerics|platform|plot|raw|settings|tools'
+  local headers folders='appsvc|datamgr|db3|numerics|platform|plot|processing|raw|settings|tools'
   sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
     grep -E "^$PWD/($folders)/" |
     xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)

@@ -33,6 +33,7 @@ TEST(ResultCodes, HaveTextsAsTheHeadersHaveCodes) {
   const std::set<int32_t> causes = CodesBelow("databases.h", "// Causes.");
   EXPECT_GT(causes.size(), 20U);
   codes.insert(causes.begin(), causes.end());
+  codes.merge(CodesBelow("processing.h", "// Result codes."));
   codes.insert(-1);
   for (int32_t code = -100; code < 10000; ++code) {
     EXPECT_EQ(*TvErrorText(code) != '\0', codes.contains(code)) << code;

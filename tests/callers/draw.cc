@@ -198,9 +198,10 @@ char* Draw::Text() {
 size_t Draw::Elements() const {
   if (const size_t fixed = FixedElements(export_, name_); fixed != 0) return fixed;
   static constexpr std::string_view kArrays[] = {
-      "values",   "times", "masses",   "intensities", "flags",       "x",       "y",
-      "variance", "used",  "list",     "records",     "descriptors", "headers", "fields",
-      "table",    "rects", "findings", "out",         "text",        "items"};
+      "values",  "times",    "masses",    "intensities", "flags",       "x",
+      "y",       "variance", "used",      "list",        "records",     "descriptors",
+      "headers", "fields",   "table",     "rects",       "findings",    "out",
+      "text",    "items",    "positions", "smoothed",    "peak_masses", "peak_intensities"};
   const bool array = std::find(std::begin(kArrays), std::end(kArrays), name_) != std::end(kArrays);
   int64_t elements = 1;
   if (Is("item_sizes") || Is("traces") || Is("scans")) {

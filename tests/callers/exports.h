@@ -22,6 +22,7 @@
 #include "tervalon/number_format.h"
 #include "tervalon/paths.h"
 #include "tervalon/plot_resources.h"
+#include "tervalon/processing.h"
 #include "tervalon/projects.h"
 #include "tervalon/raw_analog.h"
 #include "tervalon/raw_calibration.h"

@@ -1,0 +1,185 @@
+// Centroids of continuum spectra.
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "appsvc/export_guard.h"
+#include "processing/arrays.h"
+#include "processing/tops.h"
+#include "tervalon/noise_statistics.h"
+#include "tervalon/processing.h"
+
+namespace tervalon::processing {
+namespace {
+
+constexpr PrcCentroiding kUsual = {PRC_THRESHOLD_NOISE, 3, 0.1F, 0.8F, 0, PRC_INTENSITY_HEIGHT};
+constexpr int32_t kNoiseOrder = 2;  // of the differences: neither baselines nor slopes count
+
+struct Spectrum {
+  const float* masses;
+  const float* intensities;
+  size_t count;
+};
+
+// One peak of a spectrum.
+class Peak {
+ public:
+  Peak(const Spectrum& spectrum, const Top& top, bool shares_first, bool shares_last,
+       double threshold)
+      : spectrum_(spectrum),
+        top_(top),
+        shares_first_(shares_first),
+        shares_last_(shares_last),
+        threshold_(threshold) {}
+
+  double height() const { return spectrum_.intensities[top_.at]; }
+
+  double Area() const {
+    double area = height();
+    for (size_t i = top_.at; i > top_.first && Reaches(i, i - 1); --i) area += IntensityOf(i - 1);
+    for (size_t i = top_.at; i < top_.last && Reaches(i, i + 1); ++i) area += IntensityOf(i + 1);
+    return area;
+  }
+
+  // Of what is above the level, as far as it reaches.
+  double Mass(double level) const {
+    const double mass = spectrum_.masses[top_.at];
+    double weights = height() - level;
+    double moment = 0;
+    const auto add = [&](size_t i) {
+      const double intensity = spectrum_.intensities[i];
+      if (intensity <= level) return false;
+      const double weight = (intensity - level) * ShareOf(i);
+      weights += weight;
+      moment += weight * (spectrum_.masses[i] - mass);
+      return true;
+    };
+    for (size_t i = top_.at; i > top_.first && Reaches(i, i - 1) && add(i - 1);) --i;
+    for (size_t i = top_.at; i < top_.last && Reaches(i, i + 1) && add(i + 1);) ++i;
+    return weights > 0 ? mass + moment / weights : mass;
+  }
+
+  // At half of the height, between points by straight lines.
+  double Width() const {
+    const double half = height() / 2;
+    size_t left = top_.at;
+    while (left > top_.first && spectrum_.intensities[left] > half) --left;
+    size_t right = top_.at;
+    while (right < top_.last && spectrum_.intensities[right] > half) ++right;
+    return MassAt(half, right, right - 1) - MassAt(half, left, left + 1);
+  }
+
+ private:
+  // Whether a peak that has the point `inner` has `outer`, the next one, too.
+  bool Reaches(size_t inner, size_t outer) const {
+    const float* const intensities = spectrum_.intensities;
+    return intensities[outer] > 0 &&
+           (intensities[inner] >= threshold_ || intensities[outer] <= intensities[inner]);
+  }
+
+  double ShareOf(size_t i) const {
+    return (shares_first_ && i == top_.first) || (shares_last_ && i == top_.last) ? 0.5 : 1;
+  }
+  double IntensityOf(size_t i) const { return spectrum_.intensities[i] * ShareOf(i); }
+
+  // Where the line from the point `outer` to `inner` has that height, which is above `outer`'s;
+  // `outer` itself where it is not.
+  double MassAt(double level, size_t outer, size_t inner) const {
+    const double mass = spectrum_.masses[outer];
+    const double intensity = spectrum_.intensities[outer];
+    if (intensity >= level) return mass;
+    const double part = (level - intensity) / (spectrum_.intensities[inner] - intensity);
+    return mass + part * (spectrum_.masses[inner] - mass);
+  }
+
+  const Spectrum& spectrum_;
+  const Top& top_;
+  const bool shares_first_;
+  const bool shares_last_;
+  const double threshold_;
+};
+
+bool IsShare(float value) { return value >= 0 && value <= 1; }
+bool IsFromZero(float value) { return value >= 0 && std::isfinite(value); }
+
+bool IsValid(const PrcCentroiding& how) {
+  return how.threshold_unit >= PRC_THRESHOLD_NOISE && how.threshold_unit <= PRC_THRESHOLD_PERCENT &&
+         IsFromZero(how.threshold) && IsShare(how.rise) && IsShare(how.top) && how.top > 0 &&
+         IsFromZero(how.resolution) &&
+         (how.intensity == PRC_INTENSITY_HEIGHT || how.intensity == PRC_INTENSITY_AREA);
+}
+
+// Stores the threshold as an intensity.
+int32_t FindThreshold(const PrcCentroiding& how, const Spectrum& spectrum, double* threshold) {
+  *threshold = 0;
+  if (how.threshold == 0) return PRC_OK;
+  double unit = 1;
+  if (how.threshold_unit == PRC_THRESHOLD_PERCENT) {
+    const float* const intensities = spectrum.intensities;
+    unit = *std::max_element(intensities, intensities + spectrum.count) / 100.0;
+  } else if (how.threshold_unit == PRC_THRESHOLD_NOISE) {
+    float noise = 0;
+    if (spectrum.count > kNoiseOrder &&
+        ChroStatCalcNoiseLevel(spectrum.intensities, static_cast<int32_t>(spectrum.count),
+                               kNoiseOrder, &noise) == 0) {
+      return PRC_NO_MEMORY;
+    }
+    unit = noise;
+  }
+  *threshold = how.threshold * unit;
+  return PRC_OK;
+}
+
+int32_t Centroid(const PrcCentroiding& how, const Spectrum& spectrum, float* peak_masses,
+                 float* peak_intensities, int32_t* peak_count) {
+  double threshold = 0;
+  const int32_t error = FindThreshold(how, spectrum, &threshold);
+  if (error != PRC_OK) return error;
+  const bool above_noise = how.threshold_unit == PRC_THRESHOLD_NOISE;
+  const std::vector<Top> tops =
+      FindTops(spectrum.intensities, spectrum.count,
+               {threshold, above_noise ? threshold : 0, static_cast<double>(how.rise), true});
+  int32_t count = 0;
+  for (size_t i = 0; i < tops.size(); ++i) {
+    const Peak peak(spectrum, tops[i], i > 0, i + 1 < tops.size(), threshold);
+    const double mass = peak.Mass(peak.height() * (1 - static_cast<double>(how.top)));
+    if (how.resolution > 0 && peak.Width() < mass / how.resolution) continue;
+    const double intensity = how.intensity == PRC_INTENSITY_AREA ? peak.Area() : peak.height();
+    // Into arrays that may be the spectrum's: what the peaks to come need is behind.
+    peak_masses[count] = ToFloat(mass);
+    peak_intensities[count] = ToFloat(intensity);
+    ++count;
+  }
+  *peak_count = count;
+  return PRC_OK;
+}
+
+}  // namespace
+}  // namespace tervalon::processing
+
+using tervalon::Guarded;
+namespace processing = tervalon::processing;
+
+extern "C" int32_t TERVALON_CALL PrcCentroid(const PrcCentroiding* centroiding, const float* masses,
+                                             const float* intensities, int32_t count,
+                                             float* peak_masses, float* peak_intensities,
+                                             int32_t* peak_count) {
+  const PrcCentroiding how = centroiding != nullptr ? *centroiding : processing::kUsual;
+  if (masses == nullptr || intensities == nullptr || count < 0 || peak_masses == nullptr ||
+      peak_intensities == nullptr || peak_count == nullptr || !processing::IsValid(how)) {
+    return PRC_BAD_ARGUMENT;
+  }
+  if (count == 0) return PRC_TOO_FEW_POINTS;
+  const processing::Spectrum spectrum = {masses, intensities, static_cast<size_t>(count)};
+  if (!processing::AllFinite(masses, spectrum.count) ||
+      !processing::AllFinite(intensities, spectrum.count)) {
+    return PRC_NOT_FINITE;
+  }
+  if (!processing::DoNotDescend(masses, spectrum.count)) return PRC_NOT_ASCENDING;
+  return Guarded<int32_t>(PRC_NO_MEMORY, [&] {
+    return processing::Centroid(how, spectrum, peak_masses, peak_intensities, peak_count);
+  });
+}

@@ -72,6 +72,7 @@ constexpr CodeText kTexts[] = {
     {PRC_NOT_FINITE, "a value is infinite or not a number"},
     {PRC_NOT_ASCENDING, "the positions are not in ascending order"},
     {PRC_UNEVEN, "the positions are not evenly spaced"},
+    {PRC_NO_SCANS, "there are no scans in the range"},
 };
 
 }  // namespace

@@ -8,39 +8,15 @@
 #include <cstddef>
 #include <memory>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 #include "appsvc/export_guard.h"
-#include "platform/memory.h"
+#include "platform/float_block.h"
 
 namespace tervalon::numerics {
 namespace {
 
-// A movable block of floats, locked; freed unless it is handed out.
-class FloatBlock {
- public:
-  explicit FloatBlock(size_t count) : block_(platform::Memory().Allocate(count * sizeof(float))) {
-    if (block_ != nullptr) data_ = static_cast<float*>(platform::Memory().Lock(block_));
-  }
-  ~FloatBlock() {
-    if (block_ == nullptr) return;
-    if (data_ != nullptr) platform::Memory().Unlock(block_);
-    platform::Memory().Free(block_);
-  }
-  FloatBlock(const FloatBlock&) = delete;
-  FloatBlock& operator=(const FloatBlock&) = delete;
-
-  float* data() const { return data_; }  // nullptr when there is no memory
-  TvMemory HandOut() {
-    platform::Memory().Unlock(block_);
-    return std::exchange(block_, nullptr);
-  }
-
- private:
-  TvMemory block_;
-  float* data_ = nullptr;
-};
+using platform::FloatBlock;
 
 bool IsPositive(float value) { return value > 0 && std::isfinite(value); }
 

@@ -21,7 +21,8 @@ enum {
   PRC_BAD_WINDOW = 6004,     // a width, a degree or a number of passes that makes no sense
   PRC_NOT_FINITE = 6005,     // a value or position is infinite or not a number
   PRC_NOT_ASCENDING = 6006,  // a position is below the one before it
-  PRC_UNEVEN = 6007          // positions are not evenly spaced
+  PRC_UNEVEN = 6007,         // positions are not evenly spaced
+  PRC_NO_SCANS = 6008        // a range has no scans
 };
 
 // --- Smoothing

@@ -4,19 +4,19 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "appsvc/export_guard.h"
 #include "processing/arrays.h"
+#include "processing/thresholds.h"
 #include "processing/tops.h"
-#include "tervalon/noise_statistics.h"
 #include "tervalon/processing.h"
 
 namespace tervalon::processing {
 namespace {
 
 constexpr PrcCentroiding kUsual = {PRC_THRESHOLD_NOISE, 3, 0.1F, 0.8F, 0, PRC_INTENSITY_HEIGHT};
-constexpr int32_t kNoiseOrder = 2;  // of the differences: neither baselines nor slopes count
 
 struct Spectrum {
   const float* masses;
@@ -103,45 +103,28 @@ class Peak {
 };
 
 bool IsShare(float value) { return value >= 0 && value <= 1; }
-bool IsFromZero(float value) { return value >= 0 && std::isfinite(value); }
 
 bool IsValid(const PrcCentroiding& how) {
-  return how.threshold_unit >= PRC_THRESHOLD_NOISE && how.threshold_unit <= PRC_THRESHOLD_PERCENT &&
-         IsFromZero(how.threshold) && IsShare(how.rise) && IsShare(how.top) && how.top > 0 &&
-         IsFromZero(how.resolution) &&
+  return IsThreshold(how.threshold_unit, how.threshold) && IsShare(how.rise) && IsShare(how.top) &&
+         how.top > 0 && how.resolution >= 0 && std::isfinite(how.resolution) &&
          (how.intensity == PRC_INTENSITY_HEIGHT || how.intensity == PRC_INTENSITY_AREA);
-}
-
-// Stores the threshold as an intensity.
-int32_t FindThreshold(const PrcCentroiding& how, const Spectrum& spectrum, double* threshold) {
-  *threshold = 0;
-  if (how.threshold == 0) return PRC_OK;
-  double unit = 1;
-  if (how.threshold_unit == PRC_THRESHOLD_PERCENT) {
-    const float* const intensities = spectrum.intensities;
-    unit = *std::max_element(intensities, intensities + spectrum.count) / 100.0;
-  } else if (how.threshold_unit == PRC_THRESHOLD_NOISE) {
-    float noise = 0;
-    if (spectrum.count > kNoiseOrder &&
-        ChroStatCalcNoiseLevel(spectrum.intensities, static_cast<int32_t>(spectrum.count),
-                               kNoiseOrder, &noise) == 0) {
-      return PRC_NO_MEMORY;
-    }
-    unit = noise;
-  }
-  *threshold = how.threshold * unit;
-  return PRC_OK;
 }
 
 int32_t Centroid(const PrcCentroiding& how, const Spectrum& spectrum, float* peak_masses,
                  float* peak_intensities, int32_t* peak_count) {
-  double threshold = 0;
-  const int32_t error = FindThreshold(how, spectrum, &threshold);
-  if (error != PRC_OK) return error;
   const bool above_noise = how.threshold_unit == PRC_THRESHOLD_NOISE;
+  float noise = 0;
+  if (above_noise && how.threshold > 0) {
+    const int32_t error = FindNoise(spectrum.intensities, spectrum.count, &noise);
+    if (error != PRC_OK) return error;
+  }
+  const double threshold =
+      ThresholdOf(how.threshold_unit, how.threshold, spectrum.intensities, spectrum.count, noise);
+  constexpr double kAboveZero = std::numeric_limits<float>::denorm_min();
   const std::vector<Top> tops =
       FindTops(spectrum.intensities, spectrum.count,
-               {threshold, above_noise ? threshold : 0, static_cast<double>(how.rise), true});
+               {std::max(threshold, kAboveZero), above_noise ? threshold : 0,
+                static_cast<double>(how.rise), true});
   int32_t count = 0;
   for (size_t i = 0; i < tops.size(); ++i) {
     const Peak peak(spectrum, tops[i], i > 0, i + 1 < tops.size(), threshold);

@@ -35,7 +35,7 @@ std::vector<Candidate> FindCandidates(const float* values, size_t count, const T
     const bool falls_before = begin > 0 ? values[begin - 1] < value : rules.ends;
     const bool falls_behind = end < count ? values[end] < value : rules.ends;
     if (falls_before && falls_behind) {
-      if (value >= rules.least_height && value > 0) {
+      if (value >= rules.least_height) {
         candidates.push_back({middle, value, valley});
         valley = {};
       }

@@ -4,12 +4,13 @@
 #define PROCESSING_TOPS_H_
 
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace tervalon::processing {
 
 struct TopRules {
-  double least_height = 0;  // and above 0 in any case
+  double least_height = std::numeric_limits<double>::lowest();
   // How far a top has to stand above its base, and the same as a share of its height.
   double least_rise = 0;
   double rise_share = 0;

@@ -179,6 +179,8 @@ constexpr OptionalRow kOptional[] = {
     {"Plt*", "dc"},
     {"PrcSmooth", "positions"},
     {"PrcCentroid", "centroiding"},
+    {"PrcFindPeaks", "search"},
+    {"PrcFindPeaks", "calibration"},
     {"RawParseCali*", "text"},
     {"RawFormatCali*", "set"},
     {"RawGetFuncTimeRange", "first"},

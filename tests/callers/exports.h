@@ -23,6 +23,7 @@
 #include "tervalon/paths.h"
 #include "tervalon/plot_resources.h"
 #include "tervalon/processing.h"
+#include "tervalon/processing_peaks.h"
 #include "tervalon/processing_spectra.h"
 #include "tervalon/projects.h"
 #include "tervalon/raw_analog.h"

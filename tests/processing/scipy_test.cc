@@ -129,7 +129,6 @@ TEST_F(ScipyTest, Tops) {
     const Floats& values = inputs[i];
     std::vector<double> found;
     for (const auto& top : tervalon::processing::FindTops(values.data(), values.size(), all[i])) {
-      ASSERT_GT(values[top.at], 0);
       found.push_back(static_cast<double>(top.at));
       found.push_back(values[top.at] - top.base);
     }

@@ -1,0 +1,36 @@
+#include "processing/thresholds.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tervalon/noise_statistics.h"
+#include "tervalon/processing.h"
+
+namespace tervalon::processing {
+namespace {
+
+constexpr int32_t kNoiseOrder = 2;  // of the differences: neither baselines nor slopes count
+
+}  // namespace
+
+bool IsThreshold(int32_t unit, float threshold) {
+  return unit >= PRC_THRESHOLD_NOISE && unit <= PRC_THRESHOLD_PERCENT && threshold >= 0 &&
+         std::isfinite(threshold);
+}
+
+int32_t FindNoise(const float* values, size_t count, float* noise) {
+  *noise = 0;
+  if (count <= kNoiseOrder) return PRC_OK;
+  const int32_t done =
+      ChroStatCalcNoiseLevel(values, static_cast<int32_t>(count), kNoiseOrder, noise);
+  return done != 0 ? PRC_OK : PRC_NO_MEMORY;
+}
+
+double ThresholdOf(int32_t unit, float threshold, const float* values, size_t count, float noise) {
+  if (threshold == 0 || unit == PRC_THRESHOLD_INTENSITY) return threshold;
+  const double one =
+      unit == PRC_THRESHOLD_NOISE ? noise : *std::max_element(values, values + count) / 100.0;
+  return threshold * one;
+}
+
+}  // namespace tervalon::processing

@@ -54,6 +54,18 @@ std::optional<double> Crossing(const Trace& trace, const Line& line, double leve
   return std::nullopt;
 }
 
+// The natural logarithm, the same on every platform: those of their libraries differ in last bits.
+double Logarithm(double value) {
+  constexpr double kLogarithmOfTwo = 0.693147180559945309417;
+  int exponent = 0;
+  const double mantissa = std::frexp(value, &exponent);  // 0.5..1
+  const double ratio = (mantissa - 0.75) / (mantissa + 0.75);
+  double sum = 0;
+  for (int n = 23; n > 0; n -= 2) sum = sum * ratio * ratio + 1.0 / n;
+  constexpr double kLogarithmOfThreeQuarters = -0.287682072451780927439;
+  return 2 * ratio * sum + kLogarithmOfThreeQuarters + exponent * kLogarithmOfTwo;
+}
+
 // The first point at or behind a time.
 size_t PointAt(const Trace& trace, double time) {
   const auto at = std::partition_point(trace.times, trace.times + trace.count,
@@ -100,8 +112,8 @@ std::optional<size_t> ReachOf(const Trace& trace, const Top& top, const Flank& f
     lower_time = trace.times[flank.last];
   }
   if (!upper_time || !lower_time) return std::nullopt;
-  const double a_fold = (*lower_time - *upper_time) / std::log(kUpper / lower);
-  const size_t reach = PointAt(trace, *lower_time + a_fold * std::log(lower / kReach));
+  const double a_fold = (*lower_time - *upper_time) / Logarithm(kUpper / lower);
+  const size_t reach = PointAt(trace, *lower_time + a_fold * Logarithm(lower / kReach));
   return side == Side::kBehind ? std::max(reach, top.at + 1) : std::min(reach, top.at - 1);
 }
 

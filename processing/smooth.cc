@@ -73,9 +73,12 @@ class PolynomialFit {
   std::vector<Doubles> basis_;  // orthonormal polynomials of ascending degree
 };
 
+void Store(double value, double* out) { *out = value; }
+void Store(double value, float* out) { *out = ToFloat(value); }
+
 // The points that have a whole window, from `begin` to before `end`.
-void Filter(const double* values, size_t begin, size_t end, const Doubles& weights,
-            double* filtered) {
+template <typename Out>
+void Filter(const double* values, size_t begin, size_t end, const Doubles& weights, Out* filtered) {
   constexpr size_t kLanes = 8;  // points at a time, for vector code
   size_t i = begin;
   for (; i + kLanes <= end; i += kLanes) {
@@ -86,12 +89,12 @@ void Filter(const double* values, size_t begin, size_t end, const Doubles& weigh
         sums[lane] += weights[k] * (values[i + lane - k] + values[i + lane + k]);
       }
     }
-    std::copy_n(sums, kLanes, filtered + i);
+    for (size_t lane = 0; lane < kLanes; ++lane) Store(sums[lane], &filtered[i + lane]);
   }
   for (; i < end; ++i) {
     double sum = weights[0] * values[i];
     for (size_t k = 1; k < weights.size(); ++k) sum += weights[k] * (values[i - k] + values[i + k]);
-    filtered[i] = sum;
+    Store(sum, &filtered[i]);
   }
 }
 
@@ -103,26 +106,31 @@ class Smoother {
         fit_(half_width_, by_mean_ ? 0 : static_cast<size_t>(how.degree)),
         weights_(fit_.MiddleWeights()) {}
 
-  void Smooth(const Doubles& values, Doubles* smoothed) const {
+  template <typename Out>
+  void Smooth(const Doubles& values, Out* smoothed) const {
     const size_t count = values.size();
-    Filter(values.data(), half_width_, count - half_width_, weights_, smoothed->data());
-    if (by_mean_) {
-      SmoothEndByMean(values.begin(), smoothed->begin());
-      SmoothEndByMean(values.rbegin(), smoothed->rbegin());
-    } else {
-      fit_.Evaluate(values.data(), 0, half_width_, smoothed->data());
-      fit_.Evaluate(&values[count - 2 * half_width_ - 1], half_width_ + 1, half_width_,
-                    &(*smoothed)[count - half_width_]);
-    }
+    Filter(values.data(), half_width_, count - half_width_, weights_, smoothed);
+    Doubles end(half_width_);
+    SmoothEnd(values.begin(), values.data(), 0, &end);
+    for (size_t i = 0; i < half_width_; ++i) Store(end[i], &smoothed[i]);
+    SmoothEnd(values.rbegin(), &values[count - 2 * half_width_ - 1], half_width_ + 1, &end);
+    if (by_mean_) std::reverse(end.begin(), end.end());
+    for (size_t i = 0; i < half_width_; ++i) Store(end[i], &smoothed[count - half_width_ + i]);
   }
 
  private:
-  template <typename In, typename Out>
-  void SmoothEndByMean(In values, Out smoothed) const {
-    double sum = values[0];
-    for (ptrdiff_t i = 0; i < static_cast<ptrdiff_t>(half_width_); ++i) {
-      if (i > 0) sum += values[2 * i - 1] + values[2 * i];
-      smoothed[i] = sum / static_cast<double>(2 * i + 1);
+  // `inwards` are the values from the end on; the window's points from `first` on are smoothed.
+  template <typename Iterator>
+  void SmoothEnd(Iterator inwards, const double* window, size_t first, Doubles* smoothed) const {
+    if (!by_mean_) {
+      fit_.Evaluate(window, first, half_width_, smoothed->data());
+      return;
+    }
+    double sum = inwards[0];
+    for (size_t i = 0; i < half_width_; ++i) {
+      const auto at = static_cast<ptrdiff_t>(2 * i);
+      if (i > 0) sum += inwards[at - 1] + inwards[at];
+      (*smoothed)[i] = sum / static_cast<double>(2 * i + 1);
     }
   }
 
@@ -165,12 +173,12 @@ int32_t CheckPositions(const float* positions, size_t count, size_t window_steps
 void Smooth(const PrcSmoothing& how, const float* values, size_t count, float* smoothed) {
   const Smoother smoother(how);
   Doubles current(values, values + count);
-  Doubles next(count);
-  for (int32_t pass = 0; pass < how.passes; ++pass) {
-    smoother.Smooth(current, &next);
+  Doubles next(how.passes > 1 ? count : 0);
+  for (int32_t pass = 1; pass < how.passes; ++pass) {
+    smoother.Smooth(current, next.data());
     current.swap(next);
   }
-  std::transform(current.begin(), current.end(), smoothed, ToFloat);
+  smoother.Smooth(current, smoothed);
 }
 
 }  // namespace

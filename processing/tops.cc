@@ -2,49 +2,126 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace tervalon::processing {
 namespace {
 
 constexpr double kNothing = std::numeric_limits<double>::infinity();  // the lowest of no values
 
+// The first of equal lowest values.
 struct Valley {
   double value = kNothing;
   size_t at = 0;
 
-  void Take(double other, size_t other_at) {
-    if (other < value) *this = {other, other_at};
+  void Take(const Valley& other) {
+    if (other.value < value) *this = other;
   }
-  void Take(const Valley& other) { Take(other.value, other.at); }
 };
 
-// A top that is high enough, or with a height of 0 what is behind the last one.
 struct Candidate {
   size_t at;
   double height;
   Valley before;  // the lowest value since the candidate in front of it
 };
 
-std::vector<Candidate> FindCandidates(const float* values, size_t count, const TopRules& rules) {
-  std::vector<Candidate> candidates;
-  Valley valley;
-  for (size_t begin = 0, end = 0; begin < count; begin = end) {
-    const float value = values[begin];
-    for (end = begin + 1; end < count && values[end] == value;) ++end;
-    const size_t middle = (begin + end - 1) / 2;
-    const bool falls_before = begin > 0 ? values[begin - 1] < value : rules.ends;
-    const bool falls_behind = end < count ? values[end] < value : rules.ends;
-    if (falls_before && falls_behind) {
-      if (value >= rules.least_height) {
-        candidates.push_back({middle, value, valley});
-        valley = {};
-      }
-    } else if ((begin == 0 || !falls_before) && (end == count || !falls_behind)) {
-      valley.Take(value, middle);
+// The tops between which values fall by a distance and rise by it again: what is less is passed
+// over, and no top with such a rise is lost. Behind them stands one of no height.
+class Zigzag {
+ public:
+  Zigzag(const float* values, size_t count, double distance, bool ends)
+      : values_(values), count_(count), distance_(distance), ends_(ends) {}
+
+  std::vector<Candidate> Candidates() {
+    size_t i = 0;
+    if (count_ != 0 && ends_) i = PassStart();
+    while (i < count_) {
+      i = PassValley(i);
+      i = PassTop(i);
     }
+    candidates_.push_back({count_, 0, valley_});
+    return std::move(candidates_);
   }
-  candidates.push_back({count, 0, valley});
-  return candidates;
+
+ private:
+  // Of equal values the middle one, given the first.
+  size_t MiddleOf(size_t first) const {
+    size_t end = first + 1;
+    while (end < count_ && values_[end] == values_[first]) ++end;
+    return (first + end - 1) / 2;
+  }
+  bool IsAtEnd(size_t first) const {
+    return std::all_of(values_ + first, values_ + count_,
+                       [&](float value) { return value == values_[first]; });
+  }
+
+  void Add(size_t top) {
+    candidates_.push_back({MiddleOf(top), values_[top], valley_});
+    valley_ = {};
+  }
+
+  // The first value can be a top when the values fall before any is above it.
+  size_t PassStart() {
+    const float height = values_[0];
+    size_t i = 1;
+    while (i < count_ && values_[i] <= height && !Falls(height, values_[i])) ++i;
+    if (i < count_ ? values_[i] < height : IsAtEnd(0)) {
+      Add(0);
+      return i;
+    }
+    return 0;
+  }
+
+  // Both return where the other begins: behind the last value when there is none.
+  size_t PassValley(size_t i) {
+    size_t lowest = i;
+    float value = values_[i];
+    for (double limit = Above(value); ++i < count_;) {
+      if (values_[i] < value) {
+        value = values_[i];
+        limit = Above(value);
+        lowest = i;
+      } else if (values_[i] >= limit && values_[i] > value) {
+        break;
+      }
+    }
+    valley_.Take({value, MiddleOf(lowest)});
+    return i;
+  }
+  size_t PassTop(size_t i) {
+    if (i >= count_) return i;
+    size_t highest = i;
+    float value = values_[i];
+    for (double limit = value - distance_; ++i < count_;) {
+      if (values_[i] > value) {
+        value = values_[i];
+        limit = value - distance_;
+        highest = i;
+      } else if (values_[i] <= limit && values_[i] < value) {
+        Add(highest);
+        return i;
+      }
+    }
+    if (ends_ && IsAtEnd(highest)) Add(highest);
+    return i;
+  }
+
+  double Above(float value) const { return value + distance_; }
+  bool Falls(float top, float value) const { return value <= top - distance_ && value < top; }
+
+  const float* const values_;
+  const size_t count_;
+  const double distance_;
+  const bool ends_;
+  Valley valley_;  // since the last candidate
+  std::vector<Candidate> candidates_;
+};
+
+std::vector<Candidate> FindCandidates(const float* values, size_t count, const TopRules& rules) {
+  // What is asked for of the lowest top that counts, and so of any; a little less for roundings.
+  const double distance =
+      std::max(rules.least_rise, rules.rise_share * std::max(rules.least_height, 0.0));
+  return Zigzag(values, count, distance * (1 - 1e-9), rules.ends).Candidates();
 }
 
 // For each candidate the lowest value on one side, up to the next one that is higher than it; or,
@@ -95,7 +172,10 @@ std::vector<Top> FindTops(const float* values, size_t count, const TopRules& rul
     const double base =
         BaseOf(before.Add(candidate.height, candidate.before.value, true), lowest_behind[i]);
     const double rise = candidate.height - base;
-    if (rise < rules.least_rise || rise < rules.rise_share * candidate.height) continue;
+    if (candidate.height < rules.least_height || rise < rules.least_rise ||
+        rise < rules.rise_share * candidate.height) {
+      continue;
+    }
     if (!tops.empty()) tops.back().last = valley.at;
     tops.push_back({candidate.at, base, tops.empty() ? 0 : valley.at, count - 1});
     valley = {};

@@ -4,39 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tervalon/linearisation.h"
-#include "tervalon/memory.h"
 #include "tervalon/noise_statistics.h"
 #include "tervalon/retention_indices.h"
 #include "tervalon/trace_strings.h"
+#include "tests/support/digest.h"
 
 namespace {
 
+using tervalon::testing::Digest;
 using Floats = std::vector<float>;
-
-class Digest {
- public:
-  void Add(const void* data, size_t size) {
-    for (size_t i = 0; i < size; ++i) {
-      value_ = (value_ ^ static_cast<const uint8_t*>(data)[i]) * 0x100000001B3u;
-    }
-  }
-  void Add(float value) { Add(&value, sizeof(value)); }
-  void AddBlock(TvMemory block, uint32_t count) {
-    Add(TvMemLock(block), count * sizeof(float));
-    TvMemUnlock(block);
-    TvMemFree(block);
-  }
-  uint64_t value() const { return value_; }
-
- private:
-  uint64_t value_ = 0xCBF29CE484222325u;
-};
 
 // Sums of random numbers with a peak here and there, and positions that drift.
 struct Signal {

@@ -43,7 +43,7 @@ void Check(int32_t error, const char* what) {
 // Peaks a hundred points apart, in noise.
 Floats Signal(int32_t count, double width) {
   std::mt19937 random(7);
-  std::normal_distribution<double> noise(100, 20);
+  std::normal_distribution<double> noise(0, 20);
   Floats values;
   for (int32_t i = 0; i < count; ++i) {
     const double distance = (i % 100 - 50) / width;

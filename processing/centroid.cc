@@ -115,7 +115,7 @@ int32_t Centroid(const PrcCentroiding& how, const Spectrum& spectrum, float* pea
   const bool above_noise = how.threshold_unit == PRC_THRESHOLD_NOISE;
   float noise = 0;
   if (above_noise && how.threshold > 0) {
-    const int32_t error = FindNoise(spectrum.intensities, spectrum.count, &noise);
+    const int32_t error = FindSpectrumNoise(spectrum.intensities, spectrum.count, &noise);
     if (error != PRC_OK) return error;
   }
   const double threshold =
@@ -157,11 +157,9 @@ extern "C" int32_t TERVALON_CALL PrcCentroid(const PrcCentroiding* centroiding, 
   }
   if (count == 0) return PRC_TOO_FEW_POINTS;
   const processing::Spectrum spectrum = {masses, intensities, static_cast<size_t>(count)};
-  if (!processing::AllFinite(masses, spectrum.count) ||
-      !processing::AllFinite(intensities, spectrum.count)) {
-    return PRC_NOT_FINITE;
-  }
-  if (!processing::DoNotDescend(masses, spectrum.count)) return PRC_NOT_ASCENDING;
+  const int32_t error = processing::CheckPositions(masses, spectrum.count);
+  if (error != PRC_OK) return error;
+  if (!processing::AllFinite(intensities, spectrum.count)) return PRC_NOT_FINITE;
   return Guarded<int32_t>(PRC_NO_MEMORY, [&] {
     return processing::Centroid(how, spectrum, peak_masses, peak_intensities, peak_count);
   });

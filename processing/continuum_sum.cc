@@ -48,8 +48,8 @@ void ContinuumSum::Add(const ScanPoints& scan, Addend addend) {
 
 int32_t ContinuumSum::AddResampled(const ScanPoints& scan, Addend addend) {
   for (const ScanPoints& points : {ScanPoints{axis_.data(), nullptr, axis_.size()}, scan}) {
-    if (!AllFinite(points.masses, points.count)) return PRC_NOT_FINITE;
-    if (!DoNotDescend(points.masses, points.count)) return PRC_NOT_ASCENDING;
+    const int32_t error = CheckPositions(points.masses, points.count);
+    if (error != PRC_OK) return error;
   }
   if (borders_.empty()) borders_ = Borders(axis_.data(), axis_.size());
   const std::vector<double> reach = Borders(scan.masses, scan.count);

@@ -79,7 +79,6 @@ void Store(double value, float* out) { *out = ToFloat(value); }
 // The points that have a whole window, from `begin` to before `end`.
 template <typename Out>
 void Filter(const double* values, size_t begin, size_t end, const Doubles& weights, Out* filtered) {
-  constexpr size_t kLanes = 8;  // points at a time, for vector code
   size_t i = begin;
   for (; i + kLanes <= end; i += kLanes) {
     double sums[kLanes];
@@ -154,9 +153,9 @@ int32_t CheckOptions(const PrcSmoothing& how, int32_t count) {
 
 bool IsEven(double a, double b) { return a <= kEvenSteps * b && b <= kEvenSteps * a; }
 
-int32_t CheckPositions(const float* positions, size_t count, size_t window_steps) {
-  if (!AllFinite(positions, count)) return PRC_NOT_FINITE;
-  if (!DoNotDescend(positions, count)) return PRC_NOT_ASCENDING;
+int32_t CheckEven(const float* positions, size_t count, size_t window_steps) {
+  const int32_t error = CheckPositions(positions, count);
+  if (error != PRC_OK) return error;
   const auto step = [positions](size_t i) {
     return static_cast<double>(positions[i + 1]) - positions[i];
   };
@@ -199,7 +198,7 @@ extern "C" int32_t TERVALON_CALL PrcSmooth(const PrcSmoothing* smoothing, const 
   const auto size = static_cast<size_t>(count);
   if (!processing::AllFinite(values, size)) return PRC_NOT_FINITE;
   if (positions != nullptr) {
-    error = processing::CheckPositions(positions, size, 2 * static_cast<size_t>(how.half_width));
+    error = processing::CheckEven(positions, size, 2 * static_cast<size_t>(how.half_width));
     if (error != PRC_OK) return error;
   }
   return Guarded<int32_t>(PRC_NO_MEMORY, [&] {

@@ -1,6 +1,7 @@
 #include "processing/thresholds.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "tervalon/noise_statistics.h"
@@ -10,6 +11,9 @@ namespace tervalon::processing {
 namespace {
 
 constexpr int32_t kNoiseOrder = 2;  // of the differences: neither baselines nor slopes count
+// Reading a spectrum takes less time than the noise of all of it.
+constexpr size_t kNoiseRuns = 9;
+constexpr size_t kNoiseRunPoints = 64;
 
 }  // namespace
 
@@ -24,6 +28,19 @@ int32_t FindNoise(const float* values, size_t count, float* noise) {
   const int32_t done =
       ChroStatCalcNoiseLevel(values, static_cast<int32_t>(count), kNoiseOrder, noise);
   return done != 0 ? PRC_OK : PRC_NO_MEMORY;
+}
+
+int32_t FindSpectrumNoise(const float* intensities, size_t count, float* noise) {
+  if (count <= kNoiseRuns * kNoiseRunPoints) return FindNoise(intensities, count, noise);
+  std::array<float, kNoiseRuns> noises;
+  for (size_t i = 0; i < kNoiseRuns; ++i) {
+    const size_t first = (count - kNoiseRunPoints) * i / (kNoiseRuns - 1);
+    const int32_t error = FindNoise(intensities + first, kNoiseRunPoints, &noises[i]);
+    if (error != PRC_OK) return error;
+  }
+  std::nth_element(noises.begin(), noises.begin() + kNoiseRuns / 2, noises.end());
+  *noise = noises[kNoiseRuns / 2];
+  return PRC_OK;
 }
 
 double ThresholdOf(int32_t unit, float threshold, const float* values, size_t count, float noise) {

@@ -13,6 +13,9 @@ bool IsThreshold(int32_t unit, float threshold);
 // The noise of values: 0 for too few. Returns PRC_OK or PRC_NO_MEMORY.
 int32_t FindNoise(const float* values, size_t count, float* noise);
 
+// The noise of a spectrum: of a long one, the median of what some runs of its points have.
+int32_t FindSpectrumNoise(const float* intensities, size_t count, float* noise);
+
 // A threshold as an intensity.
 double ThresholdOf(int32_t unit, float threshold, const float* values, size_t count, float noise);
 

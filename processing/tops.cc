@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "processing/arrays.h"
+
 namespace tervalon::processing {
 namespace {
 
@@ -29,8 +31,12 @@ struct Candidate {
 // over, and no top with such a rise is lost. Behind them stands one of no height.
 class Zigzag {
  public:
-  Zigzag(const float* values, size_t count, double distance, bool ends)
-      : values_(values), count_(count), distance_(distance), ends_(ends) {}
+  Zigzag(const float* values, size_t count, double distance, const TopRules& rules)
+      : values_(values),
+        count_(count),
+        distance_(distance),
+        least_height_(rules.least_height),
+        ends_(rules.ends) {}
 
   std::vector<Candidate> Candidates() {
     size_t i = 0;
@@ -76,12 +82,13 @@ class Zigzag {
   size_t PassValley(size_t i) {
     size_t lowest = i;
     float value = values_[i];
-    for (double limit = Above(value); ++i < count_;) {
+    for (float limit = Above(value); ++i < count_;) {
+      if (values_[i] >= value && values_[i] < limit) continue;
       if (values_[i] < value) {
         value = values_[i];
         limit = Above(value);
         lowest = i;
-      } else if (values_[i] >= limit && values_[i] > value) {
+      } else if (values_[i] > value) {
         break;
       }
     }
@@ -92,12 +99,13 @@ class Zigzag {
     if (i >= count_) return i;
     size_t highest = i;
     float value = values_[i];
-    for (double limit = value - distance_; ++i < count_;) {
+    for (float limit = Below(value); ++i < count_;) {
+      if (values_[i] <= value && values_[i] > limit) continue;
       if (values_[i] > value) {
         value = values_[i];
-        limit = value - distance_;
+        limit = Below(value);
         highest = i;
-      } else if (values_[i] <= limit && values_[i] < value) {
+      } else if (values_[i] < value) {
         Add(highest);
         return i;
       }
@@ -106,12 +114,16 @@ class Zigzag {
     return i;
   }
 
-  double Above(float value) const { return value + distance_; }
-  bool Falls(float top, float value) const { return value <= top - distance_ && value < top; }
+  // What is lower is no top yet, and what is higher no valley. Where they are rounded to less than
+  // the distance, a candidate is too many.
+  float Above(float value) const { return ToFloat(std::max(value + distance_, least_height_)); }
+  float Below(float value) const { return ToFloat(value - distance_); }
+  bool Falls(float top, float value) const { return value <= Below(top) && value < top; }
 
   const float* const values_;
   const size_t count_;
   const double distance_;
+  const double least_height_;
   const bool ends_;
   Valley valley_;  // since the last candidate
   std::vector<Candidate> candidates_;
@@ -121,7 +133,7 @@ std::vector<Candidate> FindCandidates(const float* values, size_t count, const T
   // What is asked for of the lowest top that counts, and so of any; a little less for roundings.
   const double distance =
       std::max(rules.least_rise, rules.rise_share * std::max(rules.least_height, 0.0));
-  return Zigzag(values, count, distance * (1 - 1e-9), rules.ends).Candidates();
+  return Zigzag(values, count, distance * (1 - 1e-9), rules).Candidates();
 }
 
 // For each candidate the lowest value on one side, up to the next one that is higher than it; or,

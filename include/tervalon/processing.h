@@ -86,6 +86,8 @@ typedef struct PrcCentroiding {
 // point between it and the next peak, half of which belongs to either, nor beyond a valley below
 // the threshold.
 //
+// The noise of more than 576 points is the median of 9 runs of 64 that are spread over them.
+//
 // The mass of a peak is the mean of its points' masses, weighted with what is above the level that
 // `top` gives (0.8: a fifth of the height), as far as points around the highest are above it.
 // Without any threshold or rise, areas with top 1 add up to all intensities above 0.

@@ -190,6 +190,7 @@ constexpr OptionalRow kOptional[] = {
     {"RawGetFuncChannel", "mass"},
     {"RawGetFuncChannel", "daughter_mass"},
     {"RawAppendFunction", "function"},
+    {"RawCreateAnalogInf", "descriptors"},  // with a count of 0
     {"RawReadFuncInfo", "flags"},
     {"RawReadFuncInit", "calibration"},
     {"RawReadGetFuncMassRange", "low"},

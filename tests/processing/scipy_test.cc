@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -30,8 +29,9 @@ constexpr const char* kPython = "/usr/bin/python3";
 std::vector<Doubles> Reference(const std::string& cases) {
   const tervalon::testing::TempDirectory directory;
   const std::string path = directory.Path("cases");
-  std::ofstream(path) << cases;
-  const ProcessResult result = RunProcess(kPython, {TERVALON_SCIPY_REFERENCE, path}, ".");
+  tervalon::testing::WriteText(path, cases);
+  const ProcessResult result = RunProcess(
+      kPython, {TERVALON_SCIPY_REFERENCE, tervalon::testing::Native(path).string()}, ".");
   EXPECT_EQ(result.status, 0) << result.err;
   std::vector<Doubles> all;
   std::istringstream lines(result.out);

@@ -38,6 +38,7 @@ enum {
 #define PRC_MAX_DEGREE 20
 #define PRC_MAX_PASSES 100
 
+// How points are smoothed.
 typedef struct PrcSmoothing {
   int32_t method;      // PRC_SMOOTH_...
   int32_t half_width;  // points on each side, from 1: a window has 2 * half_width + 1
@@ -66,6 +67,7 @@ TERVALON_API int32_t TERVALON_CALL PrcSmooth(const PrcSmoothing* smoothing, cons
 #define PRC_INTENSITY_HEIGHT 0  // of the highest point
 #define PRC_INTENSITY_AREA 1    // the sum of all points of the peak
 
+// How peaks are made of a continuum.
 typedef struct PrcCentroiding {
   int32_t threshold_unit;  // PRC_THRESHOLD_...
   float threshold;         // the least height of a peak, from 0: with 0 all that is above 0

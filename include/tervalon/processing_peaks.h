@@ -20,6 +20,7 @@ TERVALON_BEGIN_DECLS
 // the large peak.
 #define PRC_BASELINE_TANGENT 2
 
+// How peaks are looked for, and what they stand on.
 typedef struct PrcPeakSearch {
   PrcSmoothing smoothing;  // of the trace in which peaks are looked for; with 0 passes none
   int32_t threshold_unit;  // PRC_THRESHOLD_...
@@ -51,6 +52,7 @@ typedef struct PrcPeak {
   float reserved;         // 0
 } PrcPeak;
 
+// The peaks of a trace.
 typedef struct PrcPeaks {
   TvMemory peaks;  // `count` PrcPeak, in the order of their times; the caller frees the block
   int32_t count;

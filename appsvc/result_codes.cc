@@ -73,6 +73,8 @@ constexpr CodeText kTexts[] = {
     {PRC_NOT_ASCENDING, "the positions are not in ascending order"},
     {PRC_UNEVEN, "the positions are not evenly spaced"},
     {PRC_NO_SCANS, "there are no scans in the range"},
+    {PRC_STEP_UNKNOWN, "the processing history does not say how the data set was made"},
+    {PRC_NO_FREE_SET, "the directory has all processed data sets that it can have"},
 };
 
 }  // namespace

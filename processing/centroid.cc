@@ -9,6 +9,7 @@
 
 #include "appsvc/export_guard.h"
 #include "processing/arrays.h"
+#include "processing/options.h"
 #include "processing/thresholds.h"
 #include "processing/tops.h"
 #include "tervalon/processing.h"
@@ -104,11 +105,15 @@ class Peak {
 
 bool IsShare(float value) { return value >= 0 && value <= 1; }
 
+}  // namespace
+
 bool IsValid(const PrcCentroiding& how) {
   return IsThreshold(how.threshold_unit, how.threshold) && IsShare(how.rise) && IsShare(how.top) &&
          how.top > 0 && how.resolution >= 0 && std::isfinite(how.resolution) &&
          (how.intensity == PRC_INTENSITY_HEIGHT || how.intensity == PRC_INTENSITY_AREA);
 }
+
+namespace {
 
 int32_t Centroid(const PrcCentroiding& how, const Spectrum& spectrum, float* peak_masses,
                  float* peak_intensities, int32_t* peak_count) {

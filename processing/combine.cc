@@ -13,6 +13,7 @@
 #include "appsvc/export_guard.h"
 #include "platform/float_block.h"
 #include "processing/arrays.h"
+#include "processing/options.h"
 #include "processing/scan_sums.h"
 #include "raw/function_reader.h"
 #include "tervalon/processing_spectra.h"
@@ -198,6 +199,8 @@ bool AreRuns(const PrcScans* begin, const PrcScans* end) {
   });
 }
 
+}  // namespace
+
 bool IsValid(const PrcCombining& how) {
   return (how.method == PRC_COMBINE_MEAN || how.method == PRC_COMBINE_SUM) &&
          how.points >= PRC_POINTS_BY_TYPE && how.points <= PRC_POINTS_CENTROIDS &&
@@ -205,6 +208,8 @@ bool IsValid(const PrcCombining& how) {
          AreRuns(std::begin(how.background), std::end(how.background)) &&
          std::isfinite(how.factor) && how.tolerance >= 0 && std::isfinite(how.tolerance);
 }
+
+namespace {
 
 int32_t Combine(const DataSet& data, const PrcCombining& how, PrcSpectrum* result) {
   Combiner combiner(data, how);

@@ -9,6 +9,7 @@
 
 #include "appsvc/export_guard.h"
 #include "processing/arrays.h"
+#include "processing/options.h"
 #include "tervalon/processing.h"
 
 namespace tervalon::processing {
@@ -139,7 +140,10 @@ class Smoother {
   const Doubles weights_;
 };
 
-int32_t CheckOptions(const PrcSmoothing& how, int32_t count) {
+}  // namespace
+
+int32_t CheckOptions(PrcSmoothing how, int32_t count) {
+  if (how.degree == 0) how.degree = kUsualDegree;
   if (how.method != PRC_SMOOTH_MEAN && how.method != PRC_SMOOTH_SAVITZKY_GOLAY) {
     return PRC_BAD_ARGUMENT;
   }
@@ -150,6 +154,8 @@ int32_t CheckOptions(const PrcSmoothing& how, int32_t count) {
   }
   return count > int64_t{2} * how.half_width ? PRC_OK : PRC_TOO_FEW_POINTS;
 }
+
+namespace {
 
 bool IsEven(double a, double b) { return a <= kEvenSteps * b && b <= kEvenSteps * a; }
 

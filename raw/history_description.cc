@@ -47,7 +47,8 @@ constexpr int32_t kAlways = -1;
 
 // How a type with parameters of its own is described. A "%" in the pattern is followed by a kind
 // and the number (hexadecimal) of the 32-bit field that it shows: i an integer; n, 1 and 2 a float,
-// with the decimals that it needs, one or two; s a smoothing method; m a peak model; t a text.
+// with the decimals that it needs, one or two; r a further run of scans, in two fields, if there is
+// one; s a smoothing method; m a peak model; t a text.
 struct Describer {
   uint16_t type;
   int32_t condition;  // the row is for steps where this field is not zero
@@ -58,9 +59,9 @@ struct Describer {
 // The first row that fits a step counts. Pairs of types share their patterns.
 constexpr Describer kDescribers[] = {
     {RAW_STEP_REFINE, kAlways, "Refine", "(%i0,%n1)"},
-    {RAW_STEP_COMBINE, 4, "Combine", "(%i0:%i1-(%i2:%i3+%i4:%i5)x%n6)"},
-    {RAW_STEP_COMBINE, 2, "Combine", "(%i0:%i1-(%i2:%i3)x%n6)"},
-    {RAW_STEP_COMBINE, kAlways, "Combine", "(%i0:%i1)"},
+    {RAW_STEP_COMBINE, 4, "Combine", "(%i0:%i1%ra%rc%re-(%i2:%i3+%i4:%i5)x%n6)"},
+    {RAW_STEP_COMBINE, 2, "Combine", "(%i0:%i1%ra%rc%re-(%i2:%i3)x%n6)"},
+    {RAW_STEP_COMBINE, kAlways, "Combine", "(%i0:%i1%ra%rc%re)"},
     {RAW_STEP_SMOOTH, kAlways, "Smooth", "(%s0,%i1x%i2)"},
     {RAW_STEP_CENTER, kAlways, "Center", ""},
     {RAW_STEP_TRANSFORM, kAlways, "Transform", "(%i0:%i1,%n2,%n3)"},
@@ -116,6 +117,10 @@ std::string ShortNumberText(float value) {
   return text;
 }
 
+std::string RunText(int32_t first, int32_t last) {
+  return first != 0 ? '+' + std::to_string(first) + ':' + std::to_string(last) : "";
+}
+
 template <size_t kSize>
 std::string NameOrNumber(const char* const (&names)[kSize], int32_t value) {
   const bool named = value >= 0 && static_cast<size_t>(value) < kSize;
@@ -129,6 +134,8 @@ std::string FieldText(const Parameters& parameters, char kind, int32_t field) {
     case '1':
     case '2':
       return NumberText(parameters.Float(field), kind - '0');
+    case 'r':
+      return RunText(parameters.Int(field), parameters.Int(field + 1));
     case 's':
       return NameOrNumber(kSmoothMethods, parameters.Int(field));
     case 'm':

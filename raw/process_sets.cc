@@ -31,7 +31,10 @@ struct Sample {
   std::unique_ptr<File> data;
   uint64_t data_bytes = 0;
   std::vector<IndexRecord> scans;
+  std::vector<IndexRecord> telling;  // the first that have intensities, or else the first of all
 };
+
+bool HasIntensities(const IndexRecord& record) { return record.total_ion_current != 0; }
 
 int32_t TakeSample(int32_t handle, int16_t process, Sample* sample) {
   const ScanFiles files = ScanFilesOf(0, process);
@@ -41,16 +44,23 @@ int32_t TakeSample(int32_t handle, int16_t process, Sample* sample) {
   }
   if (error != RAW_OK) return error;
   std::vector<uint8_t> records(kRecordsLookedAt * IndexRecord::kSize);
-  size_t read = 0;
-  if (!sample->index->ReadAt(0, records.data(), records.size(), &read) ||
-      !sample->data->Size(&sample->data_bytes)) {
-    return RAW_SEEK_FAILED;
+  if (!sample->data->Size(&sample->data_bytes)) return RAW_SEEK_FAILED;
+  // In front of its peaks a chromatogram may have nothing for long.
+  size_t read = records.size();
+  for (uint64_t offset = 0; read == records.size() && sample->telling.size() < kScansDecoded;
+       offset += read) {
+    if (!sample->index->ReadAt(offset, records.data(), records.size(), &read)) {
+      return RAW_SEEK_FAILED;
+    }
+    for (size_t at = 0; at + IndexRecord::kSize <= read; at += IndexRecord::kSize) {
+      IndexRecord record;
+      record.DecodeFrom(records.data() + at);
+      if (record.points() == 0) continue;
+      if (offset == 0) sample->scans.push_back(record);
+      if (HasIntensities(record)) sample->telling.push_back(record);
+    }
   }
-  for (size_t at = 0; at + IndexRecord::kSize <= read; at += IndexRecord::kSize) {
-    IndexRecord record;
-    record.DecodeFrom(records.data() + at);
-    if (record.points() > 0) sample->scans.push_back(record);
-  }
+  if (sample->telling.empty()) sample->telling = sample->scans;
   return RAW_OK;
 }
 
@@ -119,7 +129,7 @@ int32_t FindDataTypeOf(const Sample& sample, const RawFunctionRecord& record, in
     Agreement agreement;
     agreement.own = code == own;
     size_t decoded = 0;
-    for (const IndexRecord& scan : sample.scans) {
+    for (const IndexRecord& scan : sample.telling) {
       // What is cut off, or would be, tells nothing.
       if (scan.offset + type->CompleteBytes(scan.points()) > sample.data_bytes) continue;
       const int32_t error = CompareScan(*type, sample, scan, ReaderRange(record), &agreement);

@@ -22,7 +22,9 @@ enum {
   PRC_NOT_FINITE = 6005,     // a value or position is infinite or not a number
   PRC_NOT_ASCENDING = 6006,  // a position is below the one before it
   PRC_UNEVEN = 6007,         // positions are not evenly spaced
-  PRC_NO_SCANS = 6008        // a range has no scans
+  PRC_NO_SCANS = 6008,       // a range has no scans
+  PRC_STEP_UNKNOWN = 6009,   // the history does not say how a data set was made
+  PRC_NO_FREE_SET = 6010     // a directory has all processed data sets that it can have
 };
 
 // --- Smoothing

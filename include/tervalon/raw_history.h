@@ -63,8 +63,10 @@ typedef struct RawHistoryProcess {
   // Sixteen 32-bit fields, integers i and floats f; all zero when not known. By type:
   //   1 refine: i window, scans; f noise threshold
   //   2 combine: i first and last scan; i, i a background's; i, i another's (first 0: none);
-  //     f factor of the background
-  //   3 smooth: i method, 0 mean, 1 Savitzky-Golay; i points on each side; i times
+  //     f factor of the background; what PrcSaveStep adds to it
+  //   3 smooth: i method, 0 mean, 1 Savitzky-Golay; i points on each side; i times; what PrcSaveStep
+  //     adds to it
+  //   4 center: what PrcSaveStep writes
   //   7 transform: i lowest and highest mass; f mass step; f threshold
   //   11, 13 maximum entropy: i log evidence; i iterations; i peak model, 0 uniform Gaussian,
   //     1 measured; f peak width; i lowest and highest mass; f mass step; i, i left and right

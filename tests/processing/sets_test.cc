@@ -34,8 +34,8 @@ std::vector<Scan> PeakedScans() {
       const double mass = (static_cast<double>(k % 50) - 25) / 4;
       const double time = (static_cast<double>(i) - 20) / 5;
       const double height = 900 * std::exp(-mass * mass - time * time);
-      scan.intensities[k] = static_cast<float>(
-          std::floor(height + (i < 8 ? 0.0 : static_cast<double>((k * 7 + i) % 5))));
+      const auto noise = static_cast<double>((k * 7 + i) % 5);
+      scan.intensities[k] = i < 12 ? 0 : static_cast<float>(std::floor(height + noise));
     }
     scans.push_back(scan);
   }
@@ -86,11 +86,12 @@ class SetsTest : public RawTest {
   }
 
   // What a set holds, as any reader sees it.
-  Points ReadSet(int16_t process, bool trace) {
+  Points ReadSet(int16_t process, int32_t type, bool trace = false) {
     int16_t function = 0;
     RawFunctionRecord record;
     EXPECT_EQ(RawReadProcFunction(handle_, process, &function, &record), RAW_OK);
     EXPECT_EQ(function, 1);
+    EXPECT_EQ(RawGetFuncDataType(&record), type);
     EXPECT_EQ(RawReadFuncInit(handle_, 1, process, &record, nullptr), RAW_OK);
     Points points;
     const int32_t scans = RawGetFuncScanCount(&record);
@@ -232,7 +233,7 @@ TEST_F(SetsTest, HoldWhatTheStepsGive) {
   const PrcStep mean = CombineStep(18, 22);
   PrcSpectrum spectrum = {};
   ASSERT_EQ(PrcCombine(handle_, 1, 0, &mean.combining, &spectrum), PRC_OK);
-  const Points stored = ReadSet(Save(0, mean), false);
+  const Points stored = ReadSet(Save(0, mean), RAW_DATA_ENHANCED_MASS);
   const auto* const masses = static_cast<const float*>(TvMemLock(spectrum.masses));
   const auto* const intensities = static_cast<const float*>(TvMemLock(spectrum.intensities));
   ASSERT_EQ(stored.positions.size(), static_cast<size_t>(spectrum.count));
@@ -255,7 +256,7 @@ TEST_F(SetsTest, HoldWhatTheStepsGive) {
   ASSERT_GT(count, 3);
   peaks.masses.resize(static_cast<size_t>(count));
   peaks.intensities.resize(static_cast<size_t>(count));
-  const Points centroids = ReadSet(Save(0, center), false);
+  const Points centroids = ReadSet(Save(0, center), RAW_DATA_FLOAT);
   EXPECT_EQ(centroids.positions, peaks.masses);
   EXPECT_EQ(centroids.intensities, peaks.intensities);
 
@@ -279,10 +280,10 @@ TEST_F(SetsTest, HoldWhatTheStepsGive) {
   ASSERT_EQ(PrcSmooth(&trace.smoothing, total.positions.data(), total.intensities.data(), kSetScans,
                       total.intensities.data()),
             PRC_OK);
-  const Points chromatogram = ReadSet(Save(0, trace), true);
+  const Points chromatogram = ReadSet(Save(0, trace), RAW_DATA_FLOAT, true);
   EXPECT_EQ(chromatogram.positions, total.positions);
   EXPECT_EQ(chromatogram.intensities, total.intensities);
-  EXPECT_EQ(ReadSet(Save(0, on_grid), true).intensities, resampled);
+  EXPECT_EQ(ReadSet(Save(0, on_grid), RAW_DATA_FLOAT, true).intensities, resampled);
 
   // The data manager reads them as other sets.
   DmRawDescriptor descriptor = {};

@@ -181,6 +181,7 @@ constexpr OptionalRow kOptional[] = {
     {"PrcCentroid", "centroiding"},
     {"PrcFindPeaks", "search"},
     {"PrcFindPeaks", "calibration"},
+    {"PrcReadStep", "*"},
     {"RawParseCali*", "text"},
     {"RawFormatCali*", "set"},
     {"RawGetFuncTimeRange", "first"},

@@ -201,12 +201,13 @@ size_t Draw::Elements() const {
       "values",  "times",    "masses",    "intensities", "flags",       "x",
       "y",       "variance", "used",      "list",        "records",     "descriptors",
       "headers", "fields",   "table",     "rects",       "findings",    "out",
-      "text",    "items",    "positions", "smoothed",    "peak_masses", "peak_intensities"};
+      "text",    "items",    "positions", "smoothed",    "peak_masses", "peak_intensities",
+      "offsets"};
   const bool array = std::find(std::begin(kArrays), std::end(kArrays), name_) != std::end(kArrays);
   int64_t elements = 1;
   if (Is("item_sizes") || Is("traces") || Is("scans")) {
     elements = items_ != -1 ? items_ : 1;
-  } else if (Is("list") || Is("offsets")) {
+  } else if (Is("list") || (Is("offsets") && items_ != -1)) {
     elements = items_ + 1;
   } else if (Is("descriptors") && IsIn("RawReadAnalog")) {
     elements = kLongest;  // the count comes behind it
@@ -426,6 +427,18 @@ void Draw::Fill(LinVarianceDataset* result) {
     TvMemFree(result->values);
     TvMemFree(result->variances);
   });
+}
+
+void Draw::Fill(PrcStep* step) {
+  FillBytes(step, sizeof *step);
+  if (Chance(mischief_ / 2)) return;
+  *step = {};
+  step->type = Any<int32_t>({RAW_STEP_COMBINE, RAW_STEP_SMOOTH, RAW_STEP_CENTER});
+  step->combining.scans[0] = {1, 1 + static_cast<int32_t>(Below(3))};
+  step->smoothing = {PRC_SMOOTH_MEAN, 1, 1, 0};
+  step->centroiding.top = 1;
+  step->trace = static_cast<int32_t>(Below(4));
+  step->scan = step->type == RAW_STEP_SMOOTH && step->trace != PRC_TRACE_NONE ? 0 : 1;
 }
 
 void Draw::Fill(RawHistoryHeader* header) {

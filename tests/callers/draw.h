@@ -129,6 +129,7 @@ class Draw {
   void Fill(LinDataset* result);
   void Fill(LinVarianceDataset* result);
   void Fill(RawHistoryHeader* header);
+  void Fill(PrcStep* step);
   void Fill(TvWindow* window) { *window = nullptr; }
 
   std::mt19937 random_;

@@ -24,6 +24,7 @@
 #include "tervalon/plot_resources.h"
 #include "tervalon/processing.h"
 #include "tervalon/processing_peaks.h"
+#include "tervalon/processing_sets.h"
 #include "tervalon/processing_spectra.h"
 #include "tervalon/projects.h"
 #include "tervalon/raw_analog.h"

@@ -6,6 +6,9 @@
 #include "datamgr/adapters.h"
 #include "datamgr/data_handles.h"
 #include "settings/settings.h"
+#include "tervalon/memory.h"
+#include "tervalon/processing_peaks.h"
+#include "tervalon/processing_sets.h"
 #include "tervalon/raw_analog.h"
 #include "tervalon/raw_chromatograms.h"
 #include "tervalon/raw_descriptor.h"
@@ -304,14 +307,15 @@ void NormaliseScans(Disk* disk) {
       std::memcpy(&word, &*record + 4, 4);
       const size_t points = word & RAW_SCAN_POINTS_MASK;
       const bool sir = path.ends_with("FUNC002.IDX");
-      const size_t end = offset + (sir ? points * 2 : (points + 1) / 2 * 10);
+      const bool made = set && !path.ends_with("PROC007.IDX");  // by processing
+      const size_t end = offset + (sir ? points * 2 : made ? points * 8 : (points + 1) / 2 * 10);
       if (end > data.size()) break;
       used = std::max(used, end);
       index.insert(index.end(), record + (set ? 4 : 0), record + kRecord);
       if (set) index.insert(index.end(), data.begin() + offset, data.begin() + std::ptrdiff_t(end));
     }
     normal.files[path] = index;
-    if (!set) normal.files[stem + ".DAT"] = {data.begin(), data.begin() + std::ptrdiff_t(used)};
+    normal.files[stem + ".DAT"] = {data.begin(), data.begin() + std::ptrdiff_t(set ? 0 : used)};
   }
   *disk = normal;
 }
@@ -550,6 +554,54 @@ std::vector<Step> SetSteps() {
            kEnds}};
 }
 
+// The result is told by its size alone: blocks have no other to compare.
+std::vector<Step> ProcessingSteps() {
+  const std::vector<int32_t> any =
+      MemberOr({PRC_NO_MEMORY, RAW_SCAN_BUFFER_ABSENT, RAW_NO_MEMORY_FOR_SCAN_BUFFER,
+                RAW_DIRECTORY_ABSENT, RAW_NO_FREE_HANDLE, RAW_SCAN_ABSENT});
+  const auto combine = [](Answer* answer) {
+    PrcCombining how = {};
+    how.scans[0] = {1, 3};
+    PrcSpectrum spectrum = {};
+    int32_t error = RawReadFuncInit(p.handle, 1, 0, &p.functions[0], nullptr);
+    if (error != RAW_OK) return error;
+    error = PrcCombine(p.handle, 1, 0, &how, &spectrum);
+    answer->Add(spectrum.count);
+    TvMemFree(spectrum.masses);
+    TvMemFree(spectrum.intensities);
+    RawReadFuncEnd(p.handle, 1, 0);
+    return error;
+  };
+  const auto find = [](Answer* answer) {
+    PrcPeaks peaks = {};
+    p.intensities[20] = 500;
+    const int32_t error =
+        PrcFindPeaks(nullptr, p.masses.data(), p.intensities.data(), kPoints, nullptr, &peaks);
+    answer->Add(peaks.count);
+    TvMemFree(peaks.peaks);
+    return error;
+  };
+  const auto save = [](Answer* answer) {
+    PrcStep step = {};
+    step.type = RAW_STEP_COMBINE;
+    step.combining.scans[0] = {1, 3};
+    int16_t saved = 0;
+    const int32_t error = PrcSaveStep(p.handle, 1, 0, &step, &saved);
+    answer->Add(saved);
+    return error;
+  };
+  const auto repeat = [](Answer* answer) {
+    int16_t saved = 0;
+    const int32_t error = PrcRepeat(p.handle, 1, &saved);
+    answer->Add(saved);
+    return error;
+  };
+  return {{"PrcCombine", combine, PRC_OK, any},
+          {"PrcFindPeaks", find, PRC_OK, {PRC_NO_MEMORY}},
+          {"PrcSaveStep", save, PRC_OK, any, 0, 3, "_PROC001"},
+          {"PrcRepeat", repeat, PRC_OK, any, 0, 3, "_PROC002"}};
+}
+
 void AcquireWithSet() {
   Acquire();
   StartProgram();
@@ -582,6 +634,7 @@ Scenario RawChanges() {
           Joined({{OpenOld(), ReadingSteps()[0], change, ReadingSteps()[1], AppendFunction(),
                    AnalogInf(), ReadingSteps()[15], History(), ScanFile(2),
                    WriteOne(2, RAW_DATA_SIR, 4), EndScans(2)},
+                  ProcessingSteps(),
                   SetSteps(),
                   {CloseOld()}}),
           StartProgram,

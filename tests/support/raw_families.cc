@@ -6,6 +6,8 @@
 #include <map>
 
 #include "tervalon/data_handles.h"
+#include "tervalon/memory.h"
+#include "tervalon/processing_sets.h"
 #include "tervalon/raw_descriptor.h"
 #include "tervalon/raw_header.h"
 #include "tervalon/raw_history.h"
@@ -371,6 +373,69 @@ class ProcessedSets : public Family {
   std::map<int32_t, uint32_t> stored_;  // what each scan holds
 };
 
+// Scans combined, and stored in sets of a run into which all workers store theirs.
+class Processing : public Family {
+ public:
+  explicit Processing(const Workplace& place) : run_(SharedRun(place.directory, 1)) {}
+  ~Processing() override {
+    if (handle_ >= 0) RawReadClose(handle_);
+  }
+
+  void Step(Random* random) override {
+    if (handle_ < 0 && !Open()) return;  // others have the handles
+    PrcStep step = {};
+    step.type = RAW_STEP_COMBINE;
+    step.combining.method = PRC_COMBINE_SUM;
+    PrcScans& scans = step.combining.scans[0];
+    scans.first = static_cast<int32_t>(Below(random, kSharedScans)) + 1;
+    scans.last = scans.first + static_cast<int32_t>(Below(
+                                   random, kSharedScans + 1 - static_cast<uint32_t>(scans.first)));
+    CheckSum(step.combining);
+    if (Below(random, 20) == 0) CheckSaved(step);
+  }
+
+ private:
+  bool Open() {
+    const int32_t error = RawReadOpen(run_.c_str(), &handle_);
+    if (error == RAW_NO_FREE_HANDLE) return false;
+    Succeed(error, "RawReadOpen");
+    RawFunctionRecord record;
+    Succeed(RawReadFuncInfo(handle_, 1, &record, nullptr), "RawReadFuncInfo");
+    Succeed(RawReadFuncInit(handle_, 1, 0, &record, nullptr), "RawReadFuncInit");
+    return true;
+  }
+
+  void CheckSum(const PrcCombining& how) const {
+    double expected = 0;
+    for (int32_t scan = how.scans[0].first; scan <= how.scans[0].last; ++scan) {
+      expected += static_cast<double>(TotalOf(static_cast<uint32_t>(scan)));
+    }
+    PrcSpectrum spectrum = {};
+    Succeed(PrcCombine(handle_, 1, 0, &how, &spectrum), "PrcCombine");
+    const auto* const intensities = static_cast<const float*>(TvMemLock(spectrum.intensities));
+    double sum = 0;
+    for (int32_t i = 0; i < spectrum.count; ++i) sum += static_cast<double>(intensities[i]);
+    TvMemUnlock(spectrum.intensities);
+    TvMemFree(spectrum.intensities);
+    TvMemFree(spectrum.masses);
+    Require(sum == expected, "another sum of scans");
+  }
+
+  void CheckSaved(const PrcStep& step) const {
+    int16_t saved = 0;
+    const int32_t error = PrcSaveStep(handle_, 1, 0, &step, &saved);
+    if (error == PRC_NO_FREE_SET || error == RAW_HISTORY_FULL || error == RAW_NO_FREE_HANDLE)
+      return;
+    Succeed(error, "PrcSaveStep");
+    PrcStep made = {};
+    Succeed(PrcReadStep(handle_, saved, nullptr, nullptr, &made), "PrcReadStep");
+    Require(std::memcmp(&made, &step, sizeof(step)) == 0, "another's step");
+  }
+
+  const std::string run_;
+  int32_t handle_ = -1;
+};
+
 // A history in memory.
 class Histories : public Family {
  public:
@@ -441,11 +506,9 @@ void RegisterValueAdapter() {
 }
 
 std::vector<FamilyKind> RawFamilies() {
-  return {{"RawHandles", 30, Make<RawHandles>},
-          {"RawWriting", 10, Make<RawWriting>},
-          {"DataHandles", 30, Make<DataHandles>},
-          {"ProcessedSets", 2, Make<ProcessedSets>},
-          {"Histories", 20, Make<Histories>}};
+  return {{"RawHandles", 30, Make<RawHandles>},   {"RawWriting", 10, Make<RawWriting>},
+          {"DataHandles", 30, Make<DataHandles>}, {"ProcessedSets", 2, Make<ProcessedSets>},
+          {"Processing", 10, Make<Processing>},   {"Histories", 20, Make<Histories>}};
 }
 
 }  // namespace tervalon::testing

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 
 #include "tools/pictures/label_placement.h"
 #include "tools/print/failure.h"
@@ -58,6 +59,17 @@ PlotSeries Trace(const std::vector<float>& heights, float base = 0) {
     series.y.push_back(base + heights[i / 100] * std::exp(-from_top * from_top));
   }
   return series;
+}
+
+PlotSeries Shuffled(const PlotSeries& series) {
+  PlotSeries shuffled = series;
+  std::mt19937 random(1);
+  for (size_t i = series.x.size() - 1; i > 0; --i) {
+    const size_t other = random() % (i + 1);
+    std::swap(shuffled.x[i], shuffled.x[other]);
+    std::swap(shuffled.y[i], shuffled.y[other]);
+  }
+  return shuffled;
 }
 
 PicturePlan PlanOf(std::vector<PlotSeries> series, const PictureStyle& style = {},
@@ -211,7 +223,7 @@ TEST(PicturePlan, LabelsWhatStandsOutOfTheNoise) {
 }
 
 // Of a million points few are left, but none that could be seen: the ends, single points that stick
-// out, the gap between others; and the noise is that of all of them.
+// out, the gap between others; and the noise is that of all of them. In whatever order they come.
 TEST(PicturePlan, LeavesOutWhatCannotBeSeenOfManyPoints) {
   constexpr size_t kCount = 1'000'000;
   PlotSeries many = {.title = "TIC", .x_title = "Time (min)"};
@@ -222,16 +234,23 @@ TEST(PicturePlan, LeavesOutWhatCannotBeSeenOfManyPoints) {
   many.y[314'159] = 5000;
   many.y[271'828] = -3000;
   std::fill_n(many.y.begin() + 600'000, 50'000, std::nanf(""));
-  const PicturePlan plan = PlanOf({many});
-  const PlotSeries& left = plan.series[0];
-  EXPECT_LT(left.x.size(), 8 * static_cast<size_t>(kSize.width));
-  EXPECT_TRUE(std::ranges::is_sorted(left.x));
-  EXPECT_EQ(left.x.front(), many.x.front());
-  EXPECT_EQ(left.x.back(), many.x.back());
-  EXPECT_THAT(left.y, Contains(5000));
-  EXPECT_THAT(left.y, Contains(-3000));
-  EXPECT_TRUE(std::ranges::any_of(left.y, [](float y) { return std::isnan(y); }));
-  EXPECT_THAT(Words(plan.panels[0].labels), UnorderedElementsAre("3.14", "2.72"));
+  PlotSeries shuffled = Shuffled(many);
+  shuffled.x[0] = std::nanf("");  // a point that is nowhere
+  for (const PlotSeries& series : {many, shuffled}) {
+    const PicturePlan plan = PlanOf({series});
+    const PlotSeries& left = plan.series[0];
+    EXPECT_LT(left.x.size(), 8 * static_cast<size_t>(kSize.width));
+    EXPECT_TRUE(std::ranges::is_sorted(left.x));
+    EXPECT_EQ(left.x.front(), many.x.front());
+    EXPECT_EQ(left.x.back(), many.x.back());
+    EXPECT_THAT(left.y, Contains(5000));
+    EXPECT_THAT(left.y, Contains(-3000));
+    EXPECT_TRUE(std::ranges::any_of(left.y, [](float y) { return std::isnan(y); }));
+    EXPECT_THAT(Words(plan.panels[0].labels), UnorderedElementsAre("3.14", "2.72"));
+  }
+  const PlotSeries few = Trace({1, 3, 2});
+  EXPECT_EQ(PlanOf({Shuffled(few)}).series[0].x, few.x);
+  EXPECT_EQ(PlanOf({Shuffled(few)}).series[0].y, few.y);
 }
 
 TEST(PicturePlan, KeepsLabelsOfWhatIsOffScaleAndBelowTheirTipsOfWhatPointsDown) {

@@ -1,8 +1,11 @@
 #include "tools/pictures/mass_map.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <utility>
 
 #include "tools/pictures/panel_plan.h"
@@ -47,6 +50,25 @@ uint8_t LevelOf(float value, float highest) {
       std::clamp<double>(decades / kDecades * kMapLevels, 0, kMapLevels - 1));
 }
 
+// Row after row, to a percent of each value: a float's upper half says that much.
+std::vector<uint8_t> LevelsOf(const MassMap& map, float highest) {
+  std::vector<uint8_t> level_of(size_t{1} << 15);
+  for (uint32_t upper = 0; upper < level_of.size(); ++upper) {
+    level_of[upper] = LevelOf(std::bit_cast<float>(upper << 16), highest);
+  }
+  std::vector<uint8_t> levels(map.highest.size());
+  const auto columns = static_cast<size_t>(map.columns);
+  const auto rows = static_cast<size_t>(map.rows);
+  for (size_t column = 0; column < columns; ++column) {
+    const float* value = &map.highest[column * rows];
+    for (size_t at = column; at < levels.size(); at += columns) {
+      levels[at] = *value > 0 ? level_of[std::bit_cast<uint32_t>(*value) >> 16] : uint8_t{0};
+      ++value;
+    }
+  }
+  return levels;
+}
+
 // The scale of colours beside the map.
 void AddScale(const Box& box, float highest, int32_t tick, const TextMeasure& measure,
               PanelPlan& panel) {
@@ -77,6 +99,29 @@ void AddScale(const Box& box, float highest, int32_t tick, const TextMeasure& me
   write("Intensity", box.left, box.top - height - height / 2);
 }
 
+float Higher(float a, float b) { return b > a ? b : a; }  // of not-a-numbers `a`
+
+// Several at a time.
+float Highest(const float* values, size_t count) {
+  std::array<float, 4> lanes = {};
+  size_t i = 0;
+  for (; i + lanes.size() <= count; i += lanes.size()) {
+    for (size_t k = 0; k < lanes.size(); ++k) {
+      lanes[k] = Higher(lanes[k], values[i + k]);
+    }
+  }
+  for (; i < count; ++i) {
+    lanes[0] = Higher(lanes[0], values[i]);
+  }
+  return std::accumulate(lanes.begin(), lanes.end(), 0.0F, Higher);
+}
+
+void RaiseTo(const float* values, size_t count, float* highest) {
+  for (size_t i = 0; i < count; ++i) {
+    highest[i] = Higher(highest[i], values[i]);
+  }
+}
+
 // The highest intensity in each of equal ranges of mass, of one spectrum after the other. Those
 // that have the same masses, as continuum data mostly do, are laid over each other first.
 class HighestByMass {
@@ -84,54 +129,101 @@ class HighestByMass {
   HighestByMass(const Window& masses, int32_t rows)
       : low_(masses.low),
         rows_per_mass_(static_cast<float>(rows) / (masses.high - masses.low)),
-        highest_(static_cast<size_t>(rows)) {}
+        rows_(static_cast<size_t>(rows)),
+        highest_(rows_ + 1) {}
 
   // Takes the spectrum's arrays and leaves others.
   void Add(Spectrum& spectrum) {
     const size_t size = spectrum.masses.size();
-    if (size == over_.masses.size() &&
-        std::memcmp(spectrum.masses.data(), over_.masses.data(), size * sizeof(float)) == 0) {
-      const float* values = spectrum.intensities.data();
-      float* highest = over_.intensities.data();
-      for (size_t i = 0; i < size; ++i) {
-        highest[i] = values[i] > highest[i] ? values[i] : highest[i];
-      }
+    if (size != masses_.size() ||
+        std::memcmp(spectrum.masses.data(), masses_.data(), size * sizeof(float)) != 0) {
+      AddRows();
+      masses_.swap(spectrum.masses);
+      FindRows();
+    } else if (runs_.empty()) {
+      FindRuns();
+    }
+    if (!is_empty_) {
+      RaiseTo(spectrum.intensities.data(), intensities_.size(), intensities_.data());
       return;
     }
-    AddRows();
-    std::swap(over_, spectrum);
+    intensities_.swap(spectrum.intensities);
+    is_empty_ = false;
   }
 
   // Of the spectra since the last call.
   std::vector<float> Take() {
     AddRows();
-    over_.masses.clear();
-    return std::exchange(highest_, std::vector<float>(highest_.size()));
+    std::vector<float> taken = std::exchange(highest_, std::vector<float>(rows_ + 1));
+    taken.pop_back();
+    return taken;
   }
 
  private:
-  void AddRows() {
-    const auto rows = static_cast<float>(highest_.size());
-    size_t open = 0;  // the row of the points before
-    float top = highest_[open];
-    for (size_t i = 0; i < over_.masses.size(); ++i) {
-      const float row = (over_.masses[i] - low_) * rows_per_mass_;
-      if (!(row >= 0 && row < rows)) {
-        continue;
+  struct Run {  // of points in the same row
+    size_t begin;
+    size_t end;
+  };
+
+  // What is outside goes into a row behind the others.
+  void FindRows() {
+    const auto rows = static_cast<float>(rows_);
+    row_of_.resize(masses_.size());
+    std::ranges::transform(masses_, row_of_.begin(), [this, rows](float mass) {
+      const float row = (mass - low_) * rows_per_mass_;
+      const float not_below = row >= 0 ? row : rows;
+      return static_cast<int32_t>(not_below < rows ? not_below : rows);
+    });
+    runs_.clear();
+  }
+
+  void FindRuns() {
+    for (size_t i = 0; i < row_of_.size(); ++i) {
+      if (i == 0 || row_of_[i] != row_of_[i - 1]) {
+        runs_.push_back({i, i});
       }
-      if (const auto own = static_cast<size_t>(row); own != open) {
-        highest_[open] = top;
-        open = own;
-        top = highest_[open];
-      }
-      top = std::max(top, over_.intensities[i]);
+      ++runs_.back().end;
     }
-    highest_[open] = top;
+  }
+
+  void AddRows() {
+    if (is_empty_) {
+      return;
+    }
+    is_empty_ = true;
+    for (const Run& run : runs_) {
+      float& own = highest_[static_cast<size_t>(row_of_[run.begin])];
+      own = Higher(own, Highest(&intensities_[run.begin], run.end - run.begin));
+    }
+    if (!runs_.empty()) {
+      return;
+    }
+    // From several places in turn: neighbours are mostly in the same row and wait for each other.
+    constexpr size_t kPlaces = 4;
+    const size_t part = row_of_.size() / kPlaces;
+    for (size_t i = 0; i < part; ++i) {
+      for (size_t place = 0; place < kPlaces; ++place) {
+        AddPoint(place * part + i);
+      }
+    }
+    for (size_t i = kPlaces * part; i < row_of_.size(); ++i) {
+      AddPoint(i);
+    }
+  }
+
+  void AddPoint(size_t i) {
+    float& own = highest_[static_cast<size_t>(row_of_[i])];
+    own = Higher(own, intensities_[i]);
   }
 
   float low_;
   float rows_per_mass_;
-  Spectrum over_;
+  size_t rows_;
+  std::vector<float> masses_;  // of the spectrum before
+  std::vector<int32_t> row_of_;
+  std::vector<Run> runs_;           // once the masses came again
+  std::vector<float> intensities_;  // of those laid over each other
+  bool is_empty_ = true;            // these
   std::vector<float> highest_;
 };
 
@@ -165,14 +257,6 @@ class ScanColumns {
   const MassMap& map_;
 };
 
-void StoreColumn(const std::vector<float>& highest, int32_t column, MassMap& map) {
-  auto at = static_cast<size_t>(column);
-  for (const float value : highest) {
-    map.highest[at] = std::max(map.highest[at], value);
-    at += static_cast<size_t>(map.columns);
-  }
-}
-
 void ReadColumns(const DataReader& reader, const std::vector<float>& times, MassMap& map) {
   const std::vector<int32_t> scans = ScansIn(times, map.times);
   const ScanColumns columns(times, scans, map);
@@ -187,7 +271,7 @@ void ReadColumns(const DataReader& reader, const std::vector<float>& times, Mass
     }
     const std::vector<float> rows = highest.Take();
     for (int32_t column = first; column < end; ++column) {
-      StoreColumn(rows, column, map);
+      RaiseTo(rows.data(), rows.size(), &map.highest[static_cast<size_t>(column) * rows.size()]);
     }
   }
 }
@@ -237,12 +321,7 @@ PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const Picture
   PanelPlan& panel = plan.panels[0];
   panel.traces.clear();
   const Box data = panel.row_boxes[0];
-  PlannedMap image = {.box = data, .columns = map.columns, .levels = {}};
-  image.levels.reserve(map.highest.size());
-  for (const float value : map.highest) {
-    image.levels.push_back(LevelOf(value, highest));
-  }
-  panel.maps.push_back(std::move(image));
+  panel.maps.push_back({.box = data, .columns = map.columns, .levels = LevelsOf(map, highest)});
   const int32_t left = data.right + measure.Height();
   AddScale({left, data.top, left + measure.Height(), data.bottom}, highest,
            std::max(size.pixels_per_inch / 32, 2), measure, panel);

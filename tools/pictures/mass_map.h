@@ -16,8 +16,7 @@ struct MassMap {
   Window masses = {0, 1};
   int32_t columns = 1;
   int32_t rows = 1;
-  std::vector<float> highest =
-      {};  // intensity in each cell: row after row, the lowest masses first
+  std::vector<float> highest = {};  // intensity in each cell: column after column, upward
 };
 
 // Reads every spectrum once. Of cells there are about as many as a picture of that size shows.

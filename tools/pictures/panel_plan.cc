@@ -272,6 +272,7 @@ void PanelPlanner::PlaceTraces() {
       plan_.traces.push_back({.series = draft_.series[i],
                               .ink = static_cast<Ink>(i),
                               .mode = AXS_PLOT_FILLED,
+                              .outlined = false,
                               .tinted = true});
     }
   }

@@ -58,9 +58,7 @@ class PicturePlanner {
       plan_.series = {Difference(plan_.series[0], plan_.series[1])};
     }
     for (PlotSeries& series : plan_.series) {
-      const Window whole = series.x.empty() ? Window{} : Window{series.x.front(), series.x.back()};
-      Thin(series, style_.x_range.value_or(whole),
-           kColumnsPerPixel * plan_.size.width * style_.rows);
+      Thin(series, style_.x_range, kColumnsPerPixel * plan_.size.width * style_.rows);
     }
     for (size_t i = 0; i < plan_.series.size(); ++i) {
       if (drafts_.empty() || style_.layout == Layout::kStacked) {

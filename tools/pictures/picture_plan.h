@@ -79,7 +79,8 @@ struct PlannedTrace {
   Ink ink = 0;
   int32_t mode = 0;       // AXS_PLOT_JOINED, ...
   float depth = 0;        // 0 in front, 1 behind
-  bool tinted = false;    // its area, which otherwise has the ground's colour
+  bool outlined = true;   // else only its area is painted
+  bool tinted = false;    // this, which otherwise has the ground's colour
   bool has_base = false;  // a line that it stands on
 };
 

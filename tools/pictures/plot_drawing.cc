@@ -18,6 +18,7 @@ constexpr double kTitleSize = 1.2;        // of the plain text
 constexpr int32_t kDataPensPerInch = 96;  // side by side
 constexpr int32_t kAxisPensPerInch = 120;
 constexpr double kTint = 0.25;
+constexpr int32_t kNoLine = 5;  // the style of a pen
 
 int32_t Cell(Face face) { return face == Face::kTitle ? 1 : 0; }
 
@@ -48,6 +49,7 @@ PlotPainter::PlotPainter(TvDC dc, const PictureSize& size, const Theme& theme, d
   axis_pen_ = tools_.MakePen(0, axis_width, theme.axis);
   muted_pen_ = tools_.MakePen(0, axis_width, theme.muted);
   grid_pen_ = tools_.MakePen(0, axis_width, theme.grid);
+  no_pen_ = tools_.MakePen(kNoLine, 1, theme.ground);
   for (size_t i = 0; i < 2 * size_t{PLT_DATA_STYLES}; ++i) {
     const LineStyle& style = theme.StyleOf(i);
     const TvPen pen = tools_.MakePen(style.dashes, data_width, style.colour);
@@ -96,7 +98,7 @@ TvColour PlotPainter::ColourOf(Ink ink) const {
 }
 
 // What is drawn next in the first data style.
-void PlotPainter::UseFor(Ink ink, Face face) const {
+void PlotPainter::UseFor(Ink ink, Face face, bool lines) const {
   PltResources resources = {};
   resources.axis_pen = axis_pen_;
   resources.tick_pen = muted_pen_;
@@ -110,6 +112,7 @@ void PlotPainter::UseFor(Ink ink, Face face) const {
         ink == kGridInk ? grid_pen_ : axis_pen_, 0, static_cast<uint8_t>(colour & 255),
         static_cast<uint8_t>(colour >> 8 & 255), static_cast<uint8_t>(colour >> 16 & 255)};
   }
+  resources.first[0].pen = lines ? resources.first[0].pen : no_pen_;
   PltSetResources(dc_, &resources);
 }
 
@@ -172,7 +175,7 @@ void PlotPainter::PaintMaps(const PanelPlan& panel) const {
 
 void PlotPainter::PaintTrace(const AxesObject& axes, const PlotSeries& series,
                              const PlannedTrace& trace) const {
-  UseFor(trace.ink, Face::kPlain);
+  UseFor(trace.ink, Face::kPlain, trace.outlined);
   AxsPlotBlock block = {};
   block.flags = AXS_PLOT_TRACE;
   block.mode = trace.mode;

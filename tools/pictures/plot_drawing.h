@@ -39,7 +39,7 @@ class PlotPainter : private TextMeasure {
   int32_t Height(Face face) const override;
 
   TvColour ColourOf(Ink ink) const;
-  void UseFor(Ink ink, Face face) const;
+  void UseFor(Ink ink, Face face, bool lines = true) const;
   void PaintPanel(const PicturePlan& plan, const PanelPlan& panel);
   void PaintMaps(const PanelPlan& panel) const;
   void PaintCells(const Box& box, std::span<const TvColour> colours, int32_t columns) const;
@@ -59,6 +59,7 @@ class PlotPainter : private TextMeasure {
   TvPen axis_pen_ = nullptr;
   TvPen muted_pen_ = nullptr;
   TvPen grid_pen_ = nullptr;
+  TvPen no_pen_ = nullptr;
   std::vector<PltDataStyle> styles_;  // of series
   AxesObject canvas_;                 // whose values are the picture's pixels
 };

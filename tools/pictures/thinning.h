@@ -3,13 +3,17 @@
 #ifndef TOOLS_PICTURES_THINNING_H_
 #define TOOLS_PICTURES_THINNING_H_
 
+#include <cstdint>
+#include <optional>
+
 #include "tools/pictures/plot_series.h"
 
 namespace tervalon::tools {
 
-// Leaves of very many points, in the order of x, those that can be seen: in each of so many equal
-// parts of the view the first, the lowest, the highest and the last. Other series stay as they are.
-void Thin(PlotSeries& series, const Window& view, int32_t columns);
+// Puts the points into the order of x; those without one are left out. Leaves of very many points
+// those that can be seen: in each of so many equal parts of the view, or of all, the first, the
+// lowest, the highest and the last.
+void Thin(PlotSeries& series, const std::optional<Window>& view, int32_t columns);
 
 }  // namespace tervalon::tools
 

@@ -4,6 +4,7 @@
 #define PROCESSING_ARRAYS_H_
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -13,31 +14,23 @@
 
 namespace tervalon::processing {
 
-// Both look at several values at a time, for vector code: a loop that ends early has none.
-constexpr size_t kLanes = 8;
+constexpr size_t kLanes = 8;  // values at a time, where the compiler is to make vector code of them
 
+// Both look at all values: a loop that ends early makes no vector code.
 inline bool AllFinite(const float* values, size_t count) {
-  float sums[kLanes] = {};  // of zeros, but for what is not finite
-  size_t i = 0;
-  for (; i + kLanes <= count; i += kLanes) {
-    for (size_t lane = 0; lane < kLanes; ++lane) sums[lane] += values[i + lane] * 0.0F;
+  constexpr uint32_t kExponent = 0x7F800000;
+  uint32_t special = 0;
+  for (size_t i = 0; i < count; ++i) {
+    special |= (std::bit_cast<uint32_t>(values[i]) & kExponent) == kExponent ? 1U : 0U;
   }
-  for (; i < count; ++i) sums[0] += values[i] * 0.0F;
-  return std::all_of(sums, sums + kLanes, [](float sum) { return sum == 0; });
+  return special == 0;
 }
 
 // False also where one is not a number.
 inline bool DoNotDescend(const float* positions, size_t count) {
-  int32_t in_order[kLanes];
-  std::fill_n(in_order, kLanes, -1);
-  size_t i = 1;
-  for (; i + kLanes <= count; i += kLanes) {
-    for (size_t lane = 0; lane < kLanes; ++lane) {
-      in_order[lane] &= positions[i + lane] >= positions[i + lane - 1] ? -1 : 0;
-    }
-  }
-  for (; i < count; ++i) in_order[0] &= positions[i] >= positions[i - 1] ? -1 : 0;
-  return std::all_of(in_order, in_order + kLanes, [](int32_t all) { return all != 0; });
+  uint32_t descends = 0;
+  for (size_t i = 1; i < count; ++i) descends |= positions[i] >= positions[i - 1] ? 0U : 1U;
+  return descends == 0;
 }
 
 // PRC_OK; PRC_NOT_FINITE; PRC_NOT_ASCENDING. There are positions.

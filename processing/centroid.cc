@@ -40,8 +40,10 @@ class Peak {
 
   double Area() const {
     double area = height();
-    for (size_t i = top_.at; i > top_.first && Reaches(i, i - 1); --i) area += IntensityOf(i - 1);
-    for (size_t i = top_.at; i < top_.last && Reaches(i, i + 1); ++i) area += IntensityOf(i + 1);
+    ForEachBeside([&](double intensity, double share, size_t /*at*/) {
+      area += intensity * share;
+      return true;
+    });
     return area;
   }
 
@@ -50,16 +52,13 @@ class Peak {
     const double mass = spectrum_.masses[top_.at];
     double weights = height() - level;
     double moment = 0;
-    const auto add = [&](size_t i) {
-      const double intensity = spectrum_.intensities[i];
+    ForEachBeside([&](double intensity, double share, size_t at) {
       if (intensity <= level) return false;
-      const double weight = (intensity - level) * ShareOf(i);
+      const double weight = (intensity - level) * share;
       weights += weight;
-      moment += weight * (spectrum_.masses[i] - mass);
+      moment += weight * (spectrum_.masses[at] - mass);
       return true;
-    };
-    for (size_t i = top_.at; i > top_.first && Reaches(i, i - 1) && add(i - 1);) --i;
-    for (size_t i = top_.at; i < top_.last && Reaches(i, i + 1) && add(i + 1);) ++i;
+    });
     return weights > 0 ? mass + moment / weights : mass;
   }
 
@@ -74,17 +73,23 @@ class Peak {
   }
 
  private:
-  // Whether a peak that has the point `inner` has `outer`, the next one, too.
-  bool Reaches(size_t inner, size_t outer) const {
+  // Calls `take` for the points of the peak on each side, from the top on until it returns false,
+  // with the share of the peak in their intensity.
+  template <typename Take>
+  void ForEachBeside(Take take) const {
     const float* const intensities = spectrum_.intensities;
-    return intensities[outer] > 0 &&
-           (intensities[inner] >= threshold_ || intensities[outer] <= intensities[inner]);
+    const auto takes = [&](size_t i, double inner, bool shared) {
+      const double outer = intensities[i];
+      return outer > 0 && (inner >= threshold_ || outer <= inner) &&
+             take(outer, shared ? 0.5 : 1.0, i);
+    };
+    for (size_t i = top_.at; i > top_.first; --i) {
+      if (!takes(i - 1, intensities[i], shares_first_ && i - 1 == top_.first)) break;
+    }
+    for (size_t i = top_.at; i < top_.last; ++i) {
+      if (!takes(i + 1, intensities[i], shares_last_ && i + 1 == top_.last)) break;
+    }
   }
-
-  double ShareOf(size_t i) const {
-    return (shares_first_ && i == top_.first) || (shares_last_ && i == top_.last) ? 0.5 : 1;
-  }
-  double IntensityOf(size_t i) const { return spectrum_.intensities[i] * ShareOf(i); }
 
   // Where the line from the point `outer` to `inner` has that height, which is above `outer`'s;
   // `outer` itself where it is not.

@@ -60,21 +60,21 @@ class NewFiles {
   int16_t number() const { return number_; }
   ScanWriter* writer() { return writer_.get(); }
 
-  // Makes the files of the lowest number that is free. PRC_NO_FREE_SET; a Raw error code.
+  // Makes the files of the lowest number that is free. PRC_NO_FREE_SET; a Raw error code:
+  // RAW_LOCK_FAILED when another makes them at this moment.
   int32_t Make(const History& history) {
-    while (++number_ <= RAW_MAX_PROCESSES) {
-      if (IsInHistory(history, number_) || !IsAbsent(raw::kProcessData) ||
-          !IsAbsent(raw::kProcessIndex)) {
-        continue;
-      }
-      making_ = true;
-      const int32_t error = ScanWriter::Open(handle_, Files(), {}, &writer_);
-      if (error == RAW_OK && IsEmpty()) return writer_->Clear();
-      if (error != RAW_OK && error != RAW_LOCK_FAILED) return error;
-      making_ = false;  // another has taken the number at this moment
-      writer_.reset();
+    for (bool is_free = false; !is_free;) {
+      if (++number_ > RAW_MAX_PROCESSES) return PRC_NO_FREE_SET;
+      if (IsInHistory(history, number_)) continue;
+      const int32_t error = FindAbsent(&is_free);
+      if (error != RAW_OK) return error;
     }
-    return PRC_NO_FREE_SET;
+    making_ = true;
+    int32_t error = ScanWriter::Open(handle_, Files(), {}, &writer_);
+    if (error == RAW_OK) error = CheckEmpty();
+    if (error != RAW_OK) return error;
+    is_own_ = true;
+    return writer_->Clear();
   }
 
   int32_t ForceToDisk() {
@@ -87,44 +87,49 @@ class NewFiles {
  private:
   raw::ScanFiles Files() const { return raw::ScanFilesOf(0, number_); }
 
-  bool IsAbsent(int32_t code) const {
-    std::unique_ptr<File> file;
-    bool absent = false;
-    raw::OpenForReading(handle_, code, number_, &file, &absent);
-    return absent;
+  std::string Path(int32_t code) const {
+    return raw::PathInside(raw::HandleDirectory(handle_), raw::MemberName(code, number_));
   }
 
-  bool IsEmpty() const {
+  // What cannot be told counts neither as absent nor as another's.
+  int32_t FindAbsent(bool* absent) const {
+    *absent = true;
     for (const int32_t code : {raw::kProcessIndex, raw::kProcessData}) {
-      std::unique_ptr<File> file;
-      uint64_t size = 0;
-      if (raw::OpenForReading(handle_, code, number_, &file) != RAW_OK || !file->Size(&size) ||
-          size != 0) {
-        return false;
-      }
+      const platform::PathStatus status = platform::Files().Status(Path(code));
+      if (status == platform::PathStatus::kUnknown) return RAW_MEMBER_NOT_OPENED;
+      if (status != platform::PathStatus::kNothing) *absent = false;
     }
-    return true;
+    return RAW_OK;
+  }
+
+  int32_t CheckEmpty() const {
+    std::unique_ptr<File> data;
+    uint64_t size = 0;
+    const int32_t error = raw::OpenForReading(handle_, raw::kProcessData, number_, &data);
+    if (error != RAW_OK) return error;
+    if (!data->Size(&size)) return RAW_SEEK_FAILED;
+    return size == 0 ? RAW_OK : RAW_LOCK_FAILED;
   }
 
   // While they are locked: who waits for them makes them anew.
   bool Remove() {
     std::unique_ptr<File> data;
-    uint64_t size = 0;
-    const bool is_own =
-        writer_ != nullptr ||
-        (raw::OpenForWriting(handle_, raw::kProcessData, number_, false, &data) == RAW_OK &&
-         data->Lock(platform::LockMode::kExclusive) && data->Size(&size) && size == 0);
-    for (const int32_t code : {raw::kProcessIndex, raw::kProcessData}) {
-      if (!is_own || IsAbsent(code)) continue;
-      platform::Files().Remove(
-          raw::PathInside(raw::HandleDirectory(handle_), raw::MemberName(code, number_)));
+    if (!is_own_) {
+      writer_.reset();
+      const int32_t error = raw::OpenForWriting(handle_, raw::kProcessData, number_, false, &data);
+      if (error != RAW_OK || !data->Lock(platform::LockMode::kExclusive) ||
+          CheckEmpty() != RAW_OK) {
+        return false;
+      }
     }
-    return is_own;
+    platform::Files().Remove(Path(raw::kProcessIndex));
+    return platform::Files().Remove(Path(raw::kProcessData));
   }
 
   const int32_t handle_;
   int16_t number_ = 0;
   bool making_ = false;
+  bool is_own_ = false;  // what they hold, if anything
   std::unique_ptr<ScanWriter> writer_;
 };
 

@@ -4,6 +4,7 @@
 #define PROCESSING_TOPS_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -21,13 +22,13 @@ struct Top {
   size_t at;  // of equal values the middle one
   // The higher of the lowest values to both sides, as far as there is nothing higher than the top;
   // of equal tops the first is the higher. A top at an end has one side. 0 without any.
-  double base;
+  float base;
   // The lowest value towards the top before it, or the first value; and the same behind it.
   size_t first;
   size_t last;
 };
 
-// `values` are finite. The tops are in their order.
+// `values` are finite, and fewer than 2^31. The tops are in their order.
 std::vector<Top> FindTops(const float* values, size_t count, const TopRules& rules);
 
 }  // namespace tervalon::processing

@@ -168,6 +168,34 @@ TEST_F(CombineTest, PartsAddUp) {
   }
 }
 
+// Whatever is near enough to be merged, nothing of it is lost, and its centre stays where it is.
+TEST_F(CombineTest, MergedCentroidsAddUp) {
+  for (int i = 0; i < 20; ++i) {
+    std::vector<Scan> scans = RandomScans(12, 1 + random_() % 200);
+    double total = 0;
+    double moment = 0;
+    for (Scan& scan : scans) {
+      for (float& mass : scan.masses) mass = 100 + static_cast<float>(random_() % 4000) / 64;
+      std::sort(scan.masses.begin(), scan.masses.end());
+      for (size_t k = 0; k < scan.masses.size(); ++k) {
+        total += double{scan.intensities[k]};
+        moment += double{scan.intensities[k]} * double{scan.masses[k]};
+      }
+    }
+    Make(RAW_DATA_FLOAT, scans);
+    PrcCombining how = How({{1, 12}});
+    how.method = PRC_COMBINE_SUM;
+    how.tolerance = static_cast<float>(random_() % 100) * (i % 2 == 0 ? 0.01F : 50.0F);
+    how.tolerance_in_ppm = i % 2;
+    const Combined whole = Combine(how);
+    EXPECT_TRUE(std::is_sorted(whole.masses.begin(), whole.masses.end()));
+    EXPECT_NEAR(whole.Sum(), total, 1e-6 * total);
+    EXPECT_NEAR(std::inner_product(whole.masses.begin(), whole.masses.end(),
+                                   whole.intensities.begin(), 0.0),
+                moment, 1e-6 * moment);
+  }
+}
+
 // Scans of other numbers of points and of another segment's calibration come onto the first axis.
 TEST_F(CombineTest, OtherAxes) {
   constexpr double kMass = 431.7;

@@ -150,6 +150,30 @@ fi
 
 [ ! -e unread.txt ] || cat unread.txt
 
+# --- Centroids (docs/processing.md has the differences)
+
+same_peaks() { # DIRECTORY FUNCTION PICKED MISSING
+  /usr/bin/python3 -W ignore "$root/tests/interop/peak_judge.py" "$tervalon" "$@" >peaks.log 2>&1 ||
+    { grep -v '^lopsided' peaks.log; return 1; }
+}
+pick_and_compare() { # DIRECTORY FUNCTION
+  rm -f profile.mzML picked.mzML
+  "$tervalon" export "$1" -f "$2" -o profile.mzML &&
+    PeakPickerHiRes -in profile.mzML -out picked.mzML && same_peaks "$1" "$2" picked.mzML 0
+}
+if [ -d "${TERVALON_TEST_DATA:-}/HYBRID.RAW" ]; then
+  for function in 1 2; do
+    ok "HYBRID.RAW, function $function: OpenMS finds the same peaks" \
+      pick_and_compare "$TERVALON_TEST_DATA/HYBRID.RAW" $function
+  done
+fi
+if [ -d "${TERVALON_TEST_DATA:-}/mzml" ]; then
+  ok "peaks that OpenMS' tutorial found" same_peaks others_peakpicker_tutorial_2.RAW 1 \
+    "$TERVALON_TEST_DATA/mzml/peakpicker_tutorial_2_picked.mzML" 0
+  ok "peaks that OpenMS' test found" same_peaks others_PeakPickerHiRes_orbitrap.RAW 1 \
+    "$TERVALON_TEST_DATA/mzml/PeakPickerHiRes_orbitrap_sn1_out.mzML" 2
+fi
+
 # --- Time and memory
 
 # Seconds and kilobytes that a command takes at most.

@@ -110,6 +110,10 @@ int RunProgram(const std::vector<std::string>& words) {
   tervalon::tools::AddCheckCommand(commands, action);
   tervalon::tools::AddHistoryCommand(commands, action);
   tervalon::tools::AddPlotCommand(commands, action);
+  tervalon::tools::AddCombineCommand(commands, action);
+  tervalon::tools::AddSmoothCommand(commands, action);
+  tervalon::tools::AddCentroidCommand(commands, action);
+  tervalon::tools::AddPeaksCommand(commands, action);
   tervalon::tools::AddSettingsCommand(commands, action);
   tervalon::tools::AddImportCommand(commands, action);
   tervalon::tools::AddSimulateCommand(commands, action);

@@ -25,6 +25,7 @@ from .function import Function
 from .numbers import Grid, Trace, linearise, noise, retention_index, trace
 from .parts import Channel, Polynomial, Step
 from .pictures import save_svg
+from .processing import PEAK_TYPE, Spectrum, centroid, peaks, smooth
 from .run import Run, open  # noqa: A004
 from .scan import INDEX_TYPE, Points, Scan
 from .settings import settings
@@ -35,7 +36,7 @@ __version__ = _ffi.string(_lib.TvVersion(_ffi.NULL)).decode()
 __all__ = [
     "AbsentError", "Channel", "Chromatogram", "Chromatograms", "ClosedError", "DataType", "Database",
     "DatabaseType", "Error", "Function", "FunctionType", "FunctionWriter", "Grid", "INDEX_TYPE",
-    "LibraryMemoryError", "NotFoundError", "Points", "Polynomial", "Run", "Scan", "Step", "StepType",
-    "Trace", "Writer", "create", "linearise", "noise", "open", "retention_index", "save_svg", "settings",
-    "trace",
+    "LibraryMemoryError", "NotFoundError", "PEAK_TYPE", "Points", "Polynomial", "Run", "Scan", "Spectrum", "Step", "StepType",
+    "Trace", "Writer", "centroid", "create", "linearise", "noise", "open", "peaks", "retention_index", "save_svg",
+    "settings", "smooth", "trace",
 ]  # fmt: skip

@@ -6,7 +6,7 @@ from typing import Any, Iterator, Optional, Sequence
 
 import numpy as np
 
-from . import _optional, pictures
+from . import _optional, pictures, processing
 
 
 class Chromatogram:
@@ -36,6 +36,15 @@ class Chromatogram:
     def to_pandas(self) -> Any:
         """Returns a Series over the time. Raises ImportError without pandas."""
         return _optional.pandas().Series(self.intensity, index=self.time, name=self.name)
+
+    def smooth(self, **options: Any) -> "Chromatogram":
+        """Returns it smoothed; options are those of ``tervalon.smooth``."""
+        smoothed = processing.smooth(self.intensity, self.time, **options)
+        return Chromatogram(self.time, smoothed, f"{self.name}, smoothed", self.source)
+
+    def peaks(self, **options: Any) -> np.ndarray:
+        """Finds and integrates its peaks; options and result are those of ``tervalon.peaks``."""
+        return processing.peaks(self.time, self.intensity, **options)
 
     def plot(self, axes: Any = None, **options: Any) -> Any:
         """Draws it with matplotlib, into `axes` or new ones, and returns them."""

@@ -3,11 +3,11 @@
 from __future__ import annotations
 
 import operator
-from typing import TYPE_CHECKING, Any, Iterator, Optional, Sequence, Union, overload
+from typing import TYPE_CHECKING, Any, Iterable, Iterator, Optional, Sequence, Union, overload
 
 import numpy as np
 
-from . import _memory, errors
+from . import _memory, errors, processing
 from ._library import NULL, check, ffi, floats, lib, lock, text
 from .chromatogram import Chromatogram, Chromatograms
 from .codes import DataType, FunctionType, known
@@ -267,6 +267,53 @@ class Function(Sequence[Scan]):
                                         floats(times), 1)
         check(code, self._run.path)
         return Chromatograms(times, values, [f"{low:g}-{high:g}" for low, high in edges], self.title)
+
+    # Processing
+
+    def combine(self, scans: Iterable[processing.Range] = (), *, times: Iterable[processing.Range] = (),
+                background: Iterable[processing.Range] = (),
+                background_times: Iterable[processing.Range] = (), factor: float = 1.0,
+                method: str = "mean", tolerance: Union[str, float] = 0.05,
+                points: Optional[str] = None) -> processing.Spectrum:
+        """Combines scans to one spectrum, less a background.
+
+        Args:
+            scans: Up to four scan numbers, or first and last of ranges: ``[(130, 150), 160]``.
+            times: The same by retention times, minutes.
+            background: Up to two ranges of scans whose mean is subtracted.
+            background_times: The same by retention times.
+            factor: Times the background is subtracted.
+            method: ``"mean"`` or ``"sum"``.
+            tolerance: How near to a higher one centroids are added to it: ``0.05`` or ``"20ppm"``.
+            points: ``"profile"`` or ``"centroids"``, where the data type does not say it.
+
+        Raises:
+            IndexError: Scans that there are not.
+            ValueError: Arguments that make no sense.
+        """
+        with lock:
+            handle = self._open()
+            members = processing.combining(self, handle, scans, times, background, background_times,
+                                           factor, method, tolerance, points)
+            return processing.combine(self, handle, members)
+
+    def smooth(self, scan: int, **options: Any) -> processing.Spectrum:
+        """Returns a scan smoothed; options are those of ``tervalon.smooth``."""
+        return self.scan(scan).smooth(**options)
+
+    def centroid(self, scan: int, **options: Any) -> processing.Spectrum:
+        """Returns the peaks of a profile scan; options are those of ``tervalon.centroid``."""
+        return self.scan(scan).centroid(**options)
+
+    def peaks(self, window: Optional[Window] = None, **options: Any) -> np.ndarray:
+        """Finds and integrates the peaks of a chromatogram.
+
+        Args:
+            window: Of ``xic``; None for the total ion current.
+            options: Those of ``tervalon.peaks``, whose result this is.
+        """
+        chromatogram = self.tic() if window is None else self.xic([window])[0]
+        return chromatogram.peaks(**options)
 
     def to_pandas(self) -> Any:
         """Returns the index as a DataFrame with the scan numbers as its index."""

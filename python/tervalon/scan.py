@@ -6,7 +6,7 @@ from typing import TYPE_CHECKING, Any, Iterator, NamedTuple, Optional
 
 import numpy as np
 
-from . import _optional, pictures
+from . import _optional, pictures, processing
 
 if TYPE_CHECKING:
     from .function import Function
@@ -150,6 +150,18 @@ class Scan:
             "m/z array": self.mz,
             "intensity array": self.intensity,
         }
+
+    def smooth(self, **options: Any) -> processing.Spectrum:
+        """Returns it smoothed; options are those of ``tervalon.smooth``."""
+        return self._spectrum().smooth(**options)
+
+    def centroid(self, **options: Any) -> processing.Spectrum:
+        """Returns the peaks of a profile; options are those of ``tervalon.centroid``."""
+        return self._spectrum().centroid(**options)
+
+    def _spectrum(self) -> processing.Spectrum:
+        title = f"{self.function.title}, scan {self.number}"
+        return processing.Spectrum(self.mz, self.intensity, self.time, self.is_profile, title)
 
     def plot(self, axes: Any = None, **options: Any) -> Any:
         """Draws the scan with matplotlib, into `axes` or new ones, and returns them."""

@@ -288,6 +288,46 @@ TEST(PicturePlan, DepthUsesTheRoomAndNamesTheHighestPeak) {
   EXPECT_EQ(Overlaps(panel.texts), 0U);
 }
 
+TEST(PicturePlan, FoundPeaksStandOnTheirBaselinesInEveryRowAndScale) {
+  PlotSeries series = Trace({4, 0, 0, 0}, 1);
+  series.peaks = {{.x = 0.5F,
+                   .y = 4,
+                   .start = 0.1F,
+                   .end = 0.9F,
+                   .start_y = 1,
+                   .end_y = 1.5F,
+                   .note = ", area 7"}};
+  for (const PictureStyle& style :
+       {PictureStyle{}, PictureStyle{.rows = 5}, PictureStyle{.counts = true},
+        PictureStyle{.y_scale = YScale::kSqrt}, PictureStyle{.x_range = Window{0.3F, 2}}}) {
+    const PanelPlan panel = PlanOf({series}, style).panels[0];
+    ASSERT_THAT(panel.areas, SizeIs(panel.rows == 1 ? 1 : 2)) << "it lies in two of the rows";
+    const float top = style.y_scale == YScale::kSqrt ? std::sqrt(5.0F) : 5;
+    for (size_t row = 0; row < panel.areas.size(); ++row) {
+      const Box& box = panel.row_boxes[row];
+      const std::vector<Place>& outline = panel.areas[row].outline;
+      EXPECT_EQ(outline.front().x, outline.back().x);
+      EXPECT_EQ(outline.front().y, outline.back().y);
+      const auto [highest, lowest] = std::ranges::minmax(outline, {}, &Place::y);
+      const auto at = [&](float y) {
+        return static_cast<float>(box.bottom) -
+               (y - panel.y.low) / (panel.y.high - panel.y.low) * static_cast<float>(box.height());
+      };
+      EXPECT_NEAR(static_cast<float>(highest.y), at(top), row == 0 ? 8.0F : 200.0F);
+      EXPECT_LE(static_cast<float>(lowest.y), at(1) + 1) << "nothing below the baseline";
+      for (const Place& place : outline) {
+        EXPECT_THAT(place.x, AllOf(Ge(box.left), Le(box.right)));
+      }
+    }
+    EXPECT_THAT(Words(panel.labels), Contains(EndsWith(", area 7")));
+  }
+  PlotSeries spectrum = Spectrum({100, 150, 200, 250}, {1, 6, 2, 0});
+  spectrum.peaks = {{.x = 151.25F, .y = 6}};
+  const PanelPlan panel = PlanOf({spectrum}).panels[0];
+  EXPECT_THAT(Words(panel.labels), ElementsAre("151.25"));
+  EXPECT_THAT(panel.lines, Contains(Field(&PlannedLine::ink, 1)));
+}
+
 TEST(PicturePlan, ComparesTwo) {
   PanelPlan panel = PlanOf({Spectrum({200, 300}, {10, 5}), Spectrum({200, 300}, {40, 80})},
                            {.layout = Layout::kMirrored})

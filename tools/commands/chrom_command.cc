@@ -55,20 +55,6 @@ std::vector<Window> ParseWindows(const std::vector<std::string>& texts) {
   return windows;
 }
 
-// "0.05" or "20ppm"
-MassTolerance ParseTolerance(const std::string& text) {
-  if (text.empty()) {
-    return {};
-  }
-  const bool in_ppm = text.ends_with("ppm");
-  const std::string number = in_ppm ? text.substr(0, text.size() - 3) : text;
-  const std::optional<double> value = ParseNumber(number);
-  if (!value || !(*value > 0) || !std::isfinite(*value)) {
-    throw WrongUsage("--tolerance: '" + text + "' is no tolerance such as 0.05 or 20ppm");
-  }
-  return {*value, in_ppm};
-}
-
 std::vector<Trace> ReadMasses(const Options& options, const DataReader& reader) {
   std::vector<WindowSum> windows;
   for (const std::string& mass : options.masses) {
@@ -104,7 +90,7 @@ std::vector<Trace> Read(const Options& options, const DataReader& reader) {
   }
   std::vector<Trace> traces;
   for (const TraceRequest& request :
-       ParseTraces(options.traces, ParseTolerance(options.tolerance))) {
+       ParseTraces(options.traces, ParseTolerance("--tolerance", options.tolerance))) {
     traces.push_back(ReadTrace(reader, request));
   }
   return traces;
@@ -268,7 +254,7 @@ void AddChromCommand(Command program, Action& chosen) {
   command.Callback([&chosen, options, trace] {
     // Wrong usage is told before anything is read.
     ParseWindows(options->masses);
-    const MassTolerance tolerance = ParseTolerance(options->tolerance);
+    const MassTolerance tolerance = ParseTolerance("--tolerance", options->tolerance);
     if (trace.IsGiven()) {
       ParseTraces(options->traces, tolerance);
     }

@@ -67,4 +67,22 @@ double NumberArgument(const std::string& option, const std::string& text) {
   return *number;
 }
 
+float TimeArgument(const std::string& option, const std::string& text) {
+  const double minutes = NumberArgument(option, text);
+  if (minutes < 0) {
+    throw WrongUsage(option + ": " + text + " is before the start");
+  }
+  return static_cast<float>(minutes);
+}
+
+std::vector<std::string> Parts(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  for (size_t begin = 0; begin <= text.size();) {
+    const size_t end = std::min(text.find(separator, begin), text.size());
+    parts.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return parts;
+}
+
 }  // namespace tervalon::tools

@@ -25,6 +25,10 @@ void AddExportCommand(Command program, Action& chosen);
 void AddCheckCommand(Command program, Action& chosen);
 void AddHistoryCommand(Command program, Action& chosen);
 void AddPlotCommand(Command program, Action& chosen);
+void AddCombineCommand(Command program, Action& chosen);
+void AddSmoothCommand(Command program, Action& chosen);
+void AddCentroidCommand(Command program, Action& chosen);
+void AddPeaksCommand(Command program, Action& chosen);
 void AddSettingsCommand(Command program, Action& chosen);
 void AddImportCommand(Command program, Action& chosen);
 void AddSimulateCommand(Command program, Action& chosen);
@@ -69,6 +73,10 @@ std::string DirectoryArgument(const std::string& text);
 
 // The number within a float's range that an option's whole text is; throws WrongUsage.
 double NumberArgument(const std::string& option, const std::string& text);
+// Minutes, from 0.
+float TimeArgument(const std::string& option, const std::string& text);
+
+std::vector<std::string> Parts(const std::string& text, char separator);
 
 }  // namespace tervalon::tools
 

@@ -36,14 +36,20 @@ using OneInput = std::function<void(const std::string& path, Output& output)>;
 void ForEachInput(const Inputs& inputs, Format format, Output& output, const OneInput& one);
 
 // The same as what a command does: run(*options, path, output), where the options have `inputs` and
-// a `format`. Completes the inputs.
+// a `format`, or the latter in their `result`. Completes the inputs.
 template <typename Options>
 std::function<void(Output&)> ForEachInput(const std::shared_ptr<Options>& options,
                                           void (*run)(const Options&, const std::string&,
                                                       Output&)) {
   CompleteInputs(options->inputs);
   return [options, run](Output& output) {
-    ForEachInput(options->inputs, options->format.format(), output,
+    Format format = Format::kText;
+    if constexpr (requires { options->format; }) {
+      format = options->format.format();
+    } else {
+      format = options->result.format.format();
+    }
+    ForEachInput(options->inputs, format, output,
                  [&](const std::string& path, Output& one) { run(*options, path, one); });
   };
 }

@@ -114,7 +114,7 @@ void Run(const Options& options, const std::string& path, Output& output) {
   SeriesOptions one = options.series;
   one.data.directory = path;
   const Series series = ReadSeries(one);
-  const SystemRawFile file = RawFile(path, one.scan, series.data_set);
+  const SystemRawFile file = RawFile(path, series.scan, series.data_set);
   Window window = WindowArgument(options);
   const std::vector<float> values = Cut(series, &window);
   Section section = {.title = series.title};

@@ -17,16 +17,6 @@ constexpr double kUsualPoints = 9;
 constexpr int32_t kMostPixels = 20000;
 constexpr size_t kMostSeries = 200;
 
-std::vector<std::string> Parts(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  for (size_t begin = 0; begin <= text.size();) {
-    const size_t end = std::min(text.find(separator, begin), text.size());
-    parts.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return parts;
-}
-
 // "LO-HI"; nothing for anything else. Numbers may be negative.
 std::optional<Window> ParseSpan(const std::string& text) {
   const size_t hyphen = text.find('-', 1);
@@ -65,11 +55,7 @@ std::vector<ScanRequest> ParseScans(const PlotOptions& options) {
   }
   if (!options.times.empty()) {
     for (const std::string& part : Parts(options.times, ',')) {
-      const double minutes = NumberArgument("--time", part);
-      if (minutes < 0) {
-        throw WrongUsage("--time: " + part + " is before the start");
-      }
-      scans.push_back({.minutes = static_cast<float>(minutes)});
+      scans.push_back({.minutes = TimeArgument("--time", part)});
     }
   }
   return scans;
@@ -182,6 +168,21 @@ void ParseData(const PlotOptions& options, PlotRequest& request) {
   }
 }
 
+void ParsePeaks(const PlotOptions& options, PlotRequest& request) {
+  PeakSearchOptions search = options.search;
+  if (options.peaks) {
+    search.threshold = search.threshold.empty() ? PeakSearchOptions().threshold : search.threshold;
+    request.peaks = ParsePeakSearch(search);
+    if (request.traces.empty()) throw WrongUsage("--peaks: there is no chromatogram");
+  }
+  if (options.centroids) {
+    CentroidingOptions centroiding;
+    if (!options.search.threshold.empty()) centroiding.threshold = options.search.threshold;
+    request.centroids = ParseCentroiding(centroiding);
+    if (request.scans.empty()) throw WrongUsage("--centroids: there is no spectrum");
+  }
+}
+
 void CheckLayout(const PlotRequest& request) {
   const PictureStyle& style = request.style;
   if (!request.pages && style.layout != Layout::kStacked && !request.traces.empty() &&
@@ -231,6 +232,7 @@ PlotRequest ParsePlotOptions(const PlotOptions& options) {
   request.pages = options.pages;
   request.style = ParseStyle(options);
   CheckLayout(request);
+  ParsePeaks(options, request);
   request.path = OutputPath(options, request.directories[0]);
   const bool has_format = !options.format.empty();
   const std::string kind = has_format ? "." + options.format : request.path;

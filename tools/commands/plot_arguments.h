@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/commands/command.h"
+#include "tools/commands/processing_arguments.h"
 #include "tools/data/trace_reader.h"
 #include "tools/pictures/picture.h"
 #include "tools/pictures/picture_plan.h"
@@ -39,6 +40,9 @@ struct PlotOptions {
   std::vector<std::string> names;
   std::string title;
   bool has_title = false;
+  bool peaks = false;
+  bool centroids = false;
+  PeakSearchOptions search = {.threshold = ""};  // the usual, of peaks or of centroids
   bool no_labels = false;
   PictureStyle style;
 };
@@ -54,7 +58,9 @@ struct PlotRequest {
   double points = 0;  // of the text
   PictureStyle style;
 
-  bool pages = false;  // for each trace and scan one
+  bool pages = false;                            // for each trace and scan one
+  std::optional<PrcPeakSearch> peaks = {};       // that are shown in chromatograms
+  std::optional<PrcCentroiding> centroids = {};  // and in spectra
 
   size_t SourceCount() const { return directories.size() * data_sets.size(); }
   size_t SeriesCount() const { return (traces.size() + scans.size()) * SourceCount(); }

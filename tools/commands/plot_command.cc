@@ -7,6 +7,7 @@
 #include "tools/commands/plot_arguments.h"
 #include "tools/data/files.h"
 #include "tools/data/function_description.h"
+#include "tools/pictures/found_peaks.h"
 #include "tools/pictures/mass_map.h"
 #include "tools/pictures/picture.h"
 #include "tools/pictures/plot_drawing.h"
@@ -96,10 +97,18 @@ class PageReader {
   PageReader(const Sources& sources, const PlotRequest& request, const std::string& points)
       : sources_(sources), points_(points), own_pages_(request.pages) {
     for (const TraceRequest& trace : request.traces) {
-      ReadOne([&](const DataReader& reader) { return ReadChromatogramSeries(reader, trace); });
+      ReadOne([&](const DataReader& reader) {
+        PlotSeries series = ReadChromatogramSeries(reader, trace);
+        if (request.peaks) AddPeaks(reader.Subject(), *request.peaks, series);
+        return series;
+      });
     }
     for (const ScanRequest& scan : request.scans) {
-      ReadOne([&](const DataReader& reader) { return ReadSpectrum(reader, scan); });
+      ReadOne([&](const DataReader& reader) {
+        PlotSeries series = ReadSpectrum(reader, scan);
+        if (request.centroids) AddCentroids(reader.Subject(), *request.centroids, series);
+        return series;
+      });
     }
   }
 
@@ -290,6 +299,16 @@ void AddLookOptions(Command command, PlotOptions& options) {
   look.AddFlag("--grid", options.style.grid, "A grid behind the data");
 }
 
+void AddPeakOptions(Command command, PlotOptions& options) {
+  const Command peaks = command.AddGroup("Peaks", "What is found in the data and shown in them");
+  peaks.AddFlag("--peaks", options.peaks,
+                "Fill the peaks of chromatograms down to their baselines,\n"
+                "with times and areas");
+  peaks.AddFlag("--centroids", options.centroids,
+                "Centroids of spectra as sticks over the profile");
+  AddPeakSearchOptions(peaks, options.search);
+}
+
 }  // namespace
 
 void AddPlotCommand(Command program, Action& chosen) {
@@ -300,6 +319,7 @@ void AddPlotCommand(Command program, Action& chosen) {
   AddPictureOptions(command, *options);
   AddAxesOptions(command, *options);
   AddLookOptions(command, *options);
+  AddPeakOptions(command, *options);
   const Option title =
       command.AddText("--title", options->title, "The title, instead of the usual one")
           .TypeName("TEXT");
@@ -313,6 +333,7 @@ void AddPlotCommand(Command program, Action& chosen) {
       "  tervalon plot SAMPLE.RAW -f 2 --scan 130-150 --layout 3d --filled -o peak.png\n"
       "  tervalon plot SAMPLE.RAW BLANK.RAW -t 4.67 --layout mirrored -o compared.svg\n"
       "  tervalon plot SAMPLE.RAW --scan 130-150 --pages -o scans.pdf\n"
+      "  tervalon plot SAMPLE.RAW --trace 455.29 --peaks --baseline tangent -o peaks.svg\n"
       "  tervalon plot SAMPLE.RAW --map --theme dark");
   command.Callback([&chosen, options, title] {
     options->has_title = title.IsGiven();

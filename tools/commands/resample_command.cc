@@ -1,12 +1,9 @@
 // tervalon resample: a spectrum or a trace on a regular grid.
 
-#include <tervalon/linearisation.h>
-#include <tervalon/memory.h>
-
 #include <memory>
 
 #include "tools/commands/series_reader.h"
-#include "tools/print/failure.h"
+#include "tools/processing/resampling.h"
 
 namespace tervalon::tools {
 namespace {
@@ -18,43 +15,10 @@ struct Options {
   bool interpolate = false;
 };
 
-float StepArgument(const std::string& text) {
-  const auto step = static_cast<float>(NumberArgument("--step", text));
-  if (!(step > 0)) {
-    throw WrongUsage("--step: " + text + " is not above 0");
-  }
-  return step;
-}
-
-struct FreeBlock {
-  void operator()(void* block) const { TvMemFree(static_cast<TvMemory>(block)); }
-};
-
-// A regular grid as positions and intensities.
-Series Resample(const Series& series, float step, bool interpolate) {
-  Series resampled = {.title = series.title, .is_spectrum = series.is_spectrum};
-  if (series.positions.empty()) {
-    return resampled;
-  }
-  const auto n = static_cast<int32_t>(series.positions.size());
-  LinDataset result = {};
-  const auto linearise = interpolate ? &LineariseDatasetNoFluxPreserve : &LineariseDataset;
-  if (linearise(series.positions.data(), series.intensities.data(), n, step, &result) != 0) {
-    throw Failure(series.title, "cannot be put on a grid of that step");
-  }
-  const std::unique_ptr<void, FreeBlock> block(result.values);
-  const auto* const values = static_cast<const float*>(TvMemLock(result.values));
-  resampled.intensities.assign(values, values + result.count);
-  TvMemUnlock(result.values);
-  for (uint32_t i = 0; i < result.count; ++i) {
-    resampled.positions.push_back(static_cast<float>(result.first + i * double{result.step}));
-  }
-  return resampled;
-}
-
 void Run(const Options& options, Output& output) {
-  Series series =
-      Resample(ReadSeries(options.series), StepArgument(options.step), options.interpolate);
+  Series series = ReadSeries(options.series);
+  Resample(series.title, StepArgument("--step", options.step), options.interpolate,
+           series.positions, series.intensities);
   const auto count = std::to_string(series.positions.size());
   Section section = {
       .key = "resampled",
@@ -87,7 +51,7 @@ void AddResampleCommand(Command program, Action& chosen) {
       "  tervalon resample SAMPLE.RAW -f 1 --trace 184.1 --step 0.01 --interpolate");
   command.Callback([&chosen, options] {
     CheckSeriesOptions(options->series);
-    StepArgument(options->step);
+    StepArgument("--step", options->step);
     chosen = [options](Output& output) { Run(*options, output); };
   });
 }

@@ -29,22 +29,42 @@ void AddSeriesSelection(Command command, SeriesOptions& options) {
                                       "A trace such as TIC (also without this option), BPI,\n"
                                       "184.1, 100_200, 184+200-150 or AN1")
                            .TypeName("TRACE");
-  command.AddOption("-s,--scan", options.scan, "The spectrum of a scan, from 1, instead of a trace")
-      .Between(1, INT32_MAX)
-      .TypeName("N")
-      .Excludes(trace);
+  const Option scan = command
+                          .AddOption("-s,--scan", options.scan,
+                                     "The spectrum of a scan, from 1, instead of a trace")
+                          .Between(1, INT32_MAX)
+                          .TypeName("N")
+                          .Excludes(trace);
+  command.AddOption("-t,--time", options.time, "The spectrum of the scan nearest to a time")
+      .TypeName("MINUTES")
+      .Excludes(trace)
+      .Excludes(scan);
 }
 
-void CheckSeriesOptions(const SeriesOptions& options) { OnlyTrace(options.trace); }
+void CheckSeriesOptions(const SeriesOptions& options) {
+  OnlyTrace(options.trace);
+  if (!options.time.empty()) TimeArgument("--time", options.time);
+}
+
+float StepArgument(const std::string& option, const std::string& text) {
+  const auto step = static_cast<float>(NumberArgument(option, text));
+  if (!(step > 0)) {
+    throw WrongUsage(option + ": " + text + " is not above 0");
+  }
+  return step;
+}
 
 Series ReadSeries(const SeriesOptions& options) {
   const RawDirectory directory(DirectoryArgument(options.data.directory));
   const DataReader reader(directory, options.data.data_set);
-  if (options.scan != 0) {
-    Spectrum spectrum = reader.ReadSpectrum(options.scan);
-    return {.title = reader.Subject() + ", scan " + std::to_string(options.scan),
+  if (options.is_spectrum()) {
+    const int32_t scan =
+        options.scan != 0 ? options.scan : reader.ScanAtTime(TimeArgument("--time", options.time));
+    Spectrum spectrum = reader.ReadSpectrum(scan);
+    return {.title = reader.Subject() + ", scan " + std::to_string(scan),
             .is_spectrum = true,
             .data_set = reader.data_set(),
+            .scan = scan,
             .positions = std::move(spectrum.masses),
             .intensities = std::move(spectrum.intensities)};
   }

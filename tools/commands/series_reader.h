@@ -11,11 +11,14 @@
 
 namespace tervalon::tools {
 
-// DIR and its options, --trace or --scan.
+// DIR and its options, --trace, --scan or --time.
 struct SeriesOptions {
   DataSetOptions data;
   std::string trace;
-  int32_t scan = 0;  // 0: a trace
+  int32_t scan = 0;
+  std::string time;
+
+  bool is_spectrum() const { return scan != 0 || !time.empty(); }
 };
 
 void AddSeriesOptions(Command command, SeriesOptions& options);
@@ -29,6 +32,7 @@ struct Series {
   std::string title;  // "x.RAW: function 1, trace TIC"
   bool is_spectrum = false;
   DataSet data_set = {};     // complete
+  int32_t scan = 0;          // of a spectrum
   DmTraceRecord trace = {};  // of a trace
   std::vector<float> positions = {};
   std::vector<float> intensities = {};
@@ -39,6 +43,9 @@ struct Series {
 
 // Throws a Failure.
 Series ReadSeries(const SeriesOptions& options);
+
+// A number above 0; throws WrongUsage.
+float StepArgument(const std::string& option, const std::string& text);
 
 }  // namespace tervalon::tools
 

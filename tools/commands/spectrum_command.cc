@@ -28,14 +28,6 @@ struct ScanFlag {
   bool set;
 };
 
-float TimeArgument(const std::string& text) {
-  const double minutes = NumberArgument("--time", text);
-  if (minutes < 0) {
-    throw WrongUsage("--time: " + text + " is before the start");
-  }
-  return static_cast<float>(minutes);
-}
-
 Section SummarySection(const DataReader& reader, int32_t scan, const Spectrum& spectrum) {
   const RawScanHeader& header = spectrum.header;
   Section section = {.title = reader.Subject() + ", scan " + std::to_string(scan)};
@@ -122,7 +114,7 @@ void Run(const Options& options, Output& output) {
   const DataReader reader(directory, options.data.data_set);
   int32_t scan = options.scan;
   if (!options.time.empty()) {
-    scan = reader.ScanAtTime(TimeArgument(options.time));
+    scan = reader.ScanAtTime(TimeArgument("--time", options.time));
   }
   const Spectrum spectrum = reader.ReadSpectrum(scan);
   const auto points = spectrum.header.points & RAW_SCAN_POINTS_MASK;
@@ -184,7 +176,7 @@ void AddSpectrumCommand(Command program, Action& chosen) {
       "  tervalon spectrum SAMPLE.RAW -f 2 -p 1 --data-type 1 -s 3 --csv > points.csv");
   command.Callback([&chosen, options] {
     if (!options->time.empty()) {
-      TimeArgument(options->time);
+      TimeArgument("--time", options->time);
     }
     chosen = [options](Output& output) { Run(*options, output); };
   });

@@ -113,6 +113,8 @@ class DataReader {
   std::string Subject() const;
   const RawDirectory& directory() const { return directory_; }
   const DataSet& data_set() const { return data_set_; }
+  int16_t function() const { return function_; }
+  int16_t process() const { return process_; }
   // With the data type of the data set.
   const RawFunctionRecord& record() const { return record_; }
 

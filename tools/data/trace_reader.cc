@@ -45,13 +45,6 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
   return parts;
 }
 
-Window Around(double mass, const MassTolerance& tolerance) {
-  const double reach = tolerance.value == 0 ? kUsualTolerance
-                       : tolerance.in_ppm   ? mass * tolerance.value / 1e6
-                                            : tolerance.value;
-  return {static_cast<float>(mass - reach), static_cast<float>(mass + reach)};
-}
-
 // Takes sums and differences of masses and ranges apart: "184.1", "Ch5", "100_200", "500>200".
 class MassText {
  public:
@@ -112,12 +105,12 @@ class MassText {
       member.is_range = true;
       member.window = {static_cast<float>(low), static_cast<float>(high)};
     } else {
-      member.window = Around(low, tolerance_);
+      member.window = WindowAround(low, tolerance_);
       if (Take('>')) {
         text_ += '>';
         double daughter = 0;
         if (!TakeMass(&daughter)) return false;
-        member.daughter = Around(daughter, tolerance_);
+        member.daughter = WindowAround(daughter, tolerance_);
       }
     }
     member.window.subtract = sign == '-';
@@ -270,6 +263,24 @@ Chromatogram Read(const DataReader& reader, const TraceRequest& request) {
 }
 
 }  // namespace
+
+MassTolerance ParseTolerance(const std::string& option, const std::string& text) {
+  if (text.empty()) return {};
+  const bool in_ppm = text.ends_with("ppm");
+  const std::optional<double> value =
+      ParseNumber(in_ppm ? text.substr(0, text.size() - 3) : text);
+  if (!value || !(*value > 0) || !std::isfinite(*value)) {
+    throw WrongUsage(option + ": '" + text + "' is no tolerance such as 0.05 or 20ppm");
+  }
+  return {*value, in_ppm};
+}
+
+Window WindowAround(double mass, const MassTolerance& tolerance) {
+  const double reach = tolerance.value == 0 ? kUsualTolerance
+                       : tolerance.in_ppm   ? mass * tolerance.value / 1e6
+                                            : tolerance.value;
+  return {static_cast<float>(mass - reach), static_cast<float>(mass + reach)};
+}
 
 std::vector<TraceRequest> ParseTraces(const std::string& text, const MassTolerance& tolerance) {
   std::vector<TraceRequest> requests;

@@ -19,6 +19,9 @@ struct MassTolerance {
   bool in_ppm = false;
 };
 
+// "0.05" or "20ppm"; without a text, the usual one. Throws WrongUsage.
+MassTolerance ParseTolerance(const std::string& option, const std::string& text);
+
 // A mass or a range of masses, with all digits that were typed. Lists of masses in floats keep
 // those of a range to 0.001 only.
 struct TraceMember {
@@ -41,6 +44,9 @@ struct TraceRequest {
 // The traces in a text such as "184.1,100_200,184+200-150,TIC,BPI,AN1,NL18", each once. Throws
 // WrongUsage.
 std::vector<TraceRequest> ParseTraces(const std::string& text, const MassTolerance& tolerance);
+
+// The range of masses that a mass with a tolerance means.
+Window WindowAround(double mass, const MassTolerance& tolerance);
 
 struct Trace {
   std::string key;

@@ -17,6 +17,7 @@ constexpr int32_t kMostLabelDecimals = 4;
 constexpr double kDepthShareX = 0.15;
 constexpr float kSameX = 0.5F;  // between a name's place and its peak, of masses
 constexpr float kSameTime = 0.05F;
+constexpr int32_t kStepsOfBentLine = 32;  // that a straight line takes on a scale that bends it
 
 // One row of the panel: the values that it shows, and where.
 struct RowView {
@@ -62,6 +63,9 @@ class PanelPlanner {
     PlaceXAxis();
     PlaceYAxis();
     PlaceTraces();
+    if (!deep_) {
+      PlacePeaks();
+    }
     if (deep_) {
       PlaceDepth();
     } else if (style_.labels && draft_.ranges.note.empty()) {
@@ -81,6 +85,8 @@ class PanelPlanner {
   void PlaceXAxis();
   void PlaceYAxis();
   void PlaceTraces();
+  void PlacePeaks();
+  void PlaceArea(const RowView& row, const PlotSeries& series, const PlotPeak& peak, Ink ink);
   void PlaceCross(const PlotSeries& series, Ink ink);
   void PlaceDepth();
   void PlaceLabels(const RowView& row);
@@ -98,7 +104,13 @@ class PanelPlanner {
     return style_.y_scale == YScale::kLog ? plan_.y.low : std::max(plan_.y.low, 0.0F);
   }
   float Height(float x, float y) const { return y * FactorAt(style_.magnified, x); }
+  float TopOf(const PlotSeries& series, const PlotPeak& peak) const;
+  // Those of a spectrum alone do not have its colour.
+  Ink CentroidInk(size_t series) const {
+    return static_cast<Ink>(draft_.group.size() == 1 ? 1 : series);
+  }
   std::string LabelText(const PlotSeries& series, size_t point, bool* named) const;
+  std::string LabelText(const PlotSeries& series, float x, float y, bool* named) const;
   void AddData(const RowView& row, const PlotSeries& series, LabelPlacement& placement) const;
   std::optional<Ink> GroundOf(const Box& box) const;
   void AddFactors(const RowView& row, LabelPlacement& placement) const;
@@ -297,6 +309,73 @@ void PanelPlanner::PlaceTraces() {
   }
 }
 
+// The peaks that were found: areas above their baselines, and centroids as sticks.
+void PanelPlanner::PlacePeaks() {
+  for (const RowView& row : rows_) {
+    for (size_t i = 0; i < draft_.group.size(); ++i) {
+      for (const PlotPeak& peak : draft_.group[i]->peaks) {
+        if (peak.has_area()) {
+          PlaceArea(row, *draft_.group[i], peak, static_cast<Ink>(i));
+        } else if (row.Holds(peak.x)) {
+          Line(row.XAt(peak.x), row.YAt(Base()), row.XAt(peak.x),
+               row.YAt(Height(peak.x, TopOf(*draft_.group[i], peak))), CentroidInk(i));
+        }
+      }
+    }
+  }
+}
+
+// Where a peak's label stands: at the highest that is drawn of it.
+float PanelPlanner::TopOf(const PlotSeries& series, const PlotPeak& peak) const {
+  if (!peak.has_area()) {
+    return OnScale(style_.y_scale, peak.y);
+  }
+  const auto first = std::ranges::lower_bound(series.x, peak.start) - series.x.begin();
+  float top = plan_.y.low;
+  for (auto i = static_cast<size_t>(first); i < series.x.size() && series.x[i] <= peak.end; ++i) {
+    top = std::max(top, series.y[i]);
+  }
+  return top;
+}
+
+// As far as the row reaches.
+void PanelPlanner::PlaceArea(const RowView& row, const PlotSeries& series, const PlotPeak& peak,
+                             Ink ink) {
+  const float from = std::max(peak.start, row.x.low);
+  const float to = std::min(peak.end, row.x.high);
+  if (!(from < to)) {
+    return;
+  }
+  const auto baseline = [&](float x) {
+    const float part = (x - peak.start) / (peak.end - peak.start);
+    const float y = peak.start_y + part * (peak.end_y - peak.start_y);
+    return Place{row.XAt(x), row.YAt(Height(x, OnScale(style_.y_scale, y)))};
+  };
+  PlannedArea area = {.outline = {baseline(from)}, .ink = ink};
+  auto i = static_cast<size_t>(std::ranges::lower_bound(series.x, from) - series.x.begin());
+  // Where the line to point i crosses the edge of the row.
+  const auto add_edge = [&](float x) {
+    if (i > 0 && i < series.x.size() && series.x[i] > x) {
+      const float part = (x - series.x[i - 1]) / (series.x[i] - series.x[i - 1]);
+      const float y = series.y[i - 1] + part * (series.y[i] - series.y[i - 1]);
+      area.outline.push_back({row.XAt(x), row.YAt(Height(x, y))});
+    }
+  };
+  add_edge(from);
+  for (; i < series.x.size() && series.x[i] <= to; ++i) {
+    if (std::isfinite(series.y[i])) {
+      area.outline.push_back({row.XAt(series.x[i]), row.YAt(Height(series.x[i], series.y[i]))});
+    }
+  }
+  add_edge(to);
+  const int32_t steps = style_.y_scale == YScale::kLinear ? 1 : kStepsOfBentLine;
+  for (int32_t step = 0; step <= steps; ++step) {
+    area.outline.push_back(
+        baseline(to - (to - from) * static_cast<float>(step) / static_cast<float>(steps)));
+  }
+  plan_.areas.push_back(std::move(area));
+}
+
 // A point without another to be joined with.
 void PanelPlanner::PlaceCross(const PlotSeries& series, Ink ink) {
   if (series.x.size() != 1) {
@@ -366,18 +445,22 @@ void PanelPlanner::PlaceDepth() {
 }
 
 std::string PanelPlanner::LabelText(const PlotSeries& series, size_t point, bool* named) const {
+  return LabelText(series, series.x[point], series.y[point], named);
+}
+
+std::string PanelPlanner::LabelText(const PlotSeries& series, float x, float y, bool* named) const {
   const float reach = series.x_title == "m/z" ? kSameX : kSameTime;
   const int decimals =
       std::min(std::max(series.label_decimals, x_decimals_ + 1), kMostLabelDecimals);
   char number[48];
-  std::string value = ftoa(series.x[point], number, decimals);
+  std::string value = ftoa(x, number, decimals);
   for (const PeakName& name : style_.names) {
-    *named = std::abs(name.x - series.x[point]) <= reach;
+    *named = std::abs(name.x - x) <= reach;
     if (!*named) {
       continue;
     }
     for (size_t i = 0; i < series.x.size(); ++i) {  // of the highest nearby only
-      if (std::abs(name.x - series.x[i]) <= reach && series.y[i] > series.y[point]) {
+      if (std::abs(name.x - series.x[i]) <= reach && series.y[i] > y) {
         *named = false;
       }
     }
@@ -477,17 +560,28 @@ void PanelPlanner::PlaceLabels(const RowView& row) {
     AddData(row, series, placement);
     const PeakLimits limits = {row.x, base, per_pixel * static_cast<float>(height_) / 3,
                                style_.magnified};
-    for (const size_t point : FindPeaks(series, limits)) {
+    const auto add = [&](float x, float value, const std::string& note, Ink ink) {
       LabelWish wish;
-      const float x = series.x[point];
-      const float y = Height(x, series.y[point]);
-      const std::string text = LabelText(series, point, &wish.named);
+      const float y = Height(x, value);
+      const std::string text = LabelText(series, x, value, &wish.named) + note;
       wish.tip = {row.XAt(x), row.YAt(y)};
       wish.downward = y < base;
       wish.weight = std::abs(y - base);
       wish.width = measure_.Width(text);
       wishes.push_back(wish);
-      texts.push_back({{}, text, static_cast<Ink>(i), Face::kPlain});
+      texts.push_back({{}, text, ink, Face::kPlain});
+    };
+    for (const PlotPeak& peak : series.peaks) {
+      if (row.Holds(peak.x)) {
+        add(peak.x, TopOf(series, peak), peak.note,
+            peak.has_area() ? static_cast<Ink>(i) : CentroidInk(i));
+      }
+    }
+    if (!series.peaks.empty()) {
+      continue;
+    }
+    for (const size_t point : FindPeaks(series, limits)) {
+      add(series.x[point], series.y[point], "", static_cast<Ink>(i));
     }
   }
   const std::vector<std::optional<Box>> places = placement.Find(wishes);

@@ -84,6 +84,12 @@ struct PlannedTrace {
   bool has_base = false;  // a line that it stands on
 };
 
+// An area with its outline.
+struct PlannedArea {
+  std::vector<Place> outline;
+  Ink ink = 0;
+};
+
 constexpr size_t kMapLevels = 64;
 
 struct PlannedMap {
@@ -110,6 +116,7 @@ struct PanelPlan {
   std::vector<Box> marks = {};
   std::vector<PlannedMap> maps = {};
   std::vector<PlannedLine> grid = {};
+  std::vector<PlannedArea> areas = {};  // of peaks, below the traces
   std::vector<PlannedTrace> traces = {};
   std::vector<PlannedLine> lines = {};   // axes, ticks, crosses, samples of the legend
   std::vector<PlannedText> labels = {};  // of peaks

@@ -132,6 +132,9 @@ void PlotPainter::PaintPanel(const PicturePlan& plan, const PanelPlan& panel) {
   PaintMaps(panel);
   const AxesObject axes(panel.rows, 1);
   axes.Arrange(panel);
+  for (const PlannedArea& area : panel.areas) {
+    PaintPeakArea(area);
+  }
   for (const PlannedTrace& trace : panel.traces) {
     PaintTrace(axes, plan.series[trace.series], trace);
   }
@@ -191,6 +194,25 @@ void PlotPainter::PaintTrace(const AxesObject& axes, const PlotSeries& series,
     block.flags |= AXS_PLOT_BASE_LINE;
   }
   AxsPlotData(dc_, axes.handle(), &block);
+}
+
+// Its outline comes back to where it began, so that nothing is filled below it.
+void PlotPainter::PaintPeakArea(const PlannedArea& area) const {
+  UseFor(area.ink, Face::kPlain);
+  std::vector<float> x;
+  std::vector<float> y;
+  for (const Place& place : area.outline) {
+    x.push_back(static_cast<float>(place.x));
+    y.push_back(static_cast<float>(size_.height - 1 - place.y));
+  }
+  AxsPlotBlock block = {};
+  block.flags = AXS_PLOT_TRACE | AXS_PLOT_FILL_COLOUR;
+  block.mode = AXS_PLOT_FILLED;
+  block.x = x.data();
+  block.y = y.data();
+  block.count = static_cast<int32_t>(x.size());
+  block.fill_colour = Mixed(theme_.ground, ColourOf(area.ink), kTint);
+  AxsPlotData(dc_, canvas_.handle(), &block);
 }
 
 void PlotPainter::PaintLines(std::span<const PlannedLine> lines) const {

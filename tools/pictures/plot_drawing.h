@@ -44,6 +44,7 @@ class PlotPainter : private TextMeasure {
   void PaintMaps(const PanelPlan& panel) const;
   void PaintCells(const Box& box, std::span<const TvColour> colours, int32_t columns) const;
   void PaintArea(const Box& box, TvColour colour) const;
+  void PaintPeakArea(const PlannedArea& area) const;
   void PaintTrace(const AxesObject& axes, const PlotSeries& series,
                   const PlannedTrace& trace) const;
   void PaintLines(std::span<const PlannedLine> lines) const;

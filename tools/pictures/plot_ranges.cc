@@ -128,6 +128,9 @@ PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const Pictur
     }
     if (factor != 1) {
       ForEachY(*group[i], [&](float& y) { y *= factor; });
+      for (PlotPeak& peak : group[i]->peaks) {
+        for (float* const y : {&peak.y, &peak.start_y, &peak.end_y}) *y *= factor;
+      }
     }
     if (!spans[i].empty()) {
       all.Add(spans[i].low * factor);

@@ -12,6 +12,20 @@
 
 namespace tervalon::tools {
 
+// A peak that was found in a series, with what it stands on: of a chromatogram from `start` to
+// `end`; of a spectrum a centroid, at one place.
+struct PlotPeak {
+  float x = 0;
+  float y = 0;  // of a centroid
+  float start = 0;
+  float end = 0;
+  float start_y = 0;  // of the baseline
+  float end_y = 0;
+  std::string note = {};  // behind its label
+
+  bool has_area() const { return start < end; }
+};
+
 struct PlotSeries {
   std::string title = {};    // "TIC"
   std::string x_title = {};  // "Time (min)"
@@ -25,6 +39,7 @@ struct PlotSeries {
   std::vector<float> x = {};
   std::vector<float> y = {};
   std::vector<float> noise_sample = {};  // of y, when points are left out
+  std::vector<PlotPeak> peaks = {};      // labelled, instead of what is seen as peaks
 };
 
 // A spectrum by its scan number, or the scan that is nearest to a time.

@@ -53,6 +53,10 @@ int32_t ScanNumber(const std::string& option, const std::string& whole, const st
   return number;
 }
 
+[[noreturn]] void ThrowReversed(const std::string& option, const std::string& text) {
+  throw WrongUsage(option + ": '" + text + "' begins above its end");
+}
+
 // "10-40,50"
 std::vector<PrcScans> ParseScans(const std::string& option, const std::string& text) {
   std::vector<PrcScans> runs;
@@ -60,7 +64,7 @@ std::vector<PrcScans> ParseScans(const std::string& option, const std::string& t
     const auto [first, last] = Ends(part);
     runs.push_back({ScanNumber(option, part, first), ScanNumber(option, part, last)});
     if (runs.back().last < runs.back().first) {
-      throw WrongUsage(option + ": '" + part + "' begins above its end");
+      ThrowReversed(option, part);
     }
   }
   return runs;
@@ -73,7 +77,7 @@ std::vector<Times> ParseTimes(const std::string& option, const std::string& text
     const auto [from, to] = Ends(part);
     ranges.push_back({TimeArgument(option, from), TimeArgument(option, to)});
     if (ranges.back().to < ranges.back().from) {
-      throw WrongUsage(option + ": '" + part + "' begins above its end");
+      ThrowReversed(option, part);
     }
   }
   return ranges;

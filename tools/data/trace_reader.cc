@@ -267,8 +267,7 @@ Chromatogram Read(const DataReader& reader, const TraceRequest& request) {
 MassTolerance ParseTolerance(const std::string& option, const std::string& text) {
   if (text.empty()) return {};
   const bool in_ppm = text.ends_with("ppm");
-  const std::optional<double> value =
-      ParseNumber(in_ppm ? text.substr(0, text.size() - 3) : text);
+  const std::optional<double> value = ParseNumber(in_ppm ? text.substr(0, text.size() - 3) : text);
   if (!value || !(*value > 0) || !std::isfinite(*value)) {
     throw WrongUsage(option + ": '" + text + "' is no tolerance such as 0.05 or 20ppm");
   }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
+#include <iterator>
 #include <utility>
 
 #include "tools/print/failure.h"
@@ -96,7 +96,7 @@ Section PeakSection(const std::string& title, const std::vector<FoundPeak>& peak
   const bool targets = !peaks.empty() && peaks[0].target.has_value();
   const auto column = [&](const char* key, const char* heading, int decimals, auto value) {
     std::vector<Value> cells;
-    for (const FoundPeak& peak : peaks) cells.push_back(value(peak));
+    std::ranges::transform(peaks, std::back_inserter(cells), value);
     section.columns.push_back({key, heading, std::move(cells), decimals});
   };
   const auto of_peak = [&](const char* key, const char* heading, int decimals, auto value) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <utility>
 
 #include "tools/print/failure.h"
@@ -94,43 +93,44 @@ Section PeakSection(const std::string& title, const std::vector<FoundPeak>& peak
                     bool for_people) {
   Section section = {.key = "peaks", .title = title};
   const bool targets = !peaks.empty() && peaks[0].target.has_value();
-  const auto column = [&](const char* key, const char* heading, int decimals, auto value) {
-    std::vector<Value> cells;
-    std::ranges::transform(peaks, std::back_inserter(cells), value);
+  // `fill` sets a cell where there is something to tell.
+  const auto column = [&](const char* key, const char* heading, int decimals, auto fill) {
+    std::vector<Value> cells(peaks.size());
+    for (size_t i = 0; i < cells.size(); ++i) fill(peaks[i], cells[i]);
     section.columns.push_back({key, heading, std::move(cells), decimals});
   };
-  const auto of_peak = [&](const char* key, const char* heading, int decimals, auto value) {
-    column(key, heading, decimals, [&](const FoundPeak& found) {
-      return found.peak ? Value(value(*found.peak)) : Value();
+  const auto of_peak = [&](const char* key, const char* heading, int decimals, auto member) {
+    column(key, heading, decimals, [member](const FoundPeak& found, Value& cell) {
+      if (found.peak) cell = *found.peak.*member;
     });
   };
   // Measures for which 0 says that there is none.
   const auto measure = [&](const char* key, const char* heading, int decimals,
                            float PrcPeak::*member) {
-    of_peak(key, heading, decimals, [member](const PrcPeak& peak) {
-      return peak.*member != 0 ? Value(peak.*member) : Value();
+    column(key, heading, decimals, [member](const FoundPeak& found, Value& cell) {
+      if (found.peak && *found.peak.*member != 0) cell = *found.peak.*member;
     });
   };
   const auto point = [&](const char* key, int32_t PrcPeak::*member) {
-    column(key, "", 0, [member](const FoundPeak& found) {
-      return found.peak && found.has_scans ? Value(int64_t{*found.peak.*member}) : Value();
+    column(key, "", 0, [member](const FoundPeak& found, Value& cell) {
+      if (found.peak && found.has_scans) cell = int64_t{*found.peak.*member};
     });
   };
   if (targets) {
-    column("name", "Name", -1, [](const FoundPeak& found) { return found.target->name; });
-    column("mz", "m/z", 4, [](const FoundPeak& found) { return found.target->mass; });
-    column("expected", "Expected (min)", 3, [](const FoundPeak& found) {
-      return found.target->time ? Value(*found.target->time) : Value();
+    column("name", "Name", -1,
+           [](const FoundPeak& found, Value& cell) { cell = found.target->name; });
+    column("mz", "m/z", 4, [](const FoundPeak& found, Value& cell) { cell = found.target->mass; });
+    column("expected", "Expected (min)", 3, [](const FoundPeak& found, Value& cell) {
+      if (found.target->time) cell = *found.target->time;
     });
   } else {
-    column("trace", "Trace", -1, [](const FoundPeak& found) { return found.trace; });
+    column("trace", "Trace", -1, [](const FoundPeak& found, Value& cell) { cell = found.trace; });
   }
-  of_peak("time", targets ? "Found" : "Time (min)", 3,
-          [](const PrcPeak& peak) { return peak.time; });
-  of_peak("start", "Start", 3, [](const PrcPeak& peak) { return peak.start_time; });
-  of_peak("end", "End", 3, [](const PrcPeak& peak) { return peak.end_time; });
-  of_peak("height", "Height", -1, [](const PrcPeak& peak) { return peak.height; });
-  of_peak("area", "Area", -1, [](const PrcPeak& peak) { return peak.area; });
+  of_peak("time", targets ? "Found" : "Time (min)", 3, &PrcPeak::time);
+  of_peak("start", "Start", 3, &PrcPeak::start_time);
+  of_peak("end", "End", 3, &PrcPeak::end_time);
+  of_peak("height", "Height", -1, &PrcPeak::height);
+  of_peak("area", "Area", -1, &PrcPeak::area);
   measure("width", "Width", 4, &PrcPeak::width);
   measure("asymmetry", "Asymmetry", 2, &PrcPeak::asymmetry);
   measure("signal_to_noise", "S/N", 1, &PrcPeak::signal_to_noise);
@@ -141,11 +141,14 @@ Section PeakSection(const std::string& title, const std::vector<FoundPeak>& peak
     point("scan", &PrcPeak::apex);
     point("start_scan", &PrcPeak::start);
     point("end_scan", &PrcPeak::end);
-    of_peak("start_intensity", "", -1, [](const PrcPeak& peak) { return peak.start_intensity; });
-    of_peak("end_intensity", "", -1, [](const PrcPeak& peak) { return peak.end_intensity; });
-    of_peak("group", "", 0, [](const PrcPeak& peak) { return int64_t{peak.group}; });
-    of_peak("baseline", "", -1,
-            [](const PrcPeak& peak) { return std::string(kBaselines[peak.baseline]); });
+    of_peak("start_intensity", "", -1, &PrcPeak::start_intensity);
+    of_peak("end_intensity", "", -1, &PrcPeak::end_intensity);
+    column("group", "", 0, [](const FoundPeak& found, Value& cell) {
+      if (found.peak) cell = int64_t{found.peak->group};
+    });
+    column("baseline", "", -1, [](const FoundPeak& found, Value& cell) {
+      if (found.peak) cell = std::string(kBaselines[found.peak->baseline]);
+    });
   }
   return section;
 }

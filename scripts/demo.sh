@@ -71,8 +71,14 @@ show plot DEMO.RAW --trace TIC,AN1 -o chromatogram.png
 show plot DEMO.RAW -t 4.67 --magnify 100-420x20 --magnify 490-700x20 -o spectrum.png
 show plot DEMO.RAW -f 2 -s 136-146 --layout 3d --filled --range 452-462 -o peak.png
 
+say "6. Answers: the peaks of the chromatogram with their areas, and a spectrum less its background"
+show peaks DEMO.RAW
+show plot DEMO.RAW --peaks -o peaks.png
+show combine DEMO.RAW -f 2 -t 4.5-4.9 --background-time 3.8-4 --save --plot
+show history DEMO.RAW
+
 say "Done"
 files=(DEMO.RAW/*)
-printf 'The pictures are %s\n' "$PWD"/{chromatogram,spectrum,peak}.png
+printf 'The pictures are %s\n' "$PWD"/{chromatogram,spectrum,peak,peaks}.png
 printf 'DEMO.RAW holds %d files, %s; look further with\n  %s --help\n' "${#files[@]}" \
   "$(du -sh DEMO.RAW | cut -f1)" "$tervalon"

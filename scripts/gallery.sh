@@ -78,6 +78,12 @@ draw spectrum_sqrt.svg DEMO.RAW -t 4.67 --y-scale sqrt --theme dark
 draw spectrum_rows.png DEMO.RAW -s 135 --rows 2
 draw named.svg DEMO.RAW -t 4.67 --name 455.29=verapamil --range 400-700 --text-size 12
 draw pages.pdf DEMO.RAW --scan 139-142 --pages
+heading "Found peaks"
+draw peaks.png DEMO.RAW --peaks
+draw peaks_rows.png DEMO.RAW --peaks --rows 3 --y-scale sqrt --theme dark
+draw peaks_overlaid.svg DEMO.RAW --trace TIC,455.29 --peaks --threshold 2% --baseline valleys --layout overlaid --grid --range 4-6
+draw peaks_of_noise.png DEMO.RAW --trace 470_900 --peaks --baseline tangent --counts
+draw centroids.png DEMO.RAW -f 2 -t 4.67 --centroids --threshold 1% --range 454.5-459
 heading "Several runs and functions"
 draw mirrored.png DEMO.RAW OTHER.RAW -t 4.67 --layout mirrored
 draw mirrored_traces.svg DEMO.RAW OTHER.RAW --layout mirrored --filled

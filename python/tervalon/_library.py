@@ -43,7 +43,7 @@ _ABSENT = {lib.RAW_SCAN_ABSENT, lib.RAW_SLOT_OUT_OF_RANGE, lib.DB3_RECORD_NUMBER
 _NOT_FOUND = {lib.RAW_DIRECTORY_ABSENT, lib.RAW_DIRECTORY_VANISHED, lib.RAW_MEMBER_NOT_OPENED,
               lib.DB3_FILE_MISSING}
 _NO_MEMORY = {lib.RAW_NO_MEMORY_FOR_MEMBER, lib.RAW_NO_MEMORY_FOR_SCAN_BUFFER,
-              lib.DB3_MEMORY_ALLOCATION}
+              lib.DB3_MEMORY_ALLOCATION, lib.PRC_NO_MEMORY}
 
 
 def error(code: int, path: Optional[str] = None) -> errors.Error:

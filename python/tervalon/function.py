@@ -315,6 +315,52 @@ class Function(Sequence[Scan]):
         chromatogram = self.tic() if window is None else self.xic([window])[0]
         return chromatogram.peaks(**options)
 
+    def save_combined(self, scans: Iterable[processing.Range] = (), *,
+                      times: Iterable[processing.Range] = (),
+                      background: Iterable[processing.Range] = (),
+                      background_times: Iterable[processing.Range] = (), factor: float = 1.0,
+                      method: str = "mean", tolerance: Union[str, float] = 0.05,
+                      points: Optional[str] = None) -> "Function":
+        """Stores what ``combine`` returns as a processed data set with its history, and returns that."""
+        with lock:
+            handle = self._open()
+            members = processing.combining(self, handle, scans, times, background, background_times,
+                                           factor, method, tolerance, points)
+            return self._saved(lib.RAW_STEP_COMBINE, {"combining": members})
+
+    def save_smoothed(self, scan: int = 0, *, trace: Union[str, Window, None] = None, grid: float = 0,
+                      method: str = "savitzky-golay", window: int = 7, degree: int = 2,
+                      passes: int = 1) -> "Function":
+        """Stores a scan or trace smoothed as a processed data set with its history, and returns that.
+
+        Args:
+            scan: Its number, or 0 for a trace.
+            trace: ``"TIC"``, ``"BPI"`` or a window of ``xic``.
+            grid: The distance, m/z or minutes, of the points that it is brought onto first; 0: as it is.
+            method, window, degree, passes: Those of ``tervalon.smooth``.
+        """
+        members = {"smoothing": processing.smoothing(method, window, degree, passes), "scan": scan,
+                   "grid": grid, **({} if trace is None else processing.smoothed_trace(trace))}
+        return self._saved(lib.RAW_STEP_SMOOTH, members)
+
+    def save_centroids(self, scan: int, *, threshold: processing.Threshold = "3x", rise: float = 0.1,
+                       top: float = 0.8, resolution: float = 0, area: bool = False) -> "Function":
+        """Stores the peaks of a scan as a processed data set with its history, and returns that.
+
+        Options are those of ``tervalon.centroid``.
+        """
+        how = processing.centroiding(threshold, rise, top, resolution, area)
+        return self._saved(lib.RAW_STEP_CENTER, {"centroiding": how, "scan": scan})
+
+    def repeat(self) -> "Function":
+        """Makes a processed data set once more, as the history says how, and returns the new one."""
+        with lock:
+            return Function(self._run, self._number, processing.repeat(self, self._run._handle))
+
+    def _saved(self, kind: int, members: dict[str, Any]) -> "Function":
+        with lock:
+            return Function(self._run, self._number, processing.save(self, self._open(), kind, members))
+
     def to_pandas(self) -> Any:
         """Returns the index as a DataFrame with the scan numbers as its index."""
         from . import _optional

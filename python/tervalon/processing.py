@@ -9,7 +9,7 @@ import numpy as np
 from . import _optional, errors, pictures
 from ._library import NULL, error, ffi, floats, lib, lock
 from .numbers import _values
-from .windows import _TOLERANCE, _UNITS
+from .windows import _TOLERANCE, _UNITS, Window, bounds
 
 if TYPE_CHECKING:
     from .function import Function
@@ -33,6 +33,7 @@ _BASELINES = {"dropped": lib.PRC_BASELINE_DROPPED, "valleys": lib.PRC_BASELINE_V
 _COMBINATIONS = {"mean": lib.PRC_COMBINE_MEAN, "sum": lib.PRC_COMBINE_SUM}
 _POINTS = {None: lib.PRC_POINTS_BY_TYPE, "profile": lib.PRC_POINTS_CONTINUUM,
            "centroids": lib.PRC_POINTS_CENTROIDS}
+_TRACES = {"TIC": lib.PRC_TRACE_TOTAL_ION, "BPI": lib.PRC_TRACE_BASE_PEAK}
 _ARGUMENTS = {lib.PRC_BAD_ARGUMENT, lib.PRC_TOO_FEW_POINTS, lib.PRC_BAD_WINDOW, lib.PRC_NOT_FINITE,
               lib.PRC_NOT_ASCENDING, lib.PRC_UNEVEN}
 
@@ -316,3 +317,26 @@ def combine(function: "Function", handle: int, members: dict[str, Any]) -> Spect
     scans = result.scan_count
     return Spectrum(mz, intensity, result.retention_time, not result.centroids,
                     f"{function.title}, {scans} {'scan' if scans == 1 else 'scans'} combined")
+
+
+def save(function: "Function", handle: int, kind: int, members: dict[str, Any]) -> int:
+    """Stores a step to a function as a processed data set; the caller holds the lock."""
+    saved = ffi.new("int16_t*")
+    step = ffi.new("PrcStep*", {"type": kind, **members})
+    _check(lib.PrcSaveStep(handle, function.number, function.process, step, saved), function.run.path)
+    return saved[0]
+
+
+def repeat(function: "Function", handle: int) -> int:
+    """Makes a processed data set once more; the caller holds the lock."""
+    saved = ffi.new("int16_t*")
+    _check(lib.PrcRepeat(handle, function.process, saved), function.run.path)
+    return saved[0]
+
+
+def smoothed_trace(trace: Union[str, Window]) -> dict[str, Any]:
+    """Returns the members of a PrcStep that say which trace is smoothed."""
+    if isinstance(trace, str):
+        return {"trace": _choice(_TRACES, trace, "trace")}
+    low, high = bounds(trace)
+    return {"trace": lib.PRC_TRACE_MASSES, "low": low, "high": high}

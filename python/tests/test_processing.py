@@ -60,6 +60,30 @@ def test_as_arithmetic():
     assert tervalon.PEAK_TYPE.itemsize == 72 == tervalon._ffi.sizeof("PrcPeak")
 
 
+def test_saved_sets_and_their_history():
+    with tervalon.open("FIRST.RAW") as run:
+        made = run[2].combine([(130, 150)], background=[(120, 125)])
+        saved = run[2].save_combined([(130, 150)], background=[(120, 125)])
+        assert saved.process in run.processes and len(saved) == 1
+        assert saved.scan(1).intensity == pytest.approx(made.intensity, rel=1e-5, abs=1e-2)
+        peaks = saved.save_centroids(1, threshold="1%")
+        smoothed = run[1].save_smoothed(trace="TIC", window=9)
+        tic = run[1].tic().smooth(window=9)
+        assert np.array_equal(smoothed.tic().intensity, tic.intensity)
+        steps = {step.name: step for step in run.history}
+        assert "Combine (130:150-" in steps[f"_PROC{saved.process:03}"].description
+        assert steps[f"_PROC{peaks.process:03}"].type == tervalon.StepType.CENTER
+        again = peaks.repeat()
+        assert again.process != peaks.process
+        assert np.array_equal(again.scan(1).mz, peaks.scan(1).mz)
+        before = len(run.processes)
+        for wrong in (lambda: run[2].save_combined([(1, 999)]), lambda: run[2].save_centroids(999),
+                      lambda: run[1].save_smoothed(trace="AN1"), lambda: run[1].repeat()):
+            with pytest.raises((ValueError, tervalon.Error)):
+                wrong()
+        assert len(run.processes) == before
+
+
 @pytest.mark.parametrize("call", [
     lambda run: tervalon.smooth([1, 2, 3], window=4),
     lambda run: tervalon.smooth([1, 2, 3], window=5),

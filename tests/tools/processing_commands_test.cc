@@ -127,6 +127,36 @@ TEST_F(ProcessingCommands, TargetsOfSeveralRuns) {
   EXPECT_EQ(found[3]["area"], found[1]["area"]);
 }
 
+TEST_F(ProcessingCommands, SavedResultsStandInTheHistoryAndAreMadeAgain) {
+  const json steps_before = Json({"history", "run.raw"})["history"];
+  const json combined = Json({"combine", "run.raw", "-f", "2", "-s", "60-80", "--save"});
+  const std::string set = combined["process"].dump();
+  const json stored = Points({"spectrum", "run.raw", "-p", set, "-s", "1"});
+  ASSERT_EQ(stored["mass"], combined["points"]["mass"]);
+  for (size_t i = 0; i < stored["mass"].size(); ++i) {
+    const double value = combined["points"]["intensity"][i];
+    ASSERT_NEAR(stored["intensity"][i].get<double>(), value, 1e-5 * value + 1e-3);
+  }
+  const json centroids = Json({"centroid", "run.raw", "-p", set, "--save"});
+  const json trace = Json({"smooth", "run.raw", "--trace", "455.29", "--save"});
+  EXPECT_EQ(Json({"chrom", "run.raw", "-p", trace["process"].dump()})["chromatogram"]["tic"],
+            trace["points"]["intensity"]);
+  const json again = Json({"history", "run.raw", "--repeat", centroids["process"].dump()});
+  EXPECT_EQ(Points({"spectrum", "run.raw", "-p", again["process"].dump(), "-s", "1"}),
+            Points({"spectrum", "run.raw", "-p", centroids["process"].dump(), "-s", "1"}));
+  const json steps = Json({"history", "run.raw"})["history"];
+  ASSERT_EQ(steps.size(), steps_before.size() + 4);
+  std::vector<std::string> names;
+  for (const json& step : steps) names.push_back(step["description"]);
+  EXPECT_EQ(std::ranges::count(names, "Combine (60:80)"), 1);
+  ExpectFailures({
+      {{"history", "run.raw", "--repeat", "99"}, 1, "processed data set 99: "},
+      {{"smooth", "run.raw", "--trace", "AN1", "--save"}, 1, "cannot be saved"},
+      {{"combine", "run.raw", "-s", "1-999", "--save"}, 1, "no scan 999"},
+  });
+  EXPECT_EQ(Json({"history", "run.raw"})["history"], steps);
+}
+
 TEST_F(ProcessingCommands, FailWithoutATrace) {
   WriteText(Path("bad.csv"), "name,mz,colour\na,1,red\n");
   WriteText(Path("short.csv"), "name,mz\na\n");

@@ -1,5 +1,7 @@
 // tervalon centroid: the peaks of a profile spectrum.
 
+#include <tervalon/raw_history.h>
+
 #include <memory>
 #include <utility>
 
@@ -54,6 +56,11 @@ void Run(const Options& options, const std::string& path, Output& output) {
       {"profile_points", "Points of the profile", int64_t{points}},
       {"point_count", "Peaks", int64_t{peaks}},
       {"intensity", "Intensity", std::string(options.centroiding.area ? "area" : "height")}};
+  PrcStep step = {};
+  step.type = RAW_STEP_CENTER;
+  step.centroiding = centroiding;
+  step.scan = scan;
+  SaveResult(options.result, reader, step, summary);
   PrintResult(options.result, options.inputs, path, std::move(summary), result, output);
 }
 

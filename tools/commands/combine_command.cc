@@ -1,6 +1,7 @@
 // tervalon combine: one spectrum of many, less a background.
 
 #include <tervalon/processing_spectra.h>
+#include <tervalon/raw_history.h>
 
 #include <algorithm>
 #include <charconv>
@@ -178,6 +179,10 @@ void Run(const Options& options, const std::string& path, Output& output) {
         {"background", "Background", RunsText(combining.background, PRC_MAX_BACKGROUND_RUNS)});
     summary.properties.push_back({"factor", "Factor", combining.factor});
   }
+  PrcStep step = {};
+  step.type = RAW_STEP_COMBINE;
+  step.combining = combining;
+  SaveResult(options.result, reader, step, summary);
   PrintResult(options.result, options.inputs, path, std::move(summary), result, output);
 }
 
@@ -221,6 +226,7 @@ void AddCombineCommand(Command program, Action& chosen) {
       "Examples:\n"
       "  tervalon combine SAMPLE.RAW -t 4.5-4.9 --background-time 4.0-4.3\n"
       "  tervalon combine SAMPLE.RAW -f 2 -s 130-150 --sum --csv > peak.csv\n"
+      "  tervalon combine SAMPLE.RAW -f 2 -t 4.5-4.9 --save && tervalon centroid SAMPLE.RAW -p 1\n"
       "  tervalon combine *.RAW -t 4.5-4.9 --tolerance 20ppm --json --jobs 4");
   command.Callback([&chosen, options] {
     Parse(*options, nullptr);

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "tools/commands/command.h"
 #include "tools/data/function_description.h"
 #include "tools/data/history.h"
+#include "tools/processing/saved_sets.h"
 
 namespace tervalon::tools {
 namespace {
@@ -34,6 +36,14 @@ std::vector<Section> TreeSections(const RawDirectory& directory, std::vector<His
   return sections;
 }
 
+void Repeat(const std::string& path, int32_t process, Format format, Output& output) {
+  const RawDirectory directory(path);
+  Section section = {.title = path};
+  section.properties = {{"repeated", "Made again", int64_t{process}},
+                        {"process", "Processed data set", RepeatStep(directory, process)}};
+  Print({.sections = {std::move(section)}}, format, output);
+}
+
 void Run(const std::string& path, Format format, Output& output) {
   const RawDirectory directory(path);
   const History history = ReadHistory(directory);
@@ -59,6 +69,13 @@ void AddHistoryCommand(Command program, Action& chosen) {
   auto path = std::make_shared<std::string>();
   auto format = std::make_shared<FormatOptions>();
   command.AddOption("DIR", *path, "Raw data directory").Required().TypeName("");
+  auto repeat = std::make_shared<int32_t>(0);
+  command
+      .AddOption("--repeat", *repeat,
+                 "Make a processed data set once more, as the history says\n"
+                 "how, into a new one")
+      .Between(1, RAW_MAX_PROCESSES)
+      .TypeName("N");
   AddFormatOptions(command, *format);
   command.Footer(
       "Each function has a tree of processing steps: a step stands indented below the one whose\n"
@@ -69,10 +86,15 @@ void AddHistoryCommand(Command program, Action& chosen) {
       "since 1970.\n\n"
       "Examples:\n"
       "  tervalon history SAMPLE.RAW\n"
+      "  tervalon history SAMPLE.RAW --repeat 4\n"
       "  tervalon history SAMPLE.RAW --json | jq -r '.history[].description'");
-  command.Callback([&chosen, path, format] {
-    chosen = [path, format](Output& output) {
-      Run(DirectoryArgument(*path), format->format(), output);
+  command.Callback([&chosen, path, repeat, format] {
+    chosen = [path, repeat, format](Output& output) {
+      if (*repeat != 0) {
+        Repeat(DirectoryArgument(*path), *repeat, format->format(), output);
+      } else {
+        Run(DirectoryArgument(*path), format->format(), output);
+      }
     };
   });
 }

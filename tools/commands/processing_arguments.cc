@@ -8,6 +8,7 @@
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 #include "tools/print/text_plot.h"
+#include "tools/processing/saved_sets.h"
 
 namespace tervalon::tools {
 namespace {
@@ -160,9 +161,18 @@ PrcPeakSearch ParsePeakSearch(const PeakSearchOptions& options) {
 }
 
 void AddResultOptions(Command command, ResultOptions& options) {
+  command.AddFlag("--save", options.save,
+                  "Store the result as a processed data set, which 'history'\n"
+                  "shows and '-p' names");
   const Option plot = command.AddFlag("--plot", options.plot, "Draw the result");
   AddFormatOptions(command, options.format);
   plot.Excludes("--csv").Excludes("--json");
+}
+
+void SaveResult(const ResultOptions& options, const DataReader& reader, const PrcStep& step,
+                Section& summary) {
+  if (!options.save) return;
+  summary.properties.push_back({"process", "Processed data set", SaveStep(reader, step)});
 }
 
 void PrintResult(const ResultOptions& options, const Inputs& inputs, const std::string& path,

@@ -5,6 +5,7 @@
 
 #include <tervalon/processing.h>
 #include <tervalon/processing_peaks.h>
+#include <tervalon/processing_sets.h>
 
 #include <string>
 #include <vector>
@@ -64,9 +65,13 @@ float ShareArgument(const std::string& option, const std::string& text);
 struct ResultOptions {
   FormatOptions format;
   bool plot = false;
+  bool save = false;
 };
 
 void AddResultOptions(Command command, ResultOptions& options);
+// The step as a processed data set, where it is to be saved; told in the summary. Throws a Failure.
+void SaveResult(const ResultOptions& options, const DataReader& reader, const PrcStep& step,
+                Section& summary);
 // `summary` has the document's title. The table of points has the key "points".
 void PrintResult(const ResultOptions& options, const Inputs& inputs, const std::string& path,
                  Section summary, const Series& result, Output& output);

@@ -70,9 +70,14 @@ Series ReadSeries(const SeriesOptions& options) {
   }
   const TraceRequest request = OnlyTrace(options.trace);
   Trace trace = ReadTrace(reader, request);
+  std::optional<Window> window;
+  if (request.is_mass() && request.members.size() == 1 && !request.members[0].daughter) {
+    window = request.members[0].window;
+  }
   return {.title = reader.Subject() + ", trace " + request.title,
           .data_set = reader.data_set(),
           .trace = request.trace,
+          .window = window,
           .positions = std::move(trace.times),
           .intensities = std::move(trace.values)};
 }

@@ -3,6 +3,7 @@
 #ifndef TOOLS_COMMANDS_SERIES_READER_H_
 #define TOOLS_COMMANDS_SERIES_READER_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,9 +32,10 @@ void CheckSeriesOptions(const SeriesOptions& options);
 struct Series {
   std::string title;  // "x.RAW: function 1, trace TIC"
   bool is_spectrum = false;
-  DataSet data_set = {};     // complete
-  int32_t scan = 0;          // of a spectrum
-  DmTraceRecord trace = {};  // of a trace
+  DataSet data_set = {};              // complete
+  int32_t scan = 0;                   // of a spectrum
+  DmTraceRecord trace = {};           // of a trace
+  std::optional<Window> window = {};  // of a trace that is one range of masses
   std::vector<float> positions = {};
   std::vector<float> intensities = {};
 

@@ -1,9 +1,12 @@
 // tervalon smooth: a trace or a spectrum with less noise.
 
+#include <tervalon/raw_history.h>
+
 #include <memory>
 #include <utility>
 
 #include "tools/commands/processing_arguments.h"
+#include "tools/print/failure.h"
 #include "tools/processing/resampling.h"
 #include "tools/processing/results.h"
 
@@ -17,6 +20,28 @@ struct Options {
   std::string step;
   ResultOptions result;
 };
+
+// As a step of the history, which knows traces of one range of masses.
+PrcStep StepOf(const Options& options, const Series& series, const PrcSmoothing& smoothing) {
+  PrcStep step = {};
+  step.type = RAW_STEP_SMOOTH;
+  step.smoothing = smoothing;
+  step.grid = options.step.empty() ? 0 : StepArgument("--resample", options.step);
+  if (series.is_spectrum) {
+    step.scan = series.scan;
+  } else if (series.trace.type == DM_TRACE_TIC) {
+    step.trace = PRC_TRACE_TOTAL_ION;
+  } else if (series.trace.type == DM_TRACE_BPI) {
+    step.trace = PRC_TRACE_BASE_PEAK;
+  } else if (series.window) {
+    step.trace = PRC_TRACE_MASSES;
+    step.low = series.window->low;
+    step.high = series.window->high;
+  } else {
+    throw Failure(series.title, "cannot be saved: it is none of TIC, BPI and one range of masses");
+  }
+  return step;
+}
 
 void Run(const Options& options, const std::string& path, Output& output) {
   SeriesOptions one = options.series;
@@ -40,6 +65,11 @@ void Run(const Options& options, const std::string& path, Output& output) {
   if (!is_mean) {
     summary.properties.insert(summary.properties.begin() + 2,
                               {"degree", "Degree", int64_t{smoothing.degree}});
+  }
+  if (options.result.save) {
+    const RawDirectory directory(DirectoryArgument(path));
+    const DataReader reader(directory, series.data_set);
+    SaveResult(options.result, reader, StepOf(options, series, smoothing), summary);
   }
   PrintResult(options.result, options.inputs, path, std::move(summary), series, output);
 }
@@ -65,7 +95,7 @@ void AddSmoothCommand(Command program, Action& chosen) {
       "Examples:\n"
       "  tervalon smooth SAMPLE.RAW --trace 455.29 --window 9 --plot\n"
       "  tervalon smooth SAMPLE.RAW -f 2 -s 141 --method mean --window 5 --passes 2 --csv\n"
-      "  tervalon smooth SAMPLE.RAW -f 2 -t 4.67 --resample 0.05");
+      "  tervalon smooth SAMPLE.RAW -f 2 -t 4.67 --resample 0.05 --save");
   command.Callback([&chosen, options] {
     CheckSeriesOptions(options->series);
     ParseSmoothing(options->smoothing);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <sstream>
 
 #include "tools/pictures/label_placement.h"
 #include "tools/print/failure.h"
@@ -159,6 +160,8 @@ TEST(PicturePlan, OnePointIsSeenOnAnAxisOfSomeWidth) {
   EXPECT_FLOAT_EQ(panel.x.high - panel.x.low, 1);
   EXPECT_THAT(Labels(panel.x_ticks), Contains("4.0"));
   EXPECT_EQ(std::ranges::count(panel.lines, 0, &PlannedLine::ink), 2);
+  const PanelPlan first = PlanOf({{.x_title = "Time (min)", .x = {0}, .y = {7}}}).panels[0];
+  EXPECT_EQ(first.x.low, 0);  // no time is before the run
 }
 
 TEST(PicturePlan, NamesEverySeriesInItsStyleAndItsTop) {
@@ -347,6 +350,74 @@ TEST(PicturePlan, ScalesThatAreNotLinearHaveRoundLabels) {
   const PanelPlan root = PlanOf(series, {.y_scale = YScale::kSqrt}).panels[0];
   EXPECT_THAT(Labels(root.y_ticks), AllOf(Contains("100"), Contains("0"), Contains("10")));
   EXPECT_FLOAT_EQ(root.y.high, std::sqrt(1000.0F));
+}
+
+// All that the painter hands to the library, a line each.
+std::string TextOf(const PicturePlan& plan) {
+  std::ostringstream out;
+  const auto box = [&out](const Box& b) -> std::ostream& {
+    return out << b.left << ' ' << b.top << ' ' << b.right << ' ' << b.bottom << ' ';
+  };
+  const auto texts = [&](const std::vector<PlannedText>& all) {
+    for (const PlannedText& text : all) box(text.box) << text.ink << ' ' << text.text << '\n';
+  };
+  const auto lines = [&](const std::vector<PlannedLine>& all) {
+    for (const PlannedLine& line : all) {
+      box({line.from.x, line.from.y, line.to.x, line.to.y}) << line.ink << '\n';
+    }
+  };
+  for (const PanelPlan& panel : plan.panels) {
+    box(panel.area);
+    box(panel.margins) << panel.rows << ' ' << panel.x.low << ' ' << panel.x.high << ' '
+                       << panel.y.low << ' ' << panel.y.high << '\n';
+    for (const Box& mark : panel.marks) box(mark) << '\n';
+    for (const PlannedTrace& trace : panel.traces) {
+      out << trace.series << ' ' << trace.ink << ' ' << trace.mode << ' ' << trace.depth << ' '
+          << plan.series[trace.series].x.size() << '\n';
+    }
+    lines(panel.grid);
+    lines(panel.lines);
+    texts(panel.labels);
+    texts(panel.texts);
+  }
+  texts(plan.texts);
+  return out.str();
+}
+
+uint32_t Digest(const std::string& text) {
+  uint32_t digest = 2166136261;
+  for (const char c : text) digest = (digest ^ static_cast<unsigned char>(c)) * 16777619;
+  return digest;
+}
+
+// What was recorded on one platform holds on every other.
+TEST(PicturePlan, IsTheSameOnAllPlatforms) {
+  const std::vector<PlotSeries> spectra = {
+      Spectrum({123.4F, 200, 201, 455.29F, 456.29F, 637.33F}, {31, 10, 4, 1000, 310, 7}),
+      Spectrum({150.7F, 311.08F, 523.28F}, {40, 300, 2})};
+  const std::vector<PlotSeries> traces = {Trace({1, 3, 2, 0.7F}), Trace({2, 1, 1.3F, 4}, -0.1F)};
+  const struct {
+    const std::vector<PlotSeries>& series;
+    PictureStyle style;
+    uint32_t digest;
+  } kCases[] = {
+      {spectra, {.title = "stacked", .details = "function 1", .grid = true}, 4129611209},
+      {spectra,
+       {.layout = Layout::kMirrored, .magnified = {{.from = 100, .to = 300, .factor = 7}}},
+       95984453},
+      {spectra, {.layout = Layout::kDepth}, 1303473885},
+      {spectra, {.y_scale = YScale::kLog, .names = {{455.3F, "verapamil"}}}, 4087042916},
+      {traces,
+       {.layout = Layout::kOverlaid, .rows = 3, .normalised = true, .filled = true},
+       2883040113},
+      {traces, {.marks = {{0.3F, 0.7F}}, .counts = true, .grid = true}, 2335628403},
+      {traces, {.layout = Layout::kDifference, .x_range = Window{0.5F, 3.5F}}, 843108100},
+      {traces, {.layout = Layout::kOverlaid, .y_scale = YScale::kSqrt}, 594875619},
+  };
+  for (const auto& one : kCases) {
+    const std::string text = TextOf(PlanOf(one.series, one.style));
+    EXPECT_EQ(Digest(text), one.digest) << text;
+  }
 }
 
 // Thousands of peaks, of which no label may stand across a stick or another label.

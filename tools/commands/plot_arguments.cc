@@ -255,7 +255,7 @@ PlotRequest ParsePlotOptions(const PlotOptions& options) {
   const bool stacked = request.style.layout == Layout::kStacked && !options.map;
   request.size =
       ParseSize(options.size, options.pixels_per_inch != 0 ? options.pixels_per_inch : usual,
-                stacked ? request.SeriesCount() : 1);
+                stacked ? request.SeriesOfPage() : 1);
   return request;
 }
 

@@ -314,10 +314,8 @@ PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const Picture
   own.layout = Layout::kOverlaid;
   own.rows = 1;
   own.magnified = {};
-  const int32_t beside = measure.Width("Intensity") + measure.Height();
-  PicturePlan plan =
-      PlanPicture({frame}, own, {size.width - beside, size.height, size.pixels_per_inch}, measure);
-  plan.size = size;
+  own.beside = measure.Width("Intensity") + measure.Height();
+  PicturePlan plan = PlanPicture({frame}, own, size, measure);
   PanelPlan& panel = plan.panels[0];
   panel.traces.clear();
   const Box data = panel.row_boxes[0];

@@ -239,8 +239,8 @@ void PanelPlanner::PlaceXAxis() {
         plan_.grid.push_back({{x, row.data.top}, {x, y}, kGridInk});
       }
       const int32_t width = measure_.Width(tick.label);
-      const int32_t left = x - width / 2;
-      if (draft_.has_x_labels && left > last_end && left + width <= room_.box.right) {
+      const int32_t left = std::min(x - width / 2, room_.box.right - width);
+      if (draft_.has_x_labels && left > last_end) {
         Write(tick.label, left, y + room_.tick + 1);
         last_end = left + width;
       }

@@ -174,8 +174,10 @@ class PicturePlanner {
       Legend legend = LegendOf(draft);
       legend.hidden = legend.title == above;
       above = draft.y_title;
-      draft.strip_height = PlaceLegend(legend, plan_.size.width - 2 * edge_, std::max(share, 1),
-                                       measure_, &draft.strip_texts, &draft.strip_samples);
+      draft.strip_height =
+          PlaceLegend(legend, plan_.size.width - style_.beside - 2 * edge_, std::max(share, 1),
+                      measure_, &draft.strip_texts, &draft.strip_samples);
+      draft.strip_height += draft.strip_height > 0 ? edge_ / 2 : 0;
     }
   }
 
@@ -221,7 +223,7 @@ class PicturePlanner {
       }
       y_ranges.push_back(y);
     }
-    PanelRoom room = {.box = {edge_, top_, plan_.size.width - edge_, top_},
+    PanelRoom room = {.box = {edge_, top_, plan_.size.width - style_.beside - edge_, top_},
                       .left_margin = left + tick_ + measure_.Height() / 4,
                       .right_margin = measure_.Height(),
                       .tick = tick_};

@@ -49,6 +49,7 @@ struct PictureStyle {
   bool filled = false;
   bool labels = true;
   bool grid = false;
+  int32_t beside = 0;  // pixels that stay free to the right of the plots
 };
 
 // Whose colour something has: a series' number, or one of these.

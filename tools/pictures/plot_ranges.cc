@@ -88,10 +88,14 @@ Window WholeX(const SeriesGroup& group, const PictureStyle& style) {
   if (x.empty()) {
     return group[0]->range.value_or(Window{0, 1});
   }
-  const float edge = sticks || least > 0 ? std::max((x.high - x.low) / 50, 0.5F)
-                     : x.low == x.high   ? 0.5F
-                                         : 0;  // no stick stands on the axes themselves
-  return {x.low - edge, x.high + edge};
+  if (sticks || least > 0) {  // no stick stands on the axes themselves
+    const float edge = std::max((x.high - x.low) / 50, 0.5F);
+    return {x.low - edge, x.high + edge};
+  }
+  if (x.low == x.high) {
+    return {x.low >= 0 ? std::max(x.low - 0.5F, 0.0F) : x.low - 0.5F, x.high + 0.5F};
+  }
+  return {x.low, x.high};
 }
 
 PlotRanges PrepareSeries(const SeriesGroup& group, const Window& x, const PictureStyle& style) {

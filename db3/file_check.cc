@@ -257,21 +257,18 @@ Cause CheckFile(int32_t type, const std::string& path, Condition* condition) {
 
 // Copies the file to a name that is free. Empty when it cannot.
 std::string KeepCopy(File* file, const std::string& path) {
-  constexpr int kMostCopies = 1000;
   uint64_t size = 0;
   CopyBuffer buffer;
   if (!file->Size(&size)) return {};
-  for (int number = 1; number <= kMostCopies; ++number) {
-    std::string name = path + ".old" + (number > 1 ? std::to_string(number) : "");
-    if (Files().Status(name) != platform::PathStatus::kNothing) continue;
-    const std::unique_ptr<File> copy = Files().Open(name, OpenMode::kCreateNew);
-    if (copy == nullptr) return {};
-    if (CopyBytes(file, 0, size, copy.get(), 0, &buffer) && copy->Sync() && copy->Close()) {
-      return name;
-    }
-    Files().Remove(name);
-    return {};
+  const std::string name = platform::FreeName(path + ".old");
+  if (name.empty()) return {};
+  std::unique_ptr<File> copy = Files().Open(name, OpenMode::kCreateNew);
+  if (copy == nullptr) return {};
+  if (CopyBytes(file, 0, size, copy.get(), 0, &buffer) && copy->Sync() && copy->Close()) {
+    return name;
   }
+  copy = nullptr;
+  Files().Remove(name);
   return {};
 }
 

@@ -240,6 +240,19 @@ ReplaceResult Replacement::Commit(Force force) {
   return result_;
 }
 
+std::string FreeName(const std::string& path) {
+  constexpr int kMostNames = 1000;
+  std::string name = path;
+  for (int number = 2; number <= kMostNames; ++number) {
+    const PathStatus status = Files().Status(name);
+    if (status == PathStatus::kUnknown) break;
+    // Not of a link that leads nowhere, either.
+    if (status == PathStatus::kNothing && !Files().Exists(name)) return name;
+    name = path + std::to_string(number);
+  }
+  return {};
+}
+
 ReplaceResult ReplaceFile(const std::string& path, std::span<const uint8_t> bytes, Force force) {
   Replacement replacement(path);
   replacement.Write(0, bytes);

@@ -104,6 +104,10 @@ class Replacement {
   ReplaceResult result_ = ReplaceResult::kDone;
 };
 
+// `path`, or else with 2, 3, ... behind it: the first under which nothing is there. Empty where
+// that cannot be told, or all are taken.
+std::string FreeName(const std::string& path);
+
 // Replaces a file's whole content.
 ReplaceResult ReplaceFile(const std::string& path, std::span<const uint8_t> bytes, Force force);
 

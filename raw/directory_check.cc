@@ -118,14 +118,9 @@ class Examination {
     if (copied_.count(name) != 0) return true;
     const std::unique_ptr<File> from = Files().Open(PathOf(name), OpenMode::kRead);
     if (from == nullptr) return false;
-    const std::string path = PathOf(name) + ".BAK";
-    constexpr int kMostCopies = 100;
-    std::unique_ptr<File> to = Files().Open(path, OpenMode::kCreateNew);
-    std::string copy = path;
-    for (int i = 2; to == nullptr && i <= kMostCopies; ++i) {
-      copy = path + std::to_string(i);
-      to = Files().Open(copy, OpenMode::kCreateNew);
-    }
+    const std::string copy = platform::FreeName(PathOf(name) + ".BAK");
+    if (copy.empty()) return false;
+    std::unique_ptr<File> to = Files().Open(copy, OpenMode::kCreateNew);
     if (to == nullptr) return false;
     if (CopyAll(*from, *to) && to->Sync() && to->Close()) {
       copied_.insert(name);

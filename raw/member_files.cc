@@ -247,6 +247,9 @@ int32_t EraseDirectory(const std::string& directory) {
   if (!IsDirectoryNamed(directory)) return RAW_DIRECTORY_VANISHED;
   if (Files().IsLink(directory)) return RAW_DIRECTORY_NOT_REMOVED;
   if (!Files().List(directory, &entries)) return RAW_DIRECTORY_VANISHED;
+  // Wherever it stops, no index is left without the data that it names.
+  std::stable_partition(entries.begin(), entries.end(),
+                        [](const auto& entry) { return LowerCase(entry.name).ends_with(".idx"); });
   for (const auto& entry : entries) {
     if (!entry.is_directory && !Files().Remove(PathInside(directory, entry.name))) {
       return RAW_FILE_NOT_DELETED;

@@ -301,9 +301,7 @@ class Driver {
       }
     }
     EndProcess();
-    // What could not be removed is for the next to remove.
-    const bool left_over = fault.onwards || fault.call == kAllocation ||
-                           fault.call == static_cast<int>(FileCall::kRemove);
+    const bool left_over = MayLeaveFiles(fault);
     if (goes_on) {
       EXPECT_TRUE(Same(left_over ? OnlyKnown(Now()) : Now(), states_.back())) << "at the end";
     } else {
@@ -333,10 +331,17 @@ class Driver {
     EXPECT_TRUE(Same(Now(), states_.back())) << "run again";
   }
 
+  // What could not be removed is for the next to remove.
+  static bool MayLeaveFiles(const Fault& fault) {
+    return fault.onwards || fault.call == kAllocation ||
+           fault.call == static_cast<int>(FileCall::kRemove);
+  }
+
   void ExpectState(const Fault& fault, bool failed) {
     const Disk& before = states_[fault.step];
     const Disk& after = states_[fault.step + 1];
     const Disk now = Now();
+    if (!MayLeaveFiles(fault)) ExpectOnlyKnown(now);
     if (!failed) {
       EXPECT_TRUE(Same(OnlyKnown(now), after)) << "it answered success";
     } else if ((scenario_.steps[fault.step].flags & kParts) != 0) {
@@ -374,8 +379,11 @@ class Driver {
       }
       EXPECT_TRUE(found) << path << " is " << (file ? "neither old nor new" : "lost");
     }
-    if (left_over) return;
-    for (const auto& file : now.files) {
+    if (!left_over) ExpectOnlyKnown(now);
+  }
+
+  void ExpectOnlyKnown(const Disk& disk) {
+    for (const auto& file : disk.files) {
       EXPECT_TRUE(known_.contains(file.first)) << "left over: " << file.first;
     }
   }

@@ -102,7 +102,9 @@ Scenario DataHandleUse() {
        1,
        {0},
        kOnce},
-      {"DmGetData", [](Answer*) { return DmGetData(handle, 1, 20, 0); }, 0, kRaw},
+      {"DmGetData", [](Answer*) { return DmGetData(handle, 11, 10, 0); }, 0, kRaw},
+      {"DmGetData, more on both sides", [](Answer*) { return DmGetData(handle, 1, 30, 0); }, 0,
+       kRaw},
       {"DmLockData",
        [](Answer* answer) {
          const void* values = DmLockData(handle, 0, 1, 20);
@@ -131,6 +133,18 @@ Scenario DataHandleUse() {
        },
        1,
        {0}},
+      {"ChroStatCalcNoiseStats",
+       [](Answer* answer) {
+         const SystemRawFile file = SourceFile();
+         float noise = 0;
+         float rate = 0;
+         const int32_t done = ChroStatCalcNoiseStats(&file, &descriptor.trace, 0, 3, &noise, &rate);
+         answer->Add(noise);
+         answer->Add(rate);
+         return done;
+       },
+       1,
+       {0}},
       {"ChroStatCalcNoiseLevel",
        [](Answer* answer) {
          float noise = 0;
@@ -142,6 +156,19 @@ Scenario DataHandleUse() {
        {0}},
       Linearise("LineariseDataset", LineariseDataset),
       Linearise("LineariseDatasetNoFluxPreserve", LineariseDatasetNoFluxPreserve),
+      {"LineariseDatasetPreserveVariance",
+       [](Answer* answer) {
+         LinVarianceDataset result = {};
+         const int32_t error = LineariseDatasetPreserveVariance(x.data(), y.data(), y.data(),
+                                                                kDrawnPoints, 0.5f, &result);
+         if (error != 0) return error;
+         answer->Add(result.count);
+         TvMemFree(result.values);
+         TvMemFree(result.variances);
+         return 0;
+       },
+       0,
+       {-1}},
   };
   const auto prepare = scenario.prepare;
   scenario.prepare = [prepare] {

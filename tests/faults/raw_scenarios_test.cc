@@ -293,7 +293,7 @@ void NormaliseScans(Disk* disk) {
     const auto other = disk->files.find(stem + (is_index ? ".DAT" : ".IDX"));
     const bool alone = other == disk->files.end();
     const bool set = path.find("_PROC") != std::string::npos;
-    const bool nothing = bytes.empty() || (is_index && set);  // where it is alone
+    const bool nothing = bytes.empty();  // where it is alone
     if (!scans || (alone && !nothing)) normal.files[path] = bytes;
     if (!is_index || alone) continue;
     const std::vector<uint8_t>& data = other->second;
@@ -323,13 +323,6 @@ void NormaliseScans(Disk* disk) {
 void Normalise(Disk* disk) {
   NormaliseScans(disk);
   disk->files.erase(std::string(kDirectory) + ".lock");  // of whoever creates it
-  // The next name, where the first could not be opened.
-  for (const auto& [path, bytes] : Disk(*disk).files) {
-    if (!path.ends_with(".BAK2")) continue;
-    auto copy = disk->files.extract(path);
-    copy.key().pop_back();
-    disk->files.insert(std::move(copy));
-  }
   for (auto& [path, bytes] : disk->files) {
     if (path.ends_with("_ANALOGS.DAT")) bytes.resize(bytes.size() / 8 * 8);
     if (path.ends_with("_HISTORY.INF")) {

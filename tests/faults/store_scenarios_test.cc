@@ -128,11 +128,6 @@ Step Record(const char* name, int32_t operation, int32_t number, double mass) {
 // A change behind the records is taken back, or forgotten, by the next user; the day of the last
 // change differs.
 void NormaliseDatabase(Disk* disk) {
-  // The next name, where it could not be told whether the first is free.
-  if (auto copy = disk->files.extract("C:\\M\\BAD.DBF.old2")) {
-    copy.key().pop_back();
-    disk->files.insert(std::move(copy));
-  }
   for (auto& [path, bytes] : disk->files) {
     if (path.find(".DBF") == std::string::npos || bytes.size() < 32) continue;
     if (bytes[14] == 'U') {
@@ -163,6 +158,7 @@ Scenario SettingsUse() {
       GetGlobal("OWN", 7),
       {"UpdateGlobal", [](Answer*) { return UpdateGlobal(0); }, 1, {0}, 0, 1},
       SetIni("second", "two"),
+      {"IsGCMD", [](Answer*) { return int32_t{IsGCMD()}; }, 1, {0}},
       {"GetIniString",
        [](Answer* answer) {
          char out[40] = "";
@@ -253,6 +249,7 @@ Scenario SettingsUse() {
           [] {
             Restart();
             SetIniString("Section", "kept", "always", 0);
+            SetIniString("Acquisition", "IsGCMD", "TRUE", 0);
             SetIniString("Windows", "Browser", "TRUE,SW_SHOWNORMAL,10,20,410,320", 0);
             SetIniString("SystemList", "METHOD_DB", "1,C:\\M\\,KEPT,DBF,1,0", 0);
             InitGlobal(0);

@@ -4,13 +4,18 @@
 //   callers SEED STEPS       a random sequence; "callers SEED STEPS 7 9 12" takes these steps of it
 //
 // Files are made in the current directory. Before each call its step and arguments go to standard
-// output. Ends with 0 when every wrong argument got its documented failure, everything beside the
-// buffers is as it was, and the library works afterwards.
+// output. Ends with 0 when every wrong argument got its documented failure and changed no file,
+// everything beside the buffers is as it was, and the library works afterwards.
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -37,6 +42,38 @@ void Problem(const std::string& what) {
 
 void Check(bool fine, const char* what) {
   if (!fine) Problem(std::string("the library is not usable afterwards: ") + what);
+}
+
+// --- Files
+
+using Tree = std::map<std::string, std::string>;  // names and contents
+
+Tree ReadTree() {
+  Tree tree;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(".")) {
+    std::string& content = tree[entry.path().string()];
+    if (!entry.is_regular_file()) continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    content = {std::istreambuf_iterator<char>(file), {}};
+  }
+  return tree;
+}
+
+std::optional<Tree> files;  // where no call has changed them since
+
+void ExpectSameFiles() {
+  Tree now = ReadTree();
+  for (const auto& [path, content] : now) {
+    const auto before = files->find(path);
+    if (before == files->end())
+      Problem("makes " + path);
+    else if (before->second != content)
+      Problem("changes " + path);
+  }
+  for (const auto& [path, content] : *files) {
+    if (!now.contains(path)) Problem("removes " + path);
+  }
+  files = std::move(now);
 }
 
 // --- Calls
@@ -99,6 +136,8 @@ void CallWith(const Export& self, Draw* draw, Call call, std::index_sequence<I..
   std::fflush(stdout);
   const Failure failure = FailureOf(self.name);
   bool done = false;
+  if (!draw->must_fail()) files.reset();
+  if (draw->must_fail() && !files) files = ReadTree();
   const uintptr_t stack = StackPointer();
   if constexpr (std::is_void_v<R>) {
     call(std::get<I>(values)...);
@@ -110,6 +149,7 @@ void CallWith(const Export& self, Draw* draw, Call call, std::index_sequence<I..
     if constexpr (std::is_integral_v<R>) done = result == 0;
   }
   if (!draw->Intact()) Problem("written beside a buffer");
+  if (draw->must_fail()) ExpectSameFiles();
   draw->Finish(done);
 }
 

@@ -222,9 +222,14 @@ TEST_F(LimitsTest, PathsOf259Characters) {
   EXPECT_EQ(mode_of(database, DB3_MODE_CREATE), DB3_SUCCESS);
   EXPECT_EQ(mode_of(database, DB3_MODE_FILE_EXISTS), DB3_SUCCESS);
   EXPECT_EQ(mode_of(database, DB3_MODE_DELETE), DB3_SUCCESS);
-  const std::string long_database = path_of(252, 'd') + ".MDB";
-  EXPECT_EQ(mode_of(long_database, DB3_MODE_CREATE), DB3_GENERAL_ERROR);
-  EXPECT_FALSE(Exists(long_database));
+  for (const size_t length : {252, 255, 256, 300, 1000}) {
+    const std::string long_database = path_of(length, 'd') + ".MDB";
+    for (const int32_t mode :
+         {DB3_MODE_CREATE, DB3_MODE_OPEN, DB3_MODE_DELETE, DB3_MODE_FILE_EXISTS}) {
+      EXPECT_EQ(mode_of(long_database, mode), DB3_GENERAL_ERROR) << length << " " << mode;
+      EXPECT_FALSE(Exists(long_database));
+    }
+  }
 
   char out[TV_PATH_SIZE];
   EXPECT_EQ(CreatePathName(fits.c_str(), nullptr, nullptr, out, TV_PATH_SIZE), 1);

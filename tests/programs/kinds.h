@@ -22,6 +22,7 @@ Kind MovedRecordsKind();
 // Of a raw data directory.
 Kind RawHeaderKind();
 Kind FunctionTableKind();
+Kind AppendedFunctionsKind();
 Kind AnalogDescriptorsKind();
 Kind HistoryKind();
 Kind ProcessedSetKind();

@@ -6,9 +6,9 @@ namespace tervalon::testing {
 namespace {
 
 std::vector<Kind> AllKinds() {
-  return {ReplacedFileKind(), SettingsKind(),    SystemListKind(),    UpdatedRecordsKind(),
-          MovedRecordsKind(), RawHeaderKind(),   FunctionTableKind(), AnalogDescriptorsKind(),
-          HistoryKind(),      ProcessedSetKind()};
+  return {ReplacedFileKind(),      SettingsKind(),  SystemListKind(),    UpdatedRecordsKind(),
+          MovedRecordsKind(),      RawHeaderKind(), FunctionTableKind(), AppendedFunctionsKind(),
+          AnalogDescriptorsKind(), HistoryKind(),   ProcessedSetKind()};
 }
 
 class ProgramsTest : public ::testing::TestWithParam<Kind> {};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <set>
 
@@ -117,6 +118,116 @@ void MakeDirectory() {
   const RawAnalogDescriptor descriptors[AnalogPlaces::kCount] = {};
   Succeed(RawCreateAnalogInf(handle, AnalogPlaces::kCount, descriptors), "RawCreateAnalogInf");
   Succeed(RawCreateClose(handle), "RawCreateClose");
+}
+
+// --- Functions that are appended: of each writer so many to a table, then to the next directory's
+
+constexpr uint32_t kEach = RAW_MAX_FUNCTIONS / kWriters;
+
+std::string TablePath(uint32_t table) { return "T" + std::to_string(table) + ".RAW"; }
+
+// An empty table, unless another program's is there already.
+void MakeTable(uint32_t table, int writer) {
+  if (std::filesystem::exists(TablePath(table))) return;
+  const std::string own = "NEW" + std::to_string(writer) + ".RAW";
+  int32_t handle = -1;
+  const RawFunctionRecord none = {};
+  Succeed(RawCreateOpen(own.c_str(), &handle), "RawCreateOpen");
+  Succeed(RawCreateFunctions(handle, 0, &none), "RawCreateFunctions");
+  Succeed(RawCreateClose(handle), "RawCreateClose");
+  std::error_code taken;
+  std::filesystem::rename(own, TablePath(table), taken);
+}
+
+class AppendedTo {
+ public:
+  explicit AppendedTo(uint32_t table) {
+    Succeed(RawReadOpen(TablePath(table).c_str(), &handle_), "RawReadOpen");
+  }
+  ~AppendedTo() { RawReadClose(handle_); }
+  AppendedTo(const AppendedTo&) = delete;
+  AppendedTo& operator=(const AppendedTo&) = delete;
+
+  bool Append(const std::string& text) {
+    RawFunctionRecord record = {};
+    text.copy(reinterpret_cast<char*>(record.bytes + kTextInFunction), kLongestText);
+    int16_t number = 0;
+    const int32_t error = RawAppendFunction(handle_, &record, &number);
+    if (error == RAW_LOCK_FAILED) return false;
+    Succeed(error, "RawAppendFunction");
+    const std::vector<std::string> texts = Texts();
+    const auto place = static_cast<size_t>(number - 1);
+    Require(place < texts.size() && texts[place] == text, "not where it was reported to be");
+    return true;
+  }
+
+  std::vector<std::string> Texts() {
+    RawFunctionRecord records[RAW_MAX_FUNCTIONS] = {};
+    Succeed(RawReadFuncInfo(handle_, 0, records, nullptr), "RawReadFuncInfo");
+    std::vector<std::string> texts;
+    for (const RawFunctionRecord& record : records) {
+      texts.emplace_back(reinterpret_cast<const char*>(record.bytes + kTextInFunction));
+      if (texts.back().empty()) break;
+      CheckFilled(texts.back(), kLongestText);
+    }
+    std::erase(texts, "");
+    return texts;
+  }
+
+ private:
+  int32_t handle_ = -1;
+};
+
+class FunctionAppender : public Writer {
+ public:
+  void Make(uint32_t serial, Random* /*random*/, Notes* notes) override {
+    const std::string text = Filled(notes->writer(), serial, kLongestText);
+    MakeTable(serial / kEach, notes->writer());
+    notes->Begin(text);
+    notes->End(AppendedTo(serial / kEach).Append(text));
+  }
+};
+
+class AppendedReader : public Reader {
+ public:
+  uint32_t Check(Random* random) override {
+    if (!std::filesystem::exists(TablePath(table_))) return 0;
+    AppendedTo table(table_);
+    const std::vector<std::string> texts = table.Texts();
+    Require(texts.size() >= seen_.size() && std::equal(seen_.begin(), seen_.end(), texts.begin()),
+            "what was there is not there any more");
+    seen_ = texts;
+    if (texts.size() < RAW_MAX_FUNCTIONS && Below(random, 200) != 0) return 1;
+    ++table_;
+    seen_.clear();
+    return 1;
+  }
+
+ private:
+  uint32_t table_ = 0;
+  std::vector<std::string> seen_;
+};
+
+void CheckAppended(const std::vector<Change>& changes) {
+  std::map<std::string, Outcome> outcomes;
+  uint32_t tables = 0;
+  for (const Change& change : changes) {
+    outcomes[change.text] = change.outcome;
+    tables = std::max(tables, CheckFilled(change.text, kLongestText).serial / kEach + 1);
+  }
+  for (uint32_t table = 0; table < tables; ++table) {
+    MakeTable(table, 0);  // where whoever was about to was ended
+    for (const std::string& text : AppendedTo(table).Texts()) {
+      const auto found = outcomes.find(text);
+      Require(found != outcomes.end() && found->second != Outcome::kRefused &&
+                  CheckFilled(text, kLongestText).serial / kEach == table,
+              "there, but nobody or twice appended: " + text);
+      outcomes.erase(found);
+    }
+  }
+  for (const auto& [text, outcome] : outcomes) {
+    Require(outcome != Outcome::kStored, "lost: " + text);
+  }
 }
 
 // --- The history: entries that come and go
@@ -246,6 +357,15 @@ Kind FunctionTableKind() {
 Kind AnalogDescriptorsKind() {
   return KindOfPlaces("AnalogDescriptors", 100, AnalogPlaces::kCount / kWriters, kLongestText,
                       MakeDirectory, [] { return std::make_unique<AnalogPlaces>(); });
+}
+
+Kind AppendedFunctionsKind() {
+  return {"AppendedFunctions",
+          100,
+          [] {},
+          [](int) { return std::make_unique<FunctionAppender>(); },
+          [] { return std::make_unique<AppendedReader>(); },
+          CheckAppended};
 }
 
 Kind HistoryKind() {

@@ -14,7 +14,6 @@
 namespace tervalon::testing {
 namespace {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 
 class AnalogTest : public RawTest {
@@ -165,28 +164,6 @@ TEST_F(AnalogTest, RefusesWhatCannotBe) {
   EXPECT_EQ(RawReadAnalogSize(handle_, 2, &count), RAW_MEMBER_NOT_OPENED);
   ReadChannel(0, 2, 1, 1, RAW_MEMBER_NOT_OPENED);
   EXPECT_EQ(RawReadAnalogSize(19, 2, &count), RAW_HANDLE_NOT_OPEN);
-}
-
-TEST_F(AnalogTest, AFailedWriteIsWrittenOverAndFailedReadsCloseTheFile) {
-  FaultyFileSystem& files = UseFaultyFiles();
-  ASSERT_EQ(RawCreateOpen(Path().c_str(), &handle_), RAW_OK);
-  ASSERT_EQ(RawCreateAnalogFile(handle_), RAW_OK);
-  const float values[] = {1, 2};
-  ASSERT_EQ(RawCreateAnalogScan(handle_, 1, 2, values), RAW_OK);
-  files.SetShortWriteBytes(5);
-  files.On(FileCall::kWrite).FailNth(1);
-  EXPECT_EQ(RawCreateAnalogScan(handle_, 2, 2, values), RAW_SHORT_WRITE);
-  ASSERT_EQ(RawCreateAnalogScan(handle_, 3, 2, values), RAW_OK);
-  ASSERT_EQ(RawCreateAnalogEnd(handle_), RAW_OK);
-  EXPECT_EQ(Size(2), 2);
-  EXPECT_EQ(Find(2, 3), 2);
-  for (const FileCall call : {FileCall::kSize, FileCall::kRead}) {
-    files.On(call).FailNth(1);
-    ReadChannel(0, 2, 1, 2, RAW_SEEK_FAILED);
-  }
-  EXPECT_THAT(ReadChannel(1, 2, 1, 2), Each(2));
-  ASSERT_EQ(RawCreateClose(handle_), RAW_OK);
-  EXPECT_EQ(files.open_files(), 0);
 }
 
 TEST_F(AnalogTest, ChannelsAreCountedByTheirDescriptors) {

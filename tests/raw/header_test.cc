@@ -377,48 +377,5 @@ TEST_F(HeaderTest, ReportsWhatIsMissing) {
   EXPECT_EQ(RawCreateHeader(handle_, &header, nullptr), RAW_BAD_ARGUMENT);
 }
 
-TEST_F(HeaderTest, SurvivesRandomAndMutatedBytes) {
-  std::mt19937 random(6);
-  std::string all;
-  for (int32_t tag = 0; tag < RAW_HEADER_TAG_COUNT; ++tag) {
-    char line[64];
-    RawGetHeaderTag(tag, line);
-    all.append(line, std::strcspn(line, "%\r")).append("1.5,2,-3e300,T1\r\n");
-  }
-  for (int round = 0; round < 400; ++round) {
-    std::string text = round % 4 == 0 ? std::string(random() % 3000, '\0') : all;
-    if (round % 4 == 0) {
-      for (char& c : text) c = random() % 3 == 0 ? '$' : static_cast<char>(random());
-    }
-    for (int change = 0; change < 30 && !text.empty(); ++change) {
-      const size_t at = random() % text.size();
-      switch (random() % 3) {
-        case 0:
-          text[at] = static_cast<char>(random());
-          break;
-        case 1:
-          text.erase(at, random() % 40);
-          break;
-        default:
-          text.insert(at, text.substr(random() % text.size(), random() % 600));
-      }
-    }
-    WriteText(Path("_HEADER.TXT"), text);
-    ASSERT_EQ(Read(), RAW_OK);
-    ASSERT_LE(calibration_.function_count, RAW_MAX_CALIBRATED_FUNCTIONS);
-    ASSERT_LE(calibration_.functions[0].segment_count, RAW_MAX_CALIBRATION_SEGMENTS);
-    // What a writer makes of it reads back as the same records.
-    const RawHeader header = header_;
-    const RawCalibration calibration = calibration_;
-    ASSERT_EQ(RawCreateHeader(handle_, &header, &calibration), RAW_OK);
-    ASSERT_EQ(Read(), RAW_OK);
-    EXPECT_EQ(+header_.resolved, +header.resolved);
-    EXPECT_STREQ(header_.sample_description, header.sample_description);
-    EXPECT_EQ(
-        calibration_.functions[0].segment_count,
-        std::max(calibration.functions[0].segment_count, calibration.function_count > 0 ? 1 : 0));
-  }
-}
-
 }  // namespace
 }  // namespace tervalon::testing

@@ -143,57 +143,6 @@ TEST_F(SharedMembersTest, DescriptorsKeepEachOthersRecords) {
   EXPECT_EQ(first[1].bytes[0], 'B');
 }
 
-TEST_F(SharedMembersTest, WhatCannotBeReadIsNotReplaced) {
-  FaultyFileSystem& files = UseFaultyFiles();
-  Open();
-  Headers headers;
-  headers.header = {};
-  headers.Write(handles_[0]);
-  RawAnalogDescriptor descriptor = {};
-  ASSERT_EQ(RawCreateAnalogInf(handles_[0], 1, &descriptor), RAW_OK);
-  auto entries = std::vector<RawHistoryEntry>(RAW_HISTORY_ENTRIES);
-  RawHistoryHeader history = {};
-  history.tree_count = 32;
-  ASSERT_EQ(RawHistUpdateInfo(handles_[0], &history, entries.data()), RAW_OK);
-  history.counts[3] = 1;
-  strcpy(headers.header.job_code, "new");
-  descriptor.bytes[0] = 'n';
-  RawFunctionRecord record = ScanningRecord(1);
-  int16_t count = 1;
-  int16_t channels = 0;
-
-  const struct {
-    const char* member;
-    std::function<int32_t()> call;
-  } kCases[] = {
-      {"_HEADER.TXT",
-       [&] { return RawCreateHeader(handles_[0], &headers.header, headers.calibration.get()); }},
-      {"_HEADER.INF",
-       [&] { return RawReadHeader(handles_[0], &headers.header, nullptr, nullptr, nullptr); }},
-      {"_FUNCTNS.INF", [&] { return RawCreateFunctions(handles_[0], 1, &record); }},
-      {"_FUNCTNS.INF", [&] { return RawAppendFunction(handles_[0], &record, nullptr); }},
-      {"_ANALOGS.INF", [&] { return RawCreateAnalogInf(handles_[0], 1, &descriptor); }},
-      {"_ANALOGS.INF", [&] { return RawReadAnalogInf(handles_[0], &count, &descriptor); }},
-      {"_ANALOGS.INF",
-       [&] { return RawReadHeader(handles_[0], nullptr, nullptr, nullptr, &channels); }},
-      {"_HISTORY.INF", [&] { return RawHistUpdateInfo(handles_[0], &history, entries.data()); }},
-      {"_HISTORY.INF", [&] { return RawReadProcInfo(handles_[0], &history, entries.data()); }},
-  };
-  for (const auto& faulty : kCases) {
-    SCOPED_TRACE(&faulty - kCases);
-    const bool there = Exists(Path(faulty.member));
-    const Bytes before = there ? ReadFile(Path(faulty.member)) : Bytes();
-    files.OnlyPathsWith(std::string("\\") + faulty.member);
-    files.On(FileCall::kOpen).FailNth(1);
-    EXPECT_EQ(faulty.call(), RAW_MEMBER_NOT_OPENED);
-    files.On(FileCall::kOpen).Heal();
-    if (there) {
-      EXPECT_EQ(ReadFile(Path(faulty.member)), before);
-    }
-    EXPECT_EQ(files.open_files(), 0);
-  }
-}
-
 // --- history
 
 // A program that keeps its history in memory and seldom reads it again.

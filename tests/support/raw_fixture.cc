@@ -115,11 +115,6 @@ FaultyFileSystem& RawTest::UseFaultyFiles() {
   return *faulty_files_;
 }
 
-void RawTest::FailReplacing(FileCall call) {
-  faulty_files_->OnlyPathsWith(call == FileCall::kMove ? "" : ".tmp");
-  faulty_files_->On(call).FailNth(1);
-}
-
 std::string RawTest::Path(const std::string& member) const {
   return temp_.Path(member.empty() ? "RUN.RAW" : "RUN.RAW\\" + member);
 }

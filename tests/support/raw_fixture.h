@@ -133,9 +133,6 @@ class RawTest : public ::testing::Test {
   // Handles that are open then are dropped.
   FaultyFileSystem& UseFaultyFiles();
 
-  // Lets the next replacement of a member fail at a call on the new file.
-  void FailReplacing(FileCall call);
-
   TempDirectory temp_;
   std::unique_ptr<FaultyFileSystem> faulty_files_;
   std::unique_ptr<platform::ScopedReplacement<platform::FileSystem>> replaced_;

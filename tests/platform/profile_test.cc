@@ -7,15 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/file_system.h"
-#include "tests/support/fault_services.h"
 #include "tests/support/temp_directory.h"
 
 namespace tervalon::platform {
 namespace {
 
-using testing::FaultyFileSystem;
-using testing::FileCall;
 using testing::TempDirectory;
 
 class ProfileTest : public ::testing::Test {
@@ -44,14 +40,6 @@ class ProfileTest : public ::testing::Test {
 
   bool Write(const char* section, const char* key, const char* value) {
     return Profiles().Write(section, key, value, path_.c_str());
-  }
-
-  std::vector<std::string> Names() {
-    std::vector<DirectoryEntry> entries;
-    EXPECT_TRUE(Files().List(directory_.Path(), &entries));
-    std::vector<std::string> names;
-    for (const DirectoryEntry& entry : entries) names.push_back(entry.name);
-    return names;
   }
 
   TempDirectory directory_;
@@ -224,37 +212,6 @@ TEST_F(ProfileTest, RefusesAPlaceThatCannotBeWritten) {
   EXPECT_FALSE(Profiles().Write("A", "Key", "2", directory_.Path("none\\x.ini").c_str()));
   EXPECT_FALSE(Profiles().Write("A", "Key", "2", directory_.Path().c_str()));
   EXPECT_EQ(Text(), "[A]\r\nKey=1\r\n");
-}
-
-TEST_F(ProfileTest, AFailedChangeLeavesTheFileAsItWasAndNothingForLong) {
-  const std::string before = "[A]\r\nKey=1\r\n";
-  for (const FileCall call :
-       {FileCall::kOpen, FileCall::kPosition, FileCall::kRead, FileCall::kSize, FileCall::kWrite,
-        FileCall::kClose, FileCall::kMove, FileCall::kOpenAlone}) {
-    int failed = 0;
-    for (int n = 1;; ++n) {
-      Store(before);
-      FaultyFileSystem files;
-      {
-        const ScopedReplacement<FileSystem> replacement(&files);
-        files.On(call).FailNth(n);
-        const bool written = Write("A", "Key", "2");
-        EXPECT_EQ(Text(), written ? "[A]\r\nKey=2\r\n" : before) << int(call) << ", call " << n;
-        failed += !written;
-      }
-      EXPECT_EQ(files.open_files(), 0);
-      EXPECT_TRUE(Write("A", "Key", "3"));
-      EXPECT_EQ(Names(), std::vector<std::string>{"SETTINGS.INI"}) << int(call) << ", call " << n;
-      if (files.Calls(call) < n) break;
-    }
-    EXPECT_GT(failed, 0) << int(call);
-  }
-  Store(before);
-  FaultyFileSystem full;
-  const ScopedReplacement<FileSystem> replacement(&full);
-  full.SetDiskSpace(5);
-  EXPECT_FALSE(Write("B", "Key", "1"));
-  EXPECT_EQ(Text(), before);
 }
 
 TEST_F(ProfileTest, RefusesAReadOnlyFile) {

@@ -323,35 +323,6 @@ TEST_F(IniTextTest, FailedGrowthIsNotedAndLosesTheText) {
   EXPECT_EQ(Get("A", "k"), "v");
 }
 
-// The record and the block lie in memory that others can write to.
-TEST_F(IniTextTest, DamagedRecordsAndTextsStayWithinTheBlock) {
-  std::mt19937 random(3);
-  const std::string alphabet = std::string("\r\n\r\n[]=Ak") + std::string(2, '\0');
-  for (int round = 0; round < 20000; ++round) {
-    memory_.Free(store_.block);
-    const size_t size = random() % 60;
-    store_.block = memory_.Allocate(size);
-    Locked([&] {
-      for (size_t i = 0; i < size; ++i) store_.text[i] = alphabet[random() % alphabet.size()];
-      return 0;
-    });
-    const auto number = [&random, size] {
-      if (random() % 8 == 0) return static_cast<int32_t>(random());
-      return static_cast<int32_t>(random() % (size + 2)) - 1;
-    };
-    store_.section_start = number();
-    store_.section_length = number();
-    store_.free_bytes = number();
-    CopyBounded(store_.section_name, "A", static_cast<int32_t>(random() % 2));
-    const bool is_long = random() % 4 == 0;
-    const std::string key(random() % (is_long ? 400 : 2), 'k');
-    Set("A", key, std::string(random() % (is_long ? 500 : 20), 'v'), random() % 2 != 0);
-    Get("A", key);
-    List("A", static_cast<int16_t>(random() % 20));
-    List(nullptr, static_cast<int16_t>(random() % 20));
-  }
-}
-
 TEST(StringRoutines, StayWithinTheirBounds) {
   char out[] = "????";
   EXPECT_EQ(CopyBounded(out, "abc", 2), out + 2);

@@ -358,32 +358,6 @@ TEST_F(SettingsTest, MissingArgumentsAndUnwritableFilesFail) {
   EXPECT_EQ(SetIniString("S", "k", nullptr, 0), 0);
 }
 
-// A file that cannot be read at the moment is not an empty one.
-TEST_F(SettingsTest, AnUnreadableFileIsNeitherSeededFromNorWritten) {
-  const std::string before = "[User]\r\nJob=kept\r\n[Acquisition]\r\nIsGCMD=TRUE\r\n";
-  testing::WriteText(FilePath(), before);
-  testing::FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
-  for (const FileCall call : {FileCall::kOpen, FileCall::kSize, FileCall::kRead}) {
-    files.On(call).FailNth(1, true);
-    EXPECT_EQ(InitGlobal(0), 0);
-    EXPECT_EQ(Get("User", "Job"), "");
-    EXPECT_EQ(Set("User", "Job", "x") + SetIni("S", "k", "v") + IsGCMD(), 0);
-    EXPECT_EQ(GetIni("User", "Job"), "(none)");
-    EXPECT_EQ(UpdateGlobal(0) + FreeGlobal(0), 2);  // there is no store
-    files.On(call).Heal();
-    EXPECT_EQ(File(), before);
-  }
-  EXPECT_EQ(IsGCMD(), 1);
-  EXPECT_EQ(Get("User", "Job"), "kept");
-  files.On(FileCall::kOpen).FailNth(1, true);
-  EXPECT_EQ(UpdateGlobal(0), 0);
-  EXPECT_EQ(FreeGlobal(0), 0);  // and frees the store
-  files.On(FileCall::kOpen).Heal();
-  EXPECT_EQ(File(), before);
-  EXPECT_EQ(InitGlobal(0), 1);
-}
-
 // What a file can ask for is bounded: it is read once for all keys, looked through once for all,
 // and one that is no settings file by its size is not read at all.
 TEST_F(SettingsTest, HugeFilesCostOneReadAndOneReplacement) {

@@ -264,21 +264,5 @@ TEST(Records, NeedRoomForTextAndStructure) {
   EXPECT_EQ(text, " 1E");
 }
 
-TEST(Records, OfRandomBytesDoNoHarm) {
-  std::mt19937 random(5);
-  for (int32_t number = 0; number < kDatabaseTypes; ++number) {
-    const DatabaseType& type = *Catalogue(number);
-    std::vector<std::byte> structure(type.structure_size);
-    std::string text = Blank(number);
-    for (int round = 0; round < 20; ++round) {
-      for (char& c : text) c = static_cast<char>(random());
-      ASSERT_EQ(ReadRecord(type, text, structure), kSuccess);
-      for (std::byte& byte : structure) byte = static_cast<std::byte>(random());
-      const int32_t cause = UpdateRecord(type, structure, text);
-      EXPECT_TRUE(cause == kSuccess || cause == kFileWrite);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tervalon::db3

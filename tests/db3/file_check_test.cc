@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -150,35 +149,6 @@ TEST_F(FileCheckTest, LeavesWhatItCannotMakeOut) {
   // Findings are told as long as there is room.
   EXPECT_EQ(DB3CheckFile(kType, path_.c_str(), findings_, 19), DB3_INVALID_FORMAT);
   EXPECT_STREQ(findings_, "");
-}
-
-// Whatever bytes are damaged and wherever the file is cut: what is mended is sound, what is not
-// stays, and a copy is there in any case.
-TEST_F(FileCheckTest, RandomDamageIsMendedOrLeft) {
-  std::mt19937 random(7);
-  int mended = 0;
-  for (int round = 0; round < 150; ++round) {
-    SCOPED_TRACE(round);
-    Bytes bytes = sound_;
-    for (uint32_t hits = random() % 4; hits > 0; --hits) {
-      bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
-    }
-    if (round % 3 == 0) bytes.resize(random() % bytes.size());
-    testing::WriteFile(path_, bytes);
-    platform::Files().Remove(path_ + ".old");
-    if (Repair() == DB3_SUCCESS) {
-      ++mended;
-      EXPECT_EQ(Check(kType), DB3_SUCCESS) << findings_;
-      std::unique_ptr<RecordFile> file;
-      EXPECT_EQ(RecordFile::Open(path_, &file), kSuccess);
-      const bool kept =
-          testing::Exists(path_ + ".old") && testing::ReadFile(path_ + ".old") == bytes;
-      EXPECT_TRUE(kept || testing::ReadFile(path_) == bytes);
-    } else {
-      EXPECT_TRUE(testing::ReadFile(path_) == bytes);
-    }
-  }
-  EXPECT_GT(mended, 75);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -59,30 +58,6 @@ class RecordSafetyTest : public ::testing::Test {
     };
   }
 
-  // Makes a change on the base file with no room for more than so many bytes, then ends the
-  // process, as it were.
-  void Try(const Change& change, uint64_t room) {
-    testing::WriteFile(path_, base_);
-    std::unique_ptr<RecordFile> other;
-    EXPECT_EQ(RecordFile::Open(path_, &other), kSuccess);
-    FaultyFileSystem faulty;
-    Cause cause = kSuccess;
-    {
-      const platform::ScopedReplacement<platform::FileSystem> replaced(&faulty);
-      std::unique_ptr<RecordFile> file;
-      EXPECT_EQ(RecordFile::Open(path_, &file), kSuccess);
-      faulty.SetDiskSpace(room);
-      cause = change.make(file.get());
-    }
-    const Records left = RecordsOf(other.get());
-    if (cause == kSuccess) {
-      EXPECT_EQ(left, change.after);
-    } else if (left != change.after) {
-      EXPECT_EQ(left, before_);
-    }
-    EXPECT_EQ(RecordsIn(path_), left);
-  }
-
   testing::TempDirectory directory_;
   std::string path_ = directory_.Path("P1.DBF");
   Records before_;
@@ -90,19 +65,6 @@ class RecordSafetyTest : public ::testing::Test {
   std::vector<uint8_t> base_;
   std::vector<Change> changes_;
 };
-
-// The write that finds no more room is cut, and none goes to the disk after it: as when the process
-// ends in the middle of that write.
-TEST_F(RecordSafetyTest, FullDisk) {
-  for (const Change& change : changes_) {
-    // From no room to more than the whole file anew.
-    for (uint64_t room = 0; room < base_.size() + 300; room += room < 400 ? 5 : 1009) {
-      SCOPED_TRACE(::testing::Message() << change.name << ", " << room << " bytes");
-      Try(change, room);
-      if (HasFailure()) return;
-    }
-  }
-}
 
 // What stands beside a database under names that could be the library's is somebody's.
 TEST_F(RecordSafetyTest, FilesBesideAreLeftAlone) {

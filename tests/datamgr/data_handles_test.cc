@@ -444,37 +444,6 @@ TEST_F(DataHandlesTest, CallsFromWithinARead) {
   EXPECT_TRUE(Holds(1, 1, 2, 1, 5));
 }
 
-// Memory that runs out or cannot be locked, anywhere, gives a failure value; the table stays whole.
-TEST_F(DataHandlesTest, MemoryFaults) {
-  testing::FaultPoint* const points[] = {&memory_.allocate, &memory_.reallocate, &memory_.lock};
-  for (testing::FaultPoint* point : points) {
-    int failures = 0;
-    for (int64_t n = 1;; ++n) {
-      const int64_t before = point->calls();
-      point->FailNth(n);
-      const int32_t handle = Grant({1, 2}, 3);
-      const bool granted = handle != 0 && DmFreezeHandle(handle, 0) == 0 && DmLockID(handle);
-      if (granted) DmUnlockID(handle);
-      const bool first = granted && DmGetData(handle, 50, 10, 0) == 0;
-      const bool merged = first && DmGetData(handle, 40, 30, 0) == 0;
-      const bool written = merged && DmWriteHandle(handle, 0) == 5;
-      failures += written ? 0 : 1;
-      const bool past = point->calls() - before >= n;
-      EXPECT_TRUE(!merged || !past || Holds(handle, 2, 3, 40, 30)) << n;
-      DmReleaseHandle(handle, 0);
-      const bool reached = point->calls() - before >= n;
-      point->Heal();
-      EXPECT_EQ(memory_.live_locks(), 0) << n;
-      // What a failed release left behind goes when the handle is granted again.
-      EXPECT_EQ(Grant({1, 2}, 3), 1);
-      EXPECT_EQ(DmReleaseHandle(1, 0), 0);
-      EXPECT_EQ(memory_.live_blocks(), 0) << n;
-      if (!reached) break;
-    }
-    EXPECT_GT(failures, 0);
-  }
-}
-
 TEST_F(DataHandlesTest, AnUnstoredDescriptorGivesAHandleThatIsNotInUse) {
   memory_.allocate.FailNth(1);
   EXPECT_EQ(Grant(Descriptor{}), 1);
@@ -485,16 +454,6 @@ TEST_F(DataHandlesTest, AnUnstoredDescriptorGivesAHandleThatIsNotInUse) {
   g_log.fail_open = true;
   EXPECT_EQ(Grant(Descriptor{}), 0);
   EXPECT_EQ(DmReleaseHandle(1, 0), -1);
-}
-
-TEST_F(DataHandlesTest, AMergeThatRunsOutOfMemoryKeepsTheCache) {
-  ASSERT_EQ(Grant(Descriptor{}, 3), 1);
-  ASSERT_EQ(DmGetData(1, 100, 10, 0), 0);
-  memory_.reallocate.FailNth(2);
-  EXPECT_EQ(DmGetData(1, 50, 100, 0), -1);
-  EXPECT_TRUE(Holds(1, 1, 3, 100, 10));
-  EXPECT_EQ(DmGetData(1, 50, 100, 0), 0);
-  EXPECT_TRUE(Holds(1, 1, 3, 50, 100));
 }
 
 // The table against a model, in random operation.

@@ -258,21 +258,6 @@ TEST(Linearisation, RefusesWhatMakesNoSense) {
   EXPECT_EQ(memory.allocate.calls(), 0);
 }
 
-TEST(Linearisation, LeavesNoBlockWhenMemoryRunsOut) {
-  FaultyMemory memory;
-  const ScopedReplacement<MovableMemory> replacement(&memory);
-  const Floats x = {0, 0.3f, 1};
-  for (const auto& [fault, failing] : std::vector<std::pair<tervalon::testing::FaultPoint*, int>>{
-           {&memory.allocate, 1}, {&memory.allocate, 2}, {&memory.lock, 1}, {&memory.lock, 2}}) {
-    LinVarianceDataset result = {};
-    fault->FailNth(failing);
-    EXPECT_EQ(LineariseDatasetPreserveVariance(x.data(), x.data(), x.data(), 3, 0.1f, &result), -1);
-    fault->Heal();
-    EXPECT_EQ(memory.live_blocks(), 0);
-    EXPECT_EQ(memory.live_locks(), 0);
-  }
-}
-
 // Positions in no order, or none at all, still end.
 TEST(Linearisation, SurvivesAnyPositions) {
   std::mt19937 random(8);

@@ -14,7 +14,6 @@
 namespace {
 
 using tervalon::datamgr::Floats;
-using tervalon::testing::FaultyMemory;
 using tervalon::testing::Scan;
 
 // Function 1: a total ion current of 11 scans over a minute. Function 2: one scan of points.
@@ -110,25 +109,6 @@ TEST_F(NoiseStatisticsTest, CycleTime) {
   EXPECT_EQ(largest, 10);
   EXPECT_EQ(ChroStatGetCycleTime(nullptr, &tic_, &largest), 0);
   EXPECT_EQ(largest, 0);
-}
-
-// Whichever allocation or lock fails, the next measurement succeeds and nothing stays behind. (A
-// handle whose release cannot lock its blocks keeps them until then.)
-TEST_F(NoiseStatisticsTest, MemoryThatRunsOut) {
-  FaultyMemory memory;
-  const tervalon::platform::ScopedReplacement<tervalon::platform::MovableMemory> use(&memory);
-  for (auto* const fault : {&memory.allocate, &memory.reallocate, &memory.lock}) {
-    const int64_t before = fault->calls();
-    EXPECT_EQ(Chromatogram(2, 3).size(), 2U);
-    for (int64_t n = fault->calls() - before; n > 0; --n) {
-      fault->FailNth(n);
-      Chromatogram(2, 3);
-      fault->Heal();
-      EXPECT_EQ(Chromatogram(2, 3).size(), 2U);
-      EXPECT_EQ(memory.live_blocks(), 0);
-      EXPECT_EQ(FreeRawHandles(), 20);
-    }
-  }
 }
 
 using NoiseSettingsTest = tervalon::testing::SettingsFixture;

@@ -70,17 +70,19 @@ class NewFiles {
       if (error != RAW_OK) return error;
     }
     making_ = true;
-    int32_t error = ScanWriter::Open(handle_, Files(), {}, &writer_);
-    if (error == RAW_OK) error = CheckEmpty();
+    const int32_t error = ScanWriter::Open(handle_, Files(), {}, &writer_);
     if (error != RAW_OK) return error;
-    is_own_ = true;
-    return writer_->Clear();
+    is_own_ = writer_->IsEmpty();
+    return is_own_ ? writer_->Clear() : RAW_LOCK_FAILED;
   }
 
   int32_t ForceToDisk() {
-    const int32_t error = writer_->Flush();
-    return error == RAW_OK ? raw::ForceToDisk(handle_, Files()) : error;
+    int32_t error = writer_->Flush();
+    if (error == RAW_OK) error = raw::ForceToDisk(handle_, Files());
+    is_complete_ = error == RAW_OK;
+    return error;
   }
+  bool is_complete() const { return is_complete_; }
 
   void Keep() { making_ = false; }
 
@@ -92,43 +94,39 @@ class NewFiles {
   }
 
   // What cannot be told counts neither as absent nor as another's.
-  int32_t FindAbsent(bool* absent) const {
+  int32_t FindAbsent(bool* absent) {
+    index_path_ = Path(raw::kProcessIndex);
+    data_path_ = Path(raw::kProcessData);
     *absent = true;
-    for (const int32_t code : {raw::kProcessIndex, raw::kProcessData}) {
-      const platform::PathStatus status = platform::Files().Status(Path(code));
+    for (const std::string* path : {&index_path_, &data_path_}) {
+      const platform::PathStatus status = platform::Files().Status(*path);
       if (status == platform::PathStatus::kUnknown) return RAW_MEMBER_NOT_OPENED;
       if (status != platform::PathStatus::kNothing) *absent = false;
     }
     return RAW_OK;
   }
 
-  int32_t CheckEmpty() const {
-    std::unique_ptr<File> data;
-    uint64_t size = 0;
-    const int32_t error = raw::OpenForReading(handle_, raw::kProcessData, number_, &data);
-    if (error != RAW_OK) return error;
-    if (!data->Size(&size)) return RAW_SEEK_FAILED;
-    return size == 0 ? RAW_OK : RAW_LOCK_FAILED;
-  }
-
-  // While they are locked: who waits for them makes them anew.
+  // While they are locked: who waits for them makes them anew. Without memory, if it has to be.
   bool Remove() {
     std::unique_ptr<File> data;
-    if (!is_own_) {
-      writer_.reset();
-      const int32_t error = raw::OpenForWriting(handle_, raw::kProcessData, number_, false, &data);
-      if (error != RAW_OK || !data->Lock(platform::LockMode::kExclusive) ||
-          CheckEmpty() != RAW_OK) {
-        return false;
-      }
+    uint64_t size = 0;
+    if (writer_ != nullptr) {
+      if (!is_own_ && !writer_->IsEmpty()) return false;
+      writer_->Clear();
+    } else if (raw::OpenForWriting(handle_, raw::kProcessData, number_, false, &data) != RAW_OK ||
+               !data->Lock(platform::LockMode::kExclusive) || !data->Size(&size) || size != 0) {
+      return false;
     }
-    platform::Files().Remove(Path(raw::kProcessIndex));
-    return platform::Files().Remove(Path(raw::kProcessData));
+    platform::Files().Remove(index_path_);
+    return platform::Files().Remove(data_path_);
   }
 
   const int32_t handle_;
+  std::string index_path_;
+  std::string data_path_;
   int16_t number_ = 0;
   bool making_ = false;
+  bool is_complete_ = false;
   bool is_own_ = false;  // what they hold, if anything
   std::unique_ptr<ScanWriter> writer_;
 };
@@ -170,10 +168,15 @@ int32_t StoreNewSet(int32_t handle, const SetPlace& place, const RawHistoryProce
     return error;
   };
   const int32_t error = raw::ChangeMember(handle, raw::kHistory, raw::kLargestHistory, change);
-  if (error != RAW_OK) return error;
-  files.Keep();
-  *number = files.number();
-  return PRC_OK;
+  // A history may be in place although it is told that it could not be put there.
+  SetPlace stored = {};
+  RawHistoryProcess with = {};
+  if (error == RAW_OK ||
+      (files.is_complete() && FindSet(handle, files.number(), &stored, &with) == PRC_OK)) {
+    files.Keep();
+  }
+  if (error == RAW_OK) *number = files.number();
+  return error;
 }
 
 int32_t FindSet(int32_t handle, int16_t number, SetPlace* place, RawHistoryProcess* step) {

@@ -43,6 +43,12 @@ class ScanWriter : public ScanBuffer {
   // the first are cut off.
   int32_t Continue(const DataType& type);
 
+  // Whether the files hold nothing; false also where that cannot be told.
+  bool IsEmpty() const {
+    uint64_t size = 0;
+    return data_->Size(&size) && size == 0 && index_->Size(&size) && size == 0;
+  }
+
   // The scans stored, those waiting included.
   uint32_t scans() const { return written_ + waiting_; }
 

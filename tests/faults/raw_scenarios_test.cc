@@ -315,6 +315,7 @@ void NormaliseScans(Disk* disk) {
       if (set) index.insert(index.end(), data.begin() + offset, data.begin() + std::ptrdiff_t(end));
     }
     normal.files[path] = index;
+    if (set && index.empty()) continue;
     normal.files[stem + ".DAT"] = {data.begin(), data.begin() + std::ptrdiff_t(set ? 0 : used)};
   }
   *disk = normal;

@@ -77,8 +77,8 @@ extern "C" int32_t TERVALON_CALL AxsPositionAxis(int32_t handle, int32_t index, 
   const int64_t end = int64_t{position.first} + position.count;
   bool shown = index >= position.first && index < end;
   if (shown && position.step != 0) {
-    const int64_t places = std::abs(index - (reverse != 0 ? end - 1 : position.first));
-    if (places != 0) shown = MoveFromAnchor(&position, places);
+    const int64_t distance = std::abs(index - (reverse != 0 ? end - 1 : position.first));
+    if (distance != 0) shown = MoveFromAnchor(&position, distance);
   }
   AxsSize(handle, shown ? &position.area : nullptr, &position.margins);
   return shown ? 1 : 0;

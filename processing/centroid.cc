@@ -17,7 +17,8 @@
 namespace tervalon::processing {
 namespace {
 
-constexpr PrcCentroiding kUsual = {PRC_THRESHOLD_NOISE, 3, 0.1F, 0.8F, 0, PRC_INTENSITY_HEIGHT};
+constexpr PrcCentroiding kUsualCentroiding = {PRC_THRESHOLD_NOISE, 3, 0.1F, 0.8F, 0,
+                                              PRC_INTENSITY_HEIGHT};
 
 struct Spectrum {
   const float* masses;
@@ -160,7 +161,7 @@ extern "C" int32_t TERVALON_CALL PrcCentroid(const PrcCentroiding* centroiding, 
                                              const float* intensities, int32_t count,
                                              float* peak_masses, float* peak_intensities,
                                              int32_t* peak_count) {
-  const PrcCentroiding how = centroiding != nullptr ? *centroiding : processing::kUsual;
+  const PrcCentroiding how = centroiding != nullptr ? *centroiding : processing::kUsualCentroiding;
   if (masses == nullptr || intensities == nullptr || count < 0 || peak_masses == nullptr ||
       peak_intensities == nullptr || peak_count == nullptr || !processing::IsValid(how)) {
     return PRC_BAD_ARGUMENT;

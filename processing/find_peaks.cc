@@ -17,7 +17,7 @@
 namespace tervalon::processing {
 namespace {
 
-constexpr PrcPeakSearch kUsual = {
+constexpr PrcPeakSearch kUsualSearch = {
     {PRC_SMOOTH_SAVITZKY_GOLAY, 3, 1, 2}, PRC_THRESHOLD_NOISE, 5, PRC_BASELINE_DROPPED, 0};
 
 bool IsValid(const PrcPeakSearch& search) {
@@ -84,7 +84,7 @@ namespace processing = tervalon::processing;
 extern "C" int32_t TERVALON_CALL PrcFindPeaks(const PrcPeakSearch* search, const float* times,
                                               const float* intensities, int32_t count,
                                               const RTCalibration* calibration, PrcPeaks* result) {
-  const PrcPeakSearch how = search != nullptr ? *search : processing::kUsual;
+  const PrcPeakSearch how = search != nullptr ? *search : processing::kUsualSearch;
   if (times == nullptr || intensities == nullptr || count < 0 || result == nullptr ||
       !processing::IsValid(how)) {
     return PRC_BAD_ARGUMENT;

@@ -20,7 +20,7 @@
 namespace tervalon::raw {
 namespace {
 
-constexpr size_t kBlockBytes = 65536;
+constexpr size_t kBytesAtOnce = 65536;
 constexpr size_t kPartWords = 512;
 
 constexpr size_t kLargestInfo = size_t{INT16_MAX} * RAW_ANALOG_DESCRIPTOR_SIZE;
@@ -86,7 +86,7 @@ int32_t ReadSamples(int32_t handle, platform::File& samples, const AnalogRecord&
   const int32_t error = CountRecords(samples, record, &records);
   if (error != RAW_OK) return error;
   run.Limit(records);
-  std::vector<uint8_t> block(std::max(kBlockBytes / record.size(), size_t{1}) * record.size());
+  std::vector<uint8_t> block(std::max(kBytesAtOnce / record.size(), size_t{1}) * record.size());
   const auto wanted = static_cast<size_t>(run.count);
   size_t read = 0;
   for (size_t done = 0; done < wanted; done += read / record.size()) {

@@ -49,22 +49,6 @@ run_tests() { # PRESET OPTION...
 trap 'status=$?; [ $status = 0 ] || echo "A step failed."
   printf "\n%d passed, %d failed\n" $passed $failed' EXIT
 
-check_with_clang_tidy() { # library and program
-  step "clang-tidy"
-  cmake --preset lint >/dev/null
-  local headers folders='appsvc|datamgr|db3|numerics|platform|plot|processing|raw|settings|tools'
-  sed -nE 's/^ *"file": "(.*\.cc)",?$/\1/p' build/lint/compile_commands.json |
-    grep -E "^$PWD/($folders)/" |
-    xargs -n 2 -P "$(nproc)" clang-tidy -p build/lint --quiet 2> >(grep -v "warnings generated" >&2)
-  # The other platform's folders, with the headers of its compiler.
-  mapfile -t headers < <(i686-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 |
-    sed -n '/^#include </,/^End/s/^ /-isystem/p')
-  printf '%s\n' platform/win32/*.cc tools/win32/*.cc |
-    xargs -P "$(nproc)" -I{} clang-tidy --quiet {} -- -std=c++20 --target=i686-w64-windows-gnu \
-      -nostdinc++ "${headers[@]}" -I. -Iinclude -DTERVALON_BUILD -DTERVALON_PLAIN_TYPES \
-      -DWIN32_LEAN_AND_MEAN -DNOMINMAX -D_WIN32_WINNT=0x0501 2> >(grep -v "warnings generated" >&2)
-}
-
 scripts/install-deps.sh
 if [ -z "${TERVALON_TEST_DATA:-}" ] && [ -d ../shared/data ]; then
   TERVALON_TEST_DATA=$(cd ../shared/data && pwd)
@@ -86,7 +70,9 @@ git ls-files -z --cached --others --exclude-standard '*.cc' '*.h' '*.c' |
 
 configure_and_build asan
 if [ -n "$all" ]; then
-  check_with_clang_tidy
+  step "clang-tidy"
+  cmake --preset lint >/dev/null
+  scripts/clang_tidy.py
   # Longer runs of the same tests.
   export TERVALON_CALLERS_SEQUENCES=20 TERVALON_PROGRAMS_TIMES=2
 fi

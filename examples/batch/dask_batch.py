@@ -53,10 +53,13 @@ def cluster(workers: int, log: Any) -> Iterator[str]:
                 time.sleep(0.05)
             yield file
         finally:
-            for process in reversed(running):
+            for process in reversed(running):  # the scheduler last: workers wait for it
                 process.terminate()
-            for process in running:
-                process.wait()
+                try:
+                    process.wait(timeout=20)
+                except subprocess.TimeoutExpired:
+                    process.kill()
+                    process.wait()
 
 
 def write_csv(path: str, columns: list[str], rows: Any) -> None:

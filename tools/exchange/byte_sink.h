@@ -14,6 +14,9 @@
 
 namespace tervalon::tools {
 
+// What writers gather before they write it.
+constexpr size_t kWritePiece = size_t{1} << 16;
+
 class ByteSink {
  public:
   ByteSink() = default;

@@ -12,8 +12,6 @@
 namespace tervalon::tools {
 namespace {
 
-constexpr size_t kPiece = size_t{1} << 16;
-
 struct Peak {
   float mass;
   float intensity;
@@ -60,7 +58,7 @@ class MgfWriter {
           } else {
             WriteAll(function, scan, spectrum);
           }
-          if (text_.size() >= kPiece) Flush();
+          if (text_.size() >= kWritePiece) Flush();
         });
     Flush();
   }

@@ -9,8 +9,6 @@
 namespace tervalon::tools {
 namespace {
 
-constexpr size_t kPiece = size_t{1} << 16;
-
 bool IsJson(TableKind kind) { return kind == TableKind::kJson || kind == TableKind::kNdjson; }
 
 // The shortest text that reads back as the same float; JSON has none for those that are no numbers.
@@ -91,7 +89,7 @@ void PointTable::AddScan(const std::string& directory, const ExportedFunction& f
     AppendNumber(waiting_, spectrum.intensities[i], json);
     if (json) waiting_ += '}';
     if (kind_ != TableKind::kJson) waiting_ += '\n';
-    if (waiting_.size() >= kPiece) Flush();
+    if (waiting_.size() >= kWritePiece) Flush();
   }
 }
 

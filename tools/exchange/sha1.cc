@@ -142,7 +142,7 @@ void Sha1::Add(const void* bytes, size_t count) {
 }
 
 std::string Sha1::Digest() const {
-  constexpr const char* kDigits = "0123456789abcdef";
+  constexpr const char* kHex = "0123456789abcdef";
   uint8_t last[2 * kBlock] = {};
   const auto waiting = static_cast<size_t>(size_ % kBlock);
   std::memcpy(last, rest_.data(), waiting);
@@ -155,7 +155,7 @@ std::string Sha1::Digest() const {
   AddBlocks(state, last, blocks);
   std::string digest;
   for (const uint32_t word : state) {
-    for (int shift = 28; shift >= 0; shift -= 4) digest += kDigits[word >> shift & 15];
+    for (int shift = 28; shift >= 0; shift -= 4) digest += kHex[word >> shift & 15];
   }
   return digest;
 }

@@ -3,8 +3,6 @@
 namespace tervalon::tools {
 namespace {
 
-constexpr size_t kPiece = size_t{1} << 16;
-
 void AppendEscaped(std::string& out, std::string_view text) {
   for (const char c : text) {
     switch (c) {
@@ -65,13 +63,13 @@ void XmlWriter::Close() {
     waiting_ += element.name;
     waiting_ += '>';
   }
-  if (waiting_.size() >= kPiece) Flush();
+  if (waiting_.size() >= kWritePiece) Flush();
 }
 
 void XmlWriter::Text(std::string_view text) {
   EndStartTag();
   open_.back().has_text = true;
-  if (text.size() < kPiece / 4) {
+  if (text.size() < kWritePiece / 4) {
     waiting_ += text;
   } else {
     Flush();

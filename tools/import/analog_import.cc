@@ -17,12 +17,6 @@ namespace {
 // Channels are held in memory until all are there.
 constexpr size_t kMostRecords = 250000;
 
-const MzmlArray* FindArray(const MzmlEntry& entry, const CvTerm& kind) {
-  const auto found =
-      std::ranges::find_if(entry.arrays, [&](const MzmlArray& array) { return array.Is(kind); });
-  return found == entry.arrays.end() ? nullptr : &*found;
-}
-
 // What a userParam says, or else `other`.
 std::string TextOf(const MzmlEntry& entry, std::string_view name, const std::string& other) {
   for (const MzmlParam& param : entry.params) {
@@ -47,8 +41,8 @@ std::string Obstacle(const std::vector<float>& times, const std::vector<double>&
 }  // namespace
 
 void AnalogImport::Add(const MzmlEntry& chromatogram, Losses& losses) {
-  const MzmlArray* const time_array = FindArray(chromatogram, cv::kTimeArray);
-  const MzmlArray* const value_array = FindArray(chromatogram, cv::kIntensityArray);
+  const MzmlArray* const time_array = chromatogram.Find(cv::kTimeArray);
+  const MzmlArray* const value_array = chromatogram.Find(cv::kIntensityArray);
   if (time_array == nullptr || value_array == nullptr) {
     losses.Add("chromatograms without times or intensities");
     return;

@@ -181,7 +181,7 @@ constexpr SpectrumType kSpectrumTypes[] = {
     {cv::kRadiationSpectrum, RAW_TYPE_DIODE_ARRAY},
 };
 
-bool IsChannelType(int function_type) {
+bool IsChannelFunction(int function_type) {
   return function_type == RAW_TYPE_SIR || function_type == RAW_TYPE_MRM ||
          function_type == RAW_TYPE_VOLTAGE_SIR || function_type == RAW_TYPE_MAGNETIC_SIR;
 }
@@ -248,7 +248,7 @@ FunctionNature NatureOf(const ScanKind& kind, const MzmlDescription& description
     }
   }
   nature.type = TypeOf(kind, time_of_flight);
-  if (IsChannelType(nature.type) && !channels) {
+  if (IsChannelFunction(nature.type) && !channels) {
     nature.type = kind.ms_level > 1 ? RAW_TYPE_DAUGHTERS : RAW_TYPE_SCAN;
   }
   if (kind.ms_level > 2) losses.Add("MS levels above 2: stored as daughters");

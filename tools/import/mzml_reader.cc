@@ -284,6 +284,12 @@ const MzmlParam* Find(const MzmlParams& params, const CvTerm& term) {
   return found == params.end() ? nullptr : &*found;
 }
 
+const MzmlArray* MzmlEntry::Find(const CvTerm& kind) const {
+  const auto found =
+      std::ranges::find_if(arrays, [&](const MzmlArray& array) { return array.Is(kind); });
+  return found == arrays.end() ? nullptr : &*found;
+}
+
 void ReadMzml(const std::string& path, MzmlHandler& handler,
               const std::function<void(int)>& progress) {
   Parser(path, handler).Read(progress);

@@ -50,6 +50,8 @@ struct MzmlEntry {
   std::vector<MzmlArray> arrays;
   int precursors = 0;
   std::string instrument;  // the configuration's id; empty: the run's
+
+  const MzmlArray* Find(const CvTerm& kind) const;
 };
 
 // What stands before the run, an element each: "sample", "instrumentConfiguration", ...

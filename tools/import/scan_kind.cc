@@ -50,12 +50,6 @@ float FloatOf(const MzmlParam* param) {
 
 float Limit(const MzmlParams& window, const CvTerm& term) { return FloatOf(Find(window, term)); }
 
-const MzmlArray* FindArray(const MzmlEntry& entry, const CvTerm& kind) {
-  const auto found =
-      std::ranges::find_if(entry.arrays, [&](const MzmlArray& array) { return array.Is(kind); });
-  return found == entry.arrays.end() ? nullptr : &*found;
-}
-
 bool IsFlagArray(const MzmlParams& array) {
   const MzmlParam* const other = Find(array, cv::kOtherArray);
   return other != nullptr && other->value == "flags";
@@ -142,9 +136,9 @@ void ReadScan(const MzmlEntry& spectrum, ImportedScan& scan) {
     scan.parents.push_back(FloatOf(&param));
   }
 
-  const MzmlArray* masses = FindArray(spectrum, cv::kMassArray);
-  if (masses == nullptr) masses = FindArray(spectrum, cv::kWavelengthArray);
-  const MzmlArray* const intensities = FindArray(spectrum, cv::kIntensityArray);
+  const MzmlArray* masses = spectrum.Find(cv::kMassArray);
+  if (masses == nullptr) masses = spectrum.Find(cv::kWavelengthArray);
+  const MzmlArray* const intensities = spectrum.Find(cv::kIntensityArray);
   scan.masses.clear();
   scan.intensities.clear();
   scan.flags.clear();

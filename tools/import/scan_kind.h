@@ -32,7 +32,7 @@ struct ScanKind {
   std::optional<int> ion_mode;
   std::optional<int> data_type;
 
-  auto operator<=>(const ScanKind&) const = default;
+  auto operator<=>(const ScanKind&) const = default;  // NOLINT(modernize-use-nullptr)
   // "MS2, negative, profile, m/z 50 to 900"
   std::string Text() const;
 };

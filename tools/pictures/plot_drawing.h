@@ -24,7 +24,7 @@ class PlotPainter : private TextMeasure {
  public:
   // Text of that many points.
   PlotPainter(TvDC dc, const PictureSize& size, const Theme& theme, double points);
-  ~PlotPainter();
+  ~PlotPainter() override;
   PlotPainter(const PlotPainter&) = delete;
   PlotPainter& operator=(const PlotPainter&) = delete;
 

@@ -6,7 +6,7 @@
 namespace tervalon::tools {
 namespace {
 
-std::string Quoted(const std::string& text) {
+std::string CsvText(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos) {
     return text;
   }
@@ -26,7 +26,7 @@ struct ToCsv {
   std::string operator()(int64_t value) const { return std::to_string(value); }
   std::string operator()(float value) const { return ExactText(value); }
   std::string operator()(double value) const { return ExactText(value); }
-  std::string operator()(const std::string& value) const { return Quoted(value); }
+  std::string operator()(const std::string& value) const { return CsvText(value); }
   std::string operator()(const std::vector<double>& values) const {
     std::string text;
     for (const double value : values) {
@@ -54,7 +54,7 @@ Labels LabelsOf(const Document& document) {
 void PrintTable(const Section& section, const Labels& labels, Output& output) {
   std::string line = labels.names;
   for (const Column& column : section.columns) {
-    line += (line.empty() ? "" : ",") + Quoted(column.key);
+    line += (line.empty() ? "" : ",") + CsvText(column.key);
   }
   output << line << "\n";
   for (size_t row = 0; row < RowCount(section); ++row) {
@@ -69,8 +69,8 @@ void PrintTable(const Section& section, const Labels& labels, Output& output) {
 
 void PrintValue(const Section& section, const std::string& row, const std::string& name,
                 const Value& value, const Labels& labels, Output& output) {
-  output << labels.values << (labels.values.empty() ? "" : ",") << Quoted(section.key) << "," << row
-         << "," << Quoted(name) << "," << std::visit(ToCsv{}, value) << "\n";
+  output << labels.values << (labels.values.empty() ? "" : ",") << CsvText(section.key) << ","
+         << row << "," << CsvText(name) << "," << std::visit(ToCsv{}, value) << "\n";
 }
 
 void PrintValues(const Section& section, const Labels& labels, Output& output) {

@@ -12,7 +12,7 @@
 namespace tervalon::tools {
 namespace {
 
-std::string Quoted(const std::string& text) {
+std::string JsonText(const std::string& text) {
   using Json = nlohmann::json;
   return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -29,7 +29,7 @@ struct ToJson {
   std::string operator()(int64_t value) const { return std::to_string(value); }
   std::string operator()(float value) const { return NumberText(value); }
   std::string operator()(double value) const { return NumberText(value); }
-  std::string operator()(const std::string& value) const { return Quoted(value); }
+  std::string operator()(const std::string& value) const { return JsonText(value); }
   std::string operator()(const std::vector<double>& values) const {
     std::string text;
     for (const double value : values) {
@@ -53,7 +53,7 @@ void PrintColumns(const Section& section, Output& output) {
   output << "{";
   for (const Column& column : section.columns) {
     Separator cells;
-    output << columns.Next() << "\n  " << Quoted(column.key) << ": [";
+    output << columns.Next() << "\n  " << JsonText(column.key) << ": [";
     for (size_t row = 0; row < RowCount(section); ++row) {
       output << cells.Next() << std::visit(ToJson{}, CellValue(column, row));
     }
@@ -69,7 +69,7 @@ void PrintRows(const Section& section, Output& output) {
     Separator cells;
     output << rows.Next() << "\n  {";
     for (const Column& column : section.columns) {
-      output << cells.Next() << Quoted(column.key) << ": "
+      output << cells.Next() << JsonText(column.key) << ": "
              << std::visit(ToJson{}, CellValue(column, row));
     }
     output << "}";
@@ -79,7 +79,7 @@ void PrintRows(const Section& section, Output& output) {
 
 void PrintProperties(const std::vector<Property>& all, Separator& separator, Output& output) {
   for (const Property& property : all) {
-    output << separator.Next() << "\n " << Quoted(property.key) << ": "
+    output << separator.Next() << "\n " << JsonText(property.key) << ": "
            << std::visit(ToJson{}, property.value);
   }
 }
@@ -89,7 +89,7 @@ void PrintSection(const Section& section, Separator& document, Output& output) {
     PrintProperties(section.properties, document, output);
     return;
   }
-  output << document.Next() << "\n " << Quoted(section.key) << ": ";
+  output << document.Next() << "\n " << JsonText(section.key) << ": ";
   if (section.columns.empty()) {
     Separator properties;
     output << "{";

@@ -103,6 +103,7 @@ keep() {
     local merged
     merged=$(mktemp -d)
     mapfile -t folders < <(folders_of "$target")
+    mkdir -p "$out/logs"
     cp -r "${folders[@]/%//.}" "$merged"
     find "$merged" -type f -exec basename {} \; | sort >"$merged.before"
     "$fuzzer" --target="$target" "${limits[@]}" -use_counters=0 -merge=1 "$merged" \

@@ -64,7 +64,8 @@ typedef struct RawHistoryProcess {
   //   1 refine: i window, scans; f noise threshold
   //   2 combine: i first and last scan; i, i a background's; i, i another's (first 0: none);
   //     f factor of the background; what PrcSaveStep adds to it
-  //   3 smooth: i method, 0 mean, 1 Savitzky-Golay; i points on each side; i times; what PrcSaveStep
+  //   3 smooth: i method, 0 mean, 1 Savitzky-Golay; i points on each side; i times; what
+  //   PrcSaveStep
   //     adds to it
   //   4 center: what PrcSaveStep writes
   //   7 transform: i lowest and highest mass; f mass step; f threshold

@@ -260,7 +260,7 @@ std::string KeepCopy(File* file, const std::string& path) {
   uint64_t size = 0;
   CopyBuffer buffer;
   if (!file->Size(&size)) return {};
-  const std::string name = platform::FreeName(path + ".old");
+  std::string name = platform::FreeName(path + ".old");
   if (name.empty()) return {};
   std::unique_ptr<File> copy = Files().Open(name, OpenMode::kCreateNew);
   if (copy == nullptr) return {};

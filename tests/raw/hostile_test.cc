@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
@@ -30,7 +30,7 @@ TEST_F(HostileTest, AnIndexThatClaimsEverything) {
     RawFunctionRecord record = RecordFor(type);
     if (type != 2 && type != 11) record = ScanningRecord(type, 1100, 100);
     MakeRun(record, IndexBytes(entries), RandomBytes(3000));
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();
     OpenFunction();
     EXPECT_EQ(Get<uint32_t>(record_, 18), 1u);
     RawTraceWindow window = {0, 1e6f, 0, 0, 0};
@@ -40,7 +40,7 @@ TEST_F(HostileTest, AnIndexThatClaimsEverything) {
     EXPECT_EQ(RawReadChromTraces(handle_, 1, 0, 1, 2000, 1, &trace, arrays, nullptr), RAW_OK);
     EXPECT_LE(Read(handle_, 1, 0, 2).intensities.size(), 6000u);
     EXPECT_EQ(Read(handle_, 1, 0, 1).intensities.size(), 0u) << "data behind the file";
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    EXPECT_LT(std::clock() - start, 20 * CLOCKS_PER_SEC) << "processor time";
   }
 }
 

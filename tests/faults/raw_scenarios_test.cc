@@ -295,6 +295,8 @@ void NormaliseScans(Disk* disk) {
     const bool set = path.find("_PROC") != std::string::npos;
     const bool nothing = bytes.empty();  // where it is alone
     if (!scans || (alone && !nothing)) normal.files[path] = bytes;
+    if (scans && alone && set && !is_index && !nothing)
+      normal.files[path] = {};  // no scan has them
     if (!is_index || alone) continue;
     const std::vector<uint8_t>& data = other->second;
     std::vector<uint8_t> index;

@@ -18,6 +18,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -50,14 +51,21 @@ void Check(bool fine, const char* what) {
 
 using Tree = std::map<std::string, std::string>;  // names and contents
 
-Tree ReadTree() {
-  Tree tree;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(".")) {
-    std::string& content = tree[entry.path().string()];
-    if (!entry.is_regular_file()) continue;
-    std::ifstream file(entry.path(), std::ios::binary);
+void ReadTree(const std::filesystem::path& directory, Tree* tree) {
+  std::error_code error;  // a name that is too long to look into
+  std::filesystem::directory_iterator entry(directory, error);
+  for (; entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    std::string& content = (*tree)[entry->path().string()];
+    if (entry->is_directory(error)) ReadTree(entry->path(), tree);
+    if (!entry->is_regular_file(error)) continue;
+    std::ifstream file(entry->path(), std::ios::binary);
     content = {std::istreambuf_iterator<char>(file), {}};
   }
+}
+
+Tree ReadTree() {
+  Tree tree;
+  ReadTree(".", &tree);
   return tree;
 }
 

@@ -257,6 +257,8 @@ const HandleRange* RangeOf(std::string_view export_name, std::string_view argume
       {"Dm", "handle", 1, DM_MAX_HANDLES},
       {"Axs", "axes", 1, 49},
       {"Cos", "system", 1, 119},
+      {"DB3CheckFile", "type", DB3_ANY_TYPE, DB3_TYPES - 1},
+      {"DB3RepairFile", "type", DB3_ANY_TYPE, DB3_TYPES - 1},
       {"DB3", "type", 0, DB3_TYPES - 1},
   };
   for (const HandleRange& range : kRanges) {

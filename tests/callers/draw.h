@@ -193,7 +193,8 @@ void Draw::Pointer(size_t i, T* value) {
     name_ = names_[i];
     if (Wrong(i) && Chance(wrong_ >= 0 ? 1 : 0.3) && !NeverNull(export_, name_)) {
       *value = nullptr;
-      must_fail_ |= !Optional(export_, name_) && count_ != 0;  // of no elements nothing is read
+      const bool no_elements = count_ == 0 || (items_ == 0 && Is("item_sizes"));
+      must_fail_ |= !Optional(export_, name_) && !no_elements;
       text_ += " " + std::string(name_) + "=NULL";
       return;
     }
@@ -245,11 +246,13 @@ void Draw::Pointer(size_t i, T* value) {
       const size_t arrays =
           IsIn("RawReadChromTraces") ? static_cast<size_t>(std::max<int64_t>(items_, 0)) : 4;
       auto** const pointers = Array<std::remove_const_t<std::remove_pointer_t<Target>>*>(arrays);
+      size_t left = size_t{1} << 26;  // of the memory that a process of 32 bits has
       for (size_t at = 0; at < arrays; ++at) {
         pointers[at] = nullptr;
-        if (Chance(0.2)) continue;
         // Elements of eight bytes, or as many records as databases have here.
         const size_t bytes = std::max(Elements() * 8, std::min<size_t>(Elements(), 100) * 8192);
+        if (Chance(0.2) || bytes > left) continue;
+        left -= bytes;
         pointers[at] = reinterpret_cast<std::remove_pointer_t<decltype(pointers)>>(Bytes(bytes));
       }
       *value = const_cast<T>(reinterpret_cast<std::remove_const_t<T>>(pointers));

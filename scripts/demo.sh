@@ -79,6 +79,6 @@ show history DEMO.RAW
 
 say "Done"
 files=(DEMO.RAW/*)
-printf 'The pictures are %s\n' "$PWD"/{chromatogram,spectrum,peak,peaks}.png
+printf 'The pictures are in %s: chromatogram.png, spectrum.png, peak.png, peaks.png\n' "$PWD"
 printf 'DEMO.RAW holds %d files, %s; look further with\n  %s --help\n' "${#files[@]}" \
   "$(du -sh DEMO.RAW | cut -f1)" "$tervalon"

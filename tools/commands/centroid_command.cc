@@ -71,14 +71,8 @@ void AddCentroidCommand(Command program, Action& chosen) {
   auto options = std::make_shared<Options>();
   AddInputs(command, options->inputs);
   AddDataSetSelection(command, options->data_set);
-  const Command which = command.AddGroup("Scan", "Which scan; data of one need not say");
-  which.AddOption("-s,--scan", options->scan, "Scan number, from 1")
-      .Between(1, INT32_MAX)
-      .TypeName("N");
-  which
-      .AddOption("-t,--time", options->time, "Retention time in minutes; the nearest scan is taken")
-      .TypeName("MINUTES");
-  which.RequireOptions(0, 1);
+  AddScanChoice(command, "Which scan; data of one need not say", options->scan, options->time)
+      .RequireOptions(0, 1);
   AddCentroidingOptions(command, options->centroiding);
   AddResultOptions(command, options->result);
   command.Footer(

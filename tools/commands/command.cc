@@ -34,6 +34,14 @@ void AddFunctionOption(Command command, std::optional<int32_t>& function, const 
   command.AddOption("-f,--function", function, what).Between(1, RAW_MAX_FUNCTIONS).TypeName("N");
 }
 
+Command AddScanChoice(Command command, const std::string& what, int32_t& scan, std::string& time) {
+  const Command group = command.AddGroup("Scan", what);
+  group.AddOption("-s,--scan", scan, "Scan number, from 1").Between(1, INT32_MAX).TypeName("N");
+  group.AddOption("-t,--time", time, "Retention time in minutes; the nearest scan is taken")
+      .TypeName("MINUTES");
+  return group;
+}
+
 void AddProcessOptions(Command command, int32_t& process, std::optional<int32_t>& data_type) {
   const Option option = command
                             .AddOption("-p,--process", process,

@@ -66,6 +66,8 @@ void AddDataSetSelection(Command command, DataSet& data_set);
 // --function, with what it means; and --process with --data-type.
 void AddFunctionOption(Command command, std::optional<int32_t>& function, const std::string& what);
 void AddProcessOptions(Command command, int32_t& process, std::optional<int32_t>& data_type);
+// A group with --scan and --time, of which the caller says how many there have to be.
+Command AddScanChoice(Command command, const std::string& what, int32_t& scan, std::string& time);
 
 // A path as typed, with the platform's own separators where it has but one, and without those at
 // the end that a shell's completion adds. Throws WrongUsage for an empty one.

@@ -150,14 +150,7 @@ void AddSpectrumCommand(Command program, Action& chosen) {
   const Command command = program.AddSubcommand("spectrum", "Print the points of one scan");
   auto options = std::make_shared<Options>();
   AddDataSetOptions(command, options->data);
-  const Command which = command.AddGroup("Scan", "Which scan");
-  which.AddOption("-s,--scan", options->scan, "Scan number, from 1")
-      .Between(1, INT32_MAX)
-      .TypeName("N");
-  which
-      .AddOption("-t,--time", options->time, "Retention time in minutes; the nearest scan is taken")
-      .TypeName("MINUTES");
-  which.RequireOptions(1, 1);
+  AddScanChoice(command, "Which scan", options->scan, options->time).RequireOptions(1, 1);
   command.AddOption("--top", options->top, "Only the N strongest points, in the scan's order")
       .Between(1, RAW_MAX_POINTS)
       .TypeName("N");

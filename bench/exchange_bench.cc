@@ -250,13 +250,12 @@ template <typename... Arguments>
 benchmark::internal::Benchmark* Register(const char* name, Arguments... arguments) {
   return benchmark::RegisterBenchmark(name, arguments...)
       ->Unit(benchmark::kMillisecond)
-      ->Iterations(1)
-      ->Repetitions(3);
+      ->Iterations(1);
 }
 
 std::vector<Ratio> RegisterAll() {
   const int64_t megabytes = Megabytes();
-  // First, because a process starts with the largest size that this one had.
+  // A process starts with the largest size that this one had: to be run alone, with a filter.
   if (std::getenv("TERVALON_BENCH_MEMORY") != nullptr) {
     constexpr int64_t kLarge = 1000;
     for (const char* const compression : {"none", "zlib"}) {

@@ -269,7 +269,7 @@ std::vector<bench::Ratio> RegisterAll() {
   const auto add = [](const std::string& name, auto run, const auto&... arguments) {
     benchmark::RegisterBenchmark(name.c_str(), run, arguments...)
         ->Unit(benchmark::kMillisecond)
-        ->Repetitions(3);
+        ->MinTime(0.1);
   };
   const auto compare = [&](const std::string& one, const std::string& other, double limit) {
     ratios.push_back({one + " / " + other, one, other, limit});

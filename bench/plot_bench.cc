@@ -21,6 +21,7 @@ using tervalon::bench::kPixelsPerInch;
 using tervalon::bench::kPoints;
 using tervalon::bench::kWidth;
 using tervalon::bench::LongChromatogram;
+using tervalon::bench::Ratio;
 
 constexpr uintmax_t kMaxFileBytes = 300 * 1024;
 
@@ -47,10 +48,7 @@ void WriteFile(benchmark::State& state, bool svg) {
   Check(bytes < kMaxFileBytes, "a file below 300 KB");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+std::vector<Ratio> RegisterAll() {
   constexpr const char* kPlain = "plain columns";
   constexpr struct {
     const char* name;
@@ -60,11 +58,9 @@ int main(int argc, char** argv) {
                 {"sticks", AXS_PLOT_STICKS, false},
                 {"filled", AXS_PLOT_FILLED, false},
                 {"magnified", AXS_PLOT_JOINED, true}};
-  std::vector<tervalon::bench::Ratio> ratios;
+  std::vector<Ratio> ratios;
   const auto add = [](const char* name, auto run, auto... arguments) {
-    benchmark::RegisterBenchmark(name, run, arguments...)
-        ->Unit(benchmark::kMillisecond)
-        ->Repetitions(5);
+    benchmark::RegisterBenchmark(name, run, arguments...)->Unit(benchmark::kMillisecond);
   };
   add(kPlain, tervalon::bench::PlainColumns, size_t{1}, std::vector{AXS_PLOT_JOINED});
   for (const auto& plot : kPlots) {
@@ -78,7 +74,9 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark(svg ? "SVG file" : "PDF file", WriteFile, svg)
         ->Unit(benchmark::kMillisecond);
   }
-  tervalon::bench::RatioReporter reporter(ratios);
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  return 0;
+  return ratios;
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return tervalon::bench::RunWithRatios(argc, argv, RegisterAll); }

@@ -183,8 +183,7 @@ template <typename... Arguments>
 void RegisterWith(const std::string& name, Arguments... arguments) {
   benchmark::RegisterBenchmark(name.c_str(), arguments...)
       ->Unit(benchmark::kMillisecond)
-      ->MinTime(0.2)
-      ->Repetitions(5);
+      ->MinTime(0.1);
 }
 
 std::vector<Ratio> RegisterAll() {

@@ -301,7 +301,7 @@ template <typename... Arguments>
 benchmark::internal::Benchmark* RegisterWith(const std::string& name, Arguments... arguments) {
   return benchmark::RegisterBenchmark(name.c_str(), arguments...)
       ->Unit(benchmark::kMillisecond)
-      ->MinTime(0.2);
+      ->MinTime(0.1);
 }
 
 std::vector<Ratio> RegisterAll() {
@@ -313,28 +313,18 @@ std::vector<Ratio> RegisterAll() {
     ratios.push_back({"decoding data" + type.substr(1) + " / memcpy of its bytes", "decode" + type,
                       "memcpy" + type, 0});
   }
-  RegisterWith("read pass/continuum", PlainRead, "_FUNC001.DAT")->Repetitions(5);
-  RegisterWith("trace whole range/continuum", MassTrace, kContinuum, 0.0f, 1e6f, false)
-      ->Repetitions(3);
-  RegisterWith("trace narrow window/continuum", MassTrace, kContinuum, 500.0f, 500.5f, false)
-      ->Repetitions(3);
-  RegisterWith("trace whole range calibrated/continuum", MassTrace, kContinuum, 0.0f, 1e6f, true)
-      ->Repetitions(3);
-  RegisterWith("read pass/centroid", PlainRead, "_FUNC002.DAT")->Repetitions(5);
-  RegisterWith("trace whole range/centroid", MassTrace, kCentroid, 0.0f, 1e6f, false)
-      ->Repetitions(3);
-  RegisterWith("trace narrow window/centroid", MassTrace, kCentroid, 500.0f, 500.5f, false)
-      ->Repetitions(3);
+  RegisterWith("read pass/continuum", PlainRead, "_FUNC001.DAT");
+  RegisterWith("trace whole range/continuum", MassTrace, kContinuum, 0.0f, 1e6f, false);
+  RegisterWith("trace narrow window/continuum", MassTrace, kContinuum, 500.0f, 500.5f, false);
+  RegisterWith("trace whole range calibrated/continuum", MassTrace, kContinuum, 0.0f, 1e6f, true);
+  RegisterWith("read pass/centroid", PlainRead, "_FUNC002.DAT");
+  RegisterWith("trace whole range/centroid", MassTrace, kCentroid, 0.0f, 1e6f, false);
+  RegisterWith("trace narrow window/centroid", MassTrace, kCentroid, 500.0f, 500.5f, false);
   RegisterWith("trace narrow window calibrated/centroid", MassTrace, kCentroid, 500.0f, 500.5f,
-               true)
-      ->Repetitions(3);
+               true);
   Register("total ion chromatogram of 100,000 scans", IndexChromatogram);
-  RegisterWith("spectrum of 20,000 points", ReadSpectrum)
-      ->Unit(benchmark::kMicrosecond)
-      ->Repetitions(3);
-  RegisterWith("positioned read of 40,000 bytes", PositionedRead)
-      ->Unit(benchmark::kMicrosecond)
-      ->Repetitions(3);
+  RegisterWith("spectrum of 20,000 points", ReadSpectrum)->Unit(benchmark::kMicrosecond);
+  RegisterWith("positioned read of 40,000 bytes", PositionedRead)->Unit(benchmark::kMicrosecond);
   Register("10,000 spectra at random", RandomSpectra);
   RegisterWith("write 20M points/continuum", WriteScans, int16_t{RAW_DATA_CONTINUUM},
                kSpectrumPoints);

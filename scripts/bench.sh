@@ -1,9 +1,26 @@
 #!/usr/bin/env bash
-# Builds and runs the benchmarks; arguments go to the benchmark programs (--benchmark_filter=...).
+# Builds and runs the benchmarks and prints their tables: each job beside the plain work that it is
+# measured against, and the target. The figures go to bench/results/ as JSON.
+#   --against FILE   says what has become slower than 1.15 times since such a file, and fails
+# All other arguments go to the benchmark programs (--benchmark_filter=...). The large functions
+# are 1 GB; TERVALON_BENCH_MEGABYTES=64 is enough for a look.
 set -euo pipefail
+against=
+if [ "${1:-}" = --against ]; then
+  against=$(realpath "$2")
+  shift 2
+fi
 cd "$(dirname "$0")/.."
 programs=(raw_bench datamgr_bench numerics_bench db3_bench plot_bench picture_bench processing_bench
   exchange_bench)
 cmake --preset bench >/dev/null
 cmake --build --preset bench --target "${programs[@]}"
-for program in "${programs[@]}"; do build/bench/bin/"$program" "$@"; done
+parts=$(mktemp -d)
+trap 'rm -r "$parts"' EXIT
+for program in "${programs[@]}"; do
+  echo "== $program"
+  TERVALON_BENCH_JSON="$parts/$program.json" "build/bench/bin/$program" "$@"
+done
+mkdir -p bench/results
+result=bench/results/$(git describe --always --dirty).json
+/usr/bin/python3 scripts/bench_results.py "$parts" "$result" ${against:+"$against"}

@@ -5,6 +5,7 @@
 // closes it.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -13,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio_reporter.h"
 #include "platform/file_system.h"
 #include "platform/little_endian.h"
 #include "raw/function_record.h"
@@ -27,6 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace platform = tervalon::platform;
+using tervalon::bench::Ratio;
 
 constexpr int32_t kGrants = 10000;
 constexpr int32_t kScans = 400;
@@ -171,22 +174,48 @@ void Traces(benchmark::State& state, uint32_t type, bool keep_another) {
     DmReleaseHandle(keeper, 0);
     Check(files.opened == 0, "the directory was opened again");
   }
-  state.counters["files opened"] = static_cast<double>(files.opened);
+  state.counters["files opened"] = static_cast<double>(files.opened) / kGrants;
   state.SetItemsProcessed(state.iterations() * kGrants);
 }
 
-void Register(const char* name, uint32_t type, bool keep_another) {
-  benchmark::RegisterBenchmark(name, Traces, type, keep_another)->Unit(benchmark::kMillisecond);
+// What a chromatogram of the index takes at least: its bytes, and a file to read them from.
+void ReadIndex(benchmark::State& state, bool open_each) {
+  const Acquisition data;
+  const std::string path = data.path() / "_FUNC001.IDX";
+  std::vector<char> bytes(fs::file_size(path));
+  int file = open(path.c_str(), O_RDONLY);
+  for ([[maybe_unused]] auto _ : state) {
+    for (int32_t i = 0; i < kGrants; ++i) {
+      if (open_each) {
+        close(file);
+        file = open(path.c_str(), O_RDONLY);
+      }
+      Check(pread(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()),
+            "pread");
+    }
+  }
+  close(file);
+}
+
+std::vector<Ratio> RegisterAll() {
+  const auto add = [](const char* name, auto run, auto... arguments) {
+    benchmark::RegisterBenchmark(name, run, arguments...)->Unit(benchmark::kMillisecond);
+  };
+  constexpr const char* kTotal = "10,000 total ion chromatograms, another handle open";
+  constexpr const char* kMasses = "10,000 mass chromatograms, another handle open";
+  constexpr const char* kAlone = "10,000 total ion chromatograms, no other handle";
+  constexpr const char* kReads = "10,000 reads of the index";
+  constexpr const char* kOpens = "10,000 reads of the index, opened each time";
+  add(kTotal, Traces, uint32_t{DM_TRACE_TIC}, true);
+  add(kMasses, Traces, uint32_t{DM_TRACE_MASS}, true);
+  add(kAlone, Traces, uint32_t{DM_TRACE_TIC}, false);
+  add(kReads, ReadIndex, false);
+  add(kOpens, ReadIndex, true);
+  return {{"grant, read and release / read of the index", kTotal, kReads, 0},
+          {"the same without another handle / read of the index, opened", kAlone, kOpens, 0},
+          tervalon::bench::Figure("files opened for it", kAlone, "files opened", 3)};
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  Register("10,000 total ion chromatograms, another handle open", DM_TRACE_TIC, true);
-  Register("10,000 mass chromatograms, another handle open", DM_TRACE_MASS, true);
-  Register("10,000 total ion chromatograms, no other handle", DM_TRACE_TIC, false);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return tervalon::bench::RunWithRatios(argc, argv, RegisterAll); }

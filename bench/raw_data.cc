@@ -51,12 +51,11 @@ class Runs {
  public:
   ~Runs() { fs::remove_all(folder_); }
 
-  const Run& Find(int16_t data_type, int32_t points) {
+  const Run& Find(int16_t data_type, int32_t points, int32_t scans) {
     for (const Run& run : runs_) {
-      if (run.data_type == data_type && run.points == points) return run;
+      if (run.data_type == data_type && run.points == points && run.scans == scans) return run;
     }
     fs::create_directories(folder_);
-    const auto scans = static_cast<int32_t>(std::max<int64_t>(PointsOfRun() / points, 20));
     const std::string path = folder_ / (std::to_string(runs_.size()) + ".raw");
     Write(runs_.emplace_back(Run{data_type, points, scans, path}));
     return runs_.back();
@@ -83,9 +82,14 @@ Points::Points(int32_t count) {
   }
 }
 
-const Run& RunOf(int16_t data_type, int32_t points) {
+const Run& RunOfScans(int16_t data_type, int32_t points, int32_t scans) {
   static Runs runs;
-  return runs.Find(data_type, points);
+  return runs.Find(data_type, points, scans);
+}
+
+const Run& RunOf(int16_t data_type, int32_t points) {
+  return RunOfScans(data_type, points,
+                    static_cast<int32_t>(std::max<int64_t>(PointsOfRun() / points, 20)));
 }
 
 RawCalibration OneSetCalibration(const RawCaliCoeffs& set) {

@@ -40,6 +40,8 @@ struct Run {
 // Of about 40 million points.
 const Run& RunOf(int16_t data_type, int32_t points);
 
+const Run& RunOfScans(int16_t data_type, int32_t points, int32_t scans);
+
 // One coefficient set for every function.
 RawCalibration OneSetCalibration(const RawCaliCoeffs& set);
 

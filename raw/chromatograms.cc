@@ -9,6 +9,7 @@
 
 #include "appsvc/application.h"
 #include "appsvc/export_guard.h"
+#include "platform/little_endian.h"
 #include "raw/function_reader.h"
 #include "raw/trace_extractor.h"
 #include "tervalon/raw_chromatograms.h"
@@ -38,6 +39,27 @@ class Reading {
     return *reader == held_.get() ? RAW_OK : RAW_SCAN_BUFFER_ABSENT;
   }
 
+  // Calls step(i, run) for the records of the scans first .. first + count - 1, the first of a run
+  // being the i-th, and reports progress as after each scan.
+  template <typename Step>
+  int32_t ForEachRun(int32_t first, int32_t count, Step step) const {
+    for (int32_t i = 0; i < count;) {
+      FunctionReader* reader = nullptr;
+      IndexRun run = {};
+      int32_t error = Find(&reader);
+      if (error == RAW_OK) {
+        error = reader->ReadIndexRun(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &run);
+      }
+      if (error != RAW_OK) return error;
+      const int32_t together = std::min(count - i, 1 + ItemsWithoutProgress(i + 1, count));
+      run.records = std::min(run.records, static_cast<size_t>(together));
+      step(i, std::as_const(run));
+      i += static_cast<int32_t>(run.records);
+      ReportProgress(i, count);
+    }
+    return RAW_OK;
+  }
+
   // Calls step(i, record) for the scans first .. first + count - 1, reporting progress after each.
   template <typename Step>
   int32_t ForEachScan(int32_t first, int32_t count, Step step) const {
@@ -61,6 +83,13 @@ class Reading {
   int16_t process_;
   std::shared_ptr<ScanBuffer> held_;
 };
+
+// One value of each record.
+void CopyFloats(const IndexRun& run, size_t place, float* values) {
+  for (size_t i = 0; i < run.records; ++i) {
+    values[i] = Load<float>(run.bytes + i * IndexRecord::kSize + place);
+  }
+}
 
 bool IsValidTrace(const RawTrace& trace) {
   return trace.window_count >= 0 && (trace.window_count == 0 || trace.windows != nullptr);
@@ -115,14 +144,14 @@ extern "C" int32_t TERVALON_CALL RawReadChrom(int32_t handle, int16_t function, 
     int32_t error = reading.Find(&reader);
     if (error != RAW_OK) return error;
     ReportProgress(0, 1);
-    error = reading.ForEachScan(first, count, [&](int32_t i, const IndexRecord& record) {
-      if (values != nullptr) {
-        values[i] = kind == RAW_CHROM_BASE_PEAK
-                        ? DecodeBasePeak(reader->type_code(), record.base_peak.data()).intensity
-                        : record.total_ion_current;
+    error = reading.ForEachRun(first, count, [&](int32_t i, const IndexRun& run) {
+      if (values != nullptr && kind == RAW_CHROM_BASE_PEAK) {
+        DecodeBasePeakIntensities(reader->type_code(), run.bytes + IndexRecord::kBasePeak,
+                                  IndexRecord::kSize, run.records, values + i);
+      } else if (values != nullptr) {
+        CopyFloats(run, IndexRecord::kTotalIonCurrent, values + i);
       }
-      if (times != nullptr) times[i] = record.retention_time;
-      return RAW_OK;
+      if (times != nullptr) CopyFloats(run, IndexRecord::kRetentionTime, times + i);
     });
     if (error == RAW_OK) ReportProgress(count, count);
     return error;

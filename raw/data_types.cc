@@ -394,12 +394,15 @@ void EncodePointPeak(const DataType& type, const PackedPoint& point, uint8_t* by
 struct PeakCodec {
   BasePeak (*decode)(const DataType& type, const uint8_t* bytes);
   void (*encode)(const DataType& type, const PackedPoint& point, uint8_t* bytes);
+  // The unit, one point, in whose layout the field begins; nullptr: the data type's own.
+  size_t unit_bytes;
+  void (*decode_intensities)(const uint8_t* bytes, size_t units, float* intensities);
 };
 
-constexpr PeakCodec kWordPeak = {DecodeWordPeak, EncodeWordPeak};
-constexpr PeakCodec kSignedPeak = {DecodeSignedPeak, EncodeSignedPeak};
-constexpr PeakCodec kPairPeak = {DecodePairPeak, EncodePairPeak};
-constexpr PeakCodec kPointPeak = {DecodePointPeak, EncodePointPeak};
+constexpr PeakCodec kWordPeak = {DecodeWordPeak, EncodeWordPeak, 2, DecodeWords};
+constexpr PeakCodec kSignedPeak = {DecodeSignedPeak, EncodeSignedPeak, 6, DecodeWideIntensities};
+constexpr PeakCodec kPairPeak = {DecodePairPeak, EncodePairPeak, 2, DecodeWords};
+constexpr PeakCodec kPointPeak = {DecodePointPeak, EncodePointPeak, 0, nullptr};
 
 constexpr DataType kWords = {2, 1, DecodeWords, nullptr, nullptr, PackWords};
 constexpr DataType kGroups = {10, 4, DecodeGroups, nullptr, nullptr, PackGroups};
@@ -461,6 +464,26 @@ const char* DataTypeName(int32_t code) {
 BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes) {
   return FindDataType(code) != nullptr ? kDataTypes[code].peak.decode(kDataTypes[code].type, bytes)
                                        : BasePeak{};
+}
+
+void DecodeBasePeakIntensities(int32_t code, const uint8_t* fields, size_t stride, size_t count,
+                               float* intensities) {
+  const DataType* type = FindDataType(code);
+  if (type == nullptr) {
+    std::fill_n(intensities, count, 0.0f);
+    return;
+  }
+  const PeakCodec& peak = kDataTypes[code].peak;
+  const bool own = peak.decode_intensities == nullptr;
+  const size_t unit = own ? type->unit_bytes : peak.unit_bytes;
+  const auto decode = own ? type->decode_intensities : peak.decode_intensities;
+  ForEachPart(count, [&](size_t begin, size_t units) {
+    uint8_t bytes[8 * kPartUnits + BasePeak::kSize];  // what is copied too much, the next covers
+    for (size_t i = 0; i < units; ++i) {
+      std::memcpy(bytes + unit * i, fields + stride * (begin + i), BasePeak::kSize);
+    }
+    decode(bytes, units, intensities + begin);
+  });
 }
 
 void EncodeBasePeak(int32_t code, const PackedPoint& point, uint8_t* bytes) {

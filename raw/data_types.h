@@ -64,6 +64,10 @@ struct BasePeak {
 
 BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes);
 
+// The intensities alone of `count` fields, one every `stride` bytes.
+void DecodeBasePeakIntensities(int32_t code, const uint8_t* fields, size_t stride, size_t count,
+                               float* intensities);
+
 // A point as it is packed.
 struct PackedPoint {
   const uint8_t* unit;

@@ -32,6 +32,9 @@ class FunctionReader : public ScanBuffer {
   // Stores the index record of `scan` (from 1). Returns as IndexReader::Read.
   int32_t ReadIndex(uint32_t scan, IndexRecord* record);
 
+  // Returns as IndexReader::ReadRun.
+  int32_t ReadIndexRun(uint32_t scan, IndexRun* run) { return index_.ReadRun(scan, run); }
+
   // RAW_OK or RAW_SEEK_FAILED.
   int32_t CountScans(uint32_t* count) const {
     return CountCompleteScans(*index_file_, *data_file_, *type_, count);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -508,6 +509,14 @@ void ReportProgress(int32_t index, int32_t count) {
   const auto [callback, user] = progress;
   progress_lock.Release();
   if (callback != nullptr) callback(index == 0 ? 0 : std::clamp(next, 0, 100), user);
+}
+
+int32_t ItemsWithoutProgress(int32_t index, int32_t count) {
+  constexpr int32_t kMargin = 2;  // for what the divisions there round
+  if (count == 0 || !has_progress.load(std::memory_order_relaxed)) return count - index;
+  const double next = std::floor(index * 100.0 / count) + 1;
+  const double reported = std::min(next * count / 100, static_cast<double>(count));
+  return std::max(static_cast<int32_t>(reported) - kMargin - index, 0);
 }
 
 }  // namespace tervalon::raw

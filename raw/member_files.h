@@ -159,6 +159,10 @@ int32_t GetScanBufferAs(int32_t handle, int32_t function, int32_t process, Kind*
 // Reports item `index` of `count` to the progress callback when it reaches a new percentage.
 void ReportProgress(int32_t index, int32_t count);
 
+// How many items from `index` on it has nothing to report for, or fewer: what a loop need not ask
+// for each.
+int32_t ItemsWithoutProgress(int32_t index, int32_t count);
+
 }  // namespace tervalon::raw
 
 #endif  // RAW_MEMBER_FILES_H_

@@ -17,17 +17,17 @@ constexpr size_t kShortRun = 64;
 void IndexRecord::DecodeFrom(const uint8_t* bytes) {
   offset = Load<uint32_t>(bytes);
   word = Load<uint32_t>(bytes + 4);
-  total_ion_current = Load<float>(bytes + 8);
-  retention_time = Load<float>(bytes + 12);
-  std::copy_n(bytes + 16, base_peak.size(), base_peak.begin());
+  total_ion_current = Load<float>(bytes + kTotalIonCurrent);
+  retention_time = Load<float>(bytes + kRetentionTime);
+  std::copy_n(bytes + kBasePeak, base_peak.size(), base_peak.begin());
 }
 
 void IndexRecord::EncodeTo(uint8_t* bytes) const {
   Store(bytes, offset);
   Store(bytes + 4, word);
-  Store(bytes + 8, total_ion_current);
-  Store(bytes + 12, retention_time);
-  std::copy(base_peak.begin(), base_peak.end(), bytes + 16);
+  Store(bytes + kTotalIonCurrent, total_ion_current);
+  Store(bytes + kRetentionTime, retention_time);
+  std::copy(base_peak.begin(), base_peak.end(), bytes + kBasePeak);
 }
 
 void IndexRecord::Describe(const RawScanDescription& description, uint32_t points) {
@@ -68,13 +68,21 @@ int32_t CountCompleteScans(platform::File& index, platform::File& data, const Da
 }
 
 int32_t IndexReader::Read(uint32_t scan, IndexRecord* record) {
+  IndexRun run;
+  const int32_t error = ReadRun(scan, &run);
+  if (error == RAW_OK) record->DecodeFrom(run.bytes);
+  return error;
+}
+
+int32_t IndexReader::ReadRun(uint32_t scan, IndexRun* run) {
   if (scan < 1) return RAW_SCAN_ABSENT;
   if (!Holds(scan)) {
     const bool follows = scan == first_ + count_;
     const int32_t error = Load(scan, follows ? kLongRun : kShortRun);
     if (error != RAW_OK) return error;
   }
-  record->DecodeFrom(run_.data() + size_t{scan - first_} * IndexRecord::kSize);
+  const size_t skipped = scan - first_;
+  *run = {run_.data() + skipped * IndexRecord::kSize, count_ - skipped};
   return RAW_OK;
 }
 

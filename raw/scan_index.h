@@ -17,6 +17,10 @@ namespace tervalon::raw {
 // segment, 26 flag A, 27 set when flag C is stored, 28 flag C, 29 flag D, 30 flag B, 31 flag E.
 struct IndexRecord {
   static constexpr uint32_t kSize = 22;
+  // Places of what is read alone.
+  static constexpr size_t kTotalIonCurrent = 8;
+  static constexpr size_t kRetentionTime = 12;
+  static constexpr size_t kBasePeak = 16;
 
   uint32_t offset = 0;
   uint32_t word = 0;
@@ -44,6 +48,12 @@ struct IndexRecord {
 int32_t CountCompleteScans(platform::File& index, platform::File& data, const DataType& type,
                            uint32_t* count);
 
+// Records that follow each other, as they are stored.
+struct IndexRun {
+  const uint8_t* bytes;
+  size_t records;
+};
+
 // Reads index records through a cached run of them: long runs when the scans asked for follow each
 // other, short ones when they do not. The file may grow meanwhile; with `replaceable`, records may
 // be written over too.
@@ -54,6 +64,9 @@ class IndexReader {
 
   // Stores the record of `scan` (from 1). Returns RAW_OK, RAW_SCAN_ABSENT or RAW_SEEK_FAILED.
   int32_t Read(uint32_t scan, IndexRecord* record);
+
+  // The same for the cached records from `scan` on, at least one. They stay until the next call.
+  int32_t ReadRun(uint32_t scan, IndexRun* run);
 
   // Whether the cached run has the record of `scan`.
   bool Holds(uint32_t scan) const { return scan >= first_ && scan - first_ < count_; }

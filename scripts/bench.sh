@@ -11,8 +11,8 @@ if [ "${1:-}" = --against ]; then
   shift 2
 fi
 cd "$(dirname "$0")/.."
-programs=(raw_spectra_bench raw_traces_bench datamgr_bench numerics_bench db3_bench plot_bench
-  picture_bench processing_bench exchange_bench)
+programs=(raw_spectra_bench raw_traces_bench raw_scans_bench datamgr_bench numerics_bench
+  db3_bench plot_bench picture_bench processing_bench exchange_bench)
 cmake --preset bench >/dev/null
 cmake --build --preset bench --target "${programs[@]}"
 parts=$(mktemp -d)

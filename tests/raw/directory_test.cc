@@ -461,5 +461,25 @@ TEST_F(DirectoryTest, ProgressReportsEachPercentageOnce) {
   EXPECT_THAT(reports(0, 4, 4), ElementsAre());
 }
 
+TEST_F(DirectoryTest, ProgressIsTheSameWithoutTheItemsThatHaveNone) {
+  EXPECT_EQ(ItemsWithoutProgress(1, 1000), 999) << "nobody listens";
+  RecordProgress();
+  int32_t asked = 0;
+  for (int32_t count = 1; count < 60000; count += 1 + count / 9) {
+    progress_.clear();
+    for (int32_t i = 1; i <= count; ++i) ReportProgress(i, count);
+    const std::vector<int32_t> each = std::exchange(progress_, {});
+    asked = 0;
+    for (int32_t i = 1; i <= count; ++i) {
+      i += std::min(ItemsWithoutProgress(i, count), count - i);
+      ReportProgress(i, count);
+      ++asked;
+    }
+    EXPECT_EQ(progress_, each) << count;
+  }
+  EXPECT_LT(asked, 600);
+  EXPECT_GE(ItemsWithoutProgress(INT32_MAX, INT32_MAX), 0);
+}
+
 }  // namespace
 }  // namespace tervalon::raw

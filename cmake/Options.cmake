@@ -29,6 +29,13 @@ if(WIN32)
   target_link_options(tervalon_options INTERFACE -static)
 endif()
 
+# Sources for processors with AVX2 alone.
+set(tervalon_avx2_options -mavx2)
+if(WIN32)
+  # The compiler takes 64-bit Windows' stack for better aligned than it is.
+  list(APPEND tervalon_avx2_options -Wa,-muse-unaligned-vector-move)
+endif()
+
 if(TERVALON_SANITIZE)
   if(TERVALON_SANITIZE STREQUAL "thread")
     set(sanitize -fsanitize=thread)

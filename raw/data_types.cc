@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "platform/little_endian.h"
+#include "raw/pack_kernels.h"
 
 namespace tervalon::raw {
 namespace {
@@ -71,11 +72,6 @@ uint32_t PackFixed(float mass, double scale, uint32_t highest) {
 }
 
 Packed PackSigned(float intensity) { return Pack(intensity, 4, 15, -32768, 32767); }
-
-uint16_t PackWord(float intensity) {
-  const Packed packed = Pack(intensity, 4, 7, 0, 8191);
-  return static_cast<uint16_t>(static_cast<uint32_t>(packed.mantissa) << 3 | packed.exponent);
-}
 
 uint32_t PackEnhanced(float intensity, uint8_t flags) {
   constexpr int32_t kLimit = 1 << 21;
@@ -171,24 +167,14 @@ void DecodeCentroidMasses(const uint8_t* bytes, size_t units, float* masses) {
   }
 }
 
-void StoreMass24(uint8_t* bytes, uint32_t mass) {
-  Store(bytes, static_cast<uint16_t>(mass));
-  bytes[2] = static_cast<uint8_t>(mass >> 16);
-}
-
 void PackCentroid(const PointArrays& in, size_t points, uint8_t* bytes) {
-  for (size_t i = 0; i < points; ++i) {
-    uint8_t* unit = bytes + 10 * (i / 2);
-    if (i % 2 == 0) std::memset(unit, 0, 10);
-    Store(unit + 2 * (i % 2), PackWord(in.intensities[i]));
-    StoreMass24(unit + 4 + 3 * (i % 2), PackFixed(in.masses[i], 1024, (1u << 24) - 1));
-  }
+  Packing().pairs(in.masses, in.intensities, points, bytes);
 }
 
 // --- types 2 and 3: 2 bytes, an intensity word
 
 void PackWords(const PointArrays& in, size_t points, uint8_t* bytes) {
-  for (size_t i = 0; i < points; ++i) Store(bytes + 2 * i, PackWord(in.intensities[i]));
+  Packing().words(in.intensities, points, bytes);
 }
 
 // --- types 4 and 6: groups of 10 bytes, four signed mantissas, then four 4-bit exponents

@@ -49,9 +49,6 @@ const DataType* FindDataType(int32_t code);
 // Empty for codes without a name.
 const char* DataTypeName(int32_t code);
 
-// Bytes of packed points that a writer gathers: the capacity of every data type in whole units.
-inline constexpr size_t kSpectrumBufferBytes = 9600;
-
 // The base peak of a scan as an index record holds it, in the layout of the data type's points as
 // far as 6 bytes go: types 10 and 12 keep only the upper half of the mass.
 struct BasePeak {

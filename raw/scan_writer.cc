@@ -5,6 +5,7 @@
 
 #include "platform/file_change.h"
 #include "raw/lane_sum.h"
+#include "raw/pack_kernels.h"
 #include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
@@ -35,35 +36,67 @@ uint32_t FindHighest(const float* values, uint32_t count) {
   return static_cast<uint32_t>(std::find(values, values + count, highest) - values);
 }
 
-// Total and largest of the intensities as they are stored.
-class ScanSummary {
+// Packs a scan, and sums its intensities up as they are stored.
+class ScanPacker {
  public:
-  explicit ScanSummary(int32_t type_code) : type_code_(type_code) {}
+  explicit ScanPacker(const NewScan& scan) : scan_(scan), type_(*FindDataType(scan.type_code)) {}
 
-  // Adds the points first .. first + count - 1, which are packed at `bytes`.
-  void Add(const uint8_t* bytes, uint32_t first, uint32_t count) {
-    const DataType& type = *FindDataType(type_code_);
-    std::array<float, kSpectrumBufferBytes / 2> stored;  // no type packs a point in less
-    type.decode_intensities(bytes, type.Units(count), stored.data());
-    total_.Add(stored.data(), count);
-    const uint32_t highest = FindHighest(stored.data(), count);
-    if (first > 0 && stored[highest] <= highest_) return;
-    highest_ = stored[highest];
-    const uint32_t unit = highest / type.unit_points;
-    EncodeBasePeak(
-        type_code_,
-        {bytes + size_t{unit} * type.unit_bytes, highest % type.unit_points, first + highest},
-        base_peak_.data());
+  // The points from `first` on.
+  void Pack(uint32_t first, uint32_t count, uint8_t* bytes) {
+    const auto from = [first](const auto* array) {
+      return array != nullptr ? array + first : nullptr;
+    };
+    const PointArrays points = {from(scan_.points.masses), from(scan_.points.intensities),
+                                from(scan_.points.flags)};
+    switch (scan_.type_code) {
+      case RAW_DATA_STANDARD_CENTROID:
+        return Add(Packing().pairs(points.masses, points.intensities, count, bytes), first, bytes);
+      case RAW_DATA_SIR:
+      case RAW_DATA_CONTINUUM:
+        return Add(Packing().words(points.intensities, count, bytes), first, bytes);
+      default:
+        type_.pack(points, count, bytes);
+        Add(bytes, first, count);
+    }
   }
 
   void StoreIn(IndexRecord* record) const {
-    record->total_ion_current = static_cast<float>(total_.Total());
+    record->total_ion_current = static_cast<float>(total_.Total() + static_cast<double>(whole_));
     record->base_peak = base_peak_;
   }
 
  private:
-  int32_t type_code_;
+  void Add(const PackedRun& run, uint32_t first, const uint8_t* bytes) {
+    whole_ += run.total;
+    NotePeak(static_cast<float>(run.highest), first, static_cast<uint32_t>(run.place), bytes);
+  }
+
+  void Add(const uint8_t* bytes, uint32_t first, uint32_t count) {
+    constexpr uint32_t kPoints = 1024;  // whole units of all types
+    float stored[kPoints];
+    for (uint32_t done = 0; done < count; done += kPoints) {
+      const uint32_t points = std::min(kPoints, count - done);
+      const uint8_t* const at = bytes + size_t{done / type_.unit_points} * type_.unit_bytes;
+      type_.decode_intensities(at, type_.Units(points), stored);
+      total_.Add(stored, points);
+      const uint32_t highest = FindHighest(stored, points);
+      NotePeak(stored[highest], first + done, highest, at);
+    }
+  }
+
+  // The highest of points that are packed at `bytes`, the first of which is `first`.
+  void NotePeak(float intensity, uint32_t first, uint32_t place, const uint8_t* bytes) {
+    if (first > 0 && intensity <= highest_) return;
+    highest_ = intensity;
+    const uint8_t* const unit = bytes + size_t{place / type_.unit_points} * type_.unit_bytes;
+    EncodeBasePeak(scan_.type_code, {unit, place % type_.unit_points, first + place},
+                   base_peak_.data());
+  }
+
+  const NewScan& scan_;
+  const DataType& type_;
   LaneSum total_;
+  uint64_t whole_ = 0;  // total of types whose intensities are whole numbers
   float highest_ = 0;
   std::array<uint8_t, BasePeak::kSize> base_peak_ = {};
 };
@@ -164,7 +197,7 @@ int32_t ScanWriter::Flush() {
 }
 
 int32_t ScanWriter::FlushData() {
-  const int32_t error = WriteAll(data_.get(), block_start_, block_.data(), used_);
+  const int32_t error = WriteAll(data_.get(), block_start_, block_.get(), used_);
   if (error == RAW_OK) block_start_ += std::exchange(used_, 0);
   return error;
 }
@@ -202,26 +235,19 @@ int32_t ScanWriter::Pack(const NewScan& scan, IndexRecord* record) {
 
 int32_t ScanWriter::PackPoints(const NewScan& scan, IndexRecord* record) {
   const DataType& type = *FindDataType(scan.type_code);
-  const auto from = [](const auto* array, uint32_t first) {
-    return array != nullptr ? array + first : nullptr;
-  };
-  ScanSummary summary(scan.type_code);
+  ScanPacker packer(scan);
   for (uint32_t done = 0; done < scan.count;) {
-    if (block_.size() - used_ < type.unit_bytes) {
+    if (kBlockBytes - used_ < type.unit_bytes) {
       const int32_t error = FlushData();
       if (error != RAW_OK) return error;
     }
-    const auto room = static_cast<uint32_t>(block_.size() - used_) / type.unit_bytes;
+    const auto room = static_cast<uint32_t>(kBlockBytes - used_) / type.unit_bytes;
     const uint32_t packed = std::min(room * type.unit_points, scan.count - done);
-    uint8_t* bytes = block_.data() + used_;
-    type.pack({from(scan.points.masses, done), scan.points.intensities + done,
-               from(scan.points.flags, done)},
-              packed, bytes);
-    summary.Add(bytes, done, packed);
+    packer.Pack(done, packed, block_.get() + used_);
     used_ += size_t{type.Units(packed)} * type.unit_bytes;
     done += packed;
   }
-  summary.StoreIn(record);
+  packer.StoreIn(record);
   return RAW_OK;
 }
 

@@ -67,9 +67,10 @@ class ScanWriter : public ScanBuffer {
 
  private:
   static constexpr uint32_t kWaitingRecords = 50;
+  static constexpr size_t kBlockBytes = 256 * 1024;  // fewer take longer to write
 
   ScanWriter(std::unique_ptr<platform::File> data, std::unique_ptr<platform::File> index)
-      : data_(std::move(data)), index_(std::move(index)) {}
+      : data_(std::move(data)), index_(std::move(index)), block_(new uint8_t[kBlockBytes]) {}
 
   int32_t Pack(const NewScan& scan, IndexRecord* record);
   int32_t PackPoints(const NewScan& scan, IndexRecord* record);
@@ -83,7 +84,7 @@ class ScanWriter : public ScanBuffer {
   size_t used_ = 0;
   uint32_t written_ = 0;  // index records
   uint32_t waiting_ = 0;
-  std::array<uint8_t, kSpectrumBufferBytes> block_ = {};
+  std::unique_ptr<uint8_t[]> block_;  // of packed points
   std::array<uint8_t, size_t{kWaitingRecords}* IndexRecord::kSize> records_ = {};
 };
 

@@ -201,9 +201,8 @@ std::vector<Ratio> RegisterAll() {
       {"means over 1M points / multiplications", "smooth by means", "multiply", 1.2},
       {"peaks of 1M points / noise level", "find peaks", "noise level", 3},
       {"combining / trace over everything", "combine", "trace over everything", 1.5},
-      // Not reached: it is 6 where the core is free and up to 12 where it is shared, and more where
-      // real spectra of 20,000 points have 2,000 peaks: a peak takes several branches that cannot
-      // be foretold, each in the time in which some ten points are read.
+      // Not reached: it is 5 to 6. A peak costs some 300 instructions, and two branches that cannot
+      // be foretold; a point is read with five.
       {"reading and centroiding / reading", "read and centroid", "read", 4}};
 }
 

@@ -1,43 +1,43 @@
 // Centroids of continuum spectra.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <vector>
 
 #include "appsvc/export_guard.h"
 #include "processing/arrays.h"
 #include "processing/options.h"
+#include "processing/peak_masses.h"
+#include "processing/spectrum_tops.h"
 #include "processing/thresholds.h"
-#include "processing/tops.h"
 #include "tervalon/processing.h"
 
 namespace tervalon::processing {
 namespace {
 
+constexpr size_t kBlock = 256;  // peaks whose masses are found at once
+
 constexpr PrcCentroiding kUsualCentroiding = {PRC_THRESHOLD_NOISE, 3, 0.1F, 0.8F, 0,
                                               PRC_INTENSITY_HEIGHT};
-
-struct Spectrum {
-  const float* masses;
-  const float* intensities;
-  size_t count;
-};
 
 // One peak of a spectrum.
 class Peak {
  public:
-  Peak(const Spectrum& spectrum, const Top& top, bool shares_first, bool shares_last,
-       double threshold)
+  Peak(const Spectrum& spectrum, const SpectrumTops& tops, size_t peak, double threshold)
       : spectrum_(spectrum),
-        top_(top),
-        shares_first_(shares_first),
-        shares_last_(shares_last),
-        threshold_(threshold) {}
+        at_(tops.at[peak]),
+        shares_first_(tops.lowest[peak] > 0),
+        shares_last_(tops.lowest[peak + 1] > 0),
+        threshold_(threshold) {
+    const size_t next = peak + 1;
+    first_ = peak > 0 ? End(tops.at[peak - 1], tops.lowest[peak], tops.at[peak - 1]) : 0;
+    last_ = next < tops.at.size() ? End(at_, tops.lowest[next], tops.at[next]) : spectrum.count - 1;
+  }
 
-  double height() const { return spectrum_.intensities[top_.at]; }
+  double height() const { return spectrum_.intensities[at_]; }
 
   double Area() const {
     double area = height();
@@ -48,9 +48,10 @@ class Peak {
     return area;
   }
 
-  // Of what is above the level, as far as it reaches.
-  double Mass(double level) const {
-    const double mass = spectrum_.masses[top_.at];
+  // Of what is above a level, as far as it reaches: of all but a share of the height.
+  double Mass(double top) const {
+    const double level = height() * (1 - top);
+    const double mass = spectrum_.masses[at_];
     double weights = height() - level;
     double moment = 0;
     ForEachBeside([&](double intensity, double share, size_t at) {
@@ -66,10 +67,10 @@ class Peak {
   // At half of the height, between points by straight lines.
   double Width() const {
     const double half = height() / 2;
-    size_t left = top_.at;
-    while (left > top_.first && spectrum_.intensities[left] > half) --left;
-    size_t right = top_.at;
-    while (right < top_.last && spectrum_.intensities[right] > half) ++right;
+    size_t left = at_;
+    while (left > first_ && spectrum_.intensities[left] > half) --left;
+    size_t right = at_;
+    while (right < last_ && spectrum_.intensities[right] > half) ++right;
     return MassAt(half, right, right - 1) - MassAt(half, left, left + 1);
   }
 
@@ -84,11 +85,11 @@ class Peak {
       return outer > 0 && (inner >= threshold_ || outer <= inner) &&
              take(outer, shared ? 0.5 : 1.0, i);
     };
-    for (size_t i = top_.at; i > top_.first; --i) {
-      if (!takes(i - 1, intensities[i], shares_first_ && i - 1 == top_.first)) break;
+    for (size_t i = at_; i > first_; --i) {
+      if (!takes(i - 1, intensities[i], shares_first_ && i - 1 == first_)) break;
     }
-    for (size_t i = top_.at; i < top_.last; ++i) {
-      if (!takes(i + 1, intensities[i], shares_last_ && i + 1 == top_.last)) break;
+    for (size_t i = at_; i < last_; ++i) {
+      if (!takes(i + 1, intensities[i], shares_last_ && i + 1 == last_)) break;
     }
   }
 
@@ -102,8 +103,15 @@ class Peak {
     return mass + part * (spectrum_.masses[inner] - mass);
   }
 
+  // The lowest point behind a top, or any point from which on none is above 0.
+  size_t End(size_t top, float lowest, size_t other) const {
+    return lowest > 0 ? LowestAt(spectrum_.intensities, top, lowest) : other;
+  }
+
   const Spectrum& spectrum_;
-  const Top& top_;
+  const size_t at_;
+  size_t first_ = 0;
+  size_t last_ = 0;
   const bool shares_first_;
   const bool shares_last_;
   const double threshold_;
@@ -132,20 +140,34 @@ int32_t Centroid(const PrcCentroiding& how, const Spectrum& spectrum, float* pea
   const double threshold =
       ThresholdOf(how.threshold_unit, how.threshold, spectrum.intensities, spectrum.count, noise);
   constexpr double kAboveZero = std::numeric_limits<float>::denorm_min();
-  const std::vector<Top> tops =
-      FindTops(spectrum.intensities, spectrum.count,
-               {std::max(threshold, kAboveZero), above_noise ? threshold : 0,
-                static_cast<double>(how.rise), true});
+  SpectrumTops tops;
+  const TopRules rules = {std::max(threshold, kAboveZero), above_noise ? threshold : 0,
+                          static_cast<double>(how.rise), true};
+  if (!FindSpectrumTops(spectrum.intensities, spectrum.count, rules, &tops)) return PRC_NOT_FINITE;
+  const double top = how.top;
+  const bool is_measured = how.resolution > 0 || how.intensity == PRC_INTENSITY_AREA;
   int32_t count = 0;
-  for (size_t i = 0; i < tops.size(); ++i) {
-    const Peak peak(spectrum, tops[i], i > 0, i + 1 < tops.size(), threshold);
-    const double mass = peak.Mass(peak.height() * (1 - static_cast<double>(how.top)));
-    if (how.resolution > 0 && peak.Width() < mass / how.resolution) continue;
-    const double intensity = how.intensity == PRC_INTENSITY_AREA ? peak.Area() : peak.height();
+  for (size_t first = 0; first < tops.at.size(); first += kBlock) {
+    const size_t end = std::min(first + kBlock, tops.at.size());
+    std::array<float, kBlock> masses;
+    std::array<size_t, kBlock> others;
+    const size_t other_count =
+        FindMasses(spectrum, tops, {top, threshold}, first, end, masses.data(), others.data());
+    for (size_t i = 0; i < other_count; ++i) {
+      masses[others[i]] = ToFloat(Peak(spectrum, tops, first + others[i], threshold).Mass(top));
+    }
     // Into arrays that may be the spectrum's: what the peaks to come need is behind.
-    peak_masses[count] = ToFloat(mass);
-    peak_intensities[count] = ToFloat(intensity);
-    ++count;
+    for (size_t i = first; i < end; ++i) {
+      float intensity = spectrum.intensities[tops.at[i]];
+      if (is_measured) {
+        const Peak peak(spectrum, tops, i, threshold);
+        if (how.resolution > 0 && peak.Width() < peak.Mass(top) / how.resolution) continue;
+        if (how.intensity == PRC_INTENSITY_AREA) intensity = ToFloat(peak.Area());
+      }
+      peak_masses[count] = masses[i - first];
+      peak_intensities[count] = intensity;
+      ++count;
+    }
   }
   *peak_count = count;
   return PRC_OK;
@@ -170,7 +192,6 @@ extern "C" int32_t TERVALON_CALL PrcCentroid(const PrcCentroiding* centroiding, 
   const processing::Spectrum spectrum = {masses, intensities, static_cast<size_t>(count)};
   const int32_t error = processing::CheckPositions(masses, spectrum.count);
   if (error != PRC_OK) return error;
-  if (!processing::AllFinite(intensities, spectrum.count)) return PRC_NOT_FINITE;
   return Guarded<int32_t>(PRC_NO_MEMORY, [&] {
     return processing::Centroid(how, spectrum, peak_masses, peak_intensities, peak_count);
   });

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "numerics/noise_level.h"
 #include "tervalon/noise_statistics.h"
 #include "tervalon/processing.h"
 
@@ -13,7 +14,6 @@ namespace {
 constexpr int32_t kNoiseOrder = 2;  // of the differences: neither baselines nor slopes count
 // Reading a spectrum takes less time than the noise of all of it.
 constexpr size_t kNoiseRuns = 9;
-constexpr size_t kNoiseRunPoints = 64;
 
 }  // namespace
 
@@ -31,14 +31,14 @@ int32_t FindNoise(const float* values, size_t count, float* noise) {
 }
 
 int32_t FindSpectrumNoise(const float* intensities, size_t count, float* noise) {
-  if (count <= kNoiseRuns * kNoiseRunPoints) return FindNoise(intensities, count, noise);
-  std::array<float, kNoiseRuns> noises;
+  if (count <= kNoiseRuns * numerics::kShortRun) return FindNoise(intensities, count, noise);
+  std::array<const float*, numerics::kShortRuns> runs;
   for (size_t i = 0; i < kNoiseRuns; ++i) {
-    const size_t first = (count - kNoiseRunPoints) * i / (kNoiseRuns - 1);
-    const int32_t error = FindNoise(intensities + first, kNoiseRunPoints, &noises[i]);
-    if (error != PRC_OK) return error;
+    runs[i] = intensities + (count - numerics::kShortRun) * i / (kNoiseRuns - 1);
   }
-  std::nth_element(noises.begin(), noises.begin() + kNoiseRuns / 2, noises.end());
+  std::fill(runs.begin() + kNoiseRuns, runs.end(), intensities);  // not looked at
+  std::array<float, numerics::kShortRuns> noises = numerics::ShortNoiseLevels(runs);
+  std::nth_element(noises.begin(), noises.begin() + kNoiseRuns / 2, noises.begin() + kNoiseRuns);
   *noise = noises[kNoiseRuns / 2];
   return PRC_OK;
 }

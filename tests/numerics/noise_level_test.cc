@@ -1,6 +1,9 @@
+#include "numerics/noise_level.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -15,6 +18,7 @@ using tervalon::testing::kInfinity;
 using tervalon::testing::kNan;
 
 using Floats = std::vector<float>;
+namespace numerics = tervalon::numerics;
 
 float NoiseLevel(const Floats& values, int32_t order) {
   float noise = -1;
@@ -136,6 +140,20 @@ TEST(NoiseLevel, AsTheSearchGivesIt) {
     } else {
       ASSERT_EQ(noise, expected) << "kind " << kind << " n " << n << " order " << order;
     }
+  }
+}
+
+TEST(NoiseLevel, OfShortRunsTogether) {
+  std::mt19937 random(64);
+  for (int i = 0; i < 300; ++i) {
+    std::vector<Floats> runs;
+    std::array<const float*, numerics::kShortRuns> begins = {};
+    for (size_t k = 0; k < begins.size(); ++k) {
+      runs.push_back(RandomValues(&random, numerics::kShortRun, random() % kSpecial));
+    }
+    for (size_t k = 0; k < begins.size(); ++k) begins[k] = runs[k].data();
+    const auto levels = numerics::ShortNoiseLevels(begins);
+    for (size_t k = 0; k < begins.size(); ++k) ASSERT_EQ(levels[k], NoiseLevel(runs[k], 2));
   }
 }
 

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "processing/tops.h"
 #include "tervalon/processing.h"
 #include "tests/support/special_values.h"
 
@@ -14,6 +15,7 @@ namespace {
 using tervalon::testing::kInfinity;
 using tervalon::testing::kNan;
 using Floats = std::vector<float>;
+namespace processing = tervalon::processing;
 
 struct Points {
   Floats masses;
@@ -172,6 +174,75 @@ TEST(Centroid, AreasAddUp) {
                 1e-6 * sum);
     ASSERT_LE(peaks.masses.size(), (intensities.size() + 1) / 2);
     ASSERT_TRUE(std::is_sorted(peaks.masses.begin(), peaks.masses.end()));
+  }
+}
+
+// What PrcCentroid describes, point for point, with heights as intensities.
+Points PlainCentroids(const PrcCentroiding& how, const Points& points) {
+  const Floats& values = points.intensities;
+  const double threshold = how.threshold;
+  const std::vector<processing::Top> tops =
+      processing::FindTops(values.data(), values.size(),
+                           {std::max(threshold, 1e-45), 0, static_cast<double>(how.rise), true});
+  Points peaks;
+  for (const processing::Top& top : tops) {
+    const double height = values[top.at];
+    const double level = height * (1 - static_cast<double>(how.top));
+    double weights = height - level;
+    double moment = 0;
+    double area = height;
+    for (const bool behind : {false, true}) {
+      const size_t valley = behind ? top.last : top.first;
+      const bool shared = behind ? &top != &tops.back() : &top != &tops.front();
+      bool above = true;
+      for (size_t inner = top.at; inner != valley;) {
+        const size_t outer = behind ? inner + 1 : inner - 1;
+        const double value = values[outer];
+        if (value <= 0 || (values[inner] < threshold && value > values[inner])) break;
+        const double share = shared && outer == valley ? 0.5 : 1;
+        area += value * share;
+        above = above && value > level;
+        if (above) {
+          weights += (value - level) * share;
+          moment +=
+              (value - level) * share * (double{points.masses[outer]} - points.masses[top.at]);
+        }
+        inner = outer;
+      }
+    }
+    peaks.masses.push_back(static_cast<float>(weights > 0 ? points.masses[top.at] + moment / weights
+                                                          : points.masses[top.at]));
+    peaks.intensities.push_back(
+        static_cast<float>(how.intensity == PRC_INTENSITY_AREA ? area : height));
+  }
+  return peaks;
+}
+
+TEST(Centroid, AsPlainlyFound) {
+  std::mt19937 random(19);
+  for (int i = 0; i < 2000; ++i) {
+    const PrcCentroiding how = {PRC_THRESHOLD_INTENSITY,
+                                static_cast<float>(random() % 12),
+                                static_cast<float>(random() % 4) / 4,
+                                static_cast<float>(1 + random() % 5) / 5,
+                                0,
+                                static_cast<int32_t>(random() % 2)};
+    const auto levels = 2 + random() % 40;          // few: equal neighbours
+    const auto offset = random() % 3 * levels / 4;  // how many are not above 0
+    const auto smooth = 1 + random() % 6;
+    Points points;
+    const size_t count = 1 + random() % (i % 4 == 0 ? 600 : 90);
+    for (size_t k = 0; k < count; ++k) {
+      const auto near = static_cast<float>(random() % levels) - static_cast<float>(offset);
+      const float last = k > 0 ? points.intensities.back() : near;
+      points.intensities.push_back((last * static_cast<float>(smooth - 1) + near) /
+                                   static_cast<float>(smooth));
+      points.masses.push_back(100 + static_cast<float>(k) * 0.01F);
+    }
+    const Points plain = PlainCentroids(how, points);
+    const Points peaks = Centroids(&how, points);
+    ASSERT_EQ(peaks.masses, plain.masses) << i;
+    ASSERT_EQ(peaks.intensities, plain.intensities) << i;
   }
 }
 

@@ -130,7 +130,8 @@ bool UndoJournal::TakeBack(File* file, CopyBuffer* buffer, bool* kept) {
   Found found;
   if (!FindWhole(file, buffer, &found)) return false;
   if (!found.any) return true;
-  const Trailer& trailer = found.trailer;
+  Trailer& trailer = found.trailer;
+  trailer.start[kPendingOffset] = 0;  // also where somebody had set it before the change
   *kept = CopyBytes(file, found.begin, trailer.count, file, trailer.offset, buffer) &&
           WriteWhole(file, 0, std::span(trailer.start).first(kChangingStart));
   return *kept;

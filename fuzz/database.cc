@@ -10,6 +10,7 @@
 #include "fuzz/targets.h"
 #include "tervalon/data_handles.h"
 #include "tervalon/database_descriptor.h"
+#include "tervalon/database_fields.h"
 #include "tervalon/databases.h"
 
 namespace tervalon::fuzz {
@@ -138,9 +139,40 @@ void ReadThroughHandle(int32_t type, Options* options) {
   const uint32_t size = DmDB3ItemSize(&descriptor, 0);
   const int32_t handle = DmGetHandle(DM_TYPE_DATABASE, sizeof(descriptor), &descriptor, 1, size, 0);
   if (handle == 0) return;
+  const int32_t again = DmGetHandle(DM_TYPE_DATABASE, sizeof(descriptor), &descriptor, 1, size, 0);
+  FUZZ_CHECK(again == 0 || again == handle);
+  if (again != 0) DmReleaseHandle(again, 0);
   DmGetData(handle, 1, static_cast<int32_t>(std::min(descriptor.element_count, 100u)), 0);
   DmGetData(handle, options->Take<uint32_t>(), options->Take<int32_t>(), 0);
   DmReleaseHandle(handle, 0);
+}
+
+// Operations on the current record, with the slot's own structure.
+void UseCurrent(int32_t type, Options* options) {
+  const int32_t before = DB3GetRecordsInDB(type);
+  DB3SetCurrentRecordNum(type, options->Pick(8));
+  const int32_t read = DB3ReadRecord(type);
+  if (options->Pick(4) == 0)
+    FUZZ_CHECK(DB3UpdateRecord(type) != DB3_SUCCESS || read == DB3_SUCCESS);
+  FUZZ_CHECK(DB3GetRecordsInDB(type) == before);
+  if (options->Pick(4) == 0 && DB3InsertRecord(type, DB3_INSERT_INTO_EMPTY) == DB3_SUCCESS) {
+    FUZZ_CHECK(DB3GetRecordsInDB(type) == before + 1);
+    FUZZ_CHECK(DB3DeleteRecord(type) == DB3_SUCCESS);
+    FUZZ_CHECK(DB3GetRecordsInDB(type) == before);
+  }
+}
+
+// A new file has the type's fields, one after the other.
+void CreateAndDescribe(int32_t type) {
+  constexpr char kNew[] = "\\w\\NEW.DBF";
+  FUZZ_CHECK(DB3Open(type, kNew, DB3_MODE_CREATE) == DB3_SUCCESS);
+  FUZZ_CHECK(DB3CheckFile(type, kNew, nullptr, 0) == DB3_SUCCESS);
+  const int32_t count = DB3GetFields(type, nullptr, 0);
+  std::vector<DB3FieldDescriptor> fields(static_cast<size_t>(count));
+  std::vector<DB3FieldOffsetWidth> places(fields.size());
+  FUZZ_CHECK(DB3GetFields(type, fields.data(), count) == count);
+  FUZZ_CHECK(DB3SetFieldOffsetWidths(places.data(), fields.data(), count) == DB3_SUCCESS);
+  FUZZ_CHECK(places[0].offset == 0 && DB3GetTitle(type) != nullptr);
 }
 
 void RunDatabase(Options* options, MemoryFiles* files) {
@@ -158,8 +190,7 @@ void RunDatabase(Options* options, MemoryFiles* files) {
     OpenedDatabase database(*type);
     database.ReadAll();
     ReadThroughHandle(*type, options);
-    DB3SetCurrentRecordNum(*type, options->Pick(8));
-    DB3ReadRecord(*type);
+    UseCurrent(*type, options);
     for (int i = options->Pick(8); i > 0; --i) database.Change(options);
     FUZZ_CHECK(DB3Close(*type) == DB3_SUCCESS);
     const int32_t after = Check(*type, &findings);
@@ -175,7 +206,9 @@ void RunDatabase(Options* options, MemoryFiles* files) {
     const std::optional<int32_t> type = OpenAny(first);
     FUZZ_CHECK(type.has_value());
     OpenedDatabase(*type).ReadAll();
+    FUZZ_CHECK(DB3Close(*type) == DB3_SUCCESS);
   }
+  if (options->Pick(4) == 3) CreateAndDescribe(first);
 }
 
 }  // namespace

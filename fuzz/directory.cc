@@ -109,6 +109,11 @@ void ReadHandle(DmRawDescriptor descriptor, Options* options) {
   const int32_t handle =
       DmGetHandle(DM_TYPE_RAW, sizeof(descriptor), &descriptor, 2, sizeof(float), 0);
   if (handle == 0) return;
+  // The same data have one handle.
+  const int32_t again =
+      DmGetHandle(DM_TYPE_RAW, sizeof(descriptor), &descriptor, 2, sizeof(float), 0);
+  FUZZ_CHECK(again == 0 || again == handle);
+  if (again != 0) DmReleaseHandle(again, 0);
   const uint32_t first = options->Pick(4) != 0 ? 1 : options->Take<uint32_t>();
   const int32_t count = options->Pick(4) != 0
                             ? static_cast<int32_t>(std::min(descriptor.element_count, 3000u))
@@ -144,6 +149,10 @@ void ReadThroughHandles(Options* options) {
     trace.type = static_cast<uint32_t>(options->Pick(10));
     trace.analog_channel = static_cast<int16_t>(options->Pick(5));
   }
+  if (options->Pick(4) == 0) {
+    trace.type = static_cast<uint32_t>(DM_TRACE_NEUTRAL_LOSS + options->Pick(2));
+    trace.masses[0] = static_cast<float>(options->Take<uint8_t>());
+  }
   DmRawGetTraceTypeDescription(&file, &trace, description.data(), options->Pick(2),
                                1 + options->Pick(64));
   DmRawValidateChrom(&file, &trace, &trace, options->Take<float>());
@@ -167,8 +176,8 @@ void ReadThroughHandles(Options* options) {
     const int32_t found = test(&file, 0);
     FUZZ_CHECK(found >= 0 && found <= RAW_MAX_FUNCTIONS);
   }
-  DmRawChannelDesc(&file, options->Take<float>(), description.data(), options->Pick(4),
-                   1 + options->Pick(64));
+  const float channel = 12.5f * static_cast<float>(options->Take<uint8_t>());
+  DmRawChannelDesc(&file, channel, description.data(), options->Pick(4), 1 + options->Pick(64));
 }
 
 // A processed set, with whatever stands where it is written, then has the scan.

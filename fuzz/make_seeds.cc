@@ -109,7 +109,7 @@ RawFunctionRecord MakeRecord(int16_t function_type, int16_t data_type) {
   record.bytes[23] = data_type == 2 || data_type == 11 || function_type == RAW_TYPE_MRM ? 4 : 0;
   for (size_t i = 0; i < 4; ++i) {
     Put(&record, 160 + 4 * i, 100 + 50 * static_cast<float>(i));
-    Put(&record, 288 + 4 * i, 80 + 50 * static_cast<float>(i));
+    Put(&record, 288 + 4 * i, 88 + 50 * static_cast<float>(i));
   }
   return record;
 }
@@ -195,13 +195,16 @@ void MakeRun(int16_t function_type, int16_t data_type) {
 
 // What the data handles are asked for, of function 1.
 void WriteTraces(const MemoryFiles& files, SeedWriter* directory) {
-  constexpr uint8_t kPlain = 6;  // of whatever is chosen, what is there
+  constexpr uint8_t kPlain = 6;     // of whatever is chosen, what is there
+  constexpr uint8_t kNeutral = 12;  // also that loss instead of masses
   for (const char* trace : {"TIC", "BPI", "AN1", "150.5", "150_400", "150+200-300", "TAS", "1>2"}) {
-    Bundle bundle = directory->Collect(files);
-    bundle.options = {1};
-    bundle.options.insert(bundle.options.end(), trace, trace + std::strlen(trace) + 1);
-    bundle.options.insert(bundle.options.end(), 40, kPlain);
-    directory->Write(bundle);
+    for (const uint8_t choice : {kPlain, kNeutral}) {
+      Bundle bundle = directory->Collect(files);
+      bundle.options = {1};
+      bundle.options.insert(bundle.options.end(), trace, trace + std::strlen(trace) + 1);
+      bundle.options.insert(bundle.options.end(), 40, choice);
+      directory->Write(bundle);
+    }
   }
 }
 
@@ -224,6 +227,11 @@ void MakeRaws(const std::string& folder) {
     directory.Write(disk.files);
     header.Write(disk.files);
     members.Write(disk.files);
+    const std::string_view provided = "[Acquisition]\r\nIsGCMD=TRUE\r\n";
+    disk.files.Put("TERVALON.INI", {provided.begin(), provided.end()});
+    header.Write(disk.files);
+    members.Write(disk.files);
+    disk.files.Remove("TERVALON.INI");
     Bytes inverted = disk.files.Get("R.RAW\\_HEADER.TXT");
     for (uint8_t& byte : inverted) byte = static_cast<uint8_t>(~byte);
     disk.files.Put("R.RAW\\_HEADER.INF", inverted);
@@ -352,9 +360,11 @@ void MakeDatabases(const std::string& folder) {
 
 void MakeTexts(const std::string& folder) {
   SeedWriter text(folder, kText);
+  const std::string long_number(800, '7');
   const std::initializer_list<const char*> kTexts[] = {
       {"-12.5e-3"},
       {"1e400"},
+      {long_number.c_str()},
       {"2147483648"},
       {" +7 "},
       {""},
@@ -365,6 +375,7 @@ void MakeTexts(const std::string& folder) {
       {"184+"},
       {"STOP OKCANCEL|DEFBUTTON2 NOLOG, text %s %-08.3d %c %% %#lx", "given"},
       {"2 text %f %+.3e %G %Lf %hd %*.*d %a", "given"},
+      {"%llu %hhu %zu %td %lX", "given"},
       {"C:\\DIR\\NAME.EXT", "C:\\OTHER\\.X"},
       {"..\\a.b/c.", "ext"},
       {"1.0e0,-2.5E-10,,3,T1"},

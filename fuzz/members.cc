@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "fuzz/targets.h"
+#include "tervalon/application.h"
 #include "tervalon/raw_analog.h"
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_history.h"
@@ -121,7 +122,22 @@ void ReadAnalogs(int32_t handle, Options* options) {
              0);
 }
 
+// Analog data that an application supplies, as many records as `user` says, where settings say so.
+constexpr AppPenProcedures kProvider = {
+    [](void* user, const char*) TERVALON_CALL { return *static_cast<const int32_t*>(user) % 5; },
+    [](void* user, const char*) TERVALON_CALL { return *static_cast<const int32_t*>(user); },
+    [](void*, const char*, int32_t, int32_t first, int32_t count, float* intensities, float* times)
+        TERVALON_CALL {
+          for (int32_t i = 0; i < count; ++i) {
+            if (intensities != nullptr) intensities[i] = 1;
+            if (times != nullptr) times[i] = static_cast<float>(first + i);
+          }
+          return count;
+        }};
+
 void RunMembers(Options* options, MemoryFiles*) {
+  int32_t provided = options->Pick(40) - 1;
+  if (provided < 30) AppSetPenProcedures(&kProvider, &provided);
   int32_t handle = -1;
   if (RawReadOpen("\\w\\R.RAW", &handle) != RAW_OK) return;
   ReadAnalogs(handle, options);

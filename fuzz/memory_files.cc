@@ -55,35 +55,36 @@ class MemoryFiles::OpenFile : public File {
   }
 
   bool ReadAt(uint64_t offset, void* buffer, size_t count, size_t* read) override {
+    *read = 0;
+    if (files_->Fails()) return false;
     const Bytes& bytes = content_->bytes;
     *read = offset < bytes.size() ? std::min<size_t>(count, bytes.size() - offset) : 0;
     if (*read > 0) std::memcpy(buffer, bytes.data() + offset, *read);
-    Count(*read);
     return true;
   }
 
   bool WriteAt(uint64_t offset, const void* buffer, size_t count, size_t* written) override {
     *written = 0;
+    if (files_->Fails()) return false;
     if (!writable_ || offset > kLargestFile || count > kLargestFile - offset) return true;
     if (content_->bytes.size() < offset + count) content_->bytes.resize(offset + count);
     if (count > 0) std::memcpy(content_->bytes.data() + offset, buffer, count);
     *written = count;
-    Count(count);
     return true;
   }
 
   bool Size(uint64_t* size) override {
     *size = content_->bytes.size();
-    return true;
+    return !files_->Fails();
   }
 
   bool Resize(uint64_t size) override {
-    if (!writable_ || size > kLargestFile) return false;
+    if (files_->Fails() || !writable_ || size > kLargestFile) return false;
     content_->bytes.resize(size);
     return true;
   }
 
-  bool Sync() override { return true; }
+  bool Sync() override { return !files_->Fails(); }
 
   bool Lock(LockMode mode, std::chrono::milliseconds) override {
     Unlock();
@@ -102,15 +103,10 @@ class MemoryFiles::OpenFile : public File {
 
   bool Close() override {
     Unlock();
-    return true;
+    return !files_->Fails();
   }
 
  private:
-  void Count(size_t bytes) {
-    files_->bytes_moved_ += bytes;
-    ++files_->calls_;
-  }
-
   MemoryFiles* files_;
   std::shared_ptr<Content> content_;
   bool writable_;
@@ -132,6 +128,11 @@ MemoryFiles::Place MemoryFiles::Find(const std::string& path, bool any_case) con
     }
   }
   return {normal, nullptr, false};
+}
+
+void MemoryFiles::Fail(uint64_t first, uint64_t last) {
+  first_failure_ = calls_ + first;
+  last_failure_ = calls_ + last;
 }
 
 void MemoryFiles::Put(const std::string& path, const Bytes& bytes) {
@@ -158,7 +159,8 @@ std::vector<std::string> MemoryFiles::Paths(const std::string& beginning) const 
 
 std::unique_ptr<File> MemoryFiles::Open(const std::string& path, OpenMode mode, bool* absent,
                                         platform::Spelling spelling) {
-  ++calls_;
+  if (absent != nullptr) *absent = false;
+  if (Fails()) return nullptr;
   const bool make = mode == OpenMode::kCreate || mode == OpenMode::kCreateNew;
   Place place = Find(path, !make && spelling == platform::Spelling::kAnyCase);
   const bool there = place.file != nullptr || place.directory;
@@ -191,7 +193,7 @@ bool MemoryFiles::RemoveAlone(const std::string& path, std::unique_ptr<File> fil
 }
 
 PathStatus MemoryFiles::Status(const std::string& path) {
-  ++calls_;
+  if (Fails()) return PathStatus::kUnknown;
   const Place place = Find(path);
   if (place.directory) return PathStatus::kDirectory;
   return place.file != nullptr ? PathStatus::kFile : PathStatus::kNothing;
@@ -203,6 +205,7 @@ bool MemoryFiles::Exists(const std::string& path) {
 }
 
 bool MemoryFiles::Remove(const std::string& path) {
+  if (Fails()) return false;
   const auto found = files_.find(Normal(path));
   if (found == files_.end()) return false;
   found->second->named = false;
@@ -212,7 +215,7 @@ bool MemoryFiles::Remove(const std::string& path) {
 
 bool MemoryFiles::MakeDirectory(const std::string& path) {
   const std::string normal = Normal(path);
-  if (Exists(path) || directories_.count(Parent(normal)) == 0) return false;
+  if (Fails() || Exists(path) || directories_.count(Parent(normal)) == 0) return false;
   directories_.insert(normal);
   return true;
 }
@@ -224,7 +227,7 @@ bool MemoryFiles::RemoveEmptyDirectory(const std::string& path) {
 
 bool MemoryFiles::List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) {
   const Place place = Find(path);
-  if (!place.directory) return false;
+  if (Fails() || !place.directory) return false;
   const auto inside = [&](const std::string& other) { return Parent(other) == place.path; };
   const size_t skip = place.path.size() + 1;
   for (const auto& [name, content] : files_) {
@@ -238,10 +241,10 @@ bool MemoryFiles::List(const std::string& path, std::vector<platform::DirectoryE
 
 bool MemoryFiles::MoveOver(const std::string& from, const std::string& to, platform::Force) {
   const auto found = files_.find(Normal(from));
-  if (found == files_.end() || directories_.count(Normal(to)) != 0) return false;
+  if (Fails() || found == files_.end() || directories_.count(Normal(to)) != 0) return false;
   const std::shared_ptr<Content> content = found->second;
   files_.erase(found);
-  Remove(to);
+  if (const auto old = files_.find(Normal(to)); old != files_.end()) old->second->named = false;
   files_[Normal(to)] = content;
   return true;
 }

@@ -1,4 +1,5 @@
-// A file system in memory, for runs that are over in microseconds. Locks are those of one process.
+// A file system in memory, for runs that are over in microseconds, and of which calls can fail.
+// Locks are those of one process.
 
 #ifndef FUZZ_MEMORY_FILES_H_
 #define FUZZ_MEMORY_FILES_H_
@@ -28,9 +29,8 @@ class MemoryFiles : public platform::FileSystem {
   // The files whose paths begin so.
   std::vector<std::string> Paths(const std::string& beginning) const;
 
-  // What reading and writing has cost so far.
-  uint64_t bytes_moved() const { return bytes_moved_; }
-  uint64_t calls() const { return calls_; }
+  // Of all calls but those of locks the ones from `first` (1: the next) to `last` fail.
+  void Fail(uint64_t first, uint64_t last);
   int open_files() const { return open_files_; }
 
   std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode,
@@ -46,7 +46,7 @@ class MemoryFiles : public platform::FileSystem {
   bool MakeDirectory(const std::string& path) override;
   bool RemoveEmptyDirectory(const std::string& path) override;
   bool List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) override;
-  bool Touch(const std::string& path) override { return Exists(path); }
+  bool Touch(const std::string& path) override { return !Fails() && Exists(path); }
   bool CopyAccess(const std::string&, const std::string& path) override { return Exists(path); }
   bool MoveOver(const std::string& from, const std::string& to, platform::Force force) override;
   std::string WorkingDirectory() override { return "\\w"; }
@@ -61,12 +61,14 @@ class MemoryFiles : public platform::FileSystem {
     bool directory = false;
   };
 
+  bool Fails() { return ++calls_ >= first_failure_ && calls_ <= last_failure_; }
   Place Find(const std::string& path, bool any_case = true) const;
 
   std::map<std::string, std::shared_ptr<Content>> files_;
   std::set<std::string> directories_{"\\w"};
-  uint64_t bytes_moved_ = 0;
   uint64_t calls_ = 0;
+  uint64_t first_failure_ = UINT64_MAX;
+  uint64_t last_failure_ = 0;
   int open_files_ = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "fuzz/targets.h"
+#include "tervalon/function_types.h"
 #include "tervalon/raw_chromatograms.h"
 #include "tervalon/raw_directory.h"
 #include "tervalon/raw_spectra.h"
@@ -125,6 +126,9 @@ void DescribeFunction(const RawFunctionRecord& record, Options* options) {
   int32_t channels = 0;
   while (RawGetFuncChannel(&record, channels + 1, &low, &high) != 0) ++channels;
   FUZZ_CHECK(channels <= 32);
+  const int32_t type = RawGetFuncType(&record);
+  FUZZ_CHECK(DmRawIsChannelFuncType(type) >= DmRawIsSIRFuncType(type));
+  DmRawIsExternalFuncType(type);
   RawFunctionCalibration calibration;
   RawIsRootMassCalibration(&record);
   RawCalibration none = {};

@@ -86,6 +86,7 @@ void ReadAndWriteStore(Options* options) {
     FUZZ_CHECK(GetGlobalRawFile(section, key, nullptr, &again) == 1);
     FUZZ_CHECK(again.first_value == raw.first_value && again.process == raw.process);
   }
+  if (options->Pick(4) == 0) SetGlobalLong(section, key, options->Take<int32_t>(), 1);
   if (options->Pick(4) == 0) SetGlobalDouble(section, key, options->Take<double>(), 1);
   if (options->Pick(4) == 0) UpdateGlobal(0);
 }
@@ -110,7 +111,8 @@ void ReadNumbers(Options* options) {
   if (RTIndicesGetRetentionCalibration(options->Pick(2) != 0 ? section.c_str() : nullptr,
                                        &calibration) != 0) {
     float value = 0;
-    RTIndicesCalculateIndex(options->Take<float>(), &calibration, &value);
+    RTIndicesCalculateIndex(static_cast<float>(options->Take<uint8_t>()) / 16, &calibration,
+                            &value);
     RTIndicesCalculateLogP(options->Take<float>(), &calibration, &value);
     RTIndicesSetRetentionCalibration(nullptr, &calibration);
   }
@@ -150,6 +152,8 @@ void EditText(const Bytes& bytes, Options* options) {
   for (int i = options->Pick(16); i >= 0 && store.block != nullptr; --i) {
     const Names names(options);
     std::string value = options->TakeText();
+    const char* const key = names.key.c_str();
+    FUZZ_CHECK(CompareBounded(key, key, INT32_MAX) == (*key == '\0' ? -1 : 0));
     std::array<char, 300> out;
     const auto size = static_cast<int16_t>(options->Pick(256));
     store.text = static_cast<char*>(TvMemLock(store.block));
@@ -168,6 +172,7 @@ void RunSettings(Options* options, MemoryFiles* files) {
   using Operation = void (*)(Options*);
   constexpr Operation kOperations[] = {ReadAndWriteFile, ReadAndWriteStore, ReadAndWritePlacement,
                                        ReadNumbers, ReadProject};
+  InitIni(0);
   IsGCMD();
   InitGlobal(0);
   for (int i = 0; i < 8 && !options->empty(); ++i) {

@@ -24,6 +24,14 @@ constexpr const Target* kTargets[] = {&kScans,    &kHeader,   &kMembers, &kDirec
 // What a few KB may cost, under sanitizers.
 constexpr double kMostSeconds = 5;
 
+// Of a bundle's files the one that says which calls of the file system fail: the number of the
+// first (16 bits) and how many (8 bits, 0: all that follow).
+constexpr uint8_t kFailures = 31;
+
+// Whether calls of the file system fail, so that what is checked need not hold.
+bool machine_fails = false;
+struct MachineFailed {};
+
 // Beside everything that a target is given.
 constexpr char kOutside[] = "\\outside.txt";
 
@@ -61,6 +69,7 @@ double ProcessorSeconds() {
 }  // namespace
 
 void Fail(const char* file, int line, const char* what) {
+  if (machine_fails) throw MachineFailed();
   std::fprintf(stderr, "%s:%d: does not hold: %s\n", file, line, what);
   std::abort();
 }
@@ -78,17 +87,28 @@ void RunTarget(const Target& target, std::span<const uint8_t> input) {
   const Bundle bundle = Bundle::DecodeFrom(input);
   MemoryFiles files;
   files.Put(kOutside, {'a'});
+  machine_fails = false;
   for (const Bundle::File& file : bundle.files) {
     if (file.number < target.paths.size()) files.Put(target.paths[file.number], file.bytes);
+    if (file.number != kFailures) continue;
+    Options failures(file.bytes);
+    const uint64_t first = uint64_t{1} + failures.Take<uint16_t>();
+    const auto count = failures.Take<uint8_t>();
+    files.Fail(first, count != 0 ? first + count - 1 : UINT64_MAX);
+    machine_fails = true;
   }
   SilentDesktop desktop;
   {
     platform::ScopedReplacement<platform::FileSystem> use_files(&files);
     platform::ScopedReplacement<platform::Desktop> use_desktop(&desktop);
     Options options(bundle.options);
-    target.run(&options, &files);
+    try {
+      target.run(&options, &files);
+    } catch (const MachineFailed&) {  // the rest relied on it
+    }
     Reset();
   }
+  machine_fails = false;
   FUZZ_CHECK(files.open_files() == 0);
   FUZZ_CHECK(files.Get(kOutside) == Bytes{'a'});
   FUZZ_CHECK(ProcessorSeconds() - start < kMostSeconds);

@@ -32,12 +32,12 @@ std::span<const Target* const> AllTargets();
 // nullptr when there is none of that name.
 const Target* FindTarget(std::string_view name);
 
-// Runs a target in a fresh process state. Ends the program when a check fails, when files stay
-// open, when anything outside the target's files changed, and when an input of a few KB takes
-// seconds.
+// Runs a target in a fresh process state, in which calls of the file system fail where the input
+// says so. Ends the program when a check fails, when files stay open, when anything outside the
+// target's files changed, and when an input of a few KB takes seconds.
 void RunTarget(const Target& target, std::span<const uint8_t> input);
 
-// Says what does not hold and ends the program.
+// Says what does not hold and ends the program; where the file system fails, only the target's run.
 [[noreturn]] void Fail(const char* file, int line, const char* what);
 #define FUZZ_CHECK(condition) \
   ((condition) ? void() : ::tervalon::fuzz::Fail(__FILE__, __LINE__, #condition))

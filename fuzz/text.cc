@@ -164,7 +164,7 @@ void Paths(Text text, Options* options) {
                  options->Pick(2) != 0 ? other.get() : nullptr, made.get(), size);
   made.str();
   SystemFile file = {};
-  const bool fits = ConvertPathToKXFile(&file, text.get()) != 0;
+  const bool fits = StringToFile(text.get(), &file) != 0;
   Room again(size);
   if (ConvertKXFileToPath(again.get(), size, &file) != 0 && fits && !path.ends_with('.')) {
     SystemFile second = {};
@@ -202,7 +202,11 @@ void Fields(Text text, Options* options) {
   const auto width = static_cast<int32_t>(text.bytes.size() - 1);
   const int32_t decimals = options->Pick(16);
   const DB3FieldOffsetWidth entry = {0, width, decimals};
+  const char* const mnemonics[] = {"T", "", nullptr};
   std::array<char, 256> member = {};
+  const int32_t position = DB3ConvertMnemonicToOffset(0, text.get(), mnemonics, nullptr);
+  FUZZ_CHECK(position == 0 && DB3ConvertOffsetToMnemonic(decimals, mnemonics, member.data()));
+  member = {};
   if (DB3ConvertFldToInternalFmt(text.get(), member.data(), &entry, conversion) != 0) return;
   // The member's text has the field's width, and reads as the same member again, unless it is a
   // number that lost decimals, or does not fit.

@@ -155,16 +155,7 @@ class ProfileLines {
     return piece != nullptr ? std::optional((*piece)->line.value) : std::nullopt;
   }
 
-  void Apply(const ProfileEdit& edit) {
-    const std::string_view section = Trim(edit.section);
-    if (edit.key == nullptr) {
-      DeleteSection(section);
-    } else if (edit.value == nullptr) {
-      DeleteKey(section, Trim(edit.key));
-    } else {
-      SetKey(section, Trim(edit.key), edit.value);
-    }
-  }
+  void Apply(const ProfileEdit& edit) { SetKey(Trim(edit.section), Trim(edit.key), edit.value); }
 
   std::string Text() const {
     std::string text;
@@ -256,25 +247,6 @@ class ProfileLines {
     }
   }
 
-  void DeleteKey(std::string_view section, std::string_view key) {
-    const auto found = sections_.find(section);
-    if (found == sections_.end()) return;
-    const Position* const piece = Find(&found->second, key);
-    if (piece == nullptr) return;
-    pieces_.erase(*piece);
-    SplitAgain();
-  }
-
-  void DeleteSection(std::string_view section) {
-    const auto found = sections_.find(section);
-    if (found == sections_.end()) return;
-    const Position header = found->second.header;
-    pieces_.erase(header, std::find_if(std::next(header), pieces_.end(), [](const Piece& piece) {
-                    return piece.line.kind == LineKind::kSection;
-                  }));
-    SplitAgain();
-  }
-
   void SetText(Position piece, std::string text) {
     new_texts_.push_back(std::move(text));
     piece->text = new_texts_.back();
@@ -358,7 +330,7 @@ bool ReadText(const std::string& path, std::string* text) {
 }
 
 bool OnOneLine(const char* text) {
-  return text == nullptr || std::strpbrk(text, "\r\n") == nullptr;
+  return text != nullptr && std::strpbrk(text, "\r\n") == nullptr;
 }
 
 uint32_t ReadFrom(std::string_view text, const char* section, const char* key,
@@ -419,8 +391,7 @@ class FileProfile : public Profile {
   bool Change(const char* path, std::span<const ProfileEdit> edits) override {
     // A line break would end the line early and turn the rest into lines of its own.
     const auto plain = [](const ProfileEdit& edit) {
-      return edit.section != nullptr && OnOneLine(edit.section) && OnOneLine(edit.key) &&
-             OnOneLine(edit.value);
+      return OnOneLine(edit.section) && OnOneLine(edit.key) && OnOneLine(edit.value);
     };
     if (path == nullptr || !std::all_of(edits.begin(), edits.end(), plain)) return false;
     try {

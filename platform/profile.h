@@ -16,8 +16,7 @@
 
 namespace tervalon::platform {
 
-// Sets a key, making file, section and key as needed; nullptr as value deletes the key, nullptr as
-// key the section. None of the texts may hold a line end.
+// Sets a key, making file, section and key as needed. None of the texts may hold a line end.
 struct ProfileEdit {
   const char* section = nullptr;
   const char* key = nullptr;

@@ -75,7 +75,7 @@ constexpr TagRow kRows[] = {
 };
 
 // The line's pattern, with the first "%i" of a numbered tag filled in.
-constexpr std::array<char, 48> LinePattern(const TagRow& row, int number) {
+consteval std::array<char, 48> LinePattern(const TagRow& row, int number) {
   std::array<char, 48> line = {'$', '$', ' '};
   size_t length = 3;
   bool fill = row.count > 1;
@@ -94,7 +94,7 @@ constexpr std::array<char, 48> LinePattern(const TagRow& row, int number) {
   return line;
 }
 
-constexpr std::array<HeaderTag, RAW_HEADER_TAG_COUNT> BuildTags() {
+consteval std::array<HeaderTag, RAW_HEADER_TAG_COUNT> BuildTags() {
   std::array<HeaderTag, RAW_HEADER_TAG_COUNT> tags = {};
   size_t tag = 0;
   for (const TagRow& row : kRows) {

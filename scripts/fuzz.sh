@@ -5,8 +5,8 @@
 #                                         same share. After a minute and more, says what their
 #                                         inputs reach
 #   scripts/fuzz.sh coverage              only says that, of the inputs that are there
-#   scripts/fuzz.sh keep                  keeps in fuzz/corpus what reaches lines that the inputs of
-#                                         the seed writer do not
+#   scripts/fuzz.sh keep [TARGET...]      makes fuzz/corpus anew: of what was kept and what was found
+#                                         the smallest that reach what the seed writer's do not
 #
 # Inputs are collected in build/fuzz/inputs/TARGET, findings in build/fuzz/findings/TARGET. What a
 # run has cost is added to build/fuzz/account: date, target, processor seconds, executions.
@@ -16,7 +16,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 usage() {
-  sed -n '4,10s/^# *//p' "${BASH_SOURCE[0]}" >&2
+  sed -n '4,9s/^# *//p' "${BASH_SOURCE[0]}" >&2
   exit 2
 }
 [ $# -gt 0 ] || usage
@@ -40,7 +40,7 @@ limits=(-max_len=12288 -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=64)
 
 folders_of() { # TARGET
   echo "$out/seeds/$1"
-  [ ! -d fuzz/corpus/"$1" ] || echo "fuzz/corpus/$1"
+  [ ! -d "$out/corpus/$1" ] || echo "$out/corpus/$1"
   [ ! -d fuzz/findings/"$1" ] || echo "fuzz/findings/$1"
 }
 
@@ -97,30 +97,29 @@ coverage() {
                    100 - 100 * missing / lines }' fuzz/reading_sources.txt -
 }
 
-# The inputs that reach code which those of the seed writer and the ones already kept do not.
 keep() {
   for target in "${targets[@]}"; do
-    local merged
-    merged=$(mktemp -d)
-    mapfile -t folders < <(folders_of "$target")
-    mkdir -p "$out/logs"
-    cp -r "${folders[@]/%//.}" "$merged"
-    find "$merged" -type f -exec basename {} \; | sort >"$merged.before"
-    "$fuzzer" --target="$target" "${limits[@]}" -use_counters=0 -merge=1 "$merged" \
-      "$out/inputs/$target" >"$out/logs/$target.merge" 2>&1
-    mkdir -p fuzz/corpus/"$target"
-    find "$merged" -type f | sort | while read -r input; do
-      grep -qxF "${input##*/}" "$merged.before" || cp "$input" fuzz/corpus/"$target"/
-    done
-    rm -rf "$merged" "$merged.before"
-    echo "$target: $(find fuzz/corpus/"$target" -type f | wc -l) inputs kept"
+    local kept=$out/kept/$target
+    rm -rf "$kept"
+    mkdir -p "$kept" "$out/inputs/$target" "$out/corpus/$target" "$out/logs"
+    cp "$out/seeds/$target"/* "$kept"
+    "$fuzzer" --target="$target" "${limits[@]}" -use_counters=0 -merge=1 "$kept" \
+      "$out/corpus/$target" "$out/inputs/$target" >"$out/logs/$target.merge" 2>&1
+    (cd "$out/seeds/$target" && ls) | (cd "$kept" && xargs rm)
+    tar -C "$out/kept" --sort=name --mtime=@0 --owner=0 --group=0 --numeric-owner -c "$target" |
+      gzip -9n >fuzz/corpus/"$target".tar.gz
+    echo "$target: $(find "$kept" -type f | wc -l) inputs kept"
   done
 }
 
 mkdir -p build
 build fuzz
-rm -rf "$out/seeds"
+rm -rf "$out/seeds" "$out/corpus"
 "$out/bin/fuzz_make_seeds" "$out/seeds"
+mkdir -p "$out/corpus" fuzz/corpus
+for kept in fuzz/corpus/*.tar.gz; do
+  [ ! -f "$kept" ] || tar -C "$out/corpus" -xzf "$kept"
+done
 case $what in
   coverage) coverage ;;
   keep) keep ;;

@@ -181,19 +181,6 @@ TEST_F(ProfileTest, AFileWithoutALastLineEndStaysReadable) {
   EXPECT_EQ(Read("A", "One"), "eins");
 }
 
-TEST_F(ProfileTest, DeletesKeysAndSections) {
-  EXPECT_TRUE(Write("A", "Key", nullptr));  // nothing there
-  Store("[A]\r\nOne=1\r\nTwo=2\r\n[B]\r\nOne=3\r\n[C]\r\nOne=4\r\n");
-  EXPECT_TRUE(Write("a", "one", nullptr));
-  EXPECT_EQ(Read("A", "One"), "?");
-  EXPECT_EQ(Read("A", "Two"), "2");
-  EXPECT_TRUE(Write("b", nullptr, nullptr));
-  EXPECT_EQ(List(nullptr), "A;C;");
-  EXPECT_EQ(Read("C", "One"), "4");
-  EXPECT_TRUE(Write("B", "One", nullptr));
-  EXPECT_EQ(List(nullptr), "A;C;");
-}
-
 TEST_F(ProfileTest, SeesWhatOthersWroteMeanwhile) {
   Store("[A]\r\nKey=first\r\n");
   EXPECT_EQ(Read("A", "Key"), "first");
@@ -223,12 +210,14 @@ TEST_F(ProfileTest, RefusesAReadOnlyFile) {
   testing::SetWritable(path_, true);
 }
 
-TEST_F(ProfileTest, RefusesTextsThatWouldForgeLines) {
+TEST_F(ProfileTest, RefusesTextsThatWouldForgeLinesAndNone) {
   Store("[A]\r\nKey=1\r\n");
   EXPECT_FALSE(Write("A", "Key", "2\r\n[B]"));
   EXPECT_FALSE(Write("A", "Key\n", "2"));
   EXPECT_FALSE(Write("A]\r[B", "Key", "2"));
   EXPECT_FALSE(Write(nullptr, "Key", "2"));
+  EXPECT_FALSE(Write("A", nullptr, "2"));
+  EXPECT_FALSE(Write("A", "Key", nullptr));
   EXPECT_FALSE(Profiles().Write("A", "Key", "2", nullptr));
   EXPECT_EQ(Text(), "[A]\r\nKey=1\r\n");
 }

@@ -131,7 +131,8 @@ TEST(NoiseLevel, AsTheSearchGivesIt) {
   for (int i = 0; i < 4000; ++i) {
     const uint_fast32_t kind = random() % kKinds;
     const auto order = static_cast<int32_t>(random() % 3 == 0 ? random() % 21 : 1);
-    const size_t n = static_cast<size_t>(order) + 1 + random() % (i % 10 == 0 ? 2000 : 40);
+    size_t n = static_cast<size_t>(order) + 1 + random() % (i % 10 == 0 ? 2000 : 40);
+    if (i % 400 == 0) n += 32767;  // enough for a sample
     const Floats values = RandomValues(&random, n, kind);
     const float noise = NoiseLevel(values, order);
     const float expected = ModelNoise(values, static_cast<size_t>(order));
@@ -141,6 +142,13 @@ TEST(NoiseLevel, AsTheSearchGivesIt) {
       ASSERT_EQ(noise, expected) << "kind " << kind << " n " << n << " order " << order;
     }
   }
+}
+
+TEST(NoiseLevel, WhereASampleMisleads) {
+  std::mt19937 random(8);
+  Floats values = RandomValues(&random, 65536, kNoise);
+  for (size_t i = 0; i < values.size(); i += 8) values[i] = 0;  // all that are in the sample
+  EXPECT_EQ(NoiseLevel(values, 0), ModelNoise(values, 0));
 }
 
 TEST(NoiseLevel, OfShortRunsTogether) {

@@ -157,16 +157,20 @@ int32_t Centroid(const PrcCentroiding& how, const Spectrum& spectrum, float* pea
       masses[others[i]] = ToFloat(Peak(spectrum, tops, first + others[i], threshold).Mass(top));
     }
     // Into arrays that may be the spectrum's: what the peaks to come need is behind.
-    for (size_t i = first; i < end; ++i) {
-      float intensity = spectrum.intensities[tops.at[i]];
-      if (is_measured) {
-        const Peak peak(spectrum, tops, i, threshold);
-        if (how.resolution > 0 && peak.Width() < peak.Mass(top) / how.resolution) continue;
-        if (how.intensity == PRC_INTENSITY_AREA) intensity = ToFloat(peak.Area());
+    if (!is_measured) {
+      for (size_t i = first; i < end; ++i) {
+        peak_intensities[i] = spectrum.intensities[tops.at[i]];
+        peak_masses[i] = masses[i - first];
       }
-      peak_masses[count] = masses[i - first];
-      peak_intensities[count] = intensity;
-      ++count;
+      count = static_cast<int32_t>(end);
+      continue;
+    }
+    for (size_t i = first; i < end; ++i) {
+      const Peak peak(spectrum, tops, i, threshold);
+      if (how.resolution > 0 && peak.Width() < peak.Mass(top) / how.resolution) continue;
+      const bool has_area = how.intensity == PRC_INTENSITY_AREA;
+      peak_intensities[count] = ToFloat(has_area ? peak.Area() : peak.height());
+      peak_masses[count++] = masses[i - first];
     }
   }
   *peak_count = count;

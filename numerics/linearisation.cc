@@ -3,12 +3,15 @@
 
 #include "tervalon/linearisation.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <numeric>
-#include <vector>
 
 #include "appsvc/export_guard.h"
 #include "platform/float_block.h"
@@ -48,8 +51,11 @@ struct Place {
 // between samples, Hold takes a sample as the nearest end.
 class FluxOutput {
  public:
-  FluxOutput(const float* y, size_t n, float* out) : y_(y), sums_(y, y + n), out_(out) {
-    std::partial_sum(sums_.begin(), sums_.end(), sums_.begin());
+  FluxOutput(const float* y, size_t n, float* out)
+      : y_(y), sums_(std::make_unique_for_overwrite<double[]>(n)), out_(out) {
+    double sum = y[0];
+    sums_[0] = sum;
+    for (size_t i = 1; i < n; ++i) sums_[i] = sum += y[i];
   }
 
   void Copy(size_t sample) {
@@ -66,7 +72,7 @@ class FluxOutput {
   }
 
   const float* const y_;
-  std::vector<double> sums_;
+  const std::unique_ptr<double[]> sums_;
   float* out_;
   double previous_ = 0;
 };
@@ -95,6 +101,18 @@ bool GuessesPastTheEnd(const float* x, size_t n, float position) {
   return guess >= static_cast<double>(n) && position <= x[n - 1] && x[n - 2] != x[n - 1];
 }
 
+// The first sample, from `first` on, that is not in front of a position. Four are compared at once:
+// which one it is could not be foretold where there is about one for each position.
+inline size_t NotInFront(const float* x, size_t n, size_t first, float position) {
+  for (; first + 4 <= n; first += 4) {
+    const __m128 in_front = _mm_cmplt_ps(_mm_loadu_ps(x + first), _mm_set1_ps(position));
+    const auto bits = static_cast<uint32_t>(_mm_movemask_ps(in_front));
+    if (bits != 0b1111) return first + static_cast<size_t>(std::countr_one(bits));
+  }
+  while (first < n && x[first] < position) ++first;
+  return first;
+}
+
 template <typename... Outputs>
 void Resample(const float* x, size_t n, double step, size_t count, Outputs... outputs) {
   (outputs.Copy(0), ...);
@@ -105,7 +123,7 @@ void Resample(const float* x, size_t n, double step, size_t count, Outputs... ou
       (outputs.Copy(j), ...);
       continue;
     }
-    while (behind < n && x[behind] < position) ++behind;
+    behind = NotInFront(x, n, behind, position);
     const size_t b = j == 1 && GuessesPastTheEnd(x, n, position) ? n - 1 : behind;
     if (b == 0 || b == n) {
       (outputs.Hold(b == 0 ? 0 : n - 1), ...);
@@ -137,7 +155,7 @@ struct Spacing {
   double dx;
 
   float At(size_t sample) const {
-    return static_cast<float>(static_cast<double>(sample) * dx + x0);
+    return static_cast<float>(static_cast<int32_t>(sample) * dx + x0);
   }
 };
 
@@ -156,18 +174,31 @@ void PutBetween(const Spacing& spacing, double position, size_t a, Output* outpu
 void ResampleRegular(const Spacing& spacing, size_t n, double start, double step, size_t count,
                      FluxOutput output) {
   const size_t last = n - 1;
-  for (size_t j = 0; j < count; ++j) {
-    const double position = start + static_cast<double>(j) * step;
-    const double nearest = (position - spacing.x0) / spacing.dx + 0.5;
-    const auto k = static_cast<size_t>(std::clamp(nearest, 0.0, static_cast<double>(last)));
-    const float x = spacing.At(k);
-    const bool behind = x <= position;
-    if (x == static_cast<float>(position)) {
-      output.Copy(k);
-    } else if (k == (behind ? last : 0)) {
-      output.Hold(k);
-    } else {
-      PutBetween(spacing, position, behind ? k : k - 1, &output);
+  const auto highest = static_cast<double>(last);
+  // Some at a time: the places of all, then the values.
+  constexpr size_t kPart = 256;
+  std::array<double, kPart> positions;
+  std::array<int32_t, kPart> nearest;
+  for (size_t begin = 0; begin < count; begin += kPart) {
+    const size_t size = std::min(kPart, count - begin);
+    for (size_t i = 0; i < size; ++i) {
+      positions[i] = start + static_cast<int32_t>(begin + i) * step;
+      const double sample = (positions[i] - spacing.x0) / spacing.dx + 0.5;
+      const double positive = sample < 0 ? 0 : sample;
+      nearest[i] = static_cast<int32_t>(highest < positive ? highest : positive);
+    }
+    for (size_t i = 0; i < size; ++i) {
+      const double position = positions[i];
+      const auto k = static_cast<size_t>(nearest[i]);
+      const float x = spacing.At(k);
+      const bool behind = x <= position;
+      if (x == static_cast<float>(position)) {
+        output.Copy(k);
+      } else if (k == (behind ? last : 0)) {
+        output.Hold(k);
+      } else {
+        PutBetween(spacing, position, behind ? k : k - 1, &output);
+      }
     }
   }
 }

@@ -346,7 +346,7 @@ TEST_F(WriteFaultTest, ReadersDoNotKeepWhatAFailedWriteLeft) {
   ASSERT_EQ(WriteScan(handle_, 1, 0, kType, NumberedScan(2, 500)), RAW_OK);
   ASSERT_EQ(RawCreateScansFlush(handle_, 1, 0), RAW_OK);
   files.SetDiskSpace(12000);
-  EXPECT_EQ(WriteScan(handle_, 1, 0, kType, NumberedScan(3, 5000)), RAW_SHORT_WRITE);
+  EXPECT_EQ(WriteScan(handle_, 1, 0, kType, NumberedScan(3, 80000)), RAW_SHORT_WRITE);
   files.SetDiskSpace(UINT64_MAX);
 
   const int32_t reader = OpenReader(ScanningRecord(kType));

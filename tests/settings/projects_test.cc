@@ -257,26 +257,6 @@ TEST_F(ProjectsTest, DirectoriesAreFoundWhateverTheirCase) {
   EXPECT_EQ(Get("PEAK_DB"), "0,p1.pro\\PEAKDB\\,Oils,PDB,0,0");
 }
 
-// A directory that is there and cannot be read is not an empty one.
-TEST_F(ProjectsTest, UnreadableDirectoriesLeaveTheCurrentProject) {
-  ASSERT_EQ(ProCreateDirectory(owner_, &project_), 1);
-  EXPECT_EQ(ProSetCurrent(owner_, &project_), 1);
-  const std::map<std::string, std::string> before = Entries();
-  const SystemFile other = {0, "", "P2", "PRO", 0, 0};
-  ASSERT_EQ(ProCreateDirectory(owner_, &other), 1);
-  testing::FaultyFileSystem files;
-  const platform::ScopedReplacement<platform::FileSystem> use_files(&files);
-  for (int n = 1; n <= 14; ++n) {  // seven searches before and after the services
-    files.On(testing::FileCall::kList).FailNth(n);
-    EXPECT_EQ(ProSetCurrent(owner_, &other), 0);
-    EXPECT_EQ(Entries(), before) << n;
-  }
-  files.On(testing::FileCall::kList).FailNth(1);
-  EXPECT_EQ(ProSetGlobalDirectories(&other), 0);
-  EXPECT_EQ(Entries(), before);
-  EXPECT_EQ(ProSetCurrent(owner_, &other), 1);
-}
-
 TEST_F(ProjectsTest, RunningServicesAreClosedWhenTheUserAgrees) {
   EXPECT_EQ(ProShutDownServices(owner_), 1);
   EXPECT_TRUE(desktop_.messages.empty());

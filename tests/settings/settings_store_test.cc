@@ -313,51 +313,6 @@ TEST_F(SettingsTest, FileRecordsAreLinesOfFields) {
   EXPECT_EQ(std::string(file_back.name), std::string(255, 'n'));
 }
 
-// Whatever allocation fails, the process goes on, the file keeps its texts, and a store that is
-// freed and made again is whole.
-TEST_F(SettingsTest, MemoryMayFailAtEveryAllocation) {
-  for (const char* key : {"Job", "Task", "UserName"}) SetIni("User", key, "kept");
-  testing::FaultyMemory memory;
-  const platform::ScopedReplacement<platform::MovableMemory> use_memory(&memory);
-
-  memory.allocate.FailNth(1);
-  EXPECT_EQ(InitGlobal(0), 0);
-  memory.allocate.FailNth(1);
-  EXPECT_EQ(Get("User", "Job"), "");
-  memory.allocate.FailNth(1);
-  EXPECT_EQ(Set("User", "Job", "x"), 0);
-
-  int growths = 0;
-  for (;; ++growths) {
-    memory.reallocate.FailNth(growths + 1);
-    desktop_.messages.clear();
-    if (InitGlobal(0) == 1) break;
-    memory.reallocate.Heal();
-    EXPECT_LE(desktop_.messages.size(), 1u);  // not one for each row
-    EXPECT_EQ(memory.live_blocks() + memory.live_locks(), 0) << "there is a store";
-    EXPECT_EQ(FreeGlobal(0), 1);  // nothing is written
-    EXPECT_EQ(GetIni("User", "Job") + GetIni("User", "Task"), "keptkept");
-  }
-  memory.reallocate.Heal();
-  EXPECT_GT(growths, 10);
-  memory.lock.FailNth(1);
-  EXPECT_EQ(Set("User", "Job", "x"), 0);
-  EXPECT_EQ(Get("User", "Job"), "kept");
-  EXPECT_EQ(memory.live_locks(), 0);
-  ResetGlobalStore();
-}
-
-TEST_F(SettingsTest, MissingArgumentsAndUnwritableFilesFail) {
-  char out[8] = "?";
-  std::string value = "v";
-  EXPECT_EQ(GetGlobalString("S", "k", nullptr, nullptr, 8), -1);
-  EXPECT_EQ(GetGlobalString("S", "k", "fill", out, 8), -1);
-  EXPECT_STREQ(out, "fill");
-  EXPECT_EQ(SetGlobalString("S", nullptr, value.data(), 1), 0);
-  EXPECT_EQ(SetGlobalFile("S", "k", nullptr, 1) + GetGlobalFile("S", "k", nullptr, nullptr), 0);
-  EXPECT_EQ(SetIniString("S", "k", nullptr, 0), 0);
-}
-
 // What a file can ask for is bounded: it is read once for all keys, looked through once for all,
 // and one that is no settings file by its size is not read at all.
 TEST_F(SettingsTest, HugeFilesCostOneReadAndOneReplacement) {

@@ -19,7 +19,6 @@
 namespace tervalon::settings {
 namespace {
 
-using ::testing::ElementsAre;
 using testing::FileCall;
 using ::testing::HasSubstr;
 

@@ -136,4 +136,34 @@ double ParseDouble(const char* text) {
   return negative ? -value : value;
 }
 
+double ParseDouble(std::string_view text) {
+  constexpr ptrdiff_t kExactDigits = 15;  // any so many are below 2^53
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  while (at < end && IsSpace(*at)) ++at;
+  const bool negative = at < end && *at == '-';
+  if (at < end && (*at == '-' || *at == '+')) ++at;
+  uint64_t digits = 0;
+  const auto take = [&] {
+    const char* const start = at;
+    for (; at < end && IsDigit(*at); ++at) digits = digits * 10 + static_cast<uint64_t>(*at - '0');
+    return at - start;
+  };
+  ptrdiff_t count = take();
+  ptrdiff_t decimals = 0;
+  if (at < end && *at == '.') {
+    ++at;
+    decimals = take();
+    count += decimals;
+  }
+  if (count == 0) return 0.0;
+  if (count <= kExactDigits && (at == end || (*at != 'e' && *at != 'E'))) {
+    const double value = static_cast<double>(static_cast<int64_t>(digits)) / kPowersOf10[decimals];
+    return negative ? -value : value;
+  }
+  char copy[256];
+  *std::copy(text.begin(), text.end(), copy) = '\0';
+  return ParseDouble(copy);
+}
+
 }  // namespace tervalon::appsvc

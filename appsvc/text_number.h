@@ -6,6 +6,7 @@
 #define APPSVC_TEXT_NUMBER_H_
 
 #include <cstdint>
+#include <string_view>
 
 namespace tervalon::appsvc {
 
@@ -14,6 +15,9 @@ int32_t ParseInt(const char* text);
 
 // Decimal forms only: "0x10", "inf" and "nan" read as 0.
 double ParseDouble(const char* text);
+
+// Of a text of at most 255 characters that nothing ends.
+double ParseDouble(std::string_view text);
 
 }  // namespace tervalon::appsvc
 

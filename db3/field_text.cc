@@ -59,10 +59,8 @@ void ReadWhole(const char* field, int width, void* member) {
 template <typename Real>
 void ReadReal(const char* field, int width, void* member) {
   constexpr double kMost = std::numeric_limits<Real>::max();
-  char text[256];
-  std::memcpy(text, field, static_cast<size_t>(width));
-  text[width] = '\0';
-  Store(static_cast<Real>(std::clamp(appsvc::ParseDouble(text), -kMost, kMost)), member);
+  const double value = appsvc::ParseDouble({field, static_cast<size_t>(width)});
+  Store(static_cast<Real>(std::clamp(value, -kMost, kMost)), member);
 }
 
 void ReadCompound(const char* field, int width, void* member) {

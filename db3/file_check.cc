@@ -207,8 +207,9 @@ Cause Inspect(File* file, int32_t type, Condition* condition) {
   *condition = {};
   std::vector<uint8_t> bytes(kLongestHeader);
   size_t read = 0;
+  uint64_t size = 0;
   if (!file->ReadAt(0, bytes.data(), bytes.size(), &read) ||
-      !UndoJournal::EndWithout(file, &condition->end)) {
+      !UndoJournal::EndWithout(file, &condition->end, &size)) {
     return kFileRead;
   }
   bytes.resize(static_cast<size_t>(std::min<uint64_t>(read, condition->end)));

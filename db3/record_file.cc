@@ -88,17 +88,18 @@ Cause RecordFile::OpenFile() {
 Cause RecordFile::LockFile(LockMode mode) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point end = Clock::now() + platform::kLockWait;
+  std::chrono::milliseconds rest = platform::kLockWait;
   for (;;) {
     if (file_ == nullptr) {
       const Cause cause = OpenFile();
       if (cause != kSuccess) return cause;
     }
-    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-    if (file_->Lock(mode, std::max(rest, {}))) {
+    if (file_->Lock(mode, rest)) {
       locked_ = true;
       return kSuccess;
     }
-    if (Clock::now() >= end) return mode == LockMode::kShared ? kFileRead : kFileWrite;
+    rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+    if (rest.count() <= 0) return mode == LockMode::kShared ? kFileRead : kFileWrite;
     file_.reset();  // another took its place
   }
 }
@@ -113,6 +114,7 @@ Cause RecordFile::Enter(LockMode mode) {
 void RecordFile::Leave() {
   if (locked_ && file_ != nullptr) file_->Unlock();
   locked_ = false;
+  read_number_ = 0;
 }
 
 Cause RecordFile::Refresh(LockMode mode) {
@@ -247,20 +249,26 @@ Cause RecordFile::Read(int32_t number, std::span<char> text) {
   if (text.size() != text_size()) return kFileRead;
   uint32_t place = 0;
   record_.resize(header_.record_size);
+  read_number_ = 0;
   const Cause cause = Find(number, &place, record_);
-  if (cause == kSuccess) std::copy(record_.begin() + 1, record_.end(), text.begin());
-  return cause;
+  if (cause != kSuccess) return cause;
+  read_number_ = number;
+  std::copy(record_.begin() + 1, record_.end(), text.begin());
+  return kSuccess;
 }
 
 Cause RecordFile::Update(int32_t number, std::span<const char> text) {
   if (text.size() != text_size()) return kFileWrite;
-  uint32_t place = 0;
-  const Cause cause = Find(number, &place);
+  uint32_t place = PlaceOf(number);
+  const bool is_read = read_number_ == number && number >= 1;  // in this turn, which is ours alone
+  const Cause cause = is_read ? kSuccess : Find(number, &place);
   if (cause != kSuccess) return cause;
   const uint64_t offset = OffsetOf(place) + 1;
-  const bool done = Change(
-      {.old = {offset, offset + text.size()}, .bytes = BytesOf(text), .stored = header_.stored});
-  return done ? kSuccess : kFileWrite;
+  Edit edit = {
+      .old = {offset, offset + text.size()}, .bytes = BytesOf(text), .stored = header_.stored};
+  if (is_read) edit.known = std::span(record_).subspan(1);
+  read_number_ = 0;
+  return Change(edit) ? kSuccess : kFileWrite;
 }
 
 Cause RecordFile::Insert(int32_t number, std::span<const char> text) {
@@ -306,14 +314,16 @@ bool RecordFile::Change(Edit edit) {
   // Whatever needs memory comes before the first write.
   CopyBuffer buffer(edit.old.size() + UndoJournal::kTrailerSize);
   uint64_t end = 0;
-  if (!UndoJournal::EndWithout(file_.get(), &end)) return false;
+  uint64_t size = 0;
+  if (!UndoJournal::EndWithout(file_.get(), &end, &size)) return false;
   edit.old.end = std::min(edit.old.end, end);
   const uint64_t records_end = OffsetOf(std::max(header_.stored, edit.stored)) + 1;
   const uint64_t journal = std::max(end, records_end);
   const HeaderStart after = StartAfter(edit.stored);
 
   changed_ = true;
-  if (!UndoJournal::Keep(file_.get(), edit.old, header_.Start(), journal, &buffer)) {
+  const UndoJournal::Place place = {journal, size};
+  if (!UndoJournal::Keep(file_.get(), edit.old, edit.known, header_.Start(), place, &buffer)) {
     file_->Resize(end);
     return false;
   }
@@ -361,7 +371,7 @@ void RecordFile::DropJournal() {
   uint64_t size = 0;
   uint64_t end = 0;
   if (ReadWhole(file_.get(), kPendingOffset, &pending, 1) && pending != kPending &&
-      file_->Size(&size) && UndoJournal::EndWithout(file_.get(), &end) && end < size) {
+      UndoJournal::EndWithout(file_.get(), &end, &size) && end < size) {
     file_->Resize(end);
   }
 }

@@ -102,7 +102,8 @@ class RecordFile {
     std::span<const uint8_t> bytes;
     uint64_t kept_from = 0;  // counted from the beginning of the range
     uint64_t kept_count = 0;
-    uint32_t stored = 0;  // records in the file afterwards
+    uint32_t stored = 0;                  // records in the file afterwards
+    std::span<const uint8_t> known = {};  // what stands in the range, where it has been read
   };
 
   explicit RecordFile(std::string path) : path_(std::move(path)) {}
@@ -141,6 +142,7 @@ class RecordFile {
   HeaderDate today_ = {};
   int64_t looked_ = 0;  // at the calendar, in seconds
   std::vector<uint8_t> record_;
+  int32_t read_number_ = 0;  // of the record that was read into it in this turn
 };
 
 }  // namespace tervalon::db3

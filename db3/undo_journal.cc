@@ -82,26 +82,30 @@ bool FindWhole(File* file, CopyBuffer* buffer, Found* found) {
 
 }  // namespace
 
-bool UndoJournal::EndWithout(File* file, uint64_t* end) {
+bool UndoJournal::EndWithout(File* file, uint64_t* end, uint64_t* size) {
   Found found;
-  if (!file->Size(end) || !Find(file, *end, &found)) return false;
-  if (found.any) *end = found.begin;
+  if (!file->Size(size) || !Find(file, *size, &found)) return false;
+  *end = found.any ? found.begin : *size;
   return true;
 }
 
-bool UndoJournal::Keep(File* file, Range range, const HeaderStart& start, uint64_t at,
-                       CopyBuffer* buffer) {
+bool UndoJournal::Keep(File* file, Range range, std::span<const uint8_t> known,
+                       const HeaderStart& start, Place place, CopyBuffer* buffer) {
+  const uint64_t at = place.at;
   Trailer trailer = {kMagic, 0, range.begin, range.size(), {}};
   std::copy(start.begin(), start.end(), trailer.start);
   const uint64_t end = at + range.size() + sizeof(trailer);
-  uint64_t size = 0;
-  if (!file->Size(&size) || (size > end && !file->Resize(at))) return false;
+  if (place.file_size > end && !file->Resize(at)) return false;
   CheckSum check;
   // One write for what is short.
   const std::span<uint8_t> all = buffer->Part(range.size() + sizeof(trailer));
   if (all.size() == range.size() + sizeof(trailer)) {
     const std::span<uint8_t> kept = all.first(static_cast<size_t>(range.size()));
-    if (!ReadWhole(file, range.begin, kept.data(), kept.size())) return false;
+    if (known.size() == kept.size()) {
+      std::copy(known.begin(), known.end(), kept.begin());
+    } else if (!ReadWhole(file, range.begin, kept.data(), kept.size())) {
+      return false;
+    }
     check.Add(kept);
     trailer.check = check.Of(trailer);
     std::memcpy(all.data() + kept.size(), &trailer, sizeof(trailer));

@@ -31,14 +31,20 @@ class UndoJournal {
   // Bytes behind the kept ones in the journal.
   static constexpr size_t kTrailerSize = 48;
 
-  // Where the file ends without a journal that an earlier change left there.
-  static bool EndWithout(platform::File* file, uint64_t* end);
+  // Where the file ends, and where it would without a journal that an earlier change left there.
+  static bool EndWithout(platform::File* file, uint64_t* end, uint64_t* size);
 
-  // Keeps a range of the file and the start of its header, from `at` on: there, the range's bytes
-  // stand as they were until the next journal. The file ends behind it. False when it cannot be
-  // written.
-  static bool Keep(platform::File* file, Range range, const HeaderStart& start, uint64_t at,
-                   CopyBuffer* buffer);
+  // Where a journal begins, and what the size of the file is before.
+  struct Place {
+    uint64_t at;
+    uint64_t file_size;
+  };
+
+  // Keeps a range of the file and the start of its header at a place: there, the range's bytes
+  // stand as they were until the next journal. The file ends behind it. `known` are the range's
+  // bytes, if it has their number. False when it cannot be written.
+  static bool Keep(platform::File* file, Range range, std::span<const uint8_t> known,
+                   const HeaderStart& start, Place place, CopyBuffer* buffer);
 
   // Whether the file ends with a journal that is whole. False when it cannot be read.
   static bool Look(platform::File* file, CopyBuffer* buffer, bool* whole);

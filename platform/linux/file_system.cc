@@ -67,6 +67,10 @@ class DirectoryReader {
   }
   DirectoryReader(const DirectoryReader&) = delete;
   DirectoryReader& operator=(const DirectoryReader&) = delete;
+  DirectoryReader& operator=(DirectoryReader&& other) noexcept {
+    std::swap(dir_, other.dir_);
+    return *this;
+  }
 
   bool valid() const { return dir_ != nullptr; }
   int fd() const { return dirfd(dir_); }
@@ -179,6 +183,8 @@ class LinuxFile : public File {
     struct stat status;
     if (!fd.valid() || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
     fd_ = std::move(fd);
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
     return true;
   }
 
@@ -232,10 +238,16 @@ class LinuxFile : public File {
 
   bool Lock(LockMode mode, std::chrono::milliseconds wait) override {
     const int operation = (mode == LockMode::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-    Patience patience(wait);
+    const int place = mode == LockMode::kShared ? F_RDLCK : F_WRLCK;
     // Whoever is next in line keeps out those who come later: many readers, or one writer that
     // wants the lock again and again, leave no moment for others to find it free.
-    while (!StandInLine(mode == LockMode::kShared ? F_RDLCK : F_WRLCK)) {
+    if (NobodyInLine(place) && Retry([&] { return flock(fd_.get(), operation); }) == 0) {
+      if (HasItsName()) return true;
+      Unlock();
+      return false;
+    }
+    Patience patience(wait);
+    while (!StandInLine(place)) {
       if (!patience.Wait()) return false;
     }
     bool locked = true;
@@ -258,30 +270,45 @@ class LinuxFile : public File {
   bool Close() override { return close(fd_.Release()) == 0 || errno == EINTR; }
 
  private:
-  // A lock of the other kind, on a byte that no file has. False when others have it; true, too,
-  // where there is none to be had.
-  bool StandInLine(int type) {
+  static struct flock PlaceInLine(int type) {
     struct flock lock = {};
     lock.l_type = static_cast<decltype(lock.l_type)>(type);
     lock.l_whence = SEEK_SET;
     lock.l_start = kMaxOffset - 1;
     lock.l_len = 1;
+    return lock;
+  }
+
+  // Whether one could stand in line; one call where standing there and leaving it are two.
+  bool NobodyInLine(int type) {
+    struct flock lock = PlaceInLine(type);
+    return Retry([&] { return fcntl(fd_.get(), F_OFD_GETLK, &lock); }) == 0 &&
+           lock.l_type == F_UNLCK;
+  }
+
+  // A lock of the other kind, on a byte that no file has. False when others have it; true, too,
+  // where there is none to be had.
+  bool StandInLine(int type) {
+    struct flock lock = PlaceInLine(type);
     return Retry([&] { return fcntl(fd_.get(), F_OFD_SETLK, &lock); }) == 0 ||
            (errno != EAGAIN && errno != EACCES);
   }
 
   // Whether the file is still the one under its name.
   bool HasItsName() const {
-    struct stat own;
     struct stat named;
-    if (fstat(fd_.get(), &own) != 0 || own.st_nlink == 0) return false;
     // A relative name means something else once the process has changed its directory.
-    if (native_.front() != '/') return true;
-    if (stat(native_.c_str(), &named) != 0) return !NothingThere(errno);
-    return own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+    const bool is_named = native_.front() == '/';
+    if (is_named && stat(native_.c_str(), &named) == 0) {
+      return named.st_dev == device_ && named.st_ino == inode_;
+    }
+    struct stat own;
+    return (!is_named || !NothingThere(errno)) && fstat(fd_.get(), &own) == 0 && own.st_nlink > 0;
   }
 
   Descriptor fd_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
   std::string native_;
 };
 
@@ -341,9 +368,13 @@ class LinuxFileSystem : public FileSystem {
   PathStatus Status(const std::string& path) override {
     if (!Nameable(path)) return PathStatus::kNothing;
     std::string native = Native(path);
-    if (Spell(&native) == Found::kUnknown) return PathStatus::kUnknown;
     struct stat status;
-    if (stat(native.c_str(), &status) != 0) {
+    bool found = stat(native.c_str(), &status) == 0;
+    if (!found) {
+      if (Spell(&native) == Found::kUnknown) return PathStatus::kUnknown;
+      found = stat(native.c_str(), &status) == 0;
+    }
+    if (!found) {
       return NothingThere(errno) ? PathStatus::kNothing : PathStatus::kUnknown;
     }
     return S_ISDIR(status.st_mode) ? PathStatus::kDirectory : PathStatus::kFile;
@@ -410,7 +441,8 @@ class LinuxFileSystem : public FileSystem {
   bool List(const std::string& path, std::vector<DirectoryEntry>* entries) override {
     entries->clear();
     if (!Nameable(path)) return false;
-    DirectoryReader reader(Spelled(path));
+    DirectoryReader reader(Native(path));
+    if (!reader.valid()) reader = DirectoryReader(Spelled(path));
     if (!reader.valid()) return false;
     while (const dirent* entry = reader.Next()) {
       if (std::string_view(entry->d_name).find('\\') != std::string_view::npos) continue;

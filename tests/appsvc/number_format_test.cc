@@ -11,6 +11,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "appsvc/text_number.h"
@@ -24,6 +25,24 @@ using tervalon::testing::kInfinity;
 using tervalon::testing::kNan;
 
 constexpr double kDenormal = std::numeric_limits<double>::denorm_min();
+
+// Numbers with few decimals or few binary places, their neighbours and what lies between two.
+double RoundDouble(std::mt19937_64& random) {
+  const auto digits = static_cast<double>(static_cast<int64_t>(random()) >> random() % 64);
+  const auto places = static_cast<int>(random() % 12);
+  const double value =
+      random() % 2 == 0 ? digits / std::pow(10, places) : std::ldexp(digits, -places);
+  switch (random() % 4) {
+    case 0:
+      return std::nextafter(value, kInfinity);
+    case 1:
+      return value + 0.5 / std::pow(10, places);
+    case 2:
+      return static_cast<double>(static_cast<float>(value));
+    default:
+      return value;
+  }
+}
 
 // Formats into a buffer of the documented size and checks that nothing behind it is touched.
 template <typename Format>
@@ -79,9 +98,9 @@ TEST(NumberFormat, Fixed) {
 
 TEST(NumberFormat, FixedIsTheStandardPrintout) {
   std::mt19937_64 random(1);
-  for (int i = 0; i < 20000; ++i) {
-    const double value = RandomDouble(random);
-    const auto decimals = static_cast<int32_t>(random() % 40);
+  for (int i = 0; i < 200000; ++i) {
+    const double value = i % 8 == 0 ? RandomDouble(random) : RoundDouble(random);
+    const auto decimals = static_cast<int32_t>(random() % (i % 8 == 0 ? 40 : 11));
     char expected[512];
     std::snprintf(expected, sizeof(expected), "%.*f", decimals, value);
     expected[31] = '\0';
@@ -196,6 +215,22 @@ TEST(TextNumber, DoublesStopAtTheFirstOtherCharacter) {
   expect(Zeros("", 400, "1"), 1.0);
   expect(Zeros(".", 330, "1e331"), 1.0);
   expect(Zeros("1", 330, "e-330"), 1.0);
+}
+
+TEST(TextNumber, FieldsReadAsTextsDo) {
+  std::mt19937_64 random(9);
+  const auto pick = [&random](size_t count) { return static_cast<size_t>(random() % count); };
+  for (int i = 0; i < 100000; ++i) {
+    std::string text(pick(4), ' ');
+    text += F(RoundDouble(random), static_cast<int32_t>(pick(11)));
+    if (pick(8) == 0) text.insert(pick(text.size() + 1), 1, " e+-.x"[pick(6)]);
+    text.resize(text.size() - pick(1 + text.size() / 4));
+    const std::string_view field(text);
+    ASSERT_EQ(std::bit_cast<uint64_t>(ParseDouble(field)),
+              std::bit_cast<uint64_t>(ParseDouble(text.c_str())))
+        << "'" << text << "'";
+  }
+  EXPECT_EQ(ParseDouble(std::string_view()), 0);
 }
 
 TEST(TextNumber, RandomDoublesReadBackExactly) {

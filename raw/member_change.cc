@@ -64,15 +64,17 @@ int32_t ReadMember(int32_t handle, int32_t code, size_t limit, MemberContent* co
   std::unique_ptr<platform::File> file;
   const int32_t error = OpenForReading(handle, code, 0, &file, &content->absent);
   if (error != RAW_OK) return content->absent ? RAW_OK : error;
-  constexpr size_t kBlock = 512;
+  constexpr size_t kBlock = 16384;  // most members are shorter
   Bytes& bytes = content->bytes;
-  for (size_t read = kBlock; read == kBlock && bytes.size() < limit;) {
+  for (bool ended = false; !ended && bytes.size() < limit;) {
     const size_t offset = bytes.size();
-    bytes.resize(offset + kBlock);
-    if (!file->ReadAt(offset, bytes.data() + offset, kBlock, &read)) return RAW_SEEK_FAILED;
+    const size_t wanted = std::min(kBlock, limit - offset);
+    size_t read = 0;
+    bytes.resize(offset + wanted);
+    if (!file->ReadAt(offset, bytes.data() + offset, wanted, &read)) return RAW_SEEK_FAILED;
     bytes.resize(offset + read);
+    ended = read < wanted;
   }
-  bytes.resize(std::min(bytes.size(), limit));
   return RAW_OK;
 }
 

@@ -146,14 +146,18 @@ std::string LowerCase(std::string text) {
 
 // Finds how members are spelled whose files came from systems where case does not count. Of
 // several, the first in byte order, which is the one in upper case.
-void FindNames(RawDirectory* directory) {
+// What cannot be listed is looked up file by file. False when there is no directory.
+bool FindNames(RawDirectory* directory) {
   std::vector<platform::DirectoryEntry> entries;
-  // What cannot be listed is looked up file by file.
-  if (!Files().List(directory->real, &entries)) directory->spelling = platform::Spelling::kAnyCase;
+  if (!Files().List(directory->real, &entries)) {
+    if (!IsDirectory(directory->real)) return false;
+    directory->spelling = platform::Spelling::kAnyCase;
+  }
   for (const auto& entry : entries) {
     const auto [place, first] = directory->spelled.emplace(LowerCase(entry.name), entry.name);
     if (!first) place->second = std::min(place->second, entry.name);
   }
+  return true;
 }
 
 std::unique_ptr<RawDirectory> MakeEntry(const char* directory) {
@@ -530,11 +534,15 @@ extern "C" void TERVALON_CALL RawHandlesInit(void) {
 
 extern "C" int32_t TERVALON_CALL RawReadOpen(const char* directory, int32_t* handle) {
   return Guarded<int32_t>(RAW_NO_FREE_HANDLE, [&]() -> int32_t {
-    if (handle == nullptr || !IsRawDirectory(directory)) return RAW_DIRECTORY_ABSENT;
+    if (handle == nullptr || directory == nullptr || !FitsPathRecord(directory)) {
+      return RAW_DIRECTORY_ABSENT;
+    }
     FreeHandle free;
-    if (!free.found()) return RAW_NO_FREE_HANDLE;
+    if (!free.found()) {
+      return IsRawDirectory(directory) ? RAW_NO_FREE_HANDLE : RAW_DIRECTORY_ABSENT;
+    }
     std::unique_ptr<RawDirectory> entry = MakeEntry(directory);
-    FindNames(entry.get());
+    if (!FindNames(entry.get())) return RAW_DIRECTORY_ABSENT;
     *handle = free.Open(std::move(entry));
     return RAW_OK;
   });

@@ -29,6 +29,29 @@ class FunctionsTest : public RawTest {
   }
 };
 
+// What is there is asked for once: the directory is listed, the table read whole, and of the
+// function the files are opened to count its scans and to read them.
+TEST_F(FunctionsTest, FirstSpectrumOfManyFunctionsTakesFewFileOperations) {
+  const std::vector<RawFunctionRecord> records(RAW_MAX_FUNCTIONS, ScanningRecord(3));
+  MakeRun(records, std::vector<std::vector<Scan>>(RAW_MAX_FUNCTIONS, std::vector<Scan>(100)));
+  FaultyFileSystem& files = UseFaultyFiles();
+  int32_t handle = -1;
+  RawFunctionRecord record;
+  RawScanHeader header;
+  ASSERT_EQ(RawReadOpen(Path().c_str(), &handle), RAW_OK);
+  ASSERT_EQ(RawReadFuncInfo(handle, 1, &record, nullptr), RAW_OK);
+  ASSERT_EQ(RawReadFuncInit(handle, 1, 0, &record, nullptr), RAW_OK);
+  ASSERT_EQ(RawReadSpectrum(handle, 1, 0, 50, 1, nullptr, &header, nullptr, nullptr, nullptr, 0),
+            RAW_OK);
+  const std::pair<FileCall, int64_t> expected[] = {{FileCall::kStatus, 0}, {FileCall::kList, 1},
+                                                   {FileCall::kOpen, 5},   {FileCall::kRead, 3},
+                                                   {FileCall::kSize, 2},   {FileCall::kClose, 0}};
+  for (const auto& [call, count] : expected) {
+    EXPECT_EQ(files.Calls(call), count) << static_cast<int>(call);
+  }
+  EXPECT_EQ(RawReadClose(handle), RAW_OK);
+}
+
 TEST_F(FunctionsTest, ValuesOfARecord) {
   RawFunctionRecord record = ScanningRecord(RAW_DATA_FLOAT, 150.5f, 900);
   Put<uint16_t>(&record, 0, RAW_TYPE_DAUGHTERS | 5 << 5 | RAW_DATA_FLOAT << 10);

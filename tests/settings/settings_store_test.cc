@@ -343,6 +343,9 @@ TEST_F(SettingsTest, HugeFilesCostOneReadAndOneReplacement) {
   EXPECT_EQ(UpdateGlobal(0) + FreeGlobal(0), 2);
   EXPECT_EQ(done(), (Done{2 * written, 0, 0}));
   EXPECT_EQ(GetIni("Find", "Name") + GetIni("Find", "QM"), "x");
+  done();
+  EXPECT_EQ(SetIni("Find", "Name", "x"), 1);  // as it is
+  EXPECT_EQ(done()[2], 0u);
 
   const uint64_t before = files.bytes_read();
   testing::WriteText(FilePath(), std::string((size_t{1} << 20) + 1, '\n'));

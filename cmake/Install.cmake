@@ -38,6 +38,11 @@ install(FILES ${PROJECT_BINARY_DIR}/tervalon.pc DESTINATION ${CMAKE_INSTALL_LIBD
 if(TERVALON_TOOLS)
   file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   set_target_properties(tervalon_tool PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
+  # Where both trees are alike, as it will be installed: else an empty part is added to the path, and
+  # every library is looked for in the working directory, too.
+  if(to_library STREQUAL ../lib)
+    set_target_properties(tervalon_tool PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  endif()
   install(TARGETS tervalon_tool RUNTIME COMPONENT tools)
   if(NOT CMAKE_CROSSCOMPILING) # which makes no manual
     set(manual ${PROJECT_BINARY_DIR}/manual)

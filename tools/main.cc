@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -33,6 +34,47 @@ int Report(const std::string& message, ExitStatus status) {
 
 bool IsAboutExtras(const CLI::ParseError& error) {
   return error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+}
+
+struct NamedCommand {
+  const char* name;
+  void (*add)(tervalon::tools::Command program, Action& chosen);
+};
+
+constexpr NamedCommand kCommands[] = {
+    {"info", tervalon::tools::AddInfoCommand},
+    {"spectrum", tervalon::tools::AddSpectrumCommand},
+    {"chrom", tervalon::tools::AddChromCommand},
+    {"scans", tervalon::tools::AddScansCommand},
+    {"export", tervalon::tools::AddExportCommand},
+    {"check", tervalon::tools::AddCheckCommand},
+    {"history", tervalon::tools::AddHistoryCommand},
+    {"plot", tervalon::tools::AddPlotCommand},
+    {"combine", tervalon::tools::AddCombineCommand},
+    {"smooth", tervalon::tools::AddSmoothCommand},
+    {"centroid", tervalon::tools::AddCentroidCommand},
+    {"peaks", tervalon::tools::AddPeaksCommand},
+    {"settings", tervalon::tools::AddSettingsCommand},
+    {"import", tervalon::tools::AddImportCommand},
+    {"simulate", tervalon::tools::AddSimulateCommand},
+    {"project", tervalon::tools::AddProjectCommand},
+    {"path", tervalon::tools::AddPathCommand},
+    {"db", tervalon::tools::AddDbCommand},
+    {"noise", tervalon::tools::AddNoiseCommand},
+    {"resample", tervalon::tools::AddResampleCommand},
+    {"retention", tervalon::tools::AddRetentionCommand},
+};
+
+// All commands, or the one alone that is named first: making the others takes more time than many
+// a command.
+void AddCommands(const tervalon::tools::Command& program, const std::vector<std::string>& words,
+                 Action& action) {
+  const auto* const named = std::find_if(
+      std::begin(kCommands), std::end(kCommands),
+      [&words](const NamedCommand& command) { return !words.empty() && words[0] == command.name; });
+  for (const NamedCommand& command : kCommands) {
+    if (named == std::end(kCommands) || named == &command) command.add(program, action);
+  }
 }
 
 // Commands about the program itself.
@@ -102,27 +144,7 @@ int RunProgram(const std::vector<std::string>& words) {
       "line on standard error. Exit status: 0 done, 1 failed, 2 wrong usage.");
   const tervalon::tools::Command commands(&program, words);
   Action action;
-  tervalon::tools::AddInfoCommand(commands, action);
-  tervalon::tools::AddSpectrumCommand(commands, action);
-  tervalon::tools::AddChromCommand(commands, action);
-  tervalon::tools::AddScansCommand(commands, action);
-  tervalon::tools::AddExportCommand(commands, action);
-  tervalon::tools::AddCheckCommand(commands, action);
-  tervalon::tools::AddHistoryCommand(commands, action);
-  tervalon::tools::AddPlotCommand(commands, action);
-  tervalon::tools::AddCombineCommand(commands, action);
-  tervalon::tools::AddSmoothCommand(commands, action);
-  tervalon::tools::AddCentroidCommand(commands, action);
-  tervalon::tools::AddPeaksCommand(commands, action);
-  tervalon::tools::AddSettingsCommand(commands, action);
-  tervalon::tools::AddImportCommand(commands, action);
-  tervalon::tools::AddSimulateCommand(commands, action);
-  tervalon::tools::AddProjectCommand(commands, action);
-  tervalon::tools::AddPathCommand(commands, action);
-  tervalon::tools::AddDbCommand(commands, action);
-  tervalon::tools::AddNoiseCommand(commands, action);
-  tervalon::tools::AddResampleCommand(commands, action);
-  tervalon::tools::AddRetentionCommand(commands, action);
+  AddCommands(commands, words, action);
   AddProgramCommands(program, action);
 
   tervalon::tools::Output output;

@@ -1,5 +1,7 @@
 #include "plot/trace.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -57,6 +59,9 @@ class ColumnFinder {
   // The ends of what is sure to.
   double from() const { return from_; }
   double to() const { return to_; }
+  // What floats are compared with in their place: the nearest ones inside.
+  float float_from() const { return InsideOf(from_, kInfinity); }
+  float float_to() const { return InsideOf(to_, -kInfinity); }
 
   // The end of the range belongs to the last column.
   int32_t Find(float x) const {
@@ -76,10 +81,56 @@ class ColumnFinder {
   }
 
  private:
+  static float InsideOf(double end, float inward) {
+    constexpr double kMost = std::numeric_limits<float>::max();
+    const auto nearest = static_cast<float>(std::clamp(end, -kMost, kMost));
+    const bool outside = inward > 0 ? nearest < end : nearest > end;
+    return outside ? std::nextafter(nearest, inward) : nearest;
+  }
+
+  static constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
   const RowView& row_;
   double from_ = 1.0;
   double to_ = 0.0;
 };
+
+// Adds points from `i` on, as long as eight at a time are sure to lie in the current column.
+// Returns the first one that is left.
+size_t AddEights(const Trace& trace, size_t i, const ColumnFinder& finder, float factor,
+                 Column* column) {
+  const size_t start = i;
+  const __m128 from = _mm_set1_ps(finder.float_from());
+  const __m128 to = _mm_set1_ps(finder.float_to());
+  const __m128 factors = _mm_set1_ps(factor);
+  __m128 lowest = _mm_set1_ps(column->lowest);
+  __m128 highest = _mm_set1_ps(column->highest);
+  for (; i + 8 <= trace.count; i += 8) {
+    __m128 stays = _mm_castsi128_ps(_mm_set1_epi32(-1));
+    __m128 y[2];
+    for (size_t half = 0; half < 2; ++half) {
+      const __m128 x = _mm_loadu_ps(trace.x + i + 4 * half);
+      y[half] = _mm_loadu_ps(trace.y + i + 4 * half);
+      const __m128 inside = _mm_and_ps(_mm_cmpge_ps(x, from), _mm_cmple_ps(x, to));
+      stays = _mm_and_ps(stays, _mm_and_ps(inside, _mm_cmpord_ps(y[half], y[half])));
+    }
+    if (_mm_movemask_ps(stays) != 0b1111) break;
+    for (const __m128 four : y) {
+      const __m128 value = _mm_mul_ps(four, factors);
+      lowest = _mm_min_ps(value, lowest);
+      highest = _mm_max_ps(value, highest);
+    }
+  }
+  if (i == start) return i;
+  float lows[4];
+  float highs[4];
+  _mm_storeu_ps(lows, lowest);
+  _mm_storeu_ps(highs, highest);
+  column->lowest = *std::min_element(lows, lows + 4);
+  column->highest = *std::max_element(highs, highs + 4);
+  column->last = trace.y[i - 1] * factor;
+  return i;
+}
 
 // Y factors of magnified ranges.
 class Magnifier {
@@ -176,6 +227,7 @@ class OutlineTracer {
     const size_t start = i;
     const float factor = i < trace.count ? magnify_(trace.x[i], 1) : 1;
     Column column = column_;
+    i = AddEights(trace, i, finder_, factor, &column);
     for (; i < trace.count && finder_.InCurrent(trace.x[i]) && !std::isnan(trace.y[i]); ++i) {
       column.Add(trace.y[i] * factor);
     }
@@ -333,6 +385,9 @@ std::vector<platform::LineSegment> SticksOf(const Trace& trace, const RowView& r
     }
     if (i == trace.count || !magnify.IsConstant(finder.from(), finder.to())) continue;
     const float factor = magnify(trace.x[i], 1);
+    if (row.is_first || !finder.InCurrent(row.range.from)) {
+      i = AddEights(trace, i, finder, factor, &column);
+    }
     for (; i < trace.count && finder.InCurrent(trace.x[i]) && belongs(trace.x[i]); ++i) {
       if (!std::isnan(trace.y[i])) column.Add(trace.y[i] * factor);
     }

@@ -16,6 +16,8 @@ namespace {
 
 using tervalon::bench::AxesPicture;
 using tervalon::bench::Check;
+using tervalon::bench::Chromatogram;
+using tervalon::bench::ColumnsOf;
 using tervalon::bench::kHeight;
 using tervalon::bench::kPixelsPerInch;
 using tervalon::bench::kPoints;
@@ -30,6 +32,29 @@ void Plot(benchmark::State& state, int32_t mode, bool magnified) {
   if (magnified) picture.Magnify();
   for ([[maybe_unused]] auto _ : state) picture.Draw(LongChromatogram(), mode);
   state.SetItemsProcessed(state.iterations() * kPoints);
+}
+
+// So many points of the long chromatogram, over all of its width.
+Chromatogram Thinned(int32_t count) {
+  const Chromatogram& all = LongChromatogram();
+  Chromatogram data;
+  for (size_t i = 0; i < all.x.size(); i += static_cast<size_t>(kPoints / count)) {
+    data.x.push_back(all.x[i]);
+    data.y.push_back(all.y[i]);
+  }
+  return data;
+}
+
+void PlotThinned(benchmark::State& state, int32_t count, int32_t mode, bool plainly) {
+  const Chromatogram data = Thinned(count);
+  AxesPicture picture(TvCreateImageDC(kWidth, kHeight, kPixelsPerInch));
+  for ([[maybe_unused]] auto _ : state) {
+    if (plainly) {
+      picture.Draw(ColumnsOf(data, 0, data.x.size(), data.x.front(), data.x.back()), mode);
+    } else {
+      picture.Draw(data, mode);
+    }
+  }
 }
 
 // Files of the whole plot have to stay small.
@@ -54,10 +79,20 @@ std::vector<Ratio> RegisterAll() {
     const char* name;
     int32_t mode;
     bool magnified;
-  } kPlots[] = {{"joined", AXS_PLOT_JOINED, false},
-                {"sticks", AXS_PLOT_STICKS, false},
-                {"filled", AXS_PLOT_FILLED, false},
-                {"magnified", AXS_PLOT_JOINED, true}};
+    double limit;
+  } kPlots[] = {{"joined", AXS_PLOT_JOINED, false, 0.5},
+                {"sticks", AXS_PLOT_STICKS, false, 2},
+                {"filled", AXS_PLOT_FILLED, false, 2},
+                {"magnified", AXS_PLOT_JOINED, true, 2}};
+  constexpr struct {
+    const char* name;
+    const char* plain;
+    int32_t count;
+    int32_t mode;
+    double limit;
+  } kThinned[] = {
+      {"1M points", "1M points, plain columns", 1000000, AXS_PLOT_JOINED, 0.5},
+      {"100,000 sticks", "100,000 sticks, plain columns", 100000, AXS_PLOT_STICKS, 0.6}};
   std::vector<Ratio> ratios;
   const auto add = [](const char* name, auto run, auto... arguments) {
     benchmark::RegisterBenchmark(name, run, arguments...)->Unit(benchmark::kMillisecond);
@@ -65,7 +100,13 @@ std::vector<Ratio> RegisterAll() {
   add(kPlain, tervalon::bench::PlainColumns, size_t{1}, std::vector{AXS_PLOT_JOINED});
   for (const auto& plot : kPlots) {
     add(plot.name, Plot, plot.mode, plot.magnified);
-    ratios.push_back({std::string(plot.name) + " / plain columns", plot.name, kPlain, 2});
+    ratios.push_back({std::string(plot.name) + " / plain columns", plot.name, kPlain, plot.limit});
+  }
+  for (const auto& plot : kThinned) {
+    add(plot.name, PlotThinned, plot.count, plot.mode, false);
+    add(plot.plain, PlotThinned, plot.count, plot.mode, true);
+    ratios.push_back(
+        {std::string(plot.name) + " / plain columns", plot.name, plot.plain, plot.limit});
   }
   add("labels", tervalon::bench::Labels, false);
   add("placed labels", tervalon::bench::Labels, true);

@@ -199,6 +199,7 @@ std::vector<Ratio> RegisterAll() {
   return {
       {"polynomials over 1M points / multiplications", "smooth by polynomials", "multiply", 1.2},
       {"means over 1M points / multiplications", "smooth by means", "multiply", 1.2},
+      // Not reached: it was 2.4 while the noise level took two and a half times as long.
       {"peaks of 1M points / noise level", "find peaks", "noise level", 3},
       {"combining / trace over everything", "combine", "trace over everything", 1.5},
       // Not reached: it is 5 to 6. A peak costs some 300 instructions, and two branches that cannot

@@ -127,8 +127,8 @@ void Decode(benchmark::State& state, int32_t code) {
   std::vector<float> intensities(kDecodeUnits * type.unit_points);
   std::vector<float> masses(intensities.size());
   for ([[maybe_unused]] auto _ : state) {
-    type.decode_intensities(bytes.data(), kDecodeUnits, intensities.data());
-    if (type.stores_masses()) type.decode_masses(bytes.data(), kDecodeUnits, masses.data());
+    type.decoder().intensities(bytes.data(), kDecodeUnits, intensities.data());
+    if (type.stores_masses()) type.decoder().masses(bytes.data(), kDecodeUnits, masses.data());
     benchmark::ClobberMemory();
   }
 }

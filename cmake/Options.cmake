@@ -30,7 +30,7 @@ if(WIN32)
 endif()
 
 # Sources for processors with AVX2 alone.
-set(tervalon_avx2_options -mavx2)
+set(tervalon_avx2_options -mavx2 -funroll-loops)
 if(WIN32)
   # The compiler takes 64-bit Windows' stack for better aligned than it is.
   list(APPEND tervalon_avx2_options -Wa,-muse-unaligned-vector-move)

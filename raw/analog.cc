@@ -168,7 +168,7 @@ void AnalogRecord::DecodeChannel(const uint8_t* bytes, size_t count, int32_t cha
     for (size_t i = 0; i < part; ++i) {
       Store(words.data() + 2 * i, Load<uint16_t>(first + (begin + i) * size()));
     }
-    WordType().decode_intensities(words.data(), part, values + begin);
+    WordType().decoder().intensities(words.data(), part, values + begin);
   }
 }
 

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <iterator>
-#include <limits>
 
 #include "appsvc/text_number.h"
 #include "platform/little_endian.h"
 #include "raw/function_record.h"
+#include "raw/point_kernels.h"
 #include "tervalon/number_format.h"
 #include "tervalon/raw_functions.h"
 
@@ -22,39 +21,17 @@ namespace tervalon::raw {
 namespace {
 
 constexpr int32_t kRootMass = 1;
-constexpr int32_t kMaxOrder = 5;
+constexpr int32_t kMaxOrder = PointKernels::kOrders - 1;
 constexpr int32_t kCoefficientDecimals = 15;
 
 // What RawUseRootMassCali set.
 std::atomic<int32_t> prefer_root_mass = 0;
 
-template <size_t kOrder>
-void Horner(const double* coefficients, double* values, size_t count) {
-  double c[kOrder + 1];
-  std::copy_n(coefficients, kOrder + 1, c);
-  for (size_t i = 0; i < count; ++i) {
-    const double x = values[i];
-    double y = c[kOrder];
-    for (size_t k = kOrder; k > 0; --k) y = y * x + c[k - 1];
-    values[i] = y;
-  }
-}
-
-using HornerKernel = void (*)(const double* coefficients, double* values, size_t count);
-constexpr HornerKernel kHornerOfOrder[kMaxOrder + 1] = {Horner<0>, Horner<1>, Horner<2>,
-                                                        Horner<3>, Horner<4>, Horner<5>};
-
 // Replaces values by what the set makes of them. One value or many: the same operations.
 void Evaluate(const RawCaliCoeffs& set, double* values, size_t count) {
   if (set.order < 0) return;
-  const bool root = set.type == kRootMass;
-  if (root) {
-    for (size_t i = 0; i < count; ++i) values[i] = std::sqrt(values[i]);
-  }
-  kHornerOfOrder[std::min(set.order, kMaxOrder)](set.coefficients, values, count);
-  if (root) {
-    for (size_t i = 0; i < count; ++i) values[i] = values[i] * values[i];
-  }
+  const auto& polynomials = set.type == kRootMass ? Kernels().evaluate_root : Kernels().evaluate;
+  polynomials[std::min(set.order, kMaxOrder)](set.coefficients, values, count);
 }
 
 // In root mass too: the square of a float's square root, in double precision, rounds to the float.
@@ -105,16 +82,12 @@ MassCalibration::MassCalibration(const RawFunctionCalibration& calibration, int3
 void MassCalibration::Apply(float* masses, size_t count) const {
   if (identity()) return;
   constexpr size_t kBlock = 256;
-  constexpr double kLimit = std::numeric_limits<float>::max();
   double values[kBlock];
   for (; count > 0; masses += std::min(count, kBlock), count -= std::min(count, kBlock)) {
     const size_t block = std::min(count, kBlock);
-    std::copy_n(masses, block, values);
+    Kernels().widen(masses, block, values);
     for (int i = 0; i < set_count_; ++i) Evaluate(sets_[i], values, block);
-    for (size_t i = 0; i < block; ++i) {
-      const double kept = masses[i];
-      masses[i] = static_cast<float>(std::fabs(values[i]) <= kLimit ? values[i] : kept);
-    }
+    Kernels().narrow(values, block, masses);
   }
 }
 

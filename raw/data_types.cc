@@ -2,46 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstring>
 
 #include "platform/little_endian.h"
 #include "raw/pack_kernels.h"
+#include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
 namespace {
-
-// The decoding loops are written without branches over plain loads, so that the compiler can turn
-// them into vector code. All values below are exact in a float except the masses of types 8 and 12,
-// which are rounded once, when the integer is converted.
-
-// 2^exponent, exponent in -126..127.
-inline float PowerOf2(int32_t exponent) {
-  return std::bit_cast<float>(static_cast<uint32_t>(127 + exponent) << 23);
-}
-
-inline float ToFloat(uint32_t value) { return static_cast<float>(static_cast<int32_t>(value)); }
-
-// Intensity word of types 1, 2 and 3: mantissa in bits 3..15, base-4 exponent in bits 0..2.
-inline float DecodeWord(uint32_t word) {
-  return ToFloat(word >> 3) * PowerOf2(static_cast<int32_t>(2 * (word & 7)));
-}
-
-inline float DecodeSigned(int16_t mantissa, uint32_t exponent) {
-  return static_cast<float>(mantissa) * PowerOf2(static_cast<int32_t>(2 * exponent));
-}
-
-// Intensity word of types 11 and 12: signed 22-bit fraction, base-2 exponent, flag nibble.
-inline float DecodeEnhanced(uint32_t word) {
-  const int32_t fraction = static_cast<int32_t>(word << 10) >> 10;
-  return static_cast<float>(fraction) * PowerOf2(static_cast<int32_t>(word >> 22 & 63) - 21);
-}
-
-// Fraction of `bits` bits below a base-2 exponent, as types 9 and 12 hold masses.
-inline float DecodeFraction(uint32_t fraction, uint32_t exponent, int32_t bits) {
-  return ToFloat(fraction) * PowerOf2(static_cast<int32_t>(exponent) - bits);
-}
 
 // One value rounded half up to a mantissa within [lowest, highest] and the smallest exponent that
 // holds it; the step of the exponent is a factor of `base`. What is stored as 0 (a NaN, a negative
@@ -86,39 +55,7 @@ Packed PackFraction(float mass, int32_t bits) {
   return Pack(static_cast<double>(mass) * limit, 2, 31, 0, limit - 1);
 }
 
-// Units whose fields do not lie at equal distances are taken apart in small parts first: fields are
-// gathered one by one, and converted in vector code.
-constexpr size_t kPartUnits = 128;
-
-template <typename Part>
-void ForEachPart(size_t units, Part part) {
-  for (size_t begin = 0; begin < units; begin += kPartUnits) {
-    part(begin, std::min(kPartUnits, units - begin));
-  }
-}
-
-void DecodeWords(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) intensities[i] = DecodeWord(Load<uint16_t>(bytes + 2 * i));
-}
-
-// Masses in fixed point, one 32-bit code each.
-void DecodeFixed(const uint8_t* codes, size_t count, float step, float* masses) {
-  for (size_t i = 0; i < count; ++i) masses[i] = ToFloat(Load<uint32_t>(codes + 4 * i)) * step;
-}
-
 // --- type 0: 4 bytes, mass in bits 11..31, intensity mantissa in 3..10, exponent in 0..2
-
-void DecodeCompressedIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) {
-    intensities[i] = DecodeWord(Load<uint32_t>(bytes + 4 * i) & 0x7FF);
-  }
-}
-
-void DecodeCompressedMasses(const uint8_t* bytes, size_t units, float* masses) {
-  for (size_t i = 0; i < units; ++i) {
-    masses[i] = ToFloat(Load<uint32_t>(bytes + 4 * i) >> 11) * (1.0f / 128);
-  }
-}
 
 void PackCompressed(const PointArrays& in, size_t points, uint8_t* bytes) {
   for (size_t i = 0; i < points; ++i) {
@@ -131,42 +68,6 @@ void PackCompressed(const PointArrays& in, size_t points, uint8_t* bytes) {
 
 // --- type 1: pairs of 10 bytes, two intensity words, then two 24-bit masses
 
-// Two pairs at a time in vector registers: the compiler does not find its own way through units of
-// 10 bytes, and these are the points that most acquisitions are made of.
-using TwoLongs = uint64_t __attribute__((vector_size(16)));
-using FourInts = int32_t __attribute__((vector_size(16)));
-using FourFloats = float __attribute__((vector_size(16)));
-
-inline void StoreFour(float* out, FourFloats values) { std::memcpy(out, &values, sizeof(values)); }
-
-void DecodeCentroidIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  const size_t even = units & ~size_t{1};
-  for (size_t i = 0; i < even; i += 2) {
-    const TwoLongs words = {Load<uint32_t>(bytes + 10 * i), Load<uint32_t>(bytes + 10 * i + 10)};
-    const auto both = reinterpret_cast<FourInts>((words & 0xFFFF) | words >> 16 << 32);
-    const FourInts powers = (127 + 2 * (both & 7)) << 23;
-    StoreFour(intensities + 2 * i, __builtin_convertvector(both >> 3, FourFloats) *
-                                       reinterpret_cast<FourFloats>(powers));
-  }
-  if (even < units) DecodeWords(bytes + 10 * even, 2, intensities + 2 * even);
-}
-
-void DecodeCentroidMasses(const uint8_t* bytes, size_t units, float* masses) {
-  const size_t even = units & ~size_t{1};
-  for (size_t i = 0; i < even; i += 2) {
-    const TwoLongs both = {Load<uint64_t>(bytes + 10 * i + 2), Load<uint64_t>(bytes + 10 * i + 12)};
-    const TwoLongs codes = (both >> 16 & 0xFFFFFF) | both >> 40 << 32;
-    StoreFour(
-        masses + 2 * i,
-        __builtin_convertvector(reinterpret_cast<FourInts>(codes), FourFloats) * (1.0f / 1024));
-  }
-  if (even < units) {
-    const uint8_t* unit = bytes + 10 * even;
-    masses[2 * even] = ToFloat(Load<uint32_t>(unit + 4) & 0xFFFFFF) * (1.0f / 1024);
-    masses[2 * even + 1] = ToFloat(Load<uint32_t>(unit + 6) >> 8) * (1.0f / 1024);
-  }
-}
-
 void PackCentroid(const PointArrays& in, size_t points, uint8_t* bytes) {
   Packing().pairs(in.masses, in.intensities, points, bytes);
 }
@@ -178,28 +79,6 @@ void PackWords(const PointArrays& in, size_t points, uint8_t* bytes) {
 }
 
 // --- types 4 and 6: groups of 10 bytes, four signed mantissas, then four 4-bit exponents
-
-// The factors of two exponents, by the byte that holds them.
-constexpr auto kFactorPairs = [] {
-  std::array<std::array<float, 2>, 256> pairs = {};
-  for (uint32_t byte = 0; byte < pairs.size(); ++byte) {
-    pairs[byte] = {static_cast<float>(1u << 2 * (byte & 15)),
-                   static_cast<float>(1u << 2 * (byte >> 4))};
-  }
-  return pairs;
-}();
-
-void DecodeGroups(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) {
-    const uint8_t* unit = bytes + 10 * i;
-    float factors[4];
-    std::memcpy(factors, kFactorPairs[unit[8]].data(), 8);
-    std::memcpy(factors + 2, kFactorPairs[unit[9]].data(), 8);
-    for (size_t k = 0; k < 4; ++k) {
-      intensities[4 * i + k] = static_cast<float>(Load<int16_t>(unit + 2 * k)) * factors[k];
-    }
-  }
-}
 
 void PackGroups(const PointArrays& in, size_t points, uint8_t* bytes) {
   for (size_t i = 0; i < points; ++i) {
@@ -214,28 +93,6 @@ void PackGroups(const PointArrays& in, size_t points, uint8_t* bytes) {
 
 // --- types 8 and 9: 6 bytes, a signed mantissa, then a word with the exponent in bits 0..3
 
-void DecodeWideIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  ForEachPart(units, [&](size_t begin, size_t count) {
-    uint32_t words[kPartUnits];  // mantissa in the upper half, exponent in the lowest bits
-    for (size_t i = 0; i < count; ++i) {
-      const uint8_t* unit = bytes + 6 * (begin + i);
-      words[i] = Load<uint32_t>(unit) << 16 | unit[2];
-    }
-    for (size_t i = 0; i < count; ++i) {
-      intensities[begin + i] = static_cast<float>(static_cast<int32_t>(words[i]) >> 16) *
-                               PowerOf2(static_cast<int32_t>(2 * (words[i] & 15)));
-    }
-  });
-}
-
-void DecodeWeightMasses(const uint8_t* bytes, size_t units, float* masses) {
-  ForEachPart(units, [&](size_t begin, size_t count) {
-    uint32_t codes[kPartUnits];
-    for (size_t i = 0; i < count; ++i) codes[i] = Load<uint32_t>(bytes + 6 * (begin + i) + 2) >> 4;
-    DecodeFixed(reinterpret_cast<const uint8_t*>(codes), count, 1.0f / 128, masses + begin);
-  });
-}
-
 void PackWeight(const PointArrays& in, size_t points, uint8_t* bytes) {
   for (size_t i = 0; i < points; ++i) {
     const Packed intensity = PackSigned(in.intensities[i]);
@@ -243,16 +100,6 @@ void PackWeight(const PointArrays& in, size_t points, uint8_t* bytes) {
     Store(bytes + 6 * i, static_cast<int16_t>(intensity.mantissa));
     Store(bytes + 6 * i + 2, mass << 4 | intensity.exponent);
   }
-}
-
-void DecodeAccurateMasses(const uint8_t* bytes, size_t units, float* masses) {
-  ForEachPart(units, [&](size_t begin, size_t count) {
-    uint32_t words[kPartUnits];
-    for (size_t i = 0; i < count; ++i) words[i] = Load<uint32_t>(bytes + 6 * (begin + i) + 2);
-    for (size_t i = 0; i < count; ++i) {
-      masses[begin + i] = DecodeFraction(words[i] >> 9, words[i] >> 4 & 31, 23);
-    }
-  });
 }
 
 void PackAccurate(const PointArrays& in, size_t points, uint8_t* bytes) {
@@ -267,14 +114,6 @@ void PackAccurate(const PointArrays& in, size_t points, uint8_t* bytes) {
 
 // --- type 10: 8 bytes, two floats
 
-void DecodeFloatIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) intensities[i] = Load<float>(bytes + 8 * i);
-}
-
-void DecodeFloatMasses(const uint8_t* bytes, size_t units, float* masses) {
-  for (size_t i = 0; i < units; ++i) masses[i] = Load<float>(bytes + 8 * i + 4);
-}
-
 void PackFloats(const PointArrays& in, size_t points, uint8_t* bytes) {
   const auto numeric = [](float value) { return std::isnan(value) ? 0.0f : value; };
   for (size_t i = 0; i < points; ++i) {
@@ -284,27 +123,6 @@ void PackFloats(const PointArrays& in, size_t points, uint8_t* bytes) {
 }
 
 // --- types 11 and 12: a word with intensity and flags; type 12 adds a word with the mass
-
-template <size_t kStride>
-void DecodeEnhancedIntensities(const uint8_t* bytes, size_t units, float* intensities) {
-  for (size_t i = 0; i < units; ++i) {
-    intensities[i] = DecodeEnhanced(Load<uint32_t>(bytes + kStride * i));
-  }
-}
-
-template <size_t kStride>
-void DecodeEnhancedFlags(const uint8_t* bytes, size_t units, uint8_t* flags) {
-  for (size_t i = 0; i < units; ++i) {
-    flags[i] = static_cast<uint8_t>(Load<uint32_t>(bytes + kStride * i) >> 28);
-  }
-}
-
-void DecodeEnhancedMasses(const uint8_t* bytes, size_t units, float* masses) {
-  for (size_t i = 0; i < units; ++i) {
-    const auto word = Load<uint32_t>(bytes + 8 * i + 4);
-    masses[i] = DecodeFraction(word & 0x7FFFFFF, word >> 27, 27);
-  }
-}
 
 uint8_t FlagsOf(const PointArrays& in, size_t point) {
   return in.flags != nullptr ? in.flags[point] : uint8_t{0};
@@ -326,9 +144,16 @@ void PackEnhancedMass(const PointArrays& in, size_t points, uint8_t* bytes) {
 
 // --- base peak fields
 
+// The intensity of a field that begins like a point of data type `code`.
+float IntensityAs(int32_t code, const uint8_t* bytes) {
+  float intensity = 0;
+  Kernels().decoders[code].intensities(bytes, 1, &intensity);
+  return intensity;
+}
+
 // The intensity word, then the point's index in 28 bits.
 BasePeak DecodeWordPeak(const DataType& /*type*/, const uint8_t* bytes) {
-  return {DecodeWord(Load<uint16_t>(bytes)), 0, Load<uint32_t>(bytes + 2) & 0xFFFFFFF};
+  return {IntensityAs(RAW_DATA_CONTINUUM, bytes), 0, Load<uint32_t>(bytes + 2) & 0xFFFFFFF};
 }
 
 void EncodeWordPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t* bytes) {
@@ -339,7 +164,7 @@ void EncodeWordPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t*
 // The signed mantissa, then a word with the exponent in bits 0..3 and the index above.
 BasePeak DecodeSignedPeak(const DataType& /*type*/, const uint8_t* bytes) {
   const auto word = Load<uint32_t>(bytes + 2);
-  return {DecodeSigned(Load<int16_t>(bytes), word & 15), 0, word >> 4};
+  return {IntensityAs(RAW_DATA_MOLECULAR_WEIGHT, bytes), 0, word >> 4};
 }
 
 void EncodeSignedPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t* bytes) {
@@ -349,8 +174,8 @@ void EncodeSignedPeak(const DataType& /*type*/, const PackedPoint& point, uint8_
 
 // The intensity word, then the 24-bit mass.
 BasePeak DecodePairPeak(const DataType& /*type*/, const uint8_t* bytes) {
-  return {DecodeWord(Load<uint16_t>(bytes)),
-          ToFloat(Load<uint32_t>(bytes + 2) & 0xFFFFFF) * (1.0f / 1024), 0};
+  return {IntensityAs(RAW_DATA_CONTINUUM, bytes),
+          static_cast<float>(Load<uint32_t>(bytes + 2) & 0xFFFFFF) * (1.0f / 1024), 0};
 }
 
 void EncodePairPeak(const DataType& /*type*/, const PackedPoint& point, uint8_t* bytes) {
@@ -366,8 +191,8 @@ BasePeak DecodePointPeak(const DataType& type, const uint8_t* bytes) {
   std::copy_n(bytes, 4, point.begin());
   std::copy_n(bytes + 4, 2, point.begin() + (cut ? 6 : 4));
   BasePeak peak;
-  type.decode_intensities(point.data(), 1, &peak.intensity);
-  if (type.stores_masses()) type.decode_masses(point.data(), 1, &peak.mass);
+  peak.intensity = IntensityAs(type.code, point.data());
+  if (type.stores_masses()) type.decoder().masses(point.data(), 1, &peak.mass);
   return peak;
 }
 
@@ -380,19 +205,13 @@ void EncodePointPeak(const DataType& type, const PackedPoint& point, uint8_t* by
 struct PeakCodec {
   BasePeak (*decode)(const DataType& type, const uint8_t* bytes);
   void (*encode)(const DataType& type, const PackedPoint& point, uint8_t* bytes);
-  // The unit, one point, in whose layout the field begins; nullptr: the data type's own.
-  size_t unit_bytes;
-  void (*decode_intensities)(const uint8_t* bytes, size_t units, float* intensities);
+  int32_t begins_as;  // the data type like a point of which the field begins; -1: its own
 };
 
-constexpr PeakCodec kWordPeak = {DecodeWordPeak, EncodeWordPeak, 2, DecodeWords};
-constexpr PeakCodec kSignedPeak = {DecodeSignedPeak, EncodeSignedPeak, 6, DecodeWideIntensities};
-constexpr PeakCodec kPairPeak = {DecodePairPeak, EncodePairPeak, 2, DecodeWords};
-constexpr PeakCodec kPointPeak = {DecodePointPeak, EncodePointPeak, 0, nullptr};
-
-constexpr DataType kWords = {2, 1, DecodeWords, nullptr, nullptr, PackWords};
-constexpr DataType kGroups = {10, 4, DecodeGroups, nullptr, nullptr, PackGroups};
-constexpr DataType kNotStored = {};
+constexpr PeakCodec kWordPeak = {DecodeWordPeak, EncodeWordPeak, RAW_DATA_CONTINUUM};
+constexpr PeakCodec kSignedPeak = {DecodeSignedPeak, EncodeSignedPeak, RAW_DATA_MOLECULAR_WEIGHT};
+constexpr PeakCodec kPairPeak = {DecodePairPeak, EncodePairPeak, RAW_DATA_CONTINUUM};
+constexpr PeakCodec kPointPeak = {DecodePointPeak, EncodePointPeak, -1};
 
 struct DataTypeRow {
   const char* name;
@@ -401,33 +220,20 @@ struct DataTypeRow {
 };
 
 // By data type code.
-constexpr DataTypeRow kDataTypes[] = {
-    {"Compressed centroid",
-     {4, 1, DecodeCompressedIntensities, DecodeCompressedMasses, nullptr, PackCompressed},
-     kPointPeak},
-    {"Standard centroid",
-     {10, 2, DecodeCentroidIntensities, DecodeCentroidMasses, nullptr, PackCentroid},
-     kPairPeak},
-    {"SIR or MRM data", kWords, kWordPeak},
-    {"Continuum", kWords, kWordPeak},
-    {"MCA", kGroups, kSignedPeak},
-    {"MCA with SD", kNotStored, {}},
-    {"MCB", kGroups, kSignedPeak},
-    {"MCB with SD", kNotStored, {}},
-    {"Molecular weight",
-     {6, 1, DecodeWideIntensities, DecodeWeightMasses, nullptr, PackWeight},
-     kPointPeak},
-    {"Accurate Mass",
-     {6, 1, DecodeWideIntensities, DecodeAccurateMasses, nullptr, PackAccurate},
-     kPointPeak},
-    {"", {8, 1, DecodeFloatIntensities, DecodeFloatMasses, nullptr, PackFloats}, kPointPeak},
-    {"Enhanced SIR or MRM",
-     {4, 1, DecodeEnhancedIntensities<4>, nullptr, DecodeEnhancedFlags<4>, PackEnhancedSir},
-     kPointPeak},
-    {"Enhanced Mass",
-     {8, 1, DecodeEnhancedIntensities<8>, DecodeEnhancedMasses, DecodeEnhancedFlags<8>,
-      PackEnhancedMass},
-     kPointPeak},
+constexpr DataTypeRow kDataTypes[PointKernels::kTypes] = {
+    {"Compressed centroid", {0, 4, 1, PackCompressed}, kPointPeak},
+    {"Standard centroid", {1, 10, 2, PackCentroid}, kPairPeak},
+    {"SIR or MRM data", {2, 2, 1, PackWords}, kWordPeak},
+    {"Continuum", {3, 2, 1, PackWords}, kWordPeak},
+    {"MCA", {4, 10, 4, PackGroups}, kSignedPeak},
+    {"MCA with SD", {}, {}},
+    {"MCB", {6, 10, 4, PackGroups}, kSignedPeak},
+    {"MCB with SD", {}, {}},
+    {"Molecular weight", {8, 6, 1, PackWeight}, kPointPeak},
+    {"Accurate Mass", {9, 6, 1, PackAccurate}, kPointPeak},
+    {"", {10, 8, 1, PackFloats}, kPointPeak},
+    {"Enhanced SIR or MRM", {11, 4, 1, PackEnhancedSir}, kPointPeak},
+    {"Enhanced Mass", {12, 8, 1, PackEnhancedMass}, kPointPeak},
 };
 
 const DataTypeRow* FindRow(int32_t code) {
@@ -454,22 +260,21 @@ BasePeak DecodeBasePeak(int32_t code, const uint8_t* bytes) {
 
 void DecodeBasePeakIntensities(int32_t code, const uint8_t* fields, size_t stride, size_t count,
                                float* intensities) {
-  const DataType* type = FindDataType(code);
-  if (type == nullptr) {
+  if (FindDataType(code) == nullptr) {
     std::fill_n(intensities, count, 0.0f);
     return;
   }
-  const PeakCodec& peak = kDataTypes[code].peak;
-  const bool own = peak.decode_intensities == nullptr;
-  const size_t unit = own ? type->unit_bytes : peak.unit_bytes;
-  const auto decode = own ? type->decode_intensities : peak.decode_intensities;
-  ForEachPart(count, [&](size_t begin, size_t units) {
-    uint8_t bytes[8 * kPartUnits + BasePeak::kSize];  // what is copied too much, the next covers
+  constexpr size_t kPart = 128;
+  const int32_t begins_as = kDataTypes[code].peak.begins_as;
+  const DataType& type = kDataTypes[begins_as >= 0 ? begins_as : code].type;
+  uint8_t bytes[8 * kPart + BasePeak::kSize];  // what is copied too much, the next covers
+  for (size_t begin = 0; begin < count; begin += kPart) {
+    const size_t units = std::min(kPart, count - begin);
     for (size_t i = 0; i < units; ++i) {
-      std::memcpy(bytes + unit * i, fields + stride * (begin + i), BasePeak::kSize);
+      std::memcpy(bytes + type.unit_bytes * i, fields + stride * (begin + i), BasePeak::kSize);
     }
-    decode(bytes, units, intensities + begin);
-  });
+    type.decoder().intensities(bytes, units, intensities + begin);
+  }
 }
 
 void EncodeBasePeak(int32_t code, const PackedPoint& point, uint8_t* bytes) {

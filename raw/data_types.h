@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "raw/point_kernels.h"
+
 namespace tervalon::raw {
 
 // The points of one run, in parallel arrays. Inputs that a type does not store may be nullptr.
@@ -20,18 +22,17 @@ struct PointArrays {
 
 // Decoding and packing work on whole units. Every decoder writes units x unit_points elements.
 struct DataType {
+  int32_t code;
   uint32_t unit_bytes;
   uint32_t unit_points;
-  void (*decode_intensities)(const uint8_t* bytes, size_t units, float* intensities);
-  void (*decode_masses)(const uint8_t* bytes, size_t units, float* masses);  // nullptr: none stored
-  void (*decode_flags)(const uint8_t* bytes, size_t units, uint8_t* flags);  // nullptr: none stored
 
   // Packs `points` points into ceil(points / unit_points) units. A value that the type cannot hold
   // becomes the nearest that it can, a NaN 0.
   void (*pack)(const PointArrays& arrays, size_t points, uint8_t* bytes);
 
-  bool stores_masses() const { return decode_masses != nullptr; }
-  bool stores_flags() const { return decode_flags != nullptr; }
+  const PointDecoder& decoder() const { return Kernels().decoders[code]; }
+  bool stores_masses() const { return decoder().masses != nullptr; }
+  bool stores_flags() const { return decoder().flags != nullptr; }
 
   // Units that hold `points` points.
   uint32_t Units(uint32_t points) const { return (points + unit_points - 1) / unit_points; }

@@ -77,10 +77,7 @@ float FunctionReader::BasePeakMass(const IndexRecord& scan, const BasePeak& peak
 }
 
 void MassAxis::Fill(uint32_t first, uint32_t count, float* masses) const {
-  const auto begin = static_cast<int32_t>(first);
-  for (int32_t i = 0; i < static_cast<int32_t>(count); ++i) {
-    masses[i] = static_cast<float>(low_ + (begin + i) * step_);
-  }
+  Kernels().space(low_, step_, static_cast<int32_t>(first), static_cast<int32_t>(count), masses);
 }
 
 }  // namespace tervalon::raw

@@ -5,8 +5,9 @@
 #ifndef RAW_LANE_SUM_H_
 #define RAW_LANE_SUM_H_
 
-#include <algorithm>
 #include <cstddef>
+
+#include "raw/point_kernels.h"
 
 namespace tervalon::raw {
 
@@ -14,15 +15,19 @@ class LaneSum {
  public:
   // Adds the next `count` points.
   void Add(const float* values, size_t count) {
-    size_t i = 0;
-    for (; i < count && next_ != 0; ++i) AddOne(values[i]);
-    double sums[kLanes];
-    std::copy_n(lanes_, kLanes, sums);
-    for (; i + kLanes <= count; i += kLanes) {
-      for (size_t k = 0; k < kLanes; ++k) sums[k] += static_cast<double>(values[i + k]);
-    }
-    std::copy_n(sums, kLanes, lanes_);
-    for (; i < count; ++i) AddOne(values[i]);
+    AddInGroups(
+        count, [&](size_t i) { return values[i]; },
+        [&](size_t i, size_t groups) { Kernels().add_lanes(values + i, groups, lanes_); });
+  }
+
+  // Adds those of the next `count` points whose mass lies from low to high, and 0 for the others,
+  // which take part so that the order stays the same.
+  void AddInside(const float* masses, const float* values, size_t count, float low, float high) {
+    AddInGroups(
+        count, [&](size_t i) { return masses[i] >= low && masses[i] <= high ? values[i] : 0.0f; },
+        [&](size_t i, size_t groups) {
+          Kernels().add_lanes_inside(masses + i, values + i, groups, low, high, lanes_);
+        });
   }
 
   double Total() const {
@@ -32,6 +37,16 @@ class LaneSum {
 
  private:
   static constexpr size_t kLanes = 8;  // independent sums, for vector code
+
+  // Points up to the first lane and behind the last whole group one by one.
+  template <typename ValueOf, typename AddGroups>
+  void AddInGroups(size_t count, ValueOf value_of, AddGroups add_groups) {
+    size_t i = 0;
+    for (; i < count && next_ != 0; ++i) AddOne(value_of(i));
+    const size_t groups = (count - i) / kLanes;
+    add_groups(i, groups);
+    for (i += groups * kLanes; i < count; ++i) AddOne(value_of(i));
+  }
 
   void AddOne(float value) {
     lanes_[next_] += static_cast<double>(value);

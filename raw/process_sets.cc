@@ -97,7 +97,7 @@ int32_t CompareScan(const DataType& type, const Sample& sample, const IndexRecor
   size_t read = 0;
   if (!sample.data->ReadAt(scan.offset, bytes.data(), bytes.size(), &read)) return RAW_SEEK_FAILED;
   std::vector<float> values(size_t{units} * type.unit_points);
-  type.decode_intensities(bytes.data(), units, values.data());
+  type.decoder().intensities(bytes.data(), units, values.data());
   LaneSum total;
   total.Add(values.data(), points);
   for (float& value : values) value = std::fabs(value);
@@ -107,7 +107,7 @@ int32_t CompareScan(const DataType& type, const Sample& sample, const IndexRecor
   const double difference = std::fabs(total.Total() - static_cast<double>(scan.total_ion_current));
   if (!(difference <= 1e-3 * magnitude.Total())) agreement->totals = false;
   if (!type.stores_masses()) return RAW_OK;
-  type.decode_masses(bytes.data(), units, values.data());
+  type.decoder().masses(bytes.data(), units, values.data());
   values.resize(points);
   const auto [lowest, highest] = std::minmax_element(values.begin(), values.end());
   if (!(*lowest >= range.low / 2 && *highest <= range.high * 2)) agreement->in_range = false;

@@ -77,7 +77,7 @@ class ScanPacker {
     for (uint32_t done = 0; done < count; done += kPoints) {
       const uint32_t points = std::min(kPoints, count - done);
       const uint8_t* const at = bytes + size_t{done / type_.unit_points} * type_.unit_bytes;
-      type_.decode_intensities(at, type_.Units(points), stored);
+      type_.decoder().intensities(at, type_.Units(points), stored);
       total_.Add(stored, points);
       const uint32_t highest = FindHighest(stored, points);
       NotePeak(stored[highest], first + done, highest, at);

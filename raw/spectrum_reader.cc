@@ -49,7 +49,7 @@ void FillMasses(const ScanSource& scan, const PointBlock& block, float* masses) 
     return;
   }
   if (reader.type().stores_masses()) {
-    DecodeInto(reader.type(), block, reader.type().decode_masses, masses);
+    DecodeInto(reader.type(), block, reader.type().decoder().masses, masses);
   } else if (reader.has_channels()) {
     for (uint32_t i = 0; i < block.points; ++i) {
       masses[i] = reader.ChannelMass(block.position + i);
@@ -63,12 +63,12 @@ void FillMasses(const ScanSource& scan, const PointBlock& block, float* masses) 
 void DecodeBlock(const ScanSource& scan, const PointBlock& block, const PointOutput& out) {
   const DataType& type = scan.reader->type();
   if (out.intensities != nullptr) {
-    DecodeInto(type, block, type.decode_intensities, out.intensities);
+    DecodeInto(type, block, type.decoder().intensities, out.intensities);
   }
   if (out.masses != nullptr) FillMasses(scan, block, out.masses);
   if (out.flags == nullptr) return;
   if (type.stores_flags()) {
-    DecodeInto(type, block, type.decode_flags, out.flags);
+    DecodeInto(type, block, type.decoder().flags, out.flags);
   } else {
     std::fill_n(out.flags, block.points, uint8_t{0});
   }

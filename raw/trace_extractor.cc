@@ -20,18 +20,6 @@ std::vector<PointRun> PointRange(float low, float high) {
   return {{first - 1, last - first + 1}};
 }
 
-// The intensities of points inside a window, 0 for the others: all points take part in a sum, so
-// that its order stays the same.
-void SelectInside(const float* masses, const float* intensities, uint32_t count,
-                  const MassRange& range, float* selected) {
-  const auto [low, high] = range;
-  for (uint32_t i = 0; i < count; ++i) {
-    const float intensity = intensities[i];
-    const bool inside = (masses[i] >= low) & (masses[i] <= high);
-    selected[i] = inside ? intensity : 0.0f;
-  }
-}
-
 }  // namespace
 
 std::vector<PointRun> ChannelRuns(const FunctionReader& reader, float low, float high) {
@@ -129,8 +117,8 @@ int32_t TraceExtractor::SumRuns(const IndexRecord& scan) {
       const int32_t error =
           ForEachBlock(reader_, scan, run.first, run.count, [&](const PointBlock& block) {
             std::array<float, kBlockPoints> intensities;
-            type.decode_intensities(block.bytes, type.Units(block.skip + block.points),
-                                    intensities.data());
+            type.decoder().intensities(block.bytes, type.Units(block.skip + block.points),
+                                       intensities.data());
             sum.Add(intensities.data() + block.skip, block.points);
             return true;
           });
@@ -145,19 +133,18 @@ int32_t TraceExtractor::SumMasses(const IndexRecord& scan) {
   const DataType& type = reader_->type();
   std::array<float, kBlockPoints> intensities;
   std::array<float, kBlockPoints> masses;
-  std::array<float, kBlockPoints> selected;
   std::fill(lane_sums_.begin(), lane_sums_.end(), LaneSum());
   const int32_t error = ForEachBlock(reader_, scan, 0, scan.points(), [&](const PointBlock& block) {
-    type.decode_intensities(block.bytes, block.units, intensities.data());
-    type.decode_masses(block.bytes, block.units, masses.data());
+    type.decoder().intensities(block.bytes, block.units, intensities.data());
+    type.decoder().masses(block.bytes, block.units, masses.data());
     const bool stored = growing_->CoversAll(masses.data(), block.points);
     if (!stored) growing_->calibration().Apply(masses.data(), block.points);
     for (size_t i = 0; i < windows_.size(); ++i) {
       const Window& window = windows_[i];
       if (window.selection != Selection::kMasses) continue;
       const MassRange range = stored ? window.stored : MassRange{window.low, window.high};
-      SelectInside(masses.data(), intensities.data(), block.points, range, selected.data());
-      lane_sums_[i].Add(selected.data(), block.points);
+      lane_sums_[i].AddInside(masses.data(), intensities.data(), block.points, range.low,
+                              range.high);
     }
     return true;
   });

@@ -63,16 +63,23 @@ class Reading {
   // Calls step(i, record) for the scans first .. first + count - 1, reporting progress after each.
   template <typename Step>
   int32_t ForEachScan(int32_t first, int32_t count, Step step) const {
+    FunctionReader* reader = nullptr;
+    int32_t silent = 0;  // scans until somebody may be called back
+    bool called_back = true;
     for (int32_t i = 0; i < count; ++i) {
-      FunctionReader* reader = nullptr;
       IndexRecord record;
-      int32_t error = Find(&reader);
+      int32_t error = called_back ? Find(&reader) : RAW_OK;
+      called_back = false;
       if (error == RAW_OK) {
         error = reader->ReadIndex(static_cast<uint32_t>(first) + static_cast<uint32_t>(i), &record);
       }
       if (error == RAW_OK) error = step(i, record);
       if (error != RAW_OK) return error;
+      if (silent-- > 0) continue;
       ReportProgress(i + 1, count);
+      called_back = true;
+      // A callback may be given while others run.
+      silent = std::min(ItemsWithoutProgress(i + 1, count), kScansBetweenYields);
     }
     return RAW_OK;
   }

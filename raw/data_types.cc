@@ -221,8 +221,8 @@ struct DataTypeRow {
 
 // By data type code.
 constexpr DataTypeRow kDataTypes[PointKernels::kTypes] = {
-    {"Compressed centroid", {0, 4, 1, PackCompressed}, kPointPeak},
-    {"Standard centroid", {1, 10, 2, PackCentroid}, kPairPeak},
+    {"Compressed centroid", {0, 4, 1, PackCompressed, 128, &PointKernels::compressed}, kPointPeak},
+    {"Standard centroid", {1, 10, 2, PackCentroid, 1024, &PointKernels::centroid}, kPairPeak},
     {"SIR or MRM data", {2, 2, 1, PackWords}, kWordPeak},
     {"Continuum", {3, 2, 1, PackWords}, kWordPeak},
     {"MCA", {4, 10, 4, PackGroups}, kSignedPeak},

@@ -6,6 +6,7 @@
 #ifndef RAW_DATA_TYPES_H_
 #define RAW_DATA_TYPES_H_
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -30,12 +31,22 @@ struct DataType {
   // becomes the nearest that it can, a NaN 0.
   void (*pack)(const PointArrays& arrays, size_t points, uint8_t* bytes);
 
+  // Masses that are stored as integers, of types whose sums are exact.
+  double codes_per_mass = 0;
+  CodeSums PointKernels::*code_sums = nullptr;
+
   const PointDecoder& decoder() const { return Kernels().decoders[code]; }
   bool stores_masses() const { return decoder().masses != nullptr; }
   bool stores_flags() const { return decoder().flags != nullptr; }
 
+  // Nothing but intensity words: sums of them are exact.
+  bool stores_words() const { return unit_bytes == 2; }
+
+  // The unit that holds a point, both counted from 0. Units hold a power of 2: nothing is divided.
+  uint32_t UnitOf(uint32_t point) const { return point >> std::countr_zero(unit_points); }
+
   // Units that hold `points` points.
-  uint32_t Units(uint32_t points) const { return (points + unit_points - 1) / unit_points; }
+  uint32_t Units(uint32_t points) const { return UnitOf(points + unit_points - 1); }
 
   // The bytes by which a scan counts as complete: less than its units take when the last one is not
   // full.

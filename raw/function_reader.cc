@@ -22,10 +22,17 @@ FunctionReader::FunctionReader(const RawFunctionRecord& record, int32_t function
 }
 
 int32_t FunctionReader::ReadIndex(uint32_t scan, IndexRecord* record) {
+  IndexRun run;
+  const int32_t error = ReadIndexRun(scan, &run);
+  if (error == RAW_OK) record->DecodeFrom(run.bytes);
+  return error;
+}
+
+int32_t FunctionReader::ReadIndexRun(uint32_t scan, IndexRun* run) {
   // Data are read after the records that name them: what was read ahead before that can be what a
   // writer's failed attempt left there, written over since.
   if (!index_.Holds(scan)) data_.Forget();
-  return index_.Read(scan, record);
+  return index_.ReadRun(scan, run);
 }
 
 int32_t FunctionReader::FindStoredPoints(const IndexRecord& scan, uint32_t* points) {
@@ -40,6 +47,12 @@ int32_t FunctionReader::FindStoredPoints(const IndexRecord& scan, uint32_t* poin
 
 float FunctionReader::ChannelMass(uint32_t channel) const {
   return channel < channels_ ? channel_masses_[channel] : 0;
+}
+
+void FunctionReader::FillChannelMasses(uint32_t first, uint32_t count, float* masses) const {
+  const uint32_t there = std::min(count, channels_ - std::min(first, channels_));
+  std::copy_n(channel_masses_.data() + std::min(first, channels_), there, masses);
+  std::fill(masses + there, masses + count, 0.0f);
 }
 
 const MassCalibration& FunctionReader::CalibrationOf(const IndexRecord& scan) {

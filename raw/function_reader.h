@@ -16,7 +16,7 @@
 
 namespace tervalon::raw {
 
-class FunctionReader : public ScanBuffer {
+class FunctionReader final : public ScanBuffer {
  public:
   // `calibration` may be nullptr. The files belong to the handle's member slots. Scans of processed
   // data sets may be replaced meanwhile.
@@ -33,7 +33,7 @@ class FunctionReader : public ScanBuffer {
   int32_t ReadIndex(uint32_t scan, IndexRecord* record);
 
   // Returns as IndexReader::ReadRun.
-  int32_t ReadIndexRun(uint32_t scan, IndexRun* run) { return index_.ReadRun(scan, run); }
+  int32_t ReadIndexRun(uint32_t scan, IndexRun* run);
 
   // RAW_OK or RAW_SEEK_FAILED.
   int32_t CountScans(uint32_t* count) const {
@@ -54,6 +54,7 @@ class FunctionReader : public ScanBuffer {
 
   // Mass of a channel (0-based); 0 for one that the function does not have.
   float ChannelMass(uint32_t channel) const;
+  void FillChannelMasses(uint32_t first, uint32_t count, float* masses) const;
 
   bool has_calibration() const { return calibration_.segment_count > 0; }
 

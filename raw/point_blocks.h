@@ -33,20 +33,22 @@ int32_t ForEachBlock(FunctionReader* reader, const IndexRecord& scan, uint32_t f
   const uint32_t end = first < scan.points() ? first + std::min(count, scan.points() - first) : 0;
   uint32_t position = first;
   while (position < end) {
-    const uint32_t unit = position / type.unit_points;
-    const uint64_t wanted = uint64_t{type.Units(end) - unit} * type.unit_bytes;
+    const uint32_t unit = type.UnitOf(position);
+    const uint32_t wanted = type.Units(end) - unit;
     const uint8_t* bytes = nullptr;
     uint64_t available = 0;
     const int32_t error = reader->data().Fetch(scan.offset + uint64_t{unit} * type.unit_bytes,
-                                               wanted, type.unit_bytes, &bytes, &available);
+                                               uint64_t{wanted} * type.unit_bytes, type.unit_bytes,
+                                               &bytes, &available);
     if (error != RAW_OK) return error;
 
     PointBlock block;
     block.bytes = bytes;
-    block.skip = position % type.unit_points;
+    block.skip = position - unit * type.unit_points;
     block.position = position;
-    block.units = static_cast<uint32_t>(
-        std::min<uint64_t>(available / type.unit_bytes, kBlockPoints / type.unit_points));
+    const bool all = available >= uint64_t{wanted} * type.unit_bytes;
+    block.units = std::min(all ? wanted : static_cast<uint32_t>(available / type.unit_bytes),
+                           type.UnitOf(kBlockPoints));
     if (block.units == 0) break;  // the data are cut off here
     block.points = std::min(block.units * type.unit_points - block.skip, end - position);
     if (!visit(block)) break;

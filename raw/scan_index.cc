@@ -1,6 +1,7 @@
 #include "raw/scan_index.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/file_change.h"
 #include "platform/little_endian.h"
@@ -76,30 +77,67 @@ int32_t IndexReader::Read(uint32_t scan, IndexRecord* record) {
 
 int32_t IndexReader::ReadRun(uint32_t scan, IndexRun* run) {
   if (scan < 1) return RAW_SCAN_ABSENT;
-  if (!Holds(scan)) {
+  if (!InRun(scan)) {
     const bool follows = scan == first_ + count_;
-    const int32_t error = Load(scan, follows ? kLongRun : kShortRun);
-    if (error != RAW_OK) return error;
+    if (IsKept(scan) || (!follows && Keep(scan))) {
+      UseKept(scan);
+    } else {
+      const int32_t error = Load(scan, follows ? kLongRun : kShortRun);
+      if (error != RAW_OK) return error;
+    }
   }
   const size_t skipped = scan - first_;
-  *run = {run_.data() + skipped * IndexRecord::kSize, count_ - skipped};
+  *run = {records_ + skipped * IndexRecord::kSize, count_ - skipped};
   return RAW_OK;
+}
+
+// Loads the run of a scan to be kept, once some have been asked for out of order. The last records
+// of a file are not kept: those of a writer that failed may be replaced.
+bool IndexReader::Keep(uint32_t scan) {
+  constexpr uint32_t kFew = 32;
+  constexpr uint32_t kLastRecords = 64;  // more than are written at once
+  constexpr uint32_t kLastBytes = kLastRecords * IndexRecord::kSize;
+  const uint32_t place = (scan - 1) / kKeptRecords;
+  if (replaceable_ || place >= kKeptRuns || ++out_of_order_ <= kFew) return false;
+  std::vector<uint8_t> run;
+  const bool read = ReadRecords(place * kKeptRecords + 1, kKeptRecords + kLastRecords, &run);
+  run.resize(read && run.size() > kLastBytes ? run.size() - kLastBytes : 0);
+  if (kept_.size() <= place) kept_.resize(place + 1);
+  kept_[place] = std::move(run);
+  if (IsKept(scan)) return true;
+  out_of_order_ = 0;
+  return false;
+}
+
+void IndexReader::UseKept(uint32_t scan) {
+  const uint32_t place = (scan - 1) / kKeptRecords;
+  records_ = kept_[place].data();
+  first_ = place * kKeptRecords + 1;
+  count_ = static_cast<uint32_t>(kept_[place].size() / IndexRecord::kSize);
 }
 
 int32_t IndexReader::Load(uint32_t scan, size_t records) {
   count_ = 0;
   first_ = scan;
-  run_.resize(records * IndexRecord::kSize);
-  size_t read = 0;
   // Without the lock, should a writer keep it for long, a record that it replaces might be read in
   // the middle of that; better than not at all.
   const bool locked = replaceable_ && file_->Lock(platform::LockMode::kShared, platform::kLockWait);
-  const bool done =
-      file_->ReadAt(uint64_t{scan - 1} * IndexRecord::kSize, run_.data(), run_.size(), &read);
+  const bool done = ReadRecords(scan, records, &run_);
   if (locked) file_->Unlock();
   if (!done) return RAW_SEEK_FAILED;
-  count_ = static_cast<uint32_t>(read / IndexRecord::kSize);
+  records_ = run_.data();
+  count_ = static_cast<uint32_t>(run_.size() / IndexRecord::kSize);
   return count_ > 0 ? RAW_OK : RAW_SCAN_ABSENT;
+}
+
+bool IndexReader::ReadRecords(uint32_t scan, size_t records, std::vector<uint8_t>* run) const {
+  run->resize(records * IndexRecord::kSize);
+  size_t read = 0;
+  if (!file_->ReadAt(uint64_t{scan - 1} * IndexRecord::kSize, run->data(), run->size(), &read)) {
+    return false;
+  }
+  run->resize(read);
+  return true;
 }
 
 }  // namespace tervalon::raw

@@ -55,8 +55,8 @@ struct IndexRun {
 };
 
 // Reads index records through a cached run of them: long runs when the scans asked for follow each
-// other, short ones when they do not. The file may grow meanwhile; with `replaceable`, records may
-// be written over too.
+// other, short ones when they do not. Who asks for many scans out of order gets runs that are kept.
+// The file may grow meanwhile; with `replaceable`, records may be written over too.
 class IndexReader {
  public:
   explicit IndexReader(platform::File* file, bool replaceable = false)
@@ -68,16 +68,31 @@ class IndexReader {
   // The same for the cached records from `scan` on, at least one. They stay until the next call.
   int32_t ReadRun(uint32_t scan, IndexRun* run);
 
-  // Whether the cached run has the record of `scan`.
-  bool Holds(uint32_t scan) const { return scan >= first_ && scan - first_ < count_; }
+  // Whether the record of `scan` is cached.
+  bool Holds(uint32_t scan) const { return InRun(scan) || IsKept(scan); }
 
  private:
+  static constexpr uint32_t kKeptRecords = 4096;  // of each run that is kept
+  static constexpr uint32_t kKeptRuns = 64;       // a large file has more
+
+  bool InRun(uint32_t scan) const { return scan >= first_ && scan - first_ < count_; }
+  bool IsKept(uint32_t scan) const {
+    const size_t place = (scan - 1) / kKeptRecords;
+    return scan > 0 && place < kept_.size() &&
+           (scan - 1) % kKeptRecords < kept_[place].size() / IndexRecord::kSize;
+  }
+  bool Keep(uint32_t scan);
+  void UseKept(uint32_t scan);
   int32_t Load(uint32_t scan, size_t records);
+  bool ReadRecords(uint32_t scan, size_t records, std::vector<uint8_t>* run) const;
 
   platform::File* file_;
   bool replaceable_;
   std::vector<uint8_t> run_;
-  uint32_t first_ = 1;  // scan of the run's first record
+  std::vector<std::vector<uint8_t>> kept_;
+  uint32_t out_of_order_ = 0;         // loads since a run could not be kept
+  const uint8_t* records_ = nullptr;  // the run in use: run_ or one of kept_
+  uint32_t first_ = 1;                // scan of its first record
   uint32_t count_ = 0;
 };
 

@@ -27,7 +27,7 @@ struct NewScan {
 // Gathers packed points and index records and adds them to the files, data before the records that
 // name them. What fails leaves the scans as they were before. All functions return RAW_OK,
 // RAW_SHORT_WRITE (the disk is full, or a file would pass 4 GiB) or RAW_SEEK_FAILED.
-class ScanWriter : public ScanBuffer {
+class ScanWriter final : public ScanBuffer {
  public:
   // Opens both files past the member slots, makes those that are absent, and takes the right to
   // write them, which all programs respect until the writer is gone. Clear or Continue comes next.

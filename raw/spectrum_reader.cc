@@ -51,9 +51,7 @@ void FillMasses(const ScanSource& scan, const PointBlock& block, float* masses) 
   if (reader.type().stores_masses()) {
     DecodeInto(reader.type(), block, reader.type().decoder().masses, masses);
   } else if (reader.has_channels()) {
-    for (uint32_t i = 0; i < block.points; ++i) {
-      masses[i] = reader.ChannelMass(block.position + i);
-    }
+    reader.FillChannelMasses(block.position, block.points, masses);
   } else {
     MassAxis(reader.range(), scan.record.points()).Fill(block.position, block.points, masses);
   }

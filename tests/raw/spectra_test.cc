@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <numeric>
 
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"
@@ -289,6 +291,45 @@ TEST_F(SpectraTest, CutOffDataGiveFewerPoints) {
                            NumberedScan(2, 12).intensities.begin()));
     EXPECT_EQ(Read(handle_, 1, 0, 2, 12).intensities.size(), 0u);
     EXPECT_EQ(Read(handle_, 1, 0, 1).intensities.size(), 12u);
+  }
+}
+
+// The index is read in runs that are kept, but for its end, which a writer may still change.
+TEST_F(SpectraTest, ManyScansOutOfOrder) {
+  FaultyFileSystem& files = UseFaultyFiles();
+  files.OnlyPathsWith("_FUNC001.IDX");
+  constexpr uint32_t kScans = 10000;
+  std::vector<IndexEntry> entries;
+  Bytes data;
+  const auto add_scan = [&](uint32_t word) {
+    entries.push_back({static_cast<uint32_t>(data.size()), 1});
+    data.insert(data.end(), {static_cast<uint8_t>(word << 3), static_cast<uint8_t>(word >> 5)});
+  };
+  for (uint32_t s = 0; s < kScans; ++s) add_scan(s % 8192);
+  MakeRun(RecordFor(3), IndexBytes(entries), data);
+  OpenFunction();
+  std::vector<int32_t> order(kScans);
+  std::iota(order.begin(), order.end(), 1);
+  const auto intensity_of = [&](int32_t scan) {
+    const Spectrum spectrum = Read(handle_, 1, 0, scan);
+    return spectrum.intensities.size() == 1 ? spectrum.intensities[0] : -1;
+  };
+  for (const int64_t most_reads : {400, 100}) {
+    std::shuffle(order.begin(), order.end(), random_);
+    const int64_t before = files.Calls(FileCall::kRead);
+    for (const int32_t scan : order) {
+      ASSERT_EQ(intensity_of(scan), static_cast<float>((scan - 1) % 8192)) << scan;
+    }
+    EXPECT_LE(files.Calls(FileCall::kRead) - before, most_reads);
+  }
+  entries.back().offset = 2 * 77;  // as after a writer that failed
+  for (uint32_t s = 0; s < 5000; ++s) add_scan(1000 + s);
+  WriteFile(Path("_FUNC001.DAT"), data);
+  WriteFile(Path("_FUNC001.IDX"), IndexBytes(entries));
+  EXPECT_EQ(intensity_of(1), 0);
+  EXPECT_EQ(intensity_of(kScans), 77);
+  for (int32_t s = 4999; s >= 0; s -= 7) {
+    ASSERT_EQ(intensity_of(kScans + 1 + s), static_cast<float>(1000 + s));
   }
 }
 

@@ -146,12 +146,16 @@ constexpr const PointKernels* kAllKernels[] = {&kBaseline, &kAvx2Kernels};
 
 }  // namespace
 
-std::span<const PointKernels* const> KernelsHere() {
+std::span<const PointKernels* const> KernelsHere() noexcept {
   __builtin_cpu_init();
   const bool has_avx2 = __builtin_cpu_supports("avx2") != 0;
   return {kAllKernels, has_avx2 ? size_t{2} : size_t{1}};
 }
 
-const PointKernels* kernels_in_use = KernelsHere().back();
+constinit const PointKernels* kernels_in_use = &kBaseline;
+
+namespace {
+[[maybe_unused]] const bool is_chosen = (kernels_in_use = KernelsHere().back(), true);
+}  // namespace
 
 }  // namespace tervalon::raw

@@ -64,9 +64,9 @@ struct PointKernels {
 };
 
 // Those that this processor runs, the plainest first.
-std::span<const PointKernels* const> KernelsHere();
+std::span<const PointKernels* const> KernelsHere() noexcept;
 
-// The last of these, unless a test has replaced them.
+// The last of these; a test may put others in their place.
 extern const PointKernels* kernels_in_use;
 inline const PointKernels& Kernels() { return *kernels_in_use; }
 

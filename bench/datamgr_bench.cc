@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/counting_files.h"
 #include "bench/ratio_reporter.h"
 #include "platform/file_system.h"
 #include "platform/little_endian.h"
@@ -29,6 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace platform = tervalon::platform;
+using tervalon::bench::CountingFiles;
 using tervalon::bench::Ratio;
 
 constexpr int32_t kGrants = 10000;
@@ -40,48 +42,6 @@ constexpr float kMassStep = 10;
 void Check(bool success, const char* what) {
   if (!success) throw std::runtime_error(what);
 }
-
-// The platform's files, with the opened ones counted.
-class CountingFiles : public platform::FileSystem {
- public:
-  std::unique_ptr<platform::File> Open(const std::string& path, platform::OpenMode mode,
-                                       bool* absent, platform::Spelling spelling) override {
-    ++opened;
-    return real_.Open(path, mode, absent, spelling);
-  }
-  std::unique_ptr<platform::File> OpenAlone(const std::string& path, bool* in_use) override {
-    return real_.OpenAlone(path, in_use);
-  }
-  bool RemoveAlone(const std::string& path, std::unique_ptr<platform::File> file) override {
-    return real_.RemoveAlone(path, std::move(file));
-  }
-  bool Exists(const std::string& path) override { return real_.Exists(path); }
-  bool IsLink(const std::string& path) override { return real_.IsLink(path); }
-  std::string Resolve(const std::string& path) override { return real_.Resolve(path); }
-  std::string Target(const std::string& path) override { return real_.Target(path); }
-  platform::PathStatus Status(const std::string& path) override { return real_.Status(path); }
-  bool Remove(const std::string& path) override { return real_.Remove(path); }
-  bool MakeDirectory(const std::string& path) override { return real_.MakeDirectory(path); }
-  bool RemoveEmptyDirectory(const std::string& path) override {
-    return real_.RemoveEmptyDirectory(path);
-  }
-  bool List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) override {
-    return real_.List(path, entries);
-  }
-  bool Touch(const std::string& path) override { return real_.Touch(path); }
-  bool CopyAccess(const std::string& like, const std::string& path) override {
-    return real_.CopyAccess(like, path);
-  }
-  bool MoveOver(const std::string& from, const std::string& to, platform::Force force) override {
-    return real_.MoveOver(from, to, force);
-  }
-  std::string WorkingDirectory() override { return real_.WorkingDirectory(); }
-
-  int64_t opened = 0;
-
- private:
-  platform::FileSystem& real_ = platform::Files();
-};
 
 // A raw directory of one function, removed at the end.
 class Acquisition {

@@ -16,22 +16,26 @@ constexpr size_t kFour = 4;
 // Which of four points are a peak's, by where it ends: one bit a point.
 using Share = std::array<int64_t, kFour>;
 
+using Shares = std::array<Share, 16>;
+
 // Towards the first point, so that the last one of four is the nearest.
-alignas(16) constexpr auto kBefore = [] {
-  std::array<Share, 16> shares = {};
+constexpr Shares SharesBefore() {
+  Shares shares = {};
   for (size_t ends = 0; ends < shares.size(); ++ends) {
     for (size_t i = kFour; i-- > 0 && (ends >> i & 1) == 0;) shares[ends][i] = -1;
   }
   return shares;
-}();
+}
+alignas(16) constexpr Shares kBefore = SharesBefore();
 
-alignas(16) constexpr auto kBehind = [] {
-  std::array<Share, 16> shares = {};
+constexpr Shares SharesBehind() {
+  Shares shares = {};
   for (size_t ends = 0; ends < shares.size(); ++ends) {
     for (size_t i = 0; i < kFour && (ends >> i & 1) == 0; ++i) shares[ends][i] = -1;
   }
   return shares;
-}();
+}
+alignas(16) constexpr Shares kBehind = SharesBehind();
 
 // Of the peaks that have no more than one point on either side, whether they have them. By where
 // they end: a bit each for two points in front and two behind.
@@ -40,7 +44,7 @@ struct alignas(16) Single {
   bool is_single;
 };
 
-constexpr auto kSingles = [] {
+constexpr std::array<Single, 16> Singles() {
   std::array<Single, 16> singles = {};
   for (size_t ends = 0; ends < singles.size(); ++ends) {
     const bool before = (ends & 2) == 0;
@@ -48,7 +52,8 @@ constexpr auto kSingles = [] {
     singles[ends] = {{before ? -1 : 0, behind ? -1 : 0}, (ends & 3) != 0 && (ends & 12) != 0};
   }
   return singles;
-}();
+}
+constexpr std::array<Single, 16> kSingles = Singles();
 
 // Two points at a time: weights above a level, and their moments around a mass.
 struct Moments {
@@ -59,7 +64,8 @@ struct Moments {
 inline Moments MomentsOf(__m128 intensities, __m128 masses, double level, double center,
                          const int64_t* share) {
   const __m128d above = _mm_sub_pd(_mm_cvtps_pd(intensities), _mm_set1_pd(level));
-  const __m128d weights = _mm_and_pd(above, _mm_load_pd(reinterpret_cast<const double*>(share)));
+  const __m128d weights =
+      _mm_and_pd(above, _mm_castsi128_pd(_mm_load_si128(reinterpret_cast<const __m128i*>(share))));
   const __m128d distances = _mm_sub_pd(_mm_cvtps_pd(masses), _mm_set1_pd(center));
   const __m128d moments = _mm_mul_pd(weights, distances);
   return {_mm_unpacklo_pd(weights, moments), _mm_unpackhi_pd(weights, moments)};

@@ -68,14 +68,16 @@ void DecodeCentroidMasses(const uint8_t* bytes, size_t units, float* masses) {
 // --- types 4 and 6: groups of 10 bytes, four signed mantissas, then four 4-bit exponents
 
 // The factors of two exponents, by the byte that holds them.
-constexpr auto kFactorPairs = [] {
-  std::array<std::array<float, 2>, 256> pairs = {};
+using FactorPairs = std::array<std::array<float, 2>, 256>;
+constexpr FactorPairs MakeFactorPairs() {
+  FactorPairs pairs = {};
   for (uint32_t byte = 0; byte < pairs.size(); ++byte) {
     pairs[byte] = {static_cast<float>(1u << 2 * (byte & 15)),
                    static_cast<float>(1u << 2 * (byte >> 4))};
   }
   return pairs;
-}();
+}
+constexpr FactorPairs kFactorPairs = MakeFactorPairs();
 
 void DecodeGroups(const uint8_t* bytes, size_t units, float* intensities) {
   for (size_t i = 0; i < units; ++i) {

@@ -280,8 +280,11 @@ void DecodeAccurateMasses(const uint8_t* bytes, size_t units, float* masses) {
 // The first or the second word of each of eight points.
 template <size_t kPlace>
 __m256 GatherEighths(const uint8_t* bytes) {
-  const __m256 first = _mm256_loadu_ps(reinterpret_cast<const float*>(bytes));
-  const __m256 second = _mm256_loadu_ps(reinterpret_cast<const float*>(bytes + 32));
+  const auto load = [](const uint8_t* from) {
+    return _mm256_castsi256_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
+  };
+  const __m256 first = load(bytes);
+  const __m256 second = load(bytes + 32);
   const __m256 mixed = _mm256_shuffle_ps(first, second, kPlace == 0 ? 0x88 : 0xDD);
   return _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(mixed), 0xD8));
 }

@@ -39,7 +39,9 @@ void LeaveJournal(Options* options) {
   }
   db3::CopyBuffer buffer;
   const uint64_t at = options->Pick(2) != 0 ? size : options->Take<uint16_t>();
-  if (range.end > size || !db3::UndoJournal::Keep(file.get(), range, {}, start, {at, size}, &buffer)) return;
+  if (range.end > size ||
+      !db3::UndoJournal::Keep(file.get(), range, {}, start, {at, size}, &buffer))
+    return;
   size_t written = 0;
   file->WriteAt(db3::kPendingOffset, &db3::kPending, 1, &written);
   for (int i = options->Pick(4); i > 0; --i) {

@@ -235,8 +235,9 @@ bool TraceExtractor::SumCodes(const PointBlock& block) {
   if (!growing_->Covers(mass(all.low), mass(all.high))) return false;
 
   size_t start = 0;
-  for (const auto& [range, window] : code_windows_) {
-    const auto meets = [&](const CodeRange& part) {
+  for (const auto& [code_range, window] : code_windows_) {
+    const CodeRange& range = code_range;
+    const auto meets = [&range](const CodeRange& part) {
       return part.low <= range.high && part.high >= range.low;
     };
     while (ascending && start < count && parts[start].high < range.low) ++start;

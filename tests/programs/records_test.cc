@@ -122,22 +122,25 @@ class MovingWriter : public Writer {
   void Make(uint32_t serial, Random* random, Notes* notes) override {
     constexpr uint32_t kFew = 30;
     constexpr uint32_t kMany = 150;
+    constexpr int kMostTries = 10;
     const auto count = static_cast<uint32_t>(slots_.Count());
     uint32_t choice = Below(random, 4);
     if (count < kFew) choice = 0;
     if (count > kMany) choice = 2;
     const std::string text = Filled(notes->writer(), serial, kLongest);
-    const auto number = static_cast<int32_t>(1 + Below(random, std::max(count, 1U)));
-    int32_t cause = 0;
-    if (choice <= 1) {
-      notes->Begin("insert " + text);
-      cause = slots_.Do(DB3_HANDLE_INSERT, choice == 0 ? number : slots_.Count() + 1, text);
-    } else if (choice == 2) {
-      notes->Begin("delete -");
-      cause = slots_.Do(DB3_HANDLE_DELETE, number);
-    } else {
-      notes->Begin("update " + text);
-      cause = slots_.Do(DB3_HANDLE_UPDATE, number, text);
+    notes->Begin(choice <= 1 ? "insert " + text : choice == 2 ? "delete -" : "update " + text);
+    // Where others have taken away the record of that number meanwhile, another one will do.
+    int32_t cause = DB3_RECORD_NUMBER;
+    for (int tries = 0; cause == DB3_RECORD_NUMBER && tries < kMostTries; ++tries) {
+      const auto now = static_cast<uint32_t>(slots_.Count());
+      const auto number = static_cast<int32_t>(1 + Below(random, std::max(now, 1U)));
+      if (choice <= 1) {
+        cause = slots_.Do(DB3_HANDLE_INSERT, choice == 0 ? number : slots_.Count() + 1, text);
+      } else if (choice == 2) {
+        cause = slots_.Do(DB3_HANDLE_DELETE, number);
+      } else {
+        cause = slots_.Do(DB3_HANDLE_UPDATE, number, text);
+      }
     }
     notes->End(cause == DB3_SUCCESS);
     Require(cause == DB3_SUCCESS || cause == DB3_RECORD_NUMBER,

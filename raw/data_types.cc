@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "platform/little_endian.h"
-#include "raw/pack_kernels.h"
+#include "raw/point_kernels.h"
 #include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
@@ -69,13 +69,13 @@ void PackCompressed(const PointArrays& in, size_t points, uint8_t* bytes) {
 // --- type 1: pairs of 10 bytes, two intensity words, then two 24-bit masses
 
 void PackCentroid(const PointArrays& in, size_t points, uint8_t* bytes) {
-  Packing().pairs(in.masses, in.intensities, points, bytes);
+  Kernels().packing->pairs(in.masses, in.intensities, points, bytes);
 }
 
 // --- types 2 and 3: 2 bytes, an intensity word
 
 void PackWords(const PointArrays& in, size_t points, uint8_t* bytes) {
-  Packing().words(in.intensities, points, bytes);
+  Kernels().packing->words(in.intensities, points, bytes);
 }
 
 // --- types 4 and 6: groups of 10 bytes, four signed mantissas, then four 4-bit exponents

@@ -1,12 +1,11 @@
 // Packing of the points that most acquisitions are made of, compiled for more than one instruction
-// set and chosen once, when the library is loaded. All give the same bytes.
+// set (raw/point_kernels.h has those in use). All give the same bytes.
 
 #ifndef RAW_PACK_KERNELS_H_
 #define RAW_PACK_KERNELS_H_
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace tervalon::raw {
 
@@ -18,8 +17,6 @@ struct PackedRun {
 };
 
 struct PackKernels {
-  const char* instruction_set;
-
   // Types 2 and 3: intensity words.
   PackedRun (*words)(const float* intensities, size_t points, uint8_t* bytes);
 
@@ -27,11 +24,8 @@ struct PackKernels {
   PackedRun (*pairs)(const float* masses, const float* intensities, size_t points, uint8_t* bytes);
 };
 
-// Those that this processor runs, the plainest first.
-std::span<const PackKernels* const> PackKernelsHere();
-
-// The last of these.
-const PackKernels& Packing();
+extern const PackKernels kBaselinePacking;
+extern const PackKernels kAvx2Packing;
 
 }  // namespace tervalon::raw
 

@@ -1,11 +1,10 @@
 // Compiled with -mavx2.
 
-#include "raw/pack_kernels_avx2.h"
-
+#include "raw/pack_kernels.h"
 #include "raw/pack_loops.inc"
 
 namespace tervalon::raw {
 
-const PackKernels kAvx2Packing = {"AVX2", PackWords, PackPairs};
+const PackKernels kAvx2Packing = {PackWords, PackPairs};
 
 }  // namespace tervalon::raw

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "raw/point_kernels_avx2.h"
 #include "raw/point_loops.inc"
 
 namespace tervalon::raw {
@@ -116,6 +115,7 @@ uint64_t SumInside(const uint8_t* bytes, size_t points, CodeRange range) {
 }
 
 constexpr PointKernels kBaseline = {
+    kLoops,
     "SSE2",
     {
         {DecodeCompressedIntensities, DecodeCompressedMasses, nullptr},
@@ -135,13 +135,7 @@ constexpr PointKernels kBaseline = {
     {FindRangesOneByOne<CompressedCode>, SumInside<CompressedCode, CompressedValue>},
     {FindRangesOneByOne<CentroidCode>, SumInside<CentroidCode, CentroidValue>},
     SumWordsOneByOne,
-    AddLanes,
-    AddLanesInside,
-    SpaceMasses,
-    TERVALON_EVALUATE(false),
-    TERVALON_EVALUATE(true),
-    WidenMasses,
-    NarrowMasses,
+    &kBaselinePacking,
 };
 
 constexpr const PointKernels* kAllKernels[] = {&kBaseline, &kAvx2Kernels};

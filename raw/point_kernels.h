@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <span>
 
+#include "raw/pack_kernels.h"
+
 namespace tervalon::raw {
 
 // Takes whole units apart, and writes units x unit_points elements. What is nullptr is not stored.
@@ -36,16 +38,9 @@ struct CodeSums {
   uint64_t (*sum_inside)(const uint8_t* bytes, size_t points, CodeRange range);
 };
 
-struct PointKernels {
-  static constexpr size_t kTypes = 13;
+// What the compiler makes of the same loops for each instruction set.
+struct LoopKernels {
   static constexpr size_t kOrders = 6;
-
-  const char* instruction_set;
-  PointDecoder decoders[kTypes];  // by data type code
-
-  CodeSums compressed;                                         // type 0
-  CodeSums centroid;                                           // type 1
-  uint64_t (*sum_words)(const uint8_t* bytes, size_t points);  // types 2 and 3
 
   // Adds groups of eight values to eight sums: all, or those whose mass lies from low to high.
   void (*add_lanes)(const float* values, size_t groups, double* lanes);
@@ -62,6 +57,21 @@ struct PointKernels {
   // Only values that a float can hold replace masses.
   void (*narrow)(const double* values, size_t count, float* masses);
 };
+
+struct PointKernels : LoopKernels {
+  static constexpr size_t kTypes = 13;
+
+  const char* instruction_set;
+  PointDecoder decoders[kTypes];  // by data type code
+
+  CodeSums compressed;                                         // type 0
+  CodeSums centroid;                                           // type 1
+  uint64_t (*sum_words)(const uint8_t* bytes, size_t points);  // types 2 and 3
+
+  const PackKernels* packing;
+};
+
+extern const PointKernels kAvx2Kernels;
 
 // Those that this processor runs, the plainest first.
 std::span<const PointKernels* const> KernelsHere() noexcept;

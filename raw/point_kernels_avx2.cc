@@ -1,10 +1,9 @@
 // Compiled with -mavx2. Loops over units of other than two or four bytes are written out: what the
 // compiler makes of them takes 2 (types 10 and 12) to 8 times as long (types 1, 4, 8 and 9).
 
-#include "raw/point_kernels_avx2.h"
-
 #include <immintrin.h>
 
+#include "raw/point_kernels.h"
 #include "raw/point_loops.inc"
 
 namespace tervalon::raw {
@@ -334,6 +333,7 @@ constexpr PointDecoder kNotStored = {};
 }  // namespace
 
 const PointKernels kAvx2Kernels = {
+    kLoops,
     "AVX2",
     {
         {DecodeCompressedIntensities, DecodeCompressedMasses, nullptr},
@@ -353,13 +353,7 @@ const PointKernels kAvx2Kernels = {
     {FindRanges<Compressed>, SumInside<Compressed>},
     {FindRanges<Centroid>, SumInside<Centroid>},
     SumWords,
-    AddLanes,
-    AddLanesInside,
-    SpaceMasses,
-    TERVALON_EVALUATE(false),
-    TERVALON_EVALUATE(true),
-    WidenMasses,
-    NarrowMasses,
+    &kAvx2Packing,
 };
 
 }  // namespace tervalon::raw

@@ -5,7 +5,7 @@
 
 #include "platform/file_change.h"
 #include "raw/lane_sum.h"
-#include "raw/pack_kernels.h"
+#include "raw/point_kernels.h"
 #include "tervalon/raw_functions.h"
 
 namespace tervalon::raw {
@@ -50,10 +50,11 @@ class ScanPacker {
                                 from(scan_.points.flags)};
     switch (scan_.type_code) {
       case RAW_DATA_STANDARD_CENTROID:
-        return Add(Packing().pairs(points.masses, points.intensities, count, bytes), first, bytes);
+        return Add(Kernels().packing->pairs(points.masses, points.intensities, count, bytes), first,
+                   bytes);
       case RAW_DATA_SIR:
       case RAW_DATA_CONTINUUM:
-        return Add(Packing().words(points.intensities, count, bytes), first, bytes);
+        return Add(Kernels().packing->words(points.intensities, count, bytes), first, bytes);
       default:
         type_.pack(points, count, bytes);
         Add(bytes, first, count);

@@ -1,7 +1,5 @@
 // Every packing kernel against the model of a single point, on values at every boundary.
 
-#include "raw/pack_kernels.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include <random>
 #include <vector>
 
+#include "raw/point_kernels.h"
 #include "tests/support/point_model.h"
 
 namespace tervalon::raw {
@@ -93,13 +92,14 @@ void ExpectPacked(const PackKernels& kernels, const std::vector<float>& values) 
 
 TEST(PackKernelsTest, AllPackAsOnePointIsPacked) {
   const std::vector<float> values = ValuesToPack();
-  for (const PackKernels* kernels : PackKernelsHere()) {
+  for (const PointKernels* kernels : KernelsHere()) {
     SCOPED_TRACE(kernels->instruction_set);
-    ExpectPacked(*kernels, values);
+    ExpectPacked(*kernels->packing, values);
     // Whole registers, parts and what is left of them.
     auto from = values.begin();
     for (size_t count = 0; count < 520; count += count < 70 ? 1 : 37) {
-      ExpectPacked(*kernels, std::vector<float>(from, from + static_cast<ptrdiff_t>(count)));
+      ExpectPacked(*kernels->packing,
+                   std::vector<float>(from, from + static_cast<ptrdiff_t>(count)));
       from += static_cast<ptrdiff_t>(count);
     }
   }
@@ -112,14 +112,14 @@ TEST(PackKernelsTest, AllPackTheSameBytes) {
     kernels.words(values.data(), values.size(), bytes.data());
     return bytes;
   };
-  for (const PackKernels* kernels : PackKernelsHere()) {
-    EXPECT_EQ(words(*kernels), words(*PackKernelsHere().front())) << kernels->instruction_set;
+  for (const PointKernels* kernels : KernelsHere()) {
+    EXPECT_EQ(words(*kernels->packing), words(kBaselinePacking)) << kernels->instruction_set;
   }
   // The smallest exponent that holds a value.
   std::vector<uint8_t> word(2);
   const float edges[] = {8191.25f, 8191.5f};
   for (const auto& [value, code] : {std::pair(&edges[0], 8191 << 3), {&edges[1], 2048 << 3 | 1}}) {
-    PackKernelsHere().front()->words(value, 1, word.data());
+    kBaselinePacking.words(value, 1, word.data());
     EXPECT_EQ(word[0] | word[1] << 8, code);
   }
 }

@@ -15,6 +15,7 @@
 #include "tervalon/raw_analog.h"
 #include "tervalon/raw_chromatograms.h"
 #include "tervalon/raw_directory.h"
+#include "tervalon/raw_functions.h"
 #include "tervalon/raw_spectra.h"
 
 namespace tervalon::datamgr {
@@ -125,7 +126,7 @@ int32_t ReadMassTrace(const Selection& selection, uint32_t first, int32_t count,
 
 int32_t CountAnalogRecords(const Selection& selection, uint32_t* count) {
   const int16_t channel = selection.descriptor.trace.analog_channel;
-  const int16_t channels = selection.source.analog_channels();
+  const int16_t channels = selection.source.CountAnalogChannels();
   if (channel < 0 || channel >= channels) return -1;
   int32_t records = 0;
   const int32_t error = RawReadAnalogSize(selection.source.handle(), channels, &records);
@@ -136,8 +137,8 @@ int32_t CountAnalogRecords(const Selection& selection, uint32_t* count) {
 int32_t ReadAnalogTrace(const Selection& selection, uint32_t first, int32_t count,
                         const Arrays& arrays) {
   return RawReadAnalogChrom(selection.source.handle(), selection.descriptor.trace.analog_channel,
-                            selection.source.analog_channels(), static_cast<int32_t>(first), count,
-                            arrays.intensities, arrays.positions);
+                            selection.source.CountAnalogChannels(), static_cast<int32_t>(first),
+                            count, arrays.intensities, arrays.positions);
 }
 
 // How a kind of selection is read; all return 0, a Raw error code, or -1.
@@ -275,7 +276,8 @@ extern "C" int32_t TERVALON_CALL DmRawGetFunctionInfo(const SystemRawFile* raw_f
     if (record == nullptr || DmRawFileToID(raw_file, directory) != 0) return -1;
     const SourceLease source(directory);
     if (source.error() != RAW_OK) return source.error();
-    return source->ReadRecord(raw_file->function, record);
+    if (raw_file->function < 1) return RAW_SLOT_OUT_OF_RANGE;
+    return RawReadFuncInfo(source->handle(), raw_file->function, record, nullptr);
   });
 }
 

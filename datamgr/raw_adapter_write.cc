@@ -35,10 +35,10 @@ struct Range {
   const float* intensities;
 };
 
-int32_t FindDataTypeOf(const DmRawDescriptor& descriptor, const RawSource& source, int32_t* type) {
+int32_t FindDataTypeOf(const DmRawDescriptor& descriptor, RawSource* source, int32_t* type) {
   *type = SelectedDataType(descriptor);
   RawFunctionRecord record;
-  const int32_t error = source.ReadRecord(descriptor.function, &record);
+  const int32_t error = source->ReadRecord(descriptor.function, &record);
   if (error == RAW_OK && *type < 0) *type = raw::DataTypeCode(record);
   return error;
 }
@@ -108,7 +108,7 @@ bool Overlay(const Range& range, Spectrum* spectrum) {
 
 int32_t Store(const Range& range, RawSource* source, DmRawDescriptor* descriptor) {
   int32_t type_code = 0;
-  int32_t error = FindDataTypeOf(*descriptor, *source, &type_code);
+  int32_t error = FindDataTypeOf(*descriptor, &*source, &type_code);
   if (error != RAW_OK) return error;
   const raw::DataType* type = raw::FindDataType(type_code);
   if (type == nullptr) return RAW_BAD_ARGUMENT;

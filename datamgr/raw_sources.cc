@@ -7,9 +7,10 @@
 
 #include "platform/lock.h"
 #include "raw/function_record.h"
+#include "raw/function_table.h"
+#include "raw/header_file.h"
 #include "raw/member_files.h"
 #include "tervalon/raw_directory.h"
-#include "tervalon/raw_header.h"
 
 namespace tervalon::datamgr {
 
@@ -26,9 +27,7 @@ int32_t RawSource::Open() {
   int32_t error = RawReadOpen(directory_.c_str(), &handle_);
   if (error != RAW_OK) return error;
   generation_ = raw::HandleGeneration(handle_);
-  error = RawReadHeader(handle_, nullptr, &calibration_, nullptr, &analog_channels_);
-  // Without a provider of analog data all others can be read.
-  if (error == RAW_PATH_NOT_BUILT) error = RAW_OK;
+  error = raw::ReadCalibration(handle_, &calibration_, &functions_);
   if (error != RAW_OK) Close();
   return error;
 }
@@ -39,9 +38,21 @@ void RawSource::Close() {
   data_sets_.clear();
 }
 
-int32_t RawSource::ReadRecord(int16_t function, RawFunctionRecord* record) const {
-  if (function < 1) return RAW_SLOT_OUT_OF_RANGE;
-  return RawReadFuncInfo(handle_, function, record, nullptr);
+int32_t RawSource::ReadRecord(int16_t function, RawFunctionRecord* record) {
+  if (function < 1 || function > RAW_MAX_FUNCTIONS) return RAW_SLOT_OUT_OF_RANGE;
+  if (functions_.empty()) {
+    const int32_t error = raw::ReadFunctionTable(handle_, &functions_);
+    if (error != RAW_OK) return error;
+  }
+  if (static_cast<size_t>(function) > functions_.size()) return RAW_BAD_ARGUMENT;
+  *record = functions_[static_cast<size_t>(function) - 1];
+  return RAW_OK;
+}
+
+int16_t RawSource::CountAnalogChannels() const {
+  int16_t channels = 0;
+  // What cannot be read has none, as without a provider of them.
+  return raw::CountAnalogChannels(handle_, &channels) == RAW_OK ? channels : int16_t{0};
 }
 
 bool RawSource::EndProcess(int16_t process) {
@@ -116,6 +127,7 @@ class RawSourceTable {
     {
       const platform::Held held(&lock_);
       --source->users_;
+      if (source->users_ == 0) source->functions_.clear();
       if (close) source->closing_ = true;
       if (source->users_ == 0 && source->closing_) closed = TakeOut(*source);
     }

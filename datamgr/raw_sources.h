@@ -33,10 +33,10 @@ class RawSource {
 
   const std::string& directory() const { return directory_; }
   int32_t handle() const { return handle_; }
-  int16_t analog_channels() const { return analog_channels_; }
+  int16_t CountAnalogChannels() const;
 
-  // Reads the record of a function (from 1). Returns a Raw error code.
-  int32_t ReadRecord(int16_t function, RawFunctionRecord* record) const;
+  // The record of a function (from 1) as the function table has it. Returns a Raw error code.
+  int32_t ReadRecord(int16_t function, RawFunctionRecord* record);
 
   // Opens a data set for reading if it is not open. A processed data set is packed as data_type, -1
   // being the function's. Returns a Raw error code.
@@ -63,9 +63,9 @@ class RawSource {
   const std::string directory_;
   int32_t handle_ = -1;
   uint32_t generation_ = 0;  // of the handle
-  int16_t analog_channels_ = 0;
   RawCalibration calibration_ = {};
-  std::vector<DataSet> data_sets_;  // open ones, the one opened last at the end
+  std::vector<RawFunctionRecord> functions_;  // read in this lease, which reads them once
+  std::vector<DataSet> data_sets_;            // open ones, the one opened last at the end
   // Set under the table's lock, the first two by the thread that leases the source.
   int32_t users_ = 0;     // leases
   uintptr_t thread_ = 0;  // that has them all

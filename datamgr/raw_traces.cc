@@ -114,13 +114,13 @@ bool HoldsMasses(const RawFunctionRecord& function, const DmTraceRecord& trace,
   return !masses.empty();
 }
 
-bool Holds(const RawSource& source, int16_t number, const DmTraceRecord& trace,
+bool Holds(RawSource* source, int16_t number, const DmTraceRecord& trace,
            const DmTraceRecord& daughters, float tolerance) {
   if (trace.type == DM_TRACE_ANALOG) {
-    return trace.analog_channel >= 0 && trace.analog_channel < source.analog_channels();
+    return trace.analog_channel >= 0 && trace.analog_channel < source->CountAnalogChannels();
   }
   RawFunctionRecord function;
-  if (source.ReadRecord(number, &function) != RAW_OK) return false;
+  if (source->ReadRecord(number, &function) != RAW_OK) return false;
   if (trace.type == DM_TRACE_TIC || trace.type == DM_TRACE_BPI) return true;
   if (IsNeutral(trace.type)) return !NeutralChannels(trace, function).empty();
   return UsesMasses(trace.type) && HoldsMasses(function, trace, daughters, tolerance);
@@ -161,6 +161,6 @@ extern "C" int32_t TERVALON_CALL DmRawValidateChrom(const SystemRawFile* raw_fil
     const SourceLease source(directory);
     if (source.error() != RAW_OK) return 0;
     if (!(tolerance > 0)) tolerance = kMassTolerance;
-    return Holds(*source, raw_file->function, *trace, *daughters, tolerance) ? 1 : 0;
+    return Holds(&*source, raw_file->function, *trace, *daughters, tolerance) ? 1 : 0;
   });
 }

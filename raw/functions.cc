@@ -12,6 +12,7 @@
 #include "appsvc/export_guard.h"
 #include "raw/function_reader.h"
 #include "raw/function_record.h"
+#include "raw/function_table.h"
 #include "raw/member_change.h"
 #include "raw/member_files.h"
 #include "raw/scan_files.h"
@@ -89,6 +90,20 @@ int32_t OpenReader(int32_t handle, int32_t function, int32_t process,
 }
 
 }  // namespace
+
+int32_t tervalon::raw::ReadFunctionTable(int32_t handle, std::vector<RawFunctionRecord>* records) {
+  MemberContent content;
+  const int32_t error = ReadMember(handle, kFunctionTable, kLargestTable, &content);
+  if (error != RAW_OK) return error;
+  if (content.absent) return RAW_MEMBER_NOT_OPENED;
+  records->resize(content.bytes.size() / kRecordSize);
+  const uint8_t* bytes = content.bytes.data();
+  for (RawFunctionRecord& record : *records) {
+    std::copy_n(bytes, kRecordSize, record.bytes);
+    bytes += kRecordSize;
+  }
+  return RAW_OK;
+}
 
 extern "C" int32_t TERVALON_CALL RawCreateFunctions(int32_t handle, int16_t count,
                                                     const RawFunctionRecord* records) {

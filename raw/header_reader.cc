@@ -3,12 +3,14 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include "appsvc/application.h"
 #include "appsvc/export_guard.h"
 #include "appsvc/text_number.h"
 #include "platform/file_system.h"
 #include "raw/calibration.h"
+#include "raw/function_table.h"
 #include "raw/header_file.h"
 #include "raw/header_tags.h"
 #include "raw/member_change.h"
@@ -219,53 +221,29 @@ int32_t ReadHeaderFile(int32_t handle, bool* inverted, MemberContent* content) {
   return RAW_OK;
 }
 
-// Opens a member and counts its whole records, up to `limit` of them.
-int32_t CountRecords(int32_t handle, FileCode code, uint32_t record_size, uint32_t limit,
-                     std::unique_ptr<platform::File>* file, int32_t* count,
-                     bool* absent = nullptr) {
-  const int32_t error = OpenForReading(handle, code, 0, file, absent);
-  if (error != RAW_OK) return error;
-  uint64_t size = 0;
-  if (!(*file)->Size(&size)) return RAW_SEEK_FAILED;
-  *count = static_cast<int32_t>(std::min<uint64_t>(size / record_size, limit));
-  return RAW_OK;
-}
-
 // Gives a calibration to the functions that the header does not calibrate.
-int32_t AddDefaultCalibrations(platform::File* table, int32_t functions,
-                               RawCalibration* calibration) {
-  std::array<RawFunctionRecord, RAW_MAX_CALIBRATED_FUNCTIONS> records;
-  const size_t wanted = std::min<size_t>(static_cast<size_t>(functions), records.size());
-  size_t read = 0;
-  if (!table->ReadAt(0, records.data(), wanted * RAW_FUNCTION_RECORD_SIZE, &read)) {
-    return RAW_SEEK_FAILED;
-  }
-  const auto there = static_cast<int32_t>(read / RAW_FUNCTION_RECORD_SIZE);
-  for (int32_t i = calibration->function_count; i < there; ++i) {
+void AddDefaultCalibrations(const std::vector<RawFunctionRecord>& records,
+                            RawCalibration* calibration) {
+  const auto wanted =
+      static_cast<int32_t>(std::min<size_t>(records.size(), RAW_MAX_CALIBRATED_FUNCTIONS));
+  for (int32_t i = calibration->function_count; i < wanted; ++i) {
     RawFuncDefaultCalib(calibration, &records[static_cast<size_t>(i)], &calibration->functions[i]);
     calibration->function_count = i + 1;
   }
-  return RAW_OK;
 }
 
-int32_t ReadFunctionTable(int32_t handle, RawCalibration* calibration, int32_t* functions) {
-  std::unique_ptr<platform::File> table;
-  const int32_t error = CountRecords(handle, kFunctionTable, RAW_FUNCTION_RECORD_SIZE,
-                                     RAW_MAX_FUNCTIONS, &table, functions);
-  if (error != RAW_OK || calibration == nullptr) return error;
-  return AddDefaultCalibrations(table.get(), *functions, calibration);
-}
-
-int32_t CountAnalogChannels(int32_t handle, int32_t* channels) {
-  if (IsGCMD() != 0) {
-    const bool counted = appsvc::PenChannelCount(HandleDirectory(handle).c_str(), channels);
-    return counted ? RAW_OK : RAW_PATH_NOT_BUILT;
-  }
-  std::unique_ptr<platform::File> table;
-  bool absent = false;
-  const int32_t error = CountRecords(handle, kAnalogInfo, RAW_ANALOG_DESCRIPTOR_SIZE,
-                                     RAW_MAX_ANALOG_CHANNELS, &table, channels, &absent);
-  return absent ? RAW_OK : error;  // no table, no channels
+// The text of the header, and the function table, of which the records are part.
+int32_t ReadRecords(int32_t handle, RawHeader* header, RawCalibration* calibration,
+                    std::vector<RawFunctionRecord>* functions, bool* inverted,
+                    MemberContent* content) {
+  if (calibration != nullptr) ResetCalibration(calibration);
+  int32_t error = ReadHeaderFile(handle, inverted, content);
+  if (error != RAW_OK) return error;
+  ParseHeader(content->bytes, header, calibration);
+  if (header != nullptr) header->encrypted = *inverted ? 1 : 0;
+  error = ReadFunctionTable(handle, functions);
+  if (error == RAW_OK && calibration != nullptr) AddDefaultCalibrations(*functions, calibration);
+  return error;
 }
 
 int32_t ReadHeader(int32_t handle, RawHeader* header, RawCalibration* calibration,
@@ -273,24 +251,19 @@ int32_t ReadHeader(int32_t handle, RawHeader* header, RawCalibration* calibratio
   int32_t error = CheckHandle(handle);
   if (error != RAW_OK) return error;
   if (header != nullptr) std::memset(header, 0, sizeof(*header));
-  if (calibration != nullptr) ResetCalibration(calibration);
   if (functions != nullptr) *functions = 0;
   if (analog_channels != nullptr) *analog_channels = 0;
 
   bool inverted = false;
   MemberContent content;
-  error = ReadHeaderFile(handle, &inverted, &content);
+  std::vector<RawFunctionRecord> records;
+  error = ReadRecords(handle, header, calibration, &records, &inverted, &content);
   if (error != RAW_OK) return error;
-  ParseHeader(content.bytes, header, calibration);
-  if (header != nullptr) header->encrypted = inverted ? 1 : 0;
-  int32_t function_count = 0;
-  error = ReadFunctionTable(handle, calibration, &function_count);
+  if (functions != nullptr) *functions = Clamped<int16_t>(static_cast<int32_t>(records.size()));
+  int16_t channels = 0;
+  error = CountAnalogChannels(handle, &channels);
   if (error != RAW_OK) return error;
-  if (functions != nullptr) *functions = Clamped<int16_t>(function_count);
-  int32_t channel_count = 0;
-  error = CountAnalogChannels(handle, &channel_count);
-  if (error != RAW_OK) return error;
-  if (analog_channels != nullptr) *analog_channels = Clamped<int16_t>(channel_count);
+  if (analog_channels != nullptr) *analog_channels = channels;
   // Nobody writes the inverted file.
   if (header != nullptr && calibration != nullptr && !inverted) {
     RememberParts(handle, kHeaderText, content, FormatHeader(*header, *calibration));
@@ -304,6 +277,34 @@ void ParseHeader(const std::vector<uint8_t>& text, RawHeader* header, RawCalibra
   LineMachine lines(RecordFiller(header, calibration));
   for (const uint8_t byte : text) lines.Pass(static_cast<char>(byte));
   lines.Pass('\n');  // the last line may lack its end
+}
+
+int32_t ReadCalibration(int32_t handle, RawCalibration* calibration,
+                        std::vector<RawFunctionRecord>* functions) {
+  bool inverted = false;
+  MemberContent content;
+  return ReadRecords(handle, nullptr, calibration, functions, &inverted, &content);
+}
+
+int32_t CountAnalogChannels(int32_t handle, int16_t* channels) {
+  *channels = 0;
+  if (IsGCMD() != 0) {
+    int32_t count = 0;
+    if (!appsvc::PenChannelCount(HandleDirectory(handle).c_str(), &count)) {
+      return RAW_PATH_NOT_BUILT;
+    }
+    *channels = Clamped<int16_t>(count);
+    return RAW_OK;
+  }
+  std::unique_ptr<platform::File> table;
+  bool absent = false;
+  const int32_t error = OpenForReading(handle, kAnalogInfo, 0, &table, &absent);
+  if (error != RAW_OK) return absent ? RAW_OK : error;  // no table, no channels
+  uint64_t size = 0;
+  if (!table->Size(&size)) return RAW_SEEK_FAILED;
+  *channels = static_cast<int16_t>(
+      std::min<uint64_t>(size / RAW_ANALOG_DESCRIPTOR_SIZE, RAW_MAX_ANALOG_CHANNELS));
+  return RAW_OK;
 }
 
 }  // namespace tervalon::raw

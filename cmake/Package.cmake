@@ -46,12 +46,12 @@ tervalon_package(runtime libtervalon${PROJECT_VERSION_MAJOR} libs
   "Tervalon reads and writes raw data directories of mass spectrometers,
 keeps the settings and record databases of the programs of a data
 system, and draws chromatograms and spectra."
-  "")
+  "libcairo2") # loaded when something is drawn
 tervalon_package(development libtervalon-dev libdevel
   "mass-spectrometry data system (development files)"
   "Headers, the static library, and what CMake and pkg-config need to build
 programs with Tervalon."
-  "${same_library}, libcairo2-dev")
+  "${same_library}")
 tervalon_package(tools tervalon science
   "mass-spectrometry data system (program)"
   "A command-line program that shows, plots and simulates raw data

@@ -2,7 +2,7 @@
 """Checks a wheel: check_wheel.py WHEEL
 
 What its record says is what it holds, and the library inside needs no newer C or C++ library than those of
-Debian 12, and of others Cairo alone. Of a wheel for Windows, which DLLs it needs is checked where the
+Debian 12, and no others: Cairo it loads when it draws. Of a wheel for Windows, which DLLs it needs is checked where the
 library is built (tests/abi).
 """
 
@@ -18,7 +18,7 @@ import tempfile
 import zipfile
 
 DEBIAN_12 = {"GLIBC": (2, 36), "GLIBCXX": (3, 4, 30), "CXXABI": (1, 3, 13), "GCC": (12, 0)}
-NEEDED = {"libcairo.so.2", "libstdc++.so.6", "libm.so.6", "libgcc_s.so.1", "libc.so.6",
+NEEDED = {"libstdc++.so.6", "libm.so.6", "libgcc_s.so.1", "libc.so.6",
           "ld-linux-x86-64.so.2"}
 
 

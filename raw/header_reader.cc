@@ -281,9 +281,11 @@ void ParseHeader(const std::vector<uint8_t>& text, RawHeader* header, RawCalibra
 
 int32_t ReadCalibration(int32_t handle, RawCalibration* calibration,
                         std::vector<RawFunctionRecord>* functions) {
-  bool inverted = false;
-  MemberContent content;
-  return ReadRecords(handle, nullptr, calibration, functions, &inverted, &content);
+  return Guarded(RAW_NO_MEMORY_FOR_MEMBER, [&] {
+    bool inverted = false;
+    MemberContent content;
+    return ReadRecords(handle, nullptr, calibration, functions, &inverted, &content);
+  });
 }
 
 int32_t CountAnalogChannels(int32_t handle, int16_t* channels) {

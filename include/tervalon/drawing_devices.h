@@ -13,8 +13,8 @@ TERVALON_BEGIN_DECLS
 // Create a device context of width by height pixels, white, whose pixel (0, 0) is the upper left
 // one. Sizes are 1 to 32767 pixels, and an image has at most 2^28 of them; the resolution, 1 to
 // 9600 pixels per inch, gives a picture's size on paper and the size of its text. The caller
-// deletes it with TvDeleteDC. Return NULL when an argument is out of range, memory runs out or a
-// file cannot be written at that path.
+// deletes it with TvDeleteDC. Return NULL when an argument is out of range, memory runs out, a file
+// cannot be written at that path, or there is no Cairo (libcairo.so.2), which is loaded for them.
 //
 // An SVG or PDF file is put in its place by TvDeleteDC, complete; until then a file already there
 // stays as it is. In an SVG file texts are texts in fonts that are named, to be searched and

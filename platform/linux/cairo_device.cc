@@ -1,8 +1,5 @@
 #include "platform/linux/cairo_device.h"
 
-#include <cairo-pdf.h>
-#include <cairo-svg.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -46,13 +43,13 @@ class PathInWindow {
  public:
   PathInWindow(cairo_t* cairo, int32_t pen_style, double pen_width, double dash_unit)
       : cairo_(cairo),
-        on_image_(cairo_surface_get_type(cairo_get_target(cairo)) == CAIRO_SURFACE_TYPE_IMAGE),
+        on_image_(Cairo::surface_get_type(Cairo::get_target(cairo)) == CAIRO_SURFACE_TYPE_IMAGE),
         dashes_(kDashes.at(static_cast<size_t>(pen_style))) {
     for (double& length : dashes_.lengths) period_ += length *= dash_unit;
     SetDashes(0);
     if (dashes_.count == 0) return;
     // Cairo makes every dash of a line, seen or not.
-    cairo_clip_extents(cairo_, &window_.left, &window_.top, &window_.right, &window_.bottom);
+    Cairo::clip_extents(cairo_, &window_.left, &window_.top, &window_.right, &window_.bottom);
     const double beside = kBesideClip + pen_width;
     window_ = {window_.left - beside, window_.top - beside, window_.right + beside,
                window_.bottom + beside};
@@ -71,7 +68,7 @@ class PathInWindow {
     if (first <= last) {
       if (first > 0 || !is_drawn_) Begin(at_ + first * way, walked_ + first * length);
       const Vector end = last < 1 ? at_ + last * way : place;
-      cairo_line_to(cairo_, end.x, end.y);
+      Cairo::line_to(cairo_, end.x, end.y);
     }
     is_drawn_ = first <= last && last == 1;
     walked_ += length;
@@ -82,7 +79,7 @@ class PathInWindow {
     }
   }
 
-  void Stroke() { cairo_stroke(cairo_); }
+  void Stroke() { Cairo::stroke(cairo_); }
 
  private:
   // What of the way from at_ lies in the window, as the first and last share of it.
@@ -111,13 +108,13 @@ class PathInWindow {
       Stroke();
       SetDashes(offset);
     }
-    cairo_move_to(cairo_, place.x, place.y);
+    Cairo::move_to(cairo_, place.x, place.y);
     begun_ = walked;
   }
 
   void SetDashes(double offset) {
     offset_ = offset;
-    cairo_set_dash(cairo_, dashes_.lengths.data(), dashes_.count, offset);
+    Cairo::set_dash(cairo_, dashes_.lengths.data(), dashes_.count, offset);
   }
 
   cairo_t* cairo_;
@@ -202,9 +199,9 @@ class TraceOnImage {
       goes_on = false;
     }
     if (!goes_on) {
-      cairo_move_to(cairo_, Coordinate(start.x) + pen_centre_, Coordinate(start.y) + pen_centre_);
+      Cairo::move_to(cairo_, Coordinate(start.x) + pen_centre_, Coordinate(start.y) + pen_centre_);
     }
-    cairo_line_to(cairo_, Coordinate(end.x) + pen_centre_, Coordinate(end.y) + pen_centre_);
+    Cairo::line_to(cairo_, Coordinate(end.x) + pen_centre_, Coordinate(end.y) + pen_centre_);
     before_end_ = start;
     end_ = end;
     ++segments_;
@@ -215,14 +212,14 @@ class TraceOnImage {
   }
 
   void Stroke() {
-    cairo_stroke(cairo_);
+    Cairo::stroke(cairo_);
     segments_ = 0;
   }
 
   void FillBoxes() {
     Stroke();
-    for (const Box& box : boxes_) cairo_rectangle(cairo_, box.x, box.y, pen_width_, box.height);
-    cairo_fill(cairo_);
+    for (const Box& box : boxes_) Cairo::rectangle(cairo_, box.x, box.y, pen_width_, box.height);
+    Cairo::fill(cairo_);
     boxes_.clear();
   }
 
@@ -267,7 +264,8 @@ std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::str
                                                  const DeviceMetrics& capabilities) {
   if (!CanBeMade(capabilities) ||
       (kind == DeviceKind::kImage &&
-       int64_t{capabilities.width} * capabilities.height > kMostImagePixels)) {
+       int64_t{capabilities.width} * capabilities.height > kMostImagePixels) ||
+      !Cairo::Load()) {
     return nullptr;
   }
 
@@ -275,79 +273,79 @@ std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::str
   double scale = 1;
   if (kind == DeviceKind::kImage) {
     device->surface_ =
-        cairo_image_surface_create(CAIRO_FORMAT_RGB24, capabilities.width, capabilities.height);
+        Cairo::image_surface_create(CAIRO_FORMAT_RGB24, capabilities.width, capabilities.height);
   } else {
     device->file_ = PictureFile::Create(path);
     if (device->file_ == nullptr) return nullptr;
     scale = kPointsPerInch / capabilities.pixels_per_inch_x;
-    const auto create = kind == DeviceKind::kSvgOutlines ? cairo_svg_surface_create_for_stream
-                                                         : cairo_pdf_surface_create_for_stream;
+    const auto create = kind == DeviceKind::kSvgOutlines ? Cairo::svg_surface_create_for_stream
+                                                         : Cairo::pdf_surface_create_for_stream;
     device->surface_ = create(PictureFile::Write, device->file_.get(), capabilities.width * scale,
                               capabilities.height * scale);
   }
-  device->cairo_ = cairo_create(device->surface_);
-  if (cairo_status(device->cairo_) != CAIRO_STATUS_SUCCESS) return nullptr;
-  cairo_scale(device->cairo_, scale, scale);
+  device->cairo_ = Cairo::create(device->surface_);
+  if (Cairo::status(device->cairo_) != CAIRO_STATUS_SUCCESS) return nullptr;
+  Cairo::scale(device->cairo_, scale, scale);
   device->FillRectangle({0, 0, capabilities.width, capabilities.height}, 0xFFFFFF);
   return device;
 }
 
 CairoDevice::~CairoDevice() {
-  cairo_destroy(cairo_);
-  cairo_surface_destroy(surface_);
+  Cairo::destroy(cairo_);
+  Cairo::surface_destroy(surface_);
 }
 
 bool CairoDevice::Finish() {
   constexpr size_t kCompression = size_t{1} << 20;  // without which Cairo leaves out fonts
-  if (file_ != nullptr && HasRoom(kCompression)) cairo_show_page(cairo_);
-  const bool drawn = !failed() && cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
-  cairo_surface_finish(surface_);
-  const bool finished = cairo_surface_status(surface_) == CAIRO_STATUS_SUCCESS;
+  if (file_ != nullptr && HasRoom(kCompression)) Cairo::show_page(cairo_);
+  const bool drawn = !failed() && Cairo::status(cairo_) == CAIRO_STATUS_SUCCESS;
+  Cairo::surface_finish(surface_);
+  const bool finished = Cairo::surface_status(surface_) == CAIRO_STATUS_SUCCESS;
   return drawn && finished && (file_ == nullptr || file_->Complete());
 }
 
 bool CairoDevice::NextPage() {
   if (kind_ != DeviceKind::kPdf) return false;
-  cairo_show_page(cairo_);
-  cairo_save(cairo_);
-  cairo_reset_clip(cairo_);
+  Cairo::show_page(cairo_);
+  Cairo::save(cairo_);
+  Cairo::reset_clip(cairo_);
   FillRectangle({0, 0, capabilities().width, capabilities().height}, 0xFFFFFF);
-  cairo_restore(cairo_);
-  return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
+  Cairo::restore(cairo_);
+  return Cairo::status(cairo_) == CAIRO_STATUS_SUCCESS;
 }
 
 bool CairoDevice::SavePng(const std::string& path) {
   if (file_ != nullptr) return false;
   const std::unique_ptr<PictureFile> picture = PictureFile::Create(path);
   if (picture == nullptr) return false;
-  cairo_surface_flush(surface_);
+  Cairo::surface_flush(surface_);
   PngStream stream = {picture.get(), MakePngResolution(capabilities().pixels_per_inch_x,
                                                        capabilities().pixels_per_inch_y)};
-  return !failed() && cairo_status(cairo_) == CAIRO_STATUS_SUCCESS &&
-         cairo_surface_write_to_png_stream(surface_, PngStream::Write, &stream) ==
+  return !failed() && Cairo::status(cairo_) == CAIRO_STATUS_SUCCESS &&
+         Cairo::surface_write_to_png_stream(surface_, PngStream::Write, &stream) ==
              CAIRO_STATUS_SUCCESS &&
          picture->Complete();
 }
 
 void CairoDevice::Save() {
   saved_.push_back(state_);
-  cairo_save(cairo_);
+  Cairo::save(cairo_);
 }
 
 bool CairoDevice::Restore() {
   if (saved_.empty()) return false;
-  cairo_restore(cairo_);
+  Cairo::restore(cairo_);
   state_ = saved_.back();
   saved_.pop_back();
-  return cairo_status(cairo_) == CAIRO_STATUS_SUCCESS;
+  return Cairo::status(cairo_) == CAIRO_STATUS_SUCCESS;
 }
 
 void CairoDevice::Clip(const TvRect& rect) {
   const double left = Coordinate(rect.left);
   const double top = Coordinate(rect.top);
-  cairo_rectangle(cairo_, left, top, std::max(0.0, Coordinate(rect.right) - left),
-                  std::max(0.0, Coordinate(rect.bottom) - top));
-  cairo_clip(cairo_);
+  Cairo::rectangle(cairo_, left, top, std::max(0.0, Coordinate(rect.right) - left),
+                   std::max(0.0, Coordinate(rect.bottom) - top));
+  Cairo::clip(cairo_);
 }
 
 // Whether there is memory for what Cairo is about to do. It does not come out of some shortages by
@@ -368,15 +366,15 @@ bool CairoDevice::CanRasterise(size_t lines) {
 
 void CairoDevice::SetColour(TvColour colour) {
   constexpr double kMost = 255;
-  cairo_set_source_rgb(cairo_, (colour & 0xFF) / kMost, (colour >> 8 & 0xFF) / kMost,
-                       (colour >> 16 & 0xFF) / kMost);
+  Cairo::set_source_rgb(cairo_, (colour & 0xFF) / kMost, (colour >> 8 & 0xFF) / kMost,
+                        (colour >> 16 & 0xFF) / kMost);
 }
 
 void CairoDevice::Lines(const LineSegment* lines, size_t count) {
   if (state_.pen.style == kPenNull || !CanRasterise(count)) return;
   SetColour(state_.pen.colour);
-  cairo_set_line_width(cairo_, PenWidth());
-  cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_BUTT);
+  Cairo::set_line_width(cairo_, PenWidth());
+  Cairo::set_line_cap(cairo_, CAIRO_LINE_CAP_BUTT);
   PathInWindow path(cairo_, state_.pen.style, PenWidth(), DashUnit());
   for (const LineSegment& line : std::span(lines, count)) {
     if (IsSame(line.from, line.to)) continue;
@@ -391,15 +389,15 @@ void CairoDevice::Polyline(const TvPoint* points, size_t count) {
   if (state_.pen.style == kPenNull || count == 0 || !CanRasterise(count)) return;
   const bool solid = state_.pen.style == kPenSolid;
   SetColour(state_.pen.colour);
-  cairo_set_line_width(cairo_, PenWidth());
-  cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
+  Cairo::set_line_width(cairo_, PenWidth());
+  Cairo::set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
   PathInWindow path(cairo_, state_.pen.style, PenWidth(), DashUnit());
   if (file_ == nullptr && solid && count > kSegmentsAtOnce) {
-    cairo_set_line_cap(cairo_, CAIRO_LINE_CAP_ROUND);
+    Cairo::set_line_cap(cairo_, CAIRO_LINE_CAP_ROUND);
     TraceOnImage(cairo_, PenWidth(), PenCentre()).Draw({points, count});
     return;
   }
-  cairo_set_line_cap(cairo_, solid ? CAIRO_LINE_CAP_SQUARE : CAIRO_LINE_CAP_BUTT);
+  Cairo::set_line_cap(cairo_, solid ? CAIRO_LINE_CAP_SQUARE : CAIRO_LINE_CAP_BUTT);
   const TvPoint* last = points;
   path.MoveTo(Place(*last, PenCentre()));
   for (const TvPoint& point : std::span(points, count).subspan(1)) {
@@ -410,9 +408,9 @@ void CairoDevice::Polyline(const TvPoint* points, size_t count) {
   path.Stroke();
   if (last == points) {  // a point has no direction in which Cairo could draw a cap
     const double corner = PenCentre() - PenWidth() / 2;
-    cairo_rectangle(cairo_, Coordinate(last->x) + corner, Coordinate(last->y) + corner, PenWidth(),
-                    PenWidth());
-    cairo_fill(cairo_);
+    Cairo::rectangle(cairo_, Coordinate(last->x) + corner, Coordinate(last->y) + corner, PenWidth(),
+                     PenWidth());
+    Cairo::fill(cairo_);
   }
 }
 
@@ -421,43 +419,43 @@ void CairoDevice::FillRectangle(const TvRect& rect, TvColour colour) {
   const double left = Coordinate(rect.left);
   const double top = Coordinate(rect.top);
   SetColour(colour);
-  cairo_rectangle(cairo_, left, top, Coordinate(rect.right) - left, Coordinate(rect.bottom) - top);
-  cairo_fill(cairo_);
+  Cairo::rectangle(cairo_, left, top, Coordinate(rect.right) - left, Coordinate(rect.bottom) - top);
+  Cairo::fill(cairo_);
 }
 
 void CairoDevice::FillPolygon(const TvPoint* points, size_t count, TvColour colour) {
   if (!CanRasterise(count)) return;
   for (const TvPoint& point : std::span(points, count)) {
-    cairo_line_to(cairo_, Coordinate(point.x) + kPixelCentre, Coordinate(point.y) + kPixelCentre);
+    Cairo::line_to(cairo_, Coordinate(point.x) + kPixelCentre, Coordinate(point.y) + kPixelCentre);
   }
   SetColour(colour);
   // Ten times as fast for a dense trace, whose edges are too steep to show the difference.
-  if (count > kSegmentsAtOnce) cairo_set_antialias(cairo_, CAIRO_ANTIALIAS_FAST);
-  cairo_fill(cairo_);
-  cairo_set_antialias(cairo_, CAIRO_ANTIALIAS_DEFAULT);
+  if (count > kSegmentsAtOnce) Cairo::set_antialias(cairo_, CAIRO_ANTIALIAS_FAST);
+  Cairo::fill(cairo_);
+  Cairo::set_antialias(cairo_, CAIRO_ANTIALIAS_DEFAULT);
 }
 
 cairo_surface_t* SurfaceOf(int32_t width, int32_t height, const TvColour* pixels) {
-  cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
-  uint8_t* row = cairo_image_surface_get_data(image);
+  cairo_surface_t* image = Cairo::image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+  uint8_t* row = Cairo::image_surface_get_data(image);
   for (int32_t y = 0; row != nullptr && y < height; ++y, pixels += width) {
     std::transform(pixels, pixels + width, reinterpret_cast<uint32_t*>(row), [](TvColour colour) {
       return (colour & 0xFF) << 16 | (colour & 0xFF00) | (colour >> 16 & 0xFF);
     });
-    row += cairo_image_surface_get_stride(image);
+    row += Cairo::image_surface_get_stride(image);
   }
-  cairo_surface_mark_dirty(image);
+  Cairo::surface_mark_dirty(image);
   return image;
 }
 
 void CairoDevice::Image(const TvRect& rect, const TvColour* pixels) {
   if (rect.right <= rect.left || rect.bottom <= rect.top) return;
   cairo_surface_t* image = SurfaceOf(rect.right - rect.left, rect.bottom - rect.top, pixels);
-  cairo_set_source_surface(cairo_, image, rect.left, rect.top);
-  cairo_pattern_set_filter(cairo_get_source(cairo_), CAIRO_FILTER_NEAREST);
-  cairo_rectangle(cairo_, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
-  cairo_fill(cairo_);
-  cairo_surface_destroy(image);
+  Cairo::set_source_surface(cairo_, image, rect.left, rect.top);
+  Cairo::pattern_set_filter(Cairo::get_source(cairo_), CAIRO_FILTER_NEAREST);
+  Cairo::rectangle(cairo_, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+  Cairo::fill(cairo_);
+  Cairo::surface_destroy(image);
 }
 
 void CairoDevice::ShowText(double x, double y, std::string_view text) {

@@ -79,13 +79,13 @@ namespace {
 // A text's glyphs in their places, with the characters that they stand for.
 struct Glyphs {
   Glyphs(cairo_scaled_font_t* font, double x, double y, std::string_view text) : utf8(Utf8(text)) {
-    valid = cairo_scaled_font_text_to_glyphs(font, x, y, utf8.data(), static_cast<int>(utf8.size()),
-                                             &glyphs, &glyph_count, &clusters, &cluster_count,
-                                             &flags) == CAIRO_STATUS_SUCCESS;
+    valid = Cairo::scaled_font_text_to_glyphs(
+                font, x, y, utf8.data(), static_cast<int>(utf8.size()), &glyphs, &glyph_count,
+                &clusters, &cluster_count, &flags) == CAIRO_STATUS_SUCCESS;
   }
   ~Glyphs() {
-    cairo_glyph_free(glyphs);
-    cairo_text_cluster_free(clusters);
+    Cairo::glyph_free(glyphs);
+    Cairo::text_cluster_free(clusters);
   }
   Glyphs(const Glyphs&) = delete;
   Glyphs& operator=(const Glyphs&) = delete;
@@ -101,17 +101,17 @@ struct Glyphs {
 
 cairo_font_face_t* MakeFace(const FontDescription& description) {
   const std::string family = description.face.empty() ? kPlainFamily : Utf8(description.face);
-  return cairo_toy_font_face_create(
+  return Cairo::toy_font_face_create(
       family.c_str(), CAIRO_FONT_SLANT_NORMAL,
       description.weight >= kBoldWeight ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
 }
 
 // Whole pixels on an image, whatever the fonts' own settings are on this machine.
 cairo_font_options_t* MakeOptions() {
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
-  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_ON);
+  cairo_font_options_t* options = Cairo::font_options_create();
+  Cairo::font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+  Cairo::font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
+  Cairo::font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_ON);
   return options;
 }
 
@@ -119,21 +119,21 @@ cairo_scaled_font_t* Scaled(cairo_font_face_t* face, double size,
                             const cairo_font_options_t* options) {
   cairo_matrix_t font_matrix;
   cairo_matrix_t device_matrix;
-  cairo_matrix_init_scale(&font_matrix, size, size);
-  cairo_matrix_init_identity(&device_matrix);
-  return cairo_scaled_font_create(face, &font_matrix, &device_matrix, options);
+  Cairo::matrix_init_scale(&font_matrix, size, size);
+  Cairo::matrix_init_identity(&device_matrix);
+  return Cairo::scaled_font_create(face, &font_matrix, &device_matrix, options);
 }
 
 // The size of the characters of a font whose lines are `height` high.
 double SizeOfLineHeight(cairo_font_face_t* face, int32_t height) {
   constexpr double kProbe = 1000;
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+  cairo_font_options_t* options = Cairo::font_options_create();
+  Cairo::font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
   cairo_scaled_font_t* probe = Scaled(face, kProbe, options);
   cairo_font_extents_t extents = {};
-  cairo_scaled_font_extents(probe, &extents);
-  cairo_scaled_font_destroy(probe);
-  cairo_font_options_destroy(options);
+  Cairo::scaled_font_extents(probe, &extents);
+  Cairo::scaled_font_destroy(probe);
+  Cairo::font_options_destroy(options);
   const double line = extents.ascent + extents.descent;
   return line > 0 ? height * kProbe / line : height;
 }
@@ -142,22 +142,22 @@ double SizeOfLineHeight(cairo_font_face_t* face, int32_t height) {
 
 std::shared_ptr<const CairoFont> CairoFont::Make(const FontDescription& description) {
   const int32_t height = description.height != 0 ? description.height : kUsualHeight;
-  if (height < -kMostHeight || height > kMostHeight) return nullptr;
+  if (height < -kMostHeight || height > kMostHeight || !Cairo::Load()) return nullptr;
 
   std::shared_ptr<CairoFont> font(new CairoFont);
   cairo_font_face_t* face = MakeFace(description);
   cairo_font_options_t* options = MakeOptions();
   const double size = height > 0 ? SizeOfLineHeight(face, height) : -height;
   font->scaled_ = Scaled(face, size, options);
-  font->family_ = cairo_toy_font_face_get_family(face);
+  font->family_ = Cairo::toy_font_face_get_family(face);
   font->size_ = size;
   font->bold_ = description.weight >= kBoldWeight;
-  cairo_font_options_destroy(options);
-  cairo_font_face_destroy(face);
-  if (cairo_scaled_font_status(font->scaled_) != CAIRO_STATUS_SUCCESS) return nullptr;
+  Cairo::font_options_destroy(options);
+  Cairo::font_face_destroy(face);
+  if (Cairo::scaled_font_status(font->scaled_) != CAIRO_STATUS_SUCCESS) return nullptr;
 
   cairo_font_extents_t extents;
-  cairo_scaled_font_extents(font->scaled_, &extents);
+  Cairo::scaled_font_extents(font->scaled_, &extents);
   TextMetrics& metrics = font->metrics_;
   metrics.ascent = Rounded(extents.ascent);
   metrics.height = metrics.ascent + Rounded(extents.descent);
@@ -168,14 +168,14 @@ std::shared_ptr<const CairoFont> CairoFont::Make(const FontDescription& descript
   return width >= 0 ? std::move(font) : nullptr;
 }
 
-CairoFont::~CairoFont() { cairo_scaled_font_destroy(scaled_); }
+CairoFont::~CairoFont() { Cairo::scaled_font_destroy(scaled_); }
 
 int32_t CairoFont::Width(std::string_view text) const {
   const Glyphs run(scaled_, 0, 0, text);
   if (!run.valid) return -1;
   cairo_text_extents_t extents;
-  cairo_scaled_font_glyph_extents(scaled_, run.glyphs, run.glyph_count, &extents);
-  if (cairo_scaled_font_status(scaled_) != CAIRO_STATUS_SUCCESS) return -1;
+  Cairo::scaled_font_glyph_extents(scaled_, run.glyphs, run.glyph_count, &extents);
+  if (Cairo::scaled_font_status(scaled_) != CAIRO_STATUS_SUCCESS) return -1;
   return std::max(Rounded(extents.x_advance), 0);
 }
 
@@ -183,18 +183,18 @@ bool CairoFont::Show(cairo_t* cairo, double x, double y, std::string_view text) 
   const Glyphs run(scaled_, x, y + metrics_.ascent, text);
   if (!run.valid) return false;
   cairo_matrix_t matrix;
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_scaled_font_get_font_matrix(scaled_, &matrix);
-  cairo_scaled_font_get_font_options(scaled_, options);
-  if (cairo_surface_get_type(cairo_get_target(cairo)) != CAIRO_SURFACE_TYPE_IMAGE) {
-    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);  // there are no pixels
+  cairo_font_options_t* options = Cairo::font_options_create();
+  Cairo::scaled_font_get_font_matrix(scaled_, &matrix);
+  Cairo::scaled_font_get_font_options(scaled_, options);
+  if (Cairo::surface_get_type(Cairo::get_target(cairo)) != CAIRO_SURFACE_TYPE_IMAGE) {
+    Cairo::font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);  // there are no pixels
   }
-  cairo_set_font_face(cairo, cairo_scaled_font_get_font_face(scaled_));
-  cairo_set_font_matrix(cairo, &matrix);
-  cairo_set_font_options(cairo, options);
-  cairo_font_options_destroy(options);
-  cairo_show_text_glyphs(cairo, run.utf8.data(), static_cast<int>(run.utf8.size()), run.glyphs,
-                         run.glyph_count, run.clusters, run.cluster_count, run.flags);
+  Cairo::set_font_face(cairo, Cairo::scaled_font_get_font_face(scaled_));
+  Cairo::set_font_matrix(cairo, &matrix);
+  Cairo::set_font_options(cairo, options);
+  Cairo::font_options_destroy(options);
+  Cairo::show_text_glyphs(cairo, run.utf8.data(), static_cast<int>(run.utf8.size()), run.glyphs,
+                          run.glyph_count, run.clusters, run.cluster_count, run.flags);
   return true;
 }
 

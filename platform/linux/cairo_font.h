@@ -3,14 +3,13 @@
 #ifndef PLATFORM_LINUX_CAIRO_FONT_H_
 #define PLATFORM_LINUX_CAIRO_FONT_H_
 
-#include <cairo.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "platform/drawing.h"
+#include "platform/linux/cairo_library.h"
 
 namespace tervalon::platform {
 

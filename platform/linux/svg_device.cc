@@ -254,8 +254,8 @@ void SvgDevice::Image(const TvRect& rect, const TvColour* pixels) {
   cairo_surface_t* image = SurfaceOf(rect.right - rect.left, rect.bottom - rect.top, pixels);
   std::vector<unsigned char> png;
   const bool stored =
-      cairo_surface_write_to_png_stream(image, AddBytes, &png) == CAIRO_STATUS_SUCCESS;
-  cairo_surface_destroy(image);
+      Cairo::surface_write_to_png_stream(image, AddBytes, &png) == CAIRO_STATUS_SUCCESS;
+  Cairo::surface_destroy(image);
   if (!stored) throw std::bad_alloc();
   Element(Joined({Box("image", rect), " preserveAspectRatio=\"none\" ",
                   "xlink:href=\"data:image/png;base64,", Base64(png), "\"/>\n"}));

@@ -13,9 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/memory_files.h"
+#include "tests/support/memory_files.h"
 
 namespace tervalon::fuzz {
+
+using testing::Bytes;
+using testing::MemoryFileSystem;
 
 struct Bundle {
   struct File {

@@ -177,7 +177,7 @@ void CreateAndDescribe(int32_t type) {
   FUZZ_CHECK(places[0].offset == 0 && DB3GetTitle(type) != nullptr);
 }
 
-void RunDatabase(Options* options, MemoryFiles* files) {
+void RunDatabase(Options* options, MemoryFileSystem* files) {
   if (options->Pick(2) != 0) LeaveJournal(options);
   const Bytes given = files->Get(kFile);
   std::string findings;

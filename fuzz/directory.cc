@@ -86,10 +86,10 @@ void EverythingReads(Options* options) {
   FUZZ_CHECK(RawReadClose(handle) == RAW_OK);
 }
 
-void CheckAndRepair(Options* options, MemoryFiles* files) {
-  const std::vector<std::string> before = files->Paths("\\");
+void CheckAndRepair(Options* options, MemoryFileSystem* files) {
+  const testing::Disk before = files->Now();
   const int32_t problems = Check();
-  FUZZ_CHECK(files->Paths("\\") == before);
+  FUZZ_CHECK(files->Now() == before);
   if (problems == 0) EverythingReads(options);
   int32_t left = -1;
   const int32_t error = RawRepairDirectory("\\w\\R.RAW", nullptr, nullptr, &left);
@@ -207,8 +207,8 @@ void WriteSet(Options* options) {
   DmRawSaveProcess(&descriptor, 1);
 }
 
-void RunDirectory(Options* options, MemoryFiles* files) {
-  if (files->Paths("\\w\\R.RAW\\").empty()) return;
+void RunDirectory(Options* options, MemoryFileSystem* files) {
+  if (!files->Exists("\\w\\R.RAW")) return;
   const int32_t order = options->Pick(8);
   if (order & 1) ReadThroughHandles(options);
   if (order & 2) WriteSet(options);

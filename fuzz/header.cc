@@ -99,7 +99,7 @@ bool IsSameHeader(const Bytes& left, const Bytes& right) {
   return !std::getline(right_lines, b);
 }
 
-void RunHeader(Options* options, MemoryFiles* files) {
+void RunHeader(Options* options, MemoryFileSystem* files) {
   const auto first = std::make_unique<Header>();
   if (first->Read() != RAW_OK) return;
   first->Check();

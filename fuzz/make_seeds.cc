@@ -43,7 +43,7 @@ class SeedWriter {
   }
 
   // Those of the files that the target reads, with options of any kind.
-  void Write(const MemoryFiles& files) {
+  void Write(const MemoryFileSystem& files) {
     Bundle bundle = Collect(files);
     for (int variant = 0; variant < 3; ++variant) {
       bundle.options.resize(96);
@@ -53,7 +53,7 @@ class SeedWriter {
     }
   }
 
-  Bundle Collect(const MemoryFiles& files) const {
+  Bundle Collect(const MemoryFileSystem& files) const {
     Bundle bundle;
     for (size_t i = 0; i < target_.paths.size(); ++i) {
       const Bytes bytes = files.Get(target_.paths[i]);
@@ -85,7 +85,7 @@ class Disk {
     settings::ResetSettingsFile(nullptr);
     RawHandlesInit();
   }
-  MemoryFiles files;
+  MemoryFileSystem files{"\\w"};
 
  private:
   platform::ScopedReplacement<platform::FileSystem> use_{&files};
@@ -194,7 +194,7 @@ void MakeRun(int16_t function_type, int16_t data_type) {
 }
 
 // What the data handles are asked for, of function 1.
-void WriteTraces(const MemoryFiles& files, SeedWriter* directory) {
+void WriteTraces(const MemoryFileSystem& files, SeedWriter* directory) {
   constexpr uint8_t kPlain = 6;     // of whatever is chosen, what is there
   constexpr uint8_t kNeutral = 12;  // also that loss instead of masses
   for (const char* trace : {"TIC", "BPI", "AN1", "150.5", "150_400", "150+200-300", "TAS", "1>2"}) {

@@ -135,7 +135,7 @@ constexpr AppPenProcedures kProvider = {
           return count;
         }};
 
-void RunMembers(Options* options, MemoryFiles*) {
+void RunMembers(Options* options, MemoryFileSystem*) {
   int32_t provided = options->Pick(40) - 1;
   if (provided < 30) AppSetPenProcedures(&kProvider, &provided);
   int32_t handle = -1;

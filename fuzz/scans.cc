@@ -36,7 +36,7 @@ void WriteTable(int32_t handle, std::vector<RawFunctionRecord> records) {
   }
 }
 
-void RunScans(Options* options, MemoryFiles*) {
+void RunScans(Options* options, MemoryFileSystem*) {
   int32_t handle = -1;
   if (RawReadOpen("\\w\\R.RAW", &handle) != RAW_OK) return;
   const auto calibration = std::make_unique<RawCalibration>();

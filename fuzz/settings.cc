@@ -168,7 +168,7 @@ void EditText(const Bytes& bytes, Options* options) {
   TvMemFree(store.block);
 }
 
-void RunSettings(Options* options, MemoryFiles* files) {
+void RunSettings(Options* options, MemoryFileSystem* files) {
   using Operation = void (*)(Options*);
   constexpr Operation kOperations[] = {ReadAndWriteFile, ReadAndWriteStore, ReadAndWritePlacement,
                                        ReadNumbers, ReadProject};

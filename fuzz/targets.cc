@@ -85,7 +85,7 @@ const Target* FindTarget(std::string_view name) {
 void RunTarget(const Target& target, std::span<const uint8_t> input) {
   const double start = ProcessorSeconds();
   const Bundle bundle = Bundle::DecodeFrom(input);
-  MemoryFiles files;
+  MemoryFileSystem files("\\w");
   files.Put(kOutside, {'a'});
   machine_fails = false;
   for (const Bundle::File& file : bundle.files) {

@@ -9,14 +9,14 @@
 #include <string_view>
 
 #include "fuzz/bundle.h"
-#include "fuzz/memory_files.h"
+#include "tests/support/memory_files.h"
 
 namespace tervalon::fuzz {
 
 struct Target {
   const char* name;
   std::span<const char* const> paths;  // of a bundle's files, by their numbers
-  void (*run)(Options* options, MemoryFiles* files);
+  void (*run)(Options* options, MemoryFileSystem* files);
 };
 
 // Raw directories are "\w\R.RAW", databases "\w\D.DBF".

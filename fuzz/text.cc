@@ -223,7 +223,7 @@ void Fields(Text text, Options* options) {
   }
 }
 
-void RunText(Options* options, MemoryFiles*) {
+void RunText(Options* options, MemoryFileSystem*) {
   using Operation = void (*)(Text, Options*);
   constexpr Operation kOperations[] = {Numbers, Traces, Messages, Paths, Calibrations, Fields};
   const auto which =

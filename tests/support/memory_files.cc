@@ -16,19 +16,11 @@ MemoryLimit memory_limit;
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 constexpr size_t kSector = 512;
 
 std::string ParentOf(const std::string& path) {
   const size_t end = path.find_last_of("\\/");
   return end == std::string::npos ? "" : path.substr(0, end);
-}
-
-std::string Bare(std::string path) {
-  std::replace(path.begin(), path.end(), '/', '\\');
-  while (path.ends_with('\\')) path.pop_back();
-  return path;
 }
 
 // What platforms allocate for a path, once, before anything is done.
@@ -59,11 +51,21 @@ struct MemoryFileSystem::Node {
 
 class MemoryFileSystem::MemoryFile : public File {
  public:
-  MemoryFile(MemoryFileSystem* owner, std::string path, std::shared_ptr<Node> node)
-      : owner_(owner), path_(std::move(path)), node_(std::move(node)) {}
-  ~MemoryFile() override { node_->locks.erase(this); }
+  MemoryFile(MemoryFileSystem* owner, std::string path, std::shared_ptr<Node> node, OpenMode mode)
+      : owner_(owner),
+        path_(std::move(path)),
+        node_(std::move(node)),
+        writable_(mode != OpenMode::kRead) {
+    ++owner_->open_files_;
+  }
+  ~MemoryFile() override {
+    node_->locks.erase(this);
+    --owner_->open_files_;
+  }
 
   bool ReadAt(uint64_t offset, void* buffer, size_t count, size_t* read) override {
+    *read = 0;
+    if (owner_->Fails()) return false;
     const Bytes& bytes = node_->bytes;
     *read = offset < bytes.size() ? std::min(count, bytes.size() - static_cast<size_t>(offset)) : 0;
     std::copy_n(bytes.data() + (*read > 0 ? static_cast<size_t>(offset) : 0), *read,
@@ -73,6 +75,9 @@ class MemoryFileSystem::MemoryFile : public File {
 
   bool WriteAt(uint64_t offset, const void* buffer, size_t count, size_t* written) override {
     const Unwatched unwatched;
+    *written = 0;
+    if (owner_->Fails()) return false;
+    if (!writable_ || offset > kLargestFile || count > kLargestFile - offset) return true;
     const auto* from = static_cast<const uint8_t*>(buffer);
     DiskStep step = {.kind = DiskStep::kWrite,
                      .file = node_->number,
@@ -86,11 +91,12 @@ class MemoryFileSystem::MemoryFile : public File {
 
   bool Size(uint64_t* size) override {
     *size = node_->bytes.size();
-    return true;
+    return !owner_->Fails();
   }
 
   bool Resize(uint64_t size) override {
     const Unwatched unwatched;
+    if (owner_->Fails() || !writable_ || size > kLargestFile) return false;
     node_->bytes.resize(static_cast<size_t>(size));
     owner_->Note({.kind = DiskStep::kResize, .file = node_->number, .offset = size});
     return true;
@@ -98,6 +104,7 @@ class MemoryFileSystem::MemoryFile : public File {
 
   bool Sync() override {
     const Unwatched unwatched;
+    if (owner_->Fails()) return false;
     ++owner_->forced_;
     owner_->Note({.kind = DiskStep::kForceFile, .file = node_->number});
     owner_->Note({.kind = DiskStep::kForceNames, .path = ParentOf(path_)});
@@ -125,16 +132,20 @@ class MemoryFileSystem::MemoryFile : public File {
 
   bool Close() override {
     node_->locks.erase(this);
-    return true;
+    return !owner_->Fails();
   }
 
  private:
   MemoryFileSystem* owner_;
   std::string path_;
   std::shared_ptr<Node> node_;
+  bool writable_;
 };
 
-MemoryFileSystem::MemoryFileSystem() { Load({}); }
+MemoryFileSystem::MemoryFileSystem(std::string working_directory)
+    : working_directory_(std::move(working_directory)) {
+  Load({});
+}
 MemoryFileSystem::~MemoryFileSystem() = default;
 
 void MemoryFileSystem::Note(DiskStep step) {
@@ -151,11 +162,44 @@ Disk MemoryFileSystem::Now() const {
 void MemoryFileSystem::Load(const Disk& disk) {
   files_.clear();
   directories_ = disk.directories;
-  directories_.insert(kWorkingDirectory);
+  directories_.insert(working_directory_);
   last_file_ = 0;
   for (const auto& [path, bytes] : disk.files) Add(path)->bytes = bytes;
   std::vector<DiskStep>().swap(steps_);
   forced_ = 0;
+}
+
+void MemoryFileSystem::Put(const std::string& given, const Bytes& bytes) {
+  const std::string path = Bare(given);
+  for (std::string above = ParentOf(path); !above.empty(); above = ParentOf(above)) {
+    directories_.insert(above);
+  }
+  Add(path)->bytes = bytes;
+}
+
+Bytes MemoryFileSystem::Get(const std::string& path) const {
+  const auto found = files_.find(Bare(path));
+  return found != files_.end() ? found->second->bytes : Bytes();
+}
+
+void MemoryFileSystem::Fail(uint64_t first, uint64_t last) {
+  first_failure_ = calls_ + first;
+  last_failure_ = calls_ + last;
+}
+
+std::string MemoryFileSystem::Bare(const std::string& path) const {
+  constexpr char kSeparators[] = "\\/";
+  const bool drive = path.size() >= 2 && path[1] == ':';
+  const bool whole = path.find_first_of(kSeparators) == 0;
+  std::string bare = drive ? path.substr(0, 2) : whole ? "" : working_directory_;
+  for (size_t at = drive ? 2 : 0; at < path.size();) {
+    const size_t end = std::min(path.size(), path.find_first_of(kSeparators, at));
+    const std::string part = path.substr(at, end - at);
+    at = end + 1;
+    if (part == "..") bare = ParentOf(bare);
+    if (!part.empty() && part != "." && part != "..") bare.append("\\").append(part);
+  }
+  return bare;
 }
 
 std::shared_ptr<MemoryFileSystem::Node> MemoryFileSystem::Add(const std::string& path) {
@@ -217,14 +261,16 @@ Disk MemoryFileSystem::AfterPowerCut(const Disk& loaded, const std::vector<DiskS
   return disk;
 }
 
-std::unique_ptr<File> MemoryFileSystem::Make(const std::string& path, std::shared_ptr<Node> node) {
-  return std::make_unique<MemoryFile>(this, path, std::move(node));
+std::unique_ptr<File> MemoryFileSystem::Make(const std::string& path, std::shared_ptr<Node> node,
+                                             OpenMode mode) {
+  return std::make_unique<MemoryFile>(this, path, std::move(node), mode);
 }
 
 std::unique_ptr<File> MemoryFileSystem::Open(const std::string& given, OpenMode mode, bool* absent,
                                              platform::Spelling spelling) {
   const PathCall call(given);
   if (absent != nullptr) *absent = false;
+  if (Fails()) return nullptr;
   const bool makes = mode == OpenMode::kCreate || mode == OpenMode::kCreateNew;
   const std::string path =
       makes || spelling == platform::Spelling::kAsGiven ? Bare(given) : Bare(Resolve(given));
@@ -233,21 +279,25 @@ std::unique_ptr<File> MemoryFileSystem::Open(const std::string& given, OpenMode 
   if (found == files_.end()) {
     if (absent != nullptr) *absent = true;
     if (!makes || !directories_.contains(ParentOf(path))) return nullptr;
-    return Make(path, Add(path));
+    return Make(path, Add(path), mode);
   }
   if (mode == OpenMode::kCreateNew) return nullptr;
-  std::unique_ptr<File> file = Make(path, found->second);
-  if (mode == OpenMode::kCreate) file->Resize(0);
-  return file;
+  if (mode == OpenMode::kCreate) {
+    found->second->bytes.clear();
+    Note({.kind = DiskStep::kResize, .file = found->second->number});
+  }
+  return Make(path, found->second, mode);
 }
 
 std::unique_ptr<File> MemoryFileSystem::OpenAlone(const std::string& given, bool* in_use) {
   *in_use = false;
   const PathCall call(given);
+  if (Fails()) return nullptr;
   const std::string path = Bare(given);
   const auto found = files_.find(path);
   if (directories_.contains(path) || !directories_.contains(ParentOf(path))) return nullptr;
-  std::unique_ptr<File> file = Make(path, found != files_.end() ? found->second : Add(path));
+  std::unique_ptr<File> file =
+      Make(path, found != files_.end() ? found->second : Add(path), OpenMode::kReadWrite);
   *in_use = !file->Lock(platform::LockMode::kExclusive, {});
   if (*in_use) file.reset();
   return file;
@@ -261,6 +311,7 @@ bool MemoryFileSystem::RemoveAlone(const std::string& path, std::unique_ptr<File
 
 PathStatus MemoryFileSystem::Status(const std::string& given) {
   const PathCall call(given);
+  if (Fails()) return PathStatus::kUnknown;
   const std::string path = Bare(Resolve(given));
   if (directories_.contains(path)) return PathStatus::kDirectory;
   return files_.contains(path) ? PathStatus::kFile : PathStatus::kNothing;
@@ -292,7 +343,7 @@ std::string MemoryFileSystem::Resolve(const std::string& given) {
 bool MemoryFileSystem::Remove(const std::string& given) {
   const PathCall call(given);
   const std::string path = Bare(given);
-  if (files_.erase(path) == 0) return false;
+  if (Fails() || files_.erase(path) == 0) return false;
   Note({.kind = DiskStep::kName, .path = path});
   return true;
 }
@@ -300,7 +351,7 @@ bool MemoryFileSystem::Remove(const std::string& given) {
 bool MemoryFileSystem::MakeDirectory(const std::string& given) {
   const PathCall call(given);
   const std::string path = Bare(given);
-  if (Exists(path) || !directories_.contains(ParentOf(path))) return false;
+  if (Fails() || Exists(path) || !directories_.contains(ParentOf(path))) return false;
   directories_.insert(path);
   Note({.kind = DiskStep::kMakeDirectory, .path = path});
   ++forced_;
@@ -311,12 +362,8 @@ bool MemoryFileSystem::MakeDirectory(const std::string& given) {
 bool MemoryFileSystem::RemoveEmptyDirectory(const std::string& given) {
   const PathCall call(given);
   const std::string path = Bare(given);
-  for (const auto& file : files_) {
-    if (ParentOf(file.first) == path) return false;
-  }
-  for (const std::string& directory : directories_) {
-    if (ParentOf(directory) == path) return false;
-  }
+  std::vector<platform::DirectoryEntry> entries;
+  if (!List(path, &entries) || !entries.empty()) return false;
   if (directories_.erase(path) == 0) return false;
   Note({.kind = DiskStep::kRemoveDirectory, .path = path});
   return true;
@@ -327,7 +374,7 @@ bool MemoryFileSystem::List(const std::string& given,
   const PathCall call(given);
   const std::string path = Bare(Resolve(given));
   entries->clear();
-  if (!directories_.contains(path)) return false;
+  if (Fails() || !directories_.contains(path)) return false;
   const auto add = [&](const std::string& inside, bool is_directory) {
     if (ParentOf(inside) != path) return;
     entries->push_back({inside.substr(path.size() + 1), is_directory, !is_directory});
@@ -347,7 +394,8 @@ bool MemoryFileSystem::MoveOver(const std::string& given_from, const std::string
   const std::string from = Bare(given_from);
   const std::string to = Bare(Resolve(given_to));
   const auto found = files_.find(from);
-  if (found == files_.end() || !directories_.contains(ParentOf(to))) return false;
+  if (Fails() || found == files_.end() || directories_.contains(to)) return false;
+  if (!directories_.contains(ParentOf(to))) return false;
   const std::shared_ptr<Node> node = found->second;
   files_.erase(found);
   files_[to] = node;

@@ -1,5 +1,6 @@
-// Files in memory. They remember what was done to them and what was forced to the disk, so that a
-// power cut can be tried at any moment: what was not forced is then there or not, as chance has it.
+// Files in memory, of which calls can fail. They remember what was done to them and what was forced
+// to the disk, so that a power cut can be tried at any moment: what was not forced is then there or
+// not, as chance has it.
 
 #ifndef TESTS_SUPPORT_MEMORY_FILES_H_
 #define TESTS_SUPPORT_MEMORY_FILES_H_
@@ -16,9 +17,11 @@
 
 namespace tervalon::testing {
 
+using Bytes = std::vector<uint8_t>;
+
 // What is on a disk. Paths as the library has them.
 struct Disk {
-  std::map<std::string, std::vector<uint8_t>> files;
+  std::map<std::string, Bytes> files;
   std::set<std::string> directories;
 
   bool operator==(const Disk&) const = default;
@@ -38,7 +41,7 @@ struct DiskStep {
   Kind kind;
   int file = 0;
   uint64_t offset = 0;  // or size
-  std::vector<uint8_t> bytes = {};
+  Bytes bytes = {};
   std::string path = {};
   std::string from = {};
 };
@@ -46,8 +49,10 @@ struct DiskStep {
 class MemoryFileSystem : public platform::FileSystem {
  public:
   static constexpr char kWorkingDirectory[] = "C:\\M";
+  // No file grows beyond this: the disk is full then.
+  static constexpr uint64_t kLargestFile = 16 << 20;
 
-  MemoryFileSystem();
+  explicit MemoryFileSystem(std::string working_directory = kWorkingDirectory);
   ~MemoryFileSystem() override;
 
   // What is there now, also of what is open.
@@ -55,6 +60,15 @@ class MemoryFileSystem : public platform::FileSystem {
 
   // Starts anew with what is given, all of it forced. No file may be open.
   void Load(const Disk& disk);
+
+  // Makes a file, with the directories that it is in.
+  void Put(const std::string& path, const Bytes& bytes);
+  // Nothing for a file that is not there.
+  Bytes Get(const std::string& path) const;
+
+  // Of all calls but those of locks the ones from `first` (1: the next) to `last` fail.
+  void Fail(uint64_t first, uint64_t last);
+  int open_files() const { return open_files_; }
 
   // Steps since Load.
   const std::vector<DiskStep>& steps() const { return steps_; }
@@ -80,25 +94,34 @@ class MemoryFileSystem : public platform::FileSystem {
   bool MakeDirectory(const std::string& path) override;
   bool RemoveEmptyDirectory(const std::string& path) override;
   bool List(const std::string& path, std::vector<platform::DirectoryEntry>* entries) override;
-  bool Touch(const std::string& path) override { return Exists(path); }
+  bool Touch(const std::string& path) override { return !Fails() && Exists(path); }
   bool CopyAccess(const std::string& like, const std::string& path) override;
   bool MoveOver(const std::string& from, const std::string& to, platform::Force force) override;
-  std::string WorkingDirectory() override { return kWorkingDirectory; }
+  std::string WorkingDirectory() override { return working_directory_; }
 
  private:
   struct Node;
   class MemoryFile;
 
-  std::unique_ptr<platform::File> Make(const std::string& path, std::shared_ptr<Node> node);
+  bool Fails() { return ++calls_ >= first_failure_ && calls_ <= last_failure_; }
+  // One spelling of each path.
+  std::string Bare(const std::string& path) const;
+  std::unique_ptr<platform::File> Make(const std::string& path, std::shared_ptr<Node> node,
+                                       platform::OpenMode mode);
   std::shared_ptr<Node> Add(const std::string& path);
   void Note(DiskStep step);
 
+  const std::string working_directory_;
   std::map<std::string, std::shared_ptr<Node>> files_;
   std::set<std::string> directories_;
   std::vector<DiskStep> steps_;
   int64_t forced_ = 0;
   int last_file_ = 0;
   bool records_ = false;
+  uint64_t calls_ = 0;
+  uint64_t first_failure_ = UINT64_MAX;
+  uint64_t last_failure_ = 0;
+  int open_files_ = 0;
 };
 
 }  // namespace tervalon::testing

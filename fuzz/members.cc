@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "fuzz/targets.h"

@@ -1,11 +1,10 @@
 #!/bin/bash
-# Runs every kept input and those of the seed writer, and for a second of each target changed ones:
-# replay_all.sh FUZZ_REPLAY FUZZ_MAKE_SEEDS
+# Runs every kept input, and for a second of each target changed ones: replay_all.sh FUZZ_REPLAY
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-"$2" "$work"/inputs
+mkdir "$work"/inputs
 for kept in corpus/*.tar.gz; do tar -C "$work"/inputs -xzf "$kept"; done
 for target in "$work"/inputs/*; do
   name=${target##*/}

@@ -6,7 +6,7 @@
 #                                         inputs reach
 #   scripts/fuzz.sh coverage              only says that, of the inputs that are there
 #   scripts/fuzz.sh keep [TARGET...]      makes fuzz/corpus anew: of what was kept and what was found
-#                                         the smallest that reach what the seed writer's do not
+#                                         the smallest that reach as much
 #
 # Inputs are collected in build/fuzz/inputs/TARGET, findings in build/fuzz/findings/TARGET. What a
 # run has cost is added to build/fuzz/account: date, target, processor seconds, executions.
@@ -39,8 +39,7 @@ fuzzer=$out/bin/tervalon_fuzz
 limits=(-max_len=12288 -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=64)
 
 folders_of() { # TARGET
-  echo "$out/seeds/$1"
-  [ ! -d "$out/corpus/$1" ] || echo "$out/corpus/$1"
+  echo "$out/corpus/$1"
   [ ! -d fuzz/findings/"$1" ] || echo "fuzz/findings/$1"
 }
 
@@ -101,11 +100,9 @@ keep() {
   for target in "${targets[@]}"; do
     local kept=$out/kept/$target
     rm -rf "$kept"
-    mkdir -p "$kept" "$out/inputs/$target" "$out/corpus/$target" "$out/logs"
-    cp "$out/seeds/$target"/* "$kept"
+    mkdir -p "$kept" "$out/inputs/$target" "$out/logs"
     "$fuzzer" --target="$target" "${limits[@]}" -use_counters=0 -merge=1 "$kept" \
       "$out/corpus/$target" "$out/inputs/$target" >"$out/logs/$target.merge" 2>&1
-    (cd "$out/seeds/$target" && ls) | (cd "$kept" && xargs rm)
     tar -C "$out/kept" --sort=name --mtime=@0 --owner=0 --group=0 --numeric-owner -c "$target" |
       gzip -9n >fuzz/corpus/"$target".tar.gz
     echo "$target: $(find "$kept" -type f | wc -l) inputs kept"
@@ -114,12 +111,9 @@ keep() {
 
 mkdir -p build
 build fuzz
-rm -rf "$out/seeds" "$out/corpus"
-"$out/bin/fuzz_make_seeds" "$out/seeds"
-mkdir -p "$out/corpus" fuzz/corpus
-for kept in fuzz/corpus/*.tar.gz; do
-  [ ! -f "$kept" ] || tar -C "$out/corpus" -xzf "$kept"
-done
+rm -rf "$out/corpus"
+mkdir -p "$out/corpus"
+for kept in fuzz/corpus/*.tar.gz; do tar -C "$out/corpus" -xzf "$kept"; done
 case $what in
   coverage) coverage ;;
   keep) keep ;;

@@ -4,7 +4,6 @@
 #define TESTS_CALLERS_DRAW_H_
 
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>

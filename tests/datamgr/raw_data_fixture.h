@@ -10,7 +10,6 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "datamgr/data_handles.h"

@@ -245,17 +245,10 @@ TEST(TraceStrings, PrintAndSort) {
   // The low end of a range keeps what 32000 and it have room for.
   EXPECT_EQ(Print(Parse("455.2902_455.3").list), "455.291_455.3");
   EXPECT_EQ(Parse("455.2902_455.3").list[0], 32455.291015625F);
-  EXPECT_EQ(Print({64000, 32100, 200, -300, 64000, 0}), "100_200-300");
-  EXPECT_EQ(Print({100, 200, 0}), "100+200");
   EXPECT_EQ(Print({100, kNan, 200, 0}), "100");
-  EXPECT_EQ(Print({-184.5f, -32100, -200, 0}), "-184.5-100_200");
-  EXPECT_EQ(Print({32100, 0}), "100_");
-
+  EXPECT_EQ(Print({64000, -184.5f, -32100, -200, 300, 64000, 0}), "-184.5-100_200+300");
   EXPECT_EQ(Sort({300, -200, 32100, 400, 64000, 50, 10, 64000, 0}),
             (List{64000, 50, 10, 64000, 32100, 400, -200, 300, 0}));
-  EXPECT_EQ(Sort({2, -2, 2, 0}), (List{2, -2, 2, 0}));
-  EXPECT_EQ(Sort({64000, 9, 8, 0}), (List{64000, 9, 8, 0}));
-  EXPECT_EQ(Sort({500, 32000, 20, 0}), (List{500, 32000, 20, 0}));  // as second, a mass
 }
 
 TEST(TraceStrings, PrintAndSortAsAModelDoes) {
@@ -264,12 +257,6 @@ TEST(TraceStrings, PrintAndSortAsAModelDoes) {
     const List list = RandomList(&random);
     ASSERT_EQ(Print(list), ModelPrint(list)) << ::testing::PrintToString(list);
     ASSERT_EQ(Sort(list), ModelSort(list)) << ::testing::PrintToString(list);
-  }
-}
-
-TEST(TraceStrings, ReadsBackWhatItPrints) {
-  for (const char* text : {"184.1", "100_200", "184+200-150", "100_200+300-400_500.25"}) {
-    EXPECT_EQ(Print(Parse(text).list), text);
   }
 }
 

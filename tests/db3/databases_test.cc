@@ -2,9 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 

@@ -7,10 +7,8 @@
 #include <array>
 #include <cstdlib>
 #include <iostream>
-#include <new>
 #include <optional>
 #include <set>
-#include <utility>
 
 #include "tests/support/fault_services.h"
 #include "tests/support/memory_limit.h"

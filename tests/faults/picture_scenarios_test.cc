@@ -1,6 +1,5 @@
 // Data handles, numerics and pictures.
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>

@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <limits>
-#include <string>
 
 #include "tests/support/fault_services.h"
 #include "tests/support/settings_fixture.h"

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "platform/drawing.h"
 #include "tests/support/canvas.h"

@@ -1,9 +1,6 @@
 #include "tervalon/axes.h"
 
 #include <array>
-#include <cmath>
-#include <cstring>
-#include <limits>
 #include <random>
 #include <vector>
 

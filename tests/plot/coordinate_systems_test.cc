@@ -1,7 +1,6 @@
 #include "tervalon/coordinate_systems.h"
 
 #include <cmath>
-#include <limits>
 #include <random>
 
 #include "tests/plot/tables.h"

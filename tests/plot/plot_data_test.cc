@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <limits>
 #include <optional>
 #include <random>
 #include <utility>

@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
-#include <limits>
 #include <random>
 #include <string>
 #include <vector>

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <limits>
 
 #include "tervalon/application.h"
 #include "tests/support/point_model.h"

@@ -232,38 +232,6 @@ TEST(HistoryTreesTest, Limits) {
   }
 }
 
-TEST(HistoryTreesTest, HostileLinksEndEveryWalk) {
-  std::mt19937 random(2);
-  const auto below = [&](uint32_t limit) { return static_cast<uint16_t>(random() % limit); };
-  for (int round = 0; round < 4000; ++round) {
-    // Links into the array, around it and anywhere; arrays as long as the header says.
-    const uint32_t span = round % 3 == 0 ? 65536 : round % 3 == 1 ? 300 : 8;
-    const auto highest = round % 5 == 0 ? below(65536) : below(10);
-    const size_t used = std::min<size_t>(highest, RAW_HISTORY_MAX_INDEX) + 1;
-    History history(std::min<size_t>(used + 1, RAW_HISTORY_ENTRIES));
-    history.header.highest_index = highest;
-    for (uint16_t& root : history.header.roots) root = below(span);
-    for (size_t i = 0; i < used; ++i) {
-      RawHistoryEntry& entry = history.entries[i];
-      entry.index = below(4) == 0 ? below(span) : static_cast<uint16_t>(i);
-      entry.parent = below(span);
-      entry.first_child = below(span);
-      entry.previous = below(span);
-      entry.next = below(span);
-      entry.flags = below(8);
-    }
-    for (int mode = 0; mode < 8; ++mode) {
-      history.Get(1, below(span), mode & 1, mode);
-      history.Get(2, 0, 0, mode);
-    }
-    history.Search(1, "not there");
-    for (int i = 0; i < 8; ++i) history.Delete(1, below(12), 1);
-    if (history.Add(1, below(12), "new") == 0) {
-      EXPECT_NE(history.Search(1, "new"), 0) << "round " << round;
-    }
-  }
-}
-
 TEST(HistoryTreesTest, DeletingLeavesNoLinkToAFreeEntry) {
   // Entry 2 stands after 1, but says that it is the first, and 3 claims it as its child.
   History history;

@@ -4,7 +4,6 @@
 
 #include <bit>
 #include <cmath>
-#include <limits>
 
 #include "tests/support/point_model.h"
 #include "tests/support/raw_fixture.h"

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "appsvc/application.h"
 #include "tervalon/application.h"

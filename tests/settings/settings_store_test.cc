@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cstring>

@@ -1,6 +1,5 @@
 // Axes, coordinate systems, and pictures on device contexts.
 
-#include <cmath>
 #include <deque>
 #include <optional>
 

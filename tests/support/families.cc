@@ -1,7 +1,5 @@
 #include "tests/support/families.h"
 
-#include <stdexcept>
-
 #include "appsvc/application.h"
 #include "datamgr/data_handles.h"
 #include "db3/slots.h"

@@ -1,6 +1,5 @@
 // What tervalon export writes: every format holds the points that the run has.
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>

@@ -1,7 +1,6 @@
 // The commands that calculate, on a simulated acquisition and against plain sums over its points.
 
 #include <algorithm>
-#include <cmath>
 #include <numeric>
 
 #include "tests/tools/program.h"

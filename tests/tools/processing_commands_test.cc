@@ -2,7 +2,6 @@
 // commands print, and against the simulated acquisition.
 
 #include <algorithm>
-#include <cmath>
 #include <numeric>
 
 #include "tests/tools/program.h"

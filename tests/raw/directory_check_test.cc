@@ -105,120 +105,81 @@ TEST_F(DirectoryCheckTest, FindsEachDamageAndMendsWhatItCan) {
   const struct {
     const char* name;
     std::function<void()> damage;
-    std::vector<Problem> problems;
-    std::string changed;  // by repairing
+    std::vector<Problem> problems = {};  // where the first one is mended, its member is changed
     size_t size_after = 0;
   } kCases[] = {
-      {"nothing", [] {}, {}, "", 0},
-      {"no header",
-       [&] { Remove("_HEADER.TXT"); },
-       {{RAW_PROBLEM_MISSING, "_HEADER.TXT", false}},
-       "",
-       0},
+      {"nothing", [] {}},
+      {"no header", [&] { Remove("_HEADER.TXT"); }, {{RAW_PROBLEM_MISSING, "_HEADER.TXT", false}}},
       {"an empty header",
        [&] { WriteText(Path("_HEADER.TXT"), "no line"); },
-       {{RAW_PROBLEM_CONTENT, "_HEADER.TXT", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_CONTENT, "_HEADER.TXT", false}}},
       {"a directory instead of a header",
        [&] {
          Remove("_HEADER.TXT");
          std::filesystem::create_directory(Native(Path("_HEADER.TXT")));
        },
-       {{RAW_PROBLEM_UNREADABLE, "_HEADER.TXT", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_UNREADABLE, "_HEADER.TXT", false}}},
       {"a partial function record",
        [&] { Append("_FUNCTNS.INF", 40); },
        {{RAW_PROBLEM_CUT_OFF, "_FUNCTNS.INF", true}},
-       "_FUNCTNS.INF",
        2 * RAW_FUNCTION_RECORD_SIZE},
       {"a function that the table lost",
        [&] { Cut("_FUNCTNS.INF", RAW_FUNCTION_RECORD_SIZE); },
-       {{RAW_PROBLEM_CONTENT, "_FUNC002.IDX", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_CONTENT, "_FUNC002.IDX", false}}},
       {"a data type that is not stored",
        [&] { Put("_FUNCTNS.INF", 1, {5 << 2}); },
-       {{RAW_PROBLEM_CONTENT, "_FUNCTNS.INF", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_CONTENT, "_FUNCTNS.INF", false}}},
       {"a partial index record",
        [&] { Append("_FUNC001.IDX", 21); },
        {{RAW_PROBLEM_CUT_OFF, "_FUNC001.IDX", true}},
-       "_FUNC001.IDX",
        3 * 22},
       {"the last scan's data are cut off",
        [&] { Cut("_FUNC002.DAT", 1); },
        {{RAW_PROBLEM_CUT_OFF, "_FUNC002.IDX", true}, {RAW_PROBLEM_CUT_OFF, "_FUNC002.DAT", true}},
-       "_FUNC002.IDX",
        2 * 22},
       {"no scan has its data",
        [&] { WriteFile(Path("_FUNC002.DAT"), {}); },
-       {{RAW_PROBLEM_CUT_OFF, "_FUNC002.IDX", true}},
-       "_FUNC002.IDX",
-       0},
+       {{RAW_PROBLEM_CUT_OFF, "_FUNC002.IDX", true}}},
       {"data behind the last scan",
        [&] { Append("_FUNC002.DAT", 1000); },
        {{RAW_PROBLEM_CUT_OFF, "_FUNC002.DAT", true}},
-       "_FUNC002.DAT",
        2 * (3 + 5 + 4)},
       {"a scan in the middle that points outside",
        [&] {
          Put("_FUNC001.IDX", 22, {0, 0, 0, 1});
        },
-       {{RAW_PROBLEM_CONTENT, "_FUNC001.IDX", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_CONTENT, "_FUNC001.IDX", false}}},
       {"a scan earlier than the one before",
        [&] { Put("_FUNC001.IDX", 22 + 15, {0}); },
-       {{RAW_PROBLEM_CONTENT, "_FUNC001.IDX", false}},
-       "",
-       0},
-      {"no data",
-       [&] { Remove("_FUNC001.DAT"); },
-       {{RAW_PROBLEM_MISSING, "_FUNC001.DAT", false}},
-       "",
-       0},
-      {"no index",
-       [&] { Remove("_FUNC001.IDX"); },
-       {{RAW_PROBLEM_MISSING, "_FUNC001.IDX", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_CONTENT, "_FUNC001.IDX", false}}},
+      {"no data", [&] { Remove("_FUNC001.DAT"); }, {{RAW_PROBLEM_MISSING, "_FUNC001.DAT", false}}},
+      {"no index", [&] { Remove("_FUNC001.IDX"); }, {{RAW_PROBLEM_MISSING, "_FUNC001.IDX", false}}},
       {"a processed set with half an index record",
        [&] { Append("_PROC004.IDX", 11); },
        {{RAW_PROBLEM_CUT_OFF, "_PROC004.IDX", true}},
-       "_PROC004.IDX",
        22},
       {"half an analog descriptor",
        [&] { Append("_ANALOGS.INF", 40); },
        {{RAW_PROBLEM_CUT_OFF, "_ANALOGS.INF", true}},
-       "_ANALOGS.INF",
        2 * 85},
       {"half an analog record",
        [&] { Append("_ANALOGS.DAT", 7); },
        {{RAW_PROBLEM_CUT_OFF, "_ANALOGS.DAT", true}},
-       "_ANALOGS.DAT",
        3 * 8},
       {"samples without channels",
        [&] { Remove("_ANALOGS.INF"); },
-       {{RAW_PROBLEM_MISSING, "_ANALOGS.INF", false}},
-       "",
-       0},
+       {{RAW_PROBLEM_MISSING, "_ANALOGS.INF", false}}},
       {"a history that is cut off",
        [&] { Cut("_HISTORY.INF", 130); },
        {{RAW_PROBLEM_CUT_OFF, "_HISTORY.INF", true}},
-       "_HISTORY.INF",
        kHistoryHeader + 4 * 123},
       {"an entry that no tree leads to",
        [&] { Put("_HISTORY.INF", 4, {0}); },
        {{RAW_PROBLEM_CONTENT, "_HISTORY.INF", true}},
-       "_HISTORY.INF",
        kHistoryHeader + 4 * 123},
       {"a loop of siblings",
        [&] { Put("_HISTORY.INF", kHistoryHeader + 3 * 123 + 8, {2}); },
        {{RAW_PROBLEM_CONTENT, "_HISTORY.INF", true}},
-       "_HISTORY.INF",
        kHistoryHeader + 4 * 123},
   };
   for (const auto& damaged : kCases) {
@@ -229,7 +190,9 @@ TEST_F(DirectoryCheckTest, FindsEachDamageAndMendsWhatItCan) {
     std::set<std::string> names = Names();
     EXPECT_EQ(Check(), damaged.problems);
     EXPECT_EQ(Names(), names) << "checking has changed the directory";
-    const Bytes before = damaged.changed.empty() ? Bytes() : ReadFile(Path(damaged.changed));
+    const bool mends = !damaged.problems.empty() && std::get<bool>(damaged.problems[0]);
+    const std::string changed = mends ? std::get<std::string>(damaged.problems[0]) : "";
+    const Bytes before = mends ? ReadFile(Path(changed)) : Bytes();
 
     std::vector<Problem> repaired;
     int32_t remaining = -1;
@@ -240,12 +203,12 @@ TEST_F(DirectoryCheckTest, FindsEachDamageAndMendsWhatItCan) {
     });
     EXPECT_EQ(remaining, static_cast<int32_t>(repaired.size()) - mended);
     EXPECT_EQ(Check().size(), static_cast<size_t>(remaining));
-    if (damaged.changed.empty()) {
+    if (!mends) {
       EXPECT_EQ(Names(), names);
       continue;
     }
-    EXPECT_EQ(ReadFile(Path(damaged.changed)).size(), damaged.size_after);
-    EXPECT_EQ(ReadFile(Path(damaged.changed + ".BAK")), before);
+    EXPECT_EQ(ReadFile(Path(changed)).size(), damaged.size_after);
+    EXPECT_EQ(ReadFile(Path(changed + ".BAK")), before);
   }
 }
 

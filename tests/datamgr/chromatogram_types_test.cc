@@ -96,18 +96,6 @@ class ChromatogramTypesTest : public RawDataTest {
                  {{testing::NumberedScan(1, 4)}, {testing::NumberedScan(1, 2)}}));
   }
 
-  SystemRawFile RawFile(int16_t function = 1) const {
-    SystemRawFile file = {};
-    const std::string path = Path();
-    const size_t name = path.find_last_of("\\/") + 1;
-    std::strcpy(file.directory, path.substr(0, name).c_str());
-    const size_t point = std::min(path.rfind('.'), path.size());
-    std::strcpy(file.name, path.substr(name, point - name).c_str());
-    if (point < path.size()) std::strcpy(file.extension, path.substr(point + 1).c_str());
-    file.function = function;
-    return file;
-  }
-
   bool GetType(const std::string& text, DmTraceRecord* trace, int16_t function = 1) {
     const SystemRawFile file = RawFile(function);
     return DmRawGetChrType(owner_, &file, trace, text.c_str()) != 0;

@@ -374,7 +374,8 @@ TEST_F(DataHandlesTest, AnUnstoredDescriptorGivesAHandleThatIsNotInUse) {
   EXPECT_EQ(DmReleaseHandle(1, 0), -1);
 }
 
-// The table against a model, in random operation.
+// The table against a model, in random operation, which fills it now and then.
+static_assert(DM_MAX_HANDLES == 59);
 
 struct ModelRecord {
   int32_t references = 0;

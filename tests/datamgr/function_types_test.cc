@@ -28,11 +28,7 @@ class FunctionTypesTest : public RawDataTest {
   }
 
   SystemRawFile File(int16_t function = 1) const {
-    SystemRawFile file = {};
-    std::strcpy(file.directory, Path().substr(0, Path().size() - 7).c_str());
-    std::strcpy(file.name, "RUN");
-    std::strcpy(file.extension, "RAW");
-    file.function = function;
+    SystemRawFile file = RawFile(function);
     file.process = 9;
     return file;
   }

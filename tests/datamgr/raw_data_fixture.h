@@ -48,6 +48,18 @@ class RawDataTest : public testing::RawTest {
     return temp_.Path(name);
   }
 
+  SystemRawFile RawFile(int16_t function = 1) const {
+    SystemRawFile file = {};
+    const std::string path = Path();
+    const size_t name = path.find_last_of("\\/") + 1;
+    std::strcpy(file.directory, path.substr(0, name).c_str());
+    const size_t point = std::min(path.rfind('.'), path.size());
+    std::strcpy(file.name, path.substr(name, point - name).c_str());
+    if (point < path.size()) std::strcpy(file.extension, path.substr(point + 1).c_str());
+    file.function = function;
+    return file;
+  }
+
   DmRawDescriptor Spectrum(int32_t scan, int16_t function = 1, int16_t process = 0) const {
     DmRawDescriptor descriptor = Data(DM_RAW_SPECTRUM, function, process);
     descriptor.selection = DM_SELECT_SCAN;

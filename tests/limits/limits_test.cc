@@ -160,20 +160,6 @@ TEST_F(LimitsTest, MillionsOfScans) {
             RAW_SCAN_ABSENT);
 }
 
-TEST_F(LimitsTest, ThirtyTwoFunctions) {
-  Create();
-  ASSERT_EQ(RawCreateScansEnd(handle_, 1, 0), RAW_OK);
-  int16_t number = 0;
-  for (int16_t function = 2; function <= RAW_MAX_FUNCTIONS; ++function) {
-    EXPECT_EQ(RawAppendFunction(handle_, &record_, &number), RAW_OK);
-    EXPECT_EQ(number, function);
-  }
-  EXPECT_EQ(RawAppendFunction(handle_, &record_, &number), RAW_SLOT_OUT_OF_RANGE);
-  EXPECT_EQ(RawCreateScanFile(handle_, RAW_MAX_FUNCTIONS, 0, 0), RAW_OK);
-  EXPECT_EQ(RawCreateScanFile(handle_, RAW_MAX_FUNCTIONS + 1, 0, 0), RAW_SLOT_OUT_OF_RANGE);
-  EXPECT_EQ(RawCreateClose(handle_), RAW_OK);
-}
-
 #if !defined(_WIN32)  // which takes shorter ones for directories
 // Every export that takes a path: one of 259 characters is a name like any other, a longer one is
 // refused.
@@ -320,22 +306,6 @@ TEST_F(LimitsTest, FewDescriptors) {
   setrlimit(RLIMIT_NOFILE, &before);
 }
 #endif
-
-// Twenty handles, and one more.
-TEST_F(LimitsTest, EveryRawHandle) {
-  Create();
-  ASSERT_EQ(RawCreateClose(handle_), RAW_OK);
-  int32_t handles[RAW_MAX_HANDLES + 1];
-  for (int i = 0; i < RAW_MAX_HANDLES; ++i) {
-    ASSERT_EQ(RawReadOpen(run_.c_str(), &handles[i]), RAW_OK);
-    EXPECT_EQ(RawReadFuncInit(handles[i], 1, 0, &record_, nullptr), RAW_OK);
-  }
-  EXPECT_EQ(RawReadOpen(run_.c_str(), &handles[RAW_MAX_HANDLES]), RAW_NO_FREE_HANDLE);
-  EXPECT_EQ(RawCreateOpen(run_.c_str(), &handles[RAW_MAX_HANDLES]), RAW_NO_FREE_HANDLE);
-  EXPECT_EQ(RawFileExists(run_.c_str()), 16) << "nothing was erased";
-  for (int i = 0; i < RAW_MAX_HANDLES; ++i) EXPECT_EQ(RawReadClose(handles[i]), RAW_OK);
-  EXPECT_EQ(RawReadOpen(run_.c_str(), &handle_), RAW_OK);
-}
 
 }  // namespace
 }  // namespace tervalon::testing

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
 #include <vector>
 
 #include "tests/datamgr/raw_data_fixture.h"
@@ -39,18 +37,7 @@ class NoiseStatisticsTest : public tervalon::datamgr::RawDataTest {
     const RawFunctionRecord record =
         tervalon::testing::ScanningRecord(RAW_DATA_STANDARD_CENTROID, 50, 400);
     ASSERT_NO_FATAL_FAILURE(MakeData({record, record}, {scans, {spectrum, point}}));
-    file_ = FileOf(Path());
-  }
-
-  static SystemRawFile FileOf(const std::string& path) {
-    SystemRawFile file = {};
-    const size_t name = path.find_last_of("\\/") + 1;
-    std::strcpy(file.directory, path.substr(0, name).c_str());
-    const size_t point = std::min(path.rfind('.'), path.size());
-    std::strcpy(file.name, path.substr(name, point - name).c_str());
-    if (point < path.size()) std::strcpy(file.extension, path.substr(point + 1).c_str());
-    file.function = 1;
-    return file;
+    file_ = RawFile();
   }
 
   // Range and extrema rate; empty for a failure, which leaves both alone.

@@ -196,8 +196,10 @@ TEST_F(FunctionsTest, Append) {
     EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_OK);
     EXPECT_EQ(number, expected);
   }
-  EXPECT_NE(RawAppendFunction(handle_, &record, &number), RAW_OK);
+  EXPECT_EQ(RawAppendFunction(handle_, &record, &number), RAW_SLOT_OUT_OF_RANGE);
   EXPECT_EQ(number, 0);
+  EXPECT_EQ(RawCreateScanFile(handle_, RAW_MAX_FUNCTIONS, 0, 0), RAW_OK);
+  EXPECT_EQ(RawCreateScanFile(handle_, RAW_MAX_FUNCTIONS + 1, 0, 0), RAW_SLOT_OUT_OF_RANGE);
   EXPECT_EQ(ReadFile(Path("_FUNCTNS.INF")).size(), 32 * kRecordSize);
 }
 

@@ -4,6 +4,7 @@
 #define TESTS_CALLERS_DRAW_H_
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>

@@ -8,6 +8,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/memory_files.h"
@@ -22,6 +23,12 @@ class Answer {
   void Add(const T& value) {
     Add(&value, sizeof(value));
   }
+  // Adds what a call has delivered, and returns what it has returned.
+  template <typename... T>
+  int32_t With(int32_t result, const T&... values) {
+    (Add(values), ...);
+    return result;
+  }
   bool operator==(const Answer&) const = default;
 
  private:
@@ -34,15 +41,22 @@ enum StepFlags : uint32_t {
   kParts = 4,  // a failure may leave some of what it does done
 };
 
-// One export call, or a few of which each needs the one before.
-struct Step {
-  std::string name;
-  std::function<int32_t(Answer*)> run;  // allocates nothing itself
+// What is documented of a step.
+struct Promise {
   int32_t success = 0;
   std::vector<int32_t> failures = {};  // the documented ones
   uint32_t flags = 0;
   int waits = 0;            // how often at most for the disk
   std::string forces = {};  // a part of the names of the files that it forces to the disk
+};
+
+// One export call, or a few of which each needs the one before.
+struct Step : Promise {
+  Step(std::string step_name, Promise promise, std::function<int32_t(Answer*)> call)
+      : Promise(std::move(promise)), name(std::move(step_name)), run(std::move(call)) {}
+
+  std::string name;
+  std::function<int32_t(Answer*)> run;  // allocates nothing itself
 };
 
 // What a power cut spares of a file.

@@ -59,17 +59,14 @@ SystemRawFile SourceFile() {
 
 Step Linearise(const char* name, int32_t(TERVALON_CALL* run)(const float*, const float*, int32_t,
                                                              float, LinDataset*)) {
-  return {name,
-          [=](Answer* answer) {
-            LinDataset result = {};
-            const int32_t error = run(x.data(), y.data(), kDrawnPoints, 0.5f, &result);
-            if (error != 0) return error;
-            answer->Add(result.count);
-            TvMemFree(result.values);
-            return 0;
-          },
-          0,
-          {-1}};
+  return Step(name, {.failures = {-1}}, [=](Answer* answer) {
+    LinDataset result = {};
+    const int32_t error = run(x.data(), y.data(), kDrawnPoints, 0.5f, &result);
+    if (error != 0) return error;
+    answer->Add(result.count);
+    TvMemFree(result.values);
+    return 0;
+  });
 }
 
 }  // namespace
@@ -87,87 +84,67 @@ Scenario DataHandleUse() {
                                      RAW_SEEK_FAILED,
                                      RAW_NO_MEMORY_FOR_SCAN_BUFFER};
   scenario.steps = {
-      {"DmGetHandle",
-       [](Answer* answer) {
-         descriptor = Chromatogram();
-         handle = DmGetHandle(DM_TYPE_RAW, sizeof(descriptor), &descriptor, 2, sizeof(float), 0);
-         answer->Add(descriptor.element_count);
-         // Without memory for the descriptor's copy it is a handle that is not in use.
-         void* const copy = DmLockID(handle);
-         if (copy == nullptr) return 0;
-         DmUnlockID(handle);
-         return 1;
-       },
-       1,
-       {0},
-       kOnce},
-      {"DmGetData", [](Answer*) { return DmGetData(handle, 11, 10, 0); }, 0, kRaw},
-      {"DmGetData, more on both sides", [](Answer*) { return DmGetData(handle, 1, 30, 0); }, 0,
-       kRaw},
-      {"DmLockData",
-       [](Answer* answer) {
-         const void* values = DmLockData(handle, 0, 1, 20);
-         if (values == nullptr) return 0;
-         answer->Add(values, 20 * sizeof(float));
-         DmUnlockData(handle, 0);
-         return 1;
-       },
-       1,
-       {0}},
-      {"DmReleaseHandle",
-       [](Answer*) { return DmReleaseHandle(handle, 0); },
-       0,
-       {-1},
-       kOnce | kEnds},
-      {"DmRawOpen", [](Answer*) { return DmRawOpen("C:\\M\\RUN.RAW"); }, 0, kRaw},
-      {"SpecStatCalcNoiseStats",
-       [](Answer* answer) {
-         const SystemRawFile file = SourceFile();
-         float range = 0;
-         float rate = 0;
-         const int32_t done = SpecStatCalcNoiseStats(&file, 100, 800, &range, &rate);
-         answer->Add(range);
-         answer->Add(rate);
-         return done;
-       },
-       1,
-       {0}},
-      {"ChroStatCalcNoiseStats",
-       [](Answer* answer) {
-         const SystemRawFile file = SourceFile();
-         float noise = 0;
-         float rate = 0;
-         const int32_t done = ChroStatCalcNoiseStats(&file, &descriptor.trace, 0, 3, &noise, &rate);
-         answer->Add(noise);
-         answer->Add(rate);
-         return done;
-       },
-       1,
-       {0}},
-      {"ChroStatCalcNoiseLevel",
-       [](Answer* answer) {
-         float noise = 0;
-         const int32_t done = ChroStatCalcNoiseLevel(y.data(), kDrawnPoints, 2, &noise);
-         answer->Add(noise);
-         return done;
-       },
-       1,
-       {0}},
+      Step("DmGetHandle", {.success = 1, .failures = {0}, .flags = kOnce},
+           [](Answer* answer) {
+             descriptor = Chromatogram();
+             handle =
+                 DmGetHandle(DM_TYPE_RAW, sizeof(descriptor), &descriptor, 2, sizeof(float), 0);
+             answer->Add(descriptor.element_count);
+             // Without memory for the descriptor's copy it is a handle that is not in use.
+             void* const copy = DmLockID(handle);
+             if (copy == nullptr) return 0;
+             DmUnlockID(handle);
+             return 1;
+           }),
+      Step("DmGetData", {.failures = kRaw}, [](Answer*) { return DmGetData(handle, 11, 10, 0); }),
+      Step("DmGetData, more on both sides", {.failures = kRaw},
+           [](Answer*) { return DmGetData(handle, 1, 30, 0); }),
+      Step("DmLockData", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             const void* values = DmLockData(handle, 0, 1, 20);
+             if (values == nullptr) return 0;
+             answer->Add(values, 20 * sizeof(float));
+             DmUnlockData(handle, 0);
+             return 1;
+           }),
+      Step("DmReleaseHandle", {.failures = {-1}, .flags = kOnce | kEnds},
+           [](Answer*) { return DmReleaseHandle(handle, 0); }),
+      Step("DmRawOpen", {.failures = kRaw}, [](Answer*) { return DmRawOpen("C:\\M\\RUN.RAW"); }),
+      Step("SpecStatCalcNoiseStats", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             const SystemRawFile file = SourceFile();
+             float range = 0;
+             float rate = 0;
+             return answer->With(SpecStatCalcNoiseStats(&file, 100, 800, &range, &rate), range,
+                                 rate);
+           }),
+      Step("ChroStatCalcNoiseStats", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             const SystemRawFile file = SourceFile();
+             float noise = 0;
+             float rate = 0;
+             return answer->With(
+                 ChroStatCalcNoiseStats(&file, &descriptor.trace, 0, 3, &noise, &rate), noise,
+                 rate);
+           }),
+      Step("ChroStatCalcNoiseLevel", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             float noise = 0;
+             return answer->With(ChroStatCalcNoiseLevel(y.data(), kDrawnPoints, 2, &noise), noise);
+           }),
       Linearise("LineariseDataset", LineariseDataset),
       Linearise("LineariseDatasetNoFluxPreserve", LineariseDatasetNoFluxPreserve),
-      {"LineariseDatasetPreserveVariance",
-       [](Answer* answer) {
-         LinVarianceDataset result = {};
-         const int32_t error = LineariseDatasetPreserveVariance(x.data(), y.data(), y.data(),
-                                                                kDrawnPoints, 0.5f, &result);
-         if (error != 0) return error;
-         answer->Add(result.count);
-         TvMemFree(result.values);
-         TvMemFree(result.variances);
-         return 0;
-       },
-       0,
-       {-1}},
+      Step("LineariseDatasetPreserveVariance", {.failures = {-1}},
+           [](Answer* answer) {
+             LinVarianceDataset result = {};
+             const int32_t error = LineariseDatasetPreserveVariance(x.data(), y.data(), y.data(),
+                                                                    kDrawnPoints, 0.5f, &result);
+             if (error != 0) return error;
+             answer->Add(result.count);
+             TvMemFree(result.values);
+             TvMemFree(result.variances);
+             return 0;
+           }),
   };
   const auto prepare = scenario.prepare;
   scenario.prepare = [prepare] {
@@ -185,31 +162,25 @@ TvDC dc = nullptr;
 int32_t axes = 0;
 
 Step Draw() {
-  return {"drawing", [](Answer*) {
-            AxsDisplayDefaultAxes(dc, axes, "Time, min", 2, "Intensity", 0);
-            AxsDisplayDefaultData(dc, axes, x.data(), y.data(), kDrawnPoints, 0, 0);
-            return 0;  // whether all is drawn is told in the end
-          }};
+  return Step("drawing", {}, [](Answer*) {
+    AxsDisplayDefaultAxes(dc, axes, "Time, min", 2, "Intensity", 0);
+    AxsDisplayDefaultData(dc, axes, x.data(), y.data(), kDrawnPoints, 0, 0);
+    return 0;  // whether all is drawn is told in the end
+  });
 }
 
 // A failed picture is not there, or the old one is.
 std::vector<Step> FileSteps(const char* what, const char* path,
                             TvDC(TERVALON_CALL* create)(const char*, int32_t, int32_t, int32_t)) {
   const std::string name = what;
-  return {{name,
-           [=](Answer*) {
-             dc = create(path, 400, 300, 96);
-             return dc != nullptr ? 1 : 0;
-           },
-           1,
-           {0},
-           kOnce},
+  return {Step(name, {.success = 1, .failures = {0}, .flags = kOnce},
+               [=](Answer*) {
+                 dc = create(path, 400, 300, 96);
+                 return dc != nullptr ? 1 : 0;
+               }),
           Draw(),
-          {name + ", TvDeleteDC",
-           [](Answer*) { return TvDeleteDC(std::exchange(dc, nullptr)); },
-           1,
-           {0},
-           kOnce | kEnds}};
+          Step(name + ", TvDeleteDC", {.success = 1, .failures = {0}, .flags = kOnce | kEnds},
+               [](Answer*) { return TvDeleteDC(std::exchange(dc, nullptr)); })};
 }
 
 // What the day and the libraries below decide; files that are being made.
@@ -230,34 +201,26 @@ void NormalisePictures(Disk* disk) {
 
 Scenario PictureUse() {
   std::vector<Step> steps = {
-      {"AxsCreate",
-       [](Answer*) {
-         axes = AxsCreate(1, 0, 1, 1);
-         const TvRect area = {0, 0, 399, 299};
-         const TvRect margins = {50, 20, 20, 50};
-         return axes != 0 && AxsSize(axes, &area, &margins) != 0 &&
-                        AxsSetRanges(axes, 0, kDrawnPoints, 0, 100) != 0
-                    ? 1
-                    : 0;
-       },
-       1,
-       {0},
-       kOnce},
-      {"TvCreateImageDC",
-       [](Answer*) {
-         dc = TvCreateImageDC(400, 300, 96);
-         return dc != nullptr ? 1 : 0;
-       },
-       1,
-       {0},
-       kOnce},
+      Step("AxsCreate", {.success = 1, .failures = {0}, .flags = kOnce},
+           [](Answer*) {
+             axes = AxsCreate(1, 0, 1, 1);
+             const TvRect area = {0, 0, 399, 299};
+             const TvRect margins = {50, 20, 20, 50};
+             return axes != 0 && AxsSize(axes, &area, &margins) != 0 &&
+                            AxsSetRanges(axes, 0, kDrawnPoints, 0, 100) != 0
+                        ? 1
+                        : 0;
+           }),
+      Step("TvCreateImageDC", {.success = 1, .failures = {0}, .flags = kOnce},
+           [](Answer*) {
+             dc = TvCreateImageDC(400, 300, 96);
+             return dc != nullptr ? 1 : 0;
+           }),
       Draw(),
-      {"TvSavePng", [](Answer*) { return TvSavePng(dc, "C:\\M\\A.PNG"); }, 1, {0}, kOnce},
-      {"TvDeleteDC",
-       [](Answer*) { return TvDeleteDC(std::exchange(dc, nullptr)); },
-       1,
-       {0},
-       kOnce | kEnds}};
+      Step("TvSavePng", {.success = 1, .failures = {0}, .flags = kOnce},
+           [](Answer*) { return TvSavePng(dc, "C:\\M\\A.PNG"); }),
+      Step("TvDeleteDC", {.success = 1, .failures = {0}, .flags = kOnce | kEnds},
+           [](Answer*) { return TvDeleteDC(std::exchange(dc, nullptr)); })};
   for (const auto& more : {FileSteps("TvCreateSvgDC", "C:\\M\\A.SVG", TvCreateSvgDC),
                            FileSteps("TvCreatePdfDC", "C:\\M\\A.PDF", TvCreatePdfDC)}) {
     steps.insert(steps.end(), more.begin(), more.end());

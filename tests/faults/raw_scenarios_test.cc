@@ -97,160 +97,129 @@ int32_t WriteToSet(int32_t scan, float value) {
 // --- Steps
 
 Step OpenNew() {
-  return {"RawCreateOpen",
-          [](Answer*) { return RawCreateOpen(kDirectory, &p.handle); },
-          RAW_OK,
-          {RAW_NO_FREE_HANDLE, RAW_DIRECTORY_NOT_CREATED, RAW_FILE_NOT_DELETED, RAW_LOCK_FAILED,
-           RAW_DIRECTORY_NOT_REMOVED, RAW_DIRECTORY_VANISHED},
-          kOnce | kParts,
-          2};
+  return Step("RawCreateOpen",
+              {.failures = {RAW_NO_FREE_HANDLE, RAW_DIRECTORY_NOT_CREATED, RAW_FILE_NOT_DELETED,
+                            RAW_LOCK_FAILED, RAW_DIRECTORY_NOT_REMOVED, RAW_DIRECTORY_VANISHED},
+               .flags = kOnce | kParts,
+               .waits = 2},
+              [](Answer*) { return RawCreateOpen(kDirectory, &p.handle); });
 }
 
 Step OpenOld() {
-  return {"RawReadOpen",
-          [](Answer*) { return RawReadOpen(kDirectory, &p.handle); },
-          RAW_OK,
-          {RAW_DIRECTORY_ABSENT, RAW_NO_FREE_HANDLE}};
+  return Step("RawReadOpen", {.failures = {RAW_DIRECTORY_ABSENT, RAW_NO_FREE_HANDLE}},
+              [](Answer*) { return RawReadOpen(kDirectory, &p.handle); });
 }
 
 Step CloseOld() {
-  return {"RawReadClose",
-          [](Answer*) { return RawReadClose(p.handle); },
-          RAW_OK,
-          {RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN},
-          kEnds};
+  return Step("RawReadClose",
+              {.failures = {RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN}, .flags = kEnds},
+              [](Answer*) { return RawReadClose(p.handle); });
 }
 
 Step WriteHeader() {
-  return {"RawCreateHeader",
-          [](Answer*) { return RawCreateHeader(p.handle, &p.header, &p.calibration); },
-          RAW_OK,
-          kMember,
-          0,
-          1};
+  return Step("RawCreateHeader", {.failures = kMember, .waits = 1},
+              [](Answer*) { return RawCreateHeader(p.handle, &p.header, &p.calibration); });
 }
 
 Step Functions() {
-  return {"RawCreateFunctions",
-          [](Answer*) { return RawCreateFunctions(p.handle, 2, p.functions.data()); },
-          RAW_OK,
-          kMember,
-          0,
-          1};
+  return Step("RawCreateFunctions", {.failures = kMember, .waits = 1},
+              [](Answer*) { return RawCreateFunctions(p.handle, 2, p.functions.data()); });
 }
 
 Step AppendFunction() {
-  return {"RawAppendFunction",
-          [](Answer* answer) {
-            int16_t number = -1;
-            const int32_t error = RawAppendFunction(p.handle, &p.functions[2], &number);
-            if (error == RAW_OK && number == 0) return RAW_SEEK_FAILED + 0;  // documented, too
-            answer->Add(number);
-            return error;
-          },
-          RAW_OK,
-          kMember,
-          0,
-          1};
+  return Step("RawAppendFunction", {.failures = kMember, .waits = 1}, [](Answer* answer) {
+    int16_t number = -1;
+    const int32_t error = RawAppendFunction(p.handle, &p.functions[2], &number);
+    if (error == RAW_OK && number == 0) return RAW_SEEK_FAILED + 0;  // documented, too
+    answer->Add(number);
+    return error;
+  });
 }
 
 Step AnalogInf() {
-  return {"RawCreateAnalogInf",
-          [](Answer*) { return RawCreateAnalogInf(p.handle, 2, p.analog.data()); },
-          RAW_OK,
-          kMember,
-          0,
-          1};
+  return Step("RawCreateAnalogInf", {.failures = kMember, .waits = 1},
+              [](Answer*) { return RawCreateAnalogInf(p.handle, 2, p.analog.data()); });
 }
 
 std::vector<Step> AnalogSamples() {
-  return {{"RawCreateAnalogFile", [](Answer*) { return RawCreateAnalogFile(p.handle); }, RAW_OK,
-           kMember},
-          {"RawCreateAnalogScan",
-           [](Answer*) {
-             const float values[] = {3, 5};
-             return RawCreateAnalogScan(p.handle, 0.5f, 2, values);
-           },
-           RAW_OK, MemberOr({RAW_MEMBER_NOT_OPEN})},
-          {"RawCreateAnalogScan, the second",
-           [](Answer*) {
-             const float values[] = {30, 50};
-             return RawCreateAnalogScan(p.handle, 0.75f, 2, values);
-           },
-           RAW_OK, MemberOr({RAW_MEMBER_NOT_OPEN})},
-          {"RawCreateAnalogEnd", [](Answer*) { return RawCreateAnalogEnd(p.handle); }, RAW_OK,
-           kMember, kOnce, 1, "_ANALOGS.DAT"}};
+  return {Step("RawCreateAnalogFile", {.failures = kMember},
+               [](Answer*) { return RawCreateAnalogFile(p.handle); }),
+          Step("RawCreateAnalogScan", {.failures = MemberOr({RAW_MEMBER_NOT_OPEN})},
+               [](Answer*) {
+                 const float values[] = {3, 5};
+                 return RawCreateAnalogScan(p.handle, 0.5f, 2, values);
+               }),
+          Step("RawCreateAnalogScan, the second", {.failures = MemberOr({RAW_MEMBER_NOT_OPEN})},
+               [](Answer*) {
+                 const float values[] = {30, 50};
+                 return RawCreateAnalogScan(p.handle, 0.75f, 2, values);
+               }),
+          Step("RawCreateAnalogEnd",
+               {.failures = kMember, .flags = kOnce, .waits = 1, .forces = "_ANALOGS.DAT"},
+               [](Answer*) { return RawCreateAnalogEnd(p.handle); })};
 }
 
 const std::vector<int32_t> kScanFailures =
     MemberOr({RAW_SCAN_BUFFER_ABSENT, RAW_NO_MEMORY_FOR_SCAN_BUFFER, RAW_HANDLE_OUT_OF_RANGE});
 
 Step ScanFile(int16_t function) {
-  return {"RawCreateScanFile " + std::to_string(function),
-          [=](Answer*) { return RawCreateScanFile(p.handle, function, 0, 0); }, RAW_OK,
-          kScanFailures};
+  return Step("RawCreateScanFile " + std::to_string(function), {.failures = kScanFailures},
+              [=](Answer*) { return RawCreateScanFile(p.handle, function, 0, 0); });
 }
 
 Step WriteOne(int16_t function, int16_t type, int32_t number) {
-  return {"RawCreateScansEx " + std::to_string(function),
-          [=](Answer*) { return Write(function, type, number); }, RAW_OK, kScanFailures};
+  return Step("RawCreateScansEx " + std::to_string(function), {.failures = kScanFailures},
+              [=](Answer*) { return Write(function, type, number); });
 }
 
 // More than wait in memory.
 Step ManyScans(int16_t function, int16_t type) {
-  return {"RawCreateScansEx, many",
-          [=](Answer*) {
-            for (int32_t i = 10; i < 70; ++i) {
-              const int32_t error = Write(function, type, i);
-              if (error != RAW_OK) return error;
-            }
-            return RAW_OK + 0;
-          },
-          RAW_OK, kScanFailures, kOnce | kParts};
+  return Step("RawCreateScansEx, many", {.failures = kScanFailures, .flags = kOnce | kParts},
+              [=](Answer*) {
+                for (int32_t i = 10; i < 70; ++i) {
+                  const int32_t error = Write(function, type, i);
+                  if (error != RAW_OK) return error;
+                }
+                return RAW_OK + 0;
+              });
 }
 
 Step FlushScans(int16_t function) {
-  return {"RawCreateScansFlush",
-          [=](Answer*) { return RawCreateScansFlush(p.handle, function, 0); }, RAW_OK,
-          kScanFailures};
+  return Step("RawCreateScansFlush", {.failures = kScanFailures},
+              [=](Answer*) { return RawCreateScansFlush(p.handle, function, 0); });
 }
 
 Step EndScans(int16_t function) {
-  return {"RawCreateScansEnd",
-          [=](Answer*) { return RawCreateScansEnd(p.handle, function, 0); },
-          RAW_OK,
-          kScanFailures,
-          kOnce | kEnds,
-          2,
-          "_FUNC00" + std::to_string(function)};
+  return Step("RawCreateScansEnd",
+              {.failures = kScanFailures,
+               .flags = kOnce | kEnds,
+               .waits = 2,
+               .forces = "_FUNC00" + std::to_string(function)},
+              [=](Answer*) { return RawCreateScansEnd(p.handle, function, 0); });
 }
 
 Step History() {
-  return {"RawHistUpdateInfo",
-          [](Answer*) {
-            p.history.tree_count = RAW_HISTORY_TREES;
-            RawHistoryEntry entry = {};
-            std::strcpy(entry.process.name, "_PROC009");
-            RawHistoryHeader header = p.history;
-            auto entries = p.entries;
-            if (RawHistAddProcess(&header, entries.data(), 1, 0, &entry) != 0) return -99;
-            return RawHistUpdateInfo(p.handle, &header, entries.data());
-          },
-          RAW_OK,
-          MemberOr({RAW_HISTORY_FULL}),
-          0,
-          1};
+  return Step("RawHistUpdateInfo", {.failures = MemberOr({RAW_HISTORY_FULL}), .waits = 1},
+              [](Answer*) {
+                p.history.tree_count = RAW_HISTORY_TREES;
+                RawHistoryEntry entry = {};
+                std::strcpy(entry.process.name, "_PROC009");
+                RawHistoryHeader header = p.history;
+                auto entries = p.entries;
+                if (RawHistAddProcess(&header, entries.data(), 1, 0, &entry) != 0) return -99;
+                return RawHistUpdateInfo(p.handle, &header, entries.data());
+              });
 }
 
 Step CloseNew() {
-  return {"RawCreateClose",
-          [](Answer*) { return RawCreateClose(p.handle); },
-          RAW_OK,
-          {RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN, RAW_SHORT_WRITE, RAW_SEEK_FAILED,
-           RAW_MEMBER_NOT_CLOSED, RAW_DIRECTORY_VANISHED, RAW_TIME_STAMP_FAILED},
-          kOnce | kEnds | kParts,
-          2,
-          "_FUNC002"};
+  return Step(
+      "RawCreateClose",
+      {.failures = {RAW_HANDLE_OUT_OF_RANGE, RAW_HANDLE_NOT_OPEN, RAW_SHORT_WRITE, RAW_SEEK_FAILED,
+                    RAW_MEMBER_NOT_CLOSED, RAW_DIRECTORY_VANISHED, RAW_TIME_STAMP_FAILED},
+       .flags = kOnce | kEnds | kParts,
+       .waits = 2,
+       .forces = "_FUNC002"},
+      [](Answer*) { return RawCreateClose(p.handle); });
 }
 
 std::vector<Step> Joined(const std::vector<std::vector<Step>>& parts) {
@@ -317,150 +286,108 @@ std::vector<Step> ReadingSteps() {
   const std::vector<int32_t> any =
       MemberOr({RAW_SCAN_BUFFER_ABSENT, RAW_NO_MEMORY_FOR_SCAN_BUFFER, RAW_HANDLE_OUT_OF_RANGE});
   return {
-      {"RawReadHeader",
-       [](Answer* answer) {
-         int16_t functions = 0;
-         int16_t channels = 0;
-         const int32_t error =
-             RawReadHeader(p.handle, &p.header, &p.calibration, &functions, &channels);
-         answer->Add(functions);
-         answer->Add(channels);
-         answer->Add(p.header);
-         answer->Add(p.calibration.function_count);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadFuncInfo",
-       [](Answer* answer) {
-         const int32_t error = RawReadFuncInfo(p.handle, 0, p.functions.data(), nullptr);
-         answer->Add(p.functions);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadScanCount",
-       [](Answer* answer) {
-         int32_t scans = 0;
-         const int32_t error = RawReadScanCount(p.handle, 1, 0, &scans);
-         answer->Add(scans);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadScanCount of a set",
-       [](Answer* answer) {
-         int32_t scans = 0;
-         const int32_t error = RawReadScanCount(p.handle, 1, kProcess, &scans);
-         answer->Add(scans);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadProcFunction",
-       [](Answer* answer) {
-         int16_t function = 0;
-         RawFunctionRecord record = {};
-         const int32_t error = RawReadProcFunction(p.handle, kProcess, &function, &record);
-         answer->Add(function);
-         answer->Add(record);
-         return error;
-       },
-       RAW_OK, MemberOr({RAW_NO_MEMORY_FOR_SCAN_BUFFER})},
-      {"RawReadFuncInit",
-       [](Answer*) { return RawReadFuncInit(p.handle, 1, 0, p.functions.data(), &p.calibration); },
-       RAW_OK, any},
-      {"RawReadSpectrum",
-       [](Answer* answer) {
-         int32_t count = kPoints;
-         RawScanHeader header = {};
-         const int32_t error =
-             RawReadSpectrum(p.handle, 1, 0, 33, 1, &count, &header, p.masses.data(),
-                             p.intensities.data(), p.flags.data(), 0);
-         answer->Add(count);
-         answer->Add(header);
-         answer->Add(p.masses);
-         answer->Add(p.intensities);
-         return error;
-       },
-       RAW_OK, any},
-      {"RawReadChrom",
-       [](Answer* answer) {
-         const int32_t error = RawReadChrom(p.handle, 1, 0, 1, kPoints, p.intensities.data(),
-                                            p.masses.data(), RAW_CHROM_TOTAL_ION);
-         answer->Add(p.intensities);
-         answer->Add(p.masses);
-         return error;
-       },
-       RAW_OK, any},
-      {"RawReadChromTraces",
-       [](Answer* answer) {
-         p.window = {150, 350, 0, 0, 0};
-         p.trace = {RAW_TRACE_MASSES, 1, &p.window};
-         float* const arrays[] = {p.intensities.data()};
-         const int32_t error =
-             RawReadChromTraces(p.handle, 1, 0, 1, kPoints, 1, &p.trace, arrays, nullptr);
-         answer->Add(p.intensities);
-         return error;
-       },
-       RAW_OK, any},
-      {"RawReadTimeScan",
-       [](Answer* answer) {
-         int32_t scan = 0;
-         const int32_t error = RawReadTimeScan(p.handle, 1, 0, p.functions.data(), 1.3f, &scan);
-         answer->Add(scan);
-         return error;
-       },
-       RAW_OK, any},
-      {"RawReadFuncEnd", [](Answer*) { return RawReadFuncEnd(p.handle, 1, 0); }, RAW_OK, any,
-       kOnce | kEnds},
-      {"RawReadAnalogInf",
-       [](Answer* answer) {
-         int16_t count = 2;
-         const int32_t error = RawReadAnalogInf(p.handle, &count, p.analog.data());
-         answer->Add(count);
-         answer->Add(p.analog);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadAnalogSize",
-       [](Answer* answer) {
-         int32_t count = 0;
-         const int32_t error = RawReadAnalogSize(p.handle, 2, &count);
-         answer->Add(count);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadAnalogChrom",
-       [](Answer* answer) {
-         p.intensities = {};
-         const int32_t error =
-             RawReadAnalogChrom(p.handle, 1, 2, 1, 2, p.intensities.data(), p.masses.data());
-         answer->Add(p.intensities);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadAnalogTimeScan",
-       [](Answer* answer) {
-         int32_t record = 0;
-         const int32_t error = RawReadAnalogTimeScan(p.handle, 2, 0.7f, &record);
-         answer->Add(record);
-         return error;
-       },
-       RAW_OK, kMember},
-      {"RawReadProcInfo",
-       [](Answer* answer) {
-         const int32_t error = RawReadProcInfo(p.handle, &p.history, p.entries.data());
-         answer->Add(p.history);
-         return error;
-       },
-       RAW_OK, MemberOr({RAW_HISTORY_CUT_OFF})},
-      {"RawCheckDirectory",
-       [](Answer* answer) {
-         int32_t problems = -1;
-         const int32_t error = RawCheckDirectory(kDirectory, nullptr, nullptr, &problems);
-         if (error == RAW_OK && problems != 0) return -1;  // what cannot be read is told
-         answer->Add(problems);
-         return error;
-       },
-       RAW_OK,
-       {RAW_DIRECTORY_ABSENT, RAW_NO_MEMORY_FOR_MEMBER, -1}}};
+      Step("RawReadHeader", {.failures = kMember},
+           [](Answer* answer) {
+             int16_t functions = 0;
+             int16_t channels = 0;
+             return answer->With(
+                 RawReadHeader(p.handle, &p.header, &p.calibration, &functions, &channels),
+                 functions, channels, p.header, p.calibration.function_count);
+           }),
+      Step("RawReadFuncInfo", {.failures = kMember},
+           [](Answer* answer) {
+             return answer->With(RawReadFuncInfo(p.handle, 0, p.functions.data(), nullptr),
+                                 p.functions);
+           }),
+      Step("RawReadScanCount", {.failures = kMember},
+           [](Answer* answer) {
+             int32_t scans = 0;
+             return answer->With(RawReadScanCount(p.handle, 1, 0, &scans), scans);
+           }),
+      Step("RawReadScanCount of a set", {.failures = kMember},
+           [](Answer* answer) {
+             int32_t scans = 0;
+             return answer->With(RawReadScanCount(p.handle, 1, kProcess, &scans), scans);
+           }),
+      Step("RawReadProcFunction", {.failures = MemberOr({RAW_NO_MEMORY_FOR_SCAN_BUFFER})},
+           [](Answer* answer) {
+             int16_t function = 0;
+             RawFunctionRecord record = {};
+             return answer->With(RawReadProcFunction(p.handle, kProcess, &function, &record),
+                                 function, record);
+           }),
+      Step("RawReadFuncInit", {.failures = any},
+           [](Answer*) {
+             return RawReadFuncInit(p.handle, 1, 0, p.functions.data(), &p.calibration);
+           }),
+      Step("RawReadSpectrum", {.failures = any},
+           [](Answer* answer) {
+             int32_t count = kPoints;
+             RawScanHeader header = {};
+             return answer->With(
+                 RawReadSpectrum(p.handle, 1, 0, 33, 1, &count, &header, p.masses.data(),
+                                 p.intensities.data(), p.flags.data(), 0),
+                 count, header, p.masses, p.intensities);
+           }),
+      Step("RawReadChrom", {.failures = any},
+           [](Answer* answer) {
+             return answer->With(RawReadChrom(p.handle, 1, 0, 1, kPoints, p.intensities.data(),
+                                              p.masses.data(), RAW_CHROM_TOTAL_ION),
+                                 p.intensities, p.masses);
+           }),
+      Step("RawReadChromTraces", {.failures = any},
+           [](Answer* answer) {
+             p.window = {150, 350, 0, 0, 0};
+             p.trace = {RAW_TRACE_MASSES, 1, &p.window};
+             float* const arrays[] = {p.intensities.data()};
+             return answer->With(
+                 RawReadChromTraces(p.handle, 1, 0, 1, kPoints, 1, &p.trace, arrays, nullptr),
+                 p.intensities);
+           }),
+      Step("RawReadTimeScan", {.failures = any},
+           [](Answer* answer) {
+             int32_t scan = 0;
+             return answer->With(RawReadTimeScan(p.handle, 1, 0, p.functions.data(), 1.3f, &scan),
+                                 scan);
+           }),
+      Step("RawReadFuncEnd", {.failures = any, .flags = kOnce | kEnds},
+           [](Answer*) { return RawReadFuncEnd(p.handle, 1, 0); }),
+      Step("RawReadAnalogInf", {.failures = kMember},
+           [](Answer* answer) {
+             int16_t count = 2;
+             return answer->With(RawReadAnalogInf(p.handle, &count, p.analog.data()), count,
+                                 p.analog);
+           }),
+      Step("RawReadAnalogSize", {.failures = kMember},
+           [](Answer* answer) {
+             int32_t count = 0;
+             return answer->With(RawReadAnalogSize(p.handle, 2, &count), count);
+           }),
+      Step("RawReadAnalogChrom", {.failures = kMember},
+           [](Answer* answer) {
+             p.intensities = {};
+             return answer->With(
+                 RawReadAnalogChrom(p.handle, 1, 2, 1, 2, p.intensities.data(), p.masses.data()),
+                 p.intensities);
+           }),
+      Step("RawReadAnalogTimeScan", {.failures = kMember},
+           [](Answer* answer) {
+             int32_t record = 0;
+             return answer->With(RawReadAnalogTimeScan(p.handle, 2, 0.7f, &record), record);
+           }),
+      Step("RawReadProcInfo", {.failures = MemberOr({RAW_HISTORY_CUT_OFF})},
+           [](Answer* answer) {
+             return answer->With(RawReadProcInfo(p.handle, &p.history, p.entries.data()),
+                                 p.history);
+           }),
+      Step("RawCheckDirectory", {.failures = {RAW_DIRECTORY_ABSENT, RAW_NO_MEMORY_FOR_MEMBER, -1}},
+           [](Answer* answer) {
+             int32_t problems = -1;
+             const int32_t error = RawCheckDirectory(kDirectory, nullptr, nullptr, &problems);
+             if (error == RAW_OK && problems != 0) return -1;  // what cannot be read is told
+             answer->Add(problems);
+             return error;
+           })};
 }
 
 std::vector<Step> SetSteps() {
@@ -468,27 +395,24 @@ std::vector<Step> SetSteps() {
       MemberOr({-1, RAW_SCAN_BUFFER_ABSENT, RAW_NO_MEMORY_FOR_SCAN_BUFFER, RAW_DIRECTORY_ABSENT,
                 RAW_NO_FREE_HANDLE});
   const auto add = [=](const char* name, int32_t scan, float value) -> Step {
-    return {name,
-            [=](Answer* answer) {
-              const int32_t error = WriteToSet(scan, value);
-              if (error == 0) answer->Add(p.descriptor.scan);
-              return error;
-            },
-            0, any};
+    return Step(name, {.failures = any}, [=](Answer* answer) {
+      const int32_t error = WriteToSet(scan, value);
+      if (error == 0) answer->Add(p.descriptor.scan);
+      return error;
+    });
   };
   return {add("DmRawWrite", 0, 10),
           add("DmRawWrite, the second", 0, 20),
           add("DmRawWrite in place", 1, 30),
-          {"DmRawSaveProcess", [](Answer*) { return DmRawSaveProcess(&p.descriptor, 1); }, 0,
-           MemberOr({-1, RAW_DIRECTORY_ABSENT, RAW_NO_FREE_HANDLE, RAW_HISTORY_FULL,
-                     RAW_MEMBER_NOT_OPEN}),
-           0, 3, "_PROC007"},
+          Step("DmRawSaveProcess",
+               {.failures = MemberOr({-1, RAW_DIRECTORY_ABSENT, RAW_NO_FREE_HANDLE,
+                                      RAW_HISTORY_FULL, RAW_MEMBER_NOT_OPEN}),
+                .waits = 3,
+                .forces = "_PROC007"},
+               [](Answer*) { return DmRawSaveProcess(&p.descriptor, 1); }),
           add("DmRawWrite, after it was saved", 2, 40),
-          {"DmRawRelease",
-           [](Answer*) { return DmRawRelease(&p.descriptor, 0, 0, 0, nullptr); },
-           0,
-           {-1},
-           kEnds}};
+          Step("DmRawRelease", {.failures = {-1}, .flags = kEnds},
+               [](Answer*) { return DmRawRelease(&p.descriptor, 0, 0, 0, nullptr); })};
 }
 
 // The result is told by its size alone: blocks have no other to compare.
@@ -523,20 +447,16 @@ std::vector<Step> ProcessingSteps() {
     step.type = RAW_STEP_COMBINE;
     step.combining.scans[0] = {1, 3};
     int16_t saved = 0;
-    const int32_t error = PrcSaveStep(p.handle, 1, 0, &step, &saved);
-    answer->Add(saved);
-    return error;
+    return answer->With(PrcSaveStep(p.handle, 1, 0, &step, &saved), saved);
   };
   const auto repeat = [](Answer* answer) {
     int16_t saved = 0;
-    const int32_t error = PrcRepeat(p.handle, 1, &saved);
-    answer->Add(saved);
-    return error;
+    return answer->With(PrcRepeat(p.handle, 1, &saved), saved);
   };
-  return {{"PrcCombine", combine, PRC_OK, any},
-          {"PrcFindPeaks", find, PRC_OK, {PRC_NO_MEMORY}},
-          {"PrcSaveStep", save, PRC_OK, any, 0, 3, "_PROC001"},
-          {"PrcRepeat", repeat, PRC_OK, any, 0, 3, "_PROC002"}};
+  return {Step("PrcCombine", {.failures = any}, combine),
+          Step("PrcFindPeaks", {.failures = {PRC_NO_MEMORY}}, find),
+          Step("PrcSaveStep", {.failures = any, .waits = 3, .forces = "_PROC001"}, save),
+          Step("PrcRepeat", {.failures = any, .waits = 3, .forces = "_PROC002"}, repeat)};
 }
 
 void AcquireWithSet() {
@@ -600,35 +520,33 @@ Scenario RawRepair() {
     put("_HEADER.TXT.0123456789abcdef.tmp", "half");
   };
   const std::vector<int32_t> check = {RAW_DIRECTORY_ABSENT, RAW_NO_MEMORY_FOR_MEMBER, -1};
-  return {
-      "RawRepair",
-      damage,
-      {{"RawRepairDirectory",
-        [](Answer*) {
-          int32_t problems = -1;
-          const int32_t error = RawRepairDirectory(kDirectory, nullptr, nullptr, &problems);
-          return error == RAW_OK && problems != 0 ? -1 : error;  // some remain
-        },
-        RAW_OK,
-        {RAW_DIRECTORY_ABSENT, RAW_NO_MEMORY_FOR_MEMBER, -1, RAW_LOCK_FAILED,
-         RAW_DIRECTORY_NOT_REMOVED},
-        kParts | kOnce,
-        3},
-       {"RawFileErase",
-        [](Answer*) { return RawFileErase(kDirectory); },
-        RAW_OK,
-        {RAW_DIRECTORY_VANISHED, RAW_LOCK_FAILED, RAW_FILE_NOT_DELETED, RAW_DIRECTORY_NOT_REMOVED},
-        kParts | kOnce}},
-      StartProgram,
-      [](Disk* disk) {
-        Normalise(disk);
-        // What cannot be read is not taken for left over.
-        std::erase_if(disk->files, [](const auto& file) {
-          return file.first.ends_with(".tmp") || file.first.ends_with(".lock");
-        });
-      },
-      SparedRaw,
-      ReadAll};
+  return {"RawRepair",
+          damage,
+          {Step("RawRepairDirectory",
+                {.failures = {RAW_DIRECTORY_ABSENT, RAW_NO_MEMORY_FOR_MEMBER, -1, RAW_LOCK_FAILED,
+                              RAW_DIRECTORY_NOT_REMOVED},
+                 .flags = kParts | kOnce,
+                 .waits = 3},
+                [](Answer*) {
+                  int32_t problems = -1;
+                  const int32_t error = RawRepairDirectory(kDirectory, nullptr, nullptr, &problems);
+                  return error == RAW_OK && problems != 0 ? -1 : error;  // some remain
+                }),
+           Step("RawFileErase",
+                {.failures = {RAW_DIRECTORY_VANISHED, RAW_LOCK_FAILED, RAW_FILE_NOT_DELETED,
+                              RAW_DIRECTORY_NOT_REMOVED},
+                 .flags = kParts | kOnce},
+                [](Answer*) { return RawFileErase(kDirectory); })},
+          StartProgram,
+          [](Disk* disk) {
+            Normalise(disk);
+            // What cannot be read is not taken for left over.
+            std::erase_if(disk->files, [](const auto& file) {
+              return file.first.ends_with(".tmp") || file.first.ends_with(".lock");
+            });
+          },
+          SparedRaw,
+          ReadAll};
 }
 
 }  // namespace tervalon::testing

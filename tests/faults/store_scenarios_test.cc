@@ -40,34 +40,25 @@ SystemFile Project() {
 }
 
 Step SetIni(const char* key, const char* value) {
-  return {std::string("SetIniString ") + key,
-          [=](Answer*) { return SetIniString("Section", key, value, 0) != 0 ? 1 : 0; },
-          1,
-          {0},
-          0,
-          1};
+  return Step(std::string("SetIniString ") + key, {.success = 1, .failures = {0}, .waits = 1},
+              [=](Answer*) { return SetIniString("Section", key, value, 0) != 0 ? 1 : 0; });
 }
 
 Step SetGlobal(const char* key, const char* value) {
   // What does not fit any more is lost, with a message: the program ends.
-  return {std::string("SetGlobalString ") + key,
-          [=](Answer*) { return SetGlobalString("SystemList", key, value, 1); },
-          1,
-          {0},
-          kOnce};
+  return Step(std::string("SetGlobalString ") + key,
+              {.success = 1, .failures = {0}, .flags = kOnce},
+              [=](Answer*) { return SetGlobalString("SystemList", key, value, 1); });
 }
 
 Step GetGlobal(const char* key, int32_t length) {
-  return {std::string("GetGlobalString ") + key,
-          [=](Answer* answer) {
-            char out[300] = "";
-            const int32_t found = GetGlobalString("SystemList", key, "", out, sizeof(out));
-            AddText(answer, out);
-            return found;
-          },
-          length,
-          {-1},
-          kOnce};
+  return Step(std::string("GetGlobalString ") + key,
+              {.success = length, .failures = {-1}, .flags = kOnce}, [=](Answer* answer) {
+                char out[300] = "";
+                const int32_t found = GetGlobalString("SystemList", key, "", out, sizeof(out));
+                AddText(answer, out);
+                return found;
+              });
 }
 
 // Each key of the settings file by itself.
@@ -98,31 +89,25 @@ const std::vector<int32_t> kCauses = {DB3_GENERAL_ERROR,     DB3_FILE_OPEN,     
                                       DB3_NOT_OPEN,          DB3_RECORD_NUMBER, DB3_FILE_DELETION};
 
 Step OpenDatabase(const char* name, int32_t mode, int waits, uint32_t flags = 0) {
-  return {name,
-          [=](Answer*) { return DB3Open(kType, kDatabase, mode); },
-          DB3_SUCCESS,
-          kCauses,
-          flags,
-          waits,
-          waits > 0 ? "E.DBF" : ""};
+  return Step(
+      name,
+      {.failures = kCauses, .flags = flags, .waits = waits, .forces = waits > 0 ? "E.DBF" : ""},
+      [=](Answer*) { return DB3Open(kType, kDatabase, mode); });
 }
 
 Step CloseDatabase() {
-  return {
-      "DB3Close", [](Answer*) { return DB3Close(kType); }, DB3_SUCCESS, kCauses, kOnce | kEnds, 1,
-      "E.DBF"};
+  return Step("DB3Close",
+              {.failures = kCauses, .flags = kOnce | kEnds, .waits = 1, .forces = "E.DBF"},
+              [](Answer*) { return DB3Close(kType); });
 }
 
 Step Record(const char* name, int32_t operation, int32_t number, double mass) {
-  return {name,
-          [=](Answer* answer) {
-            DB3PepElement record = {mass, mass / 2};
-            const int32_t cause =
-                DB3HandleRecord(kType, operation, number, &record, DB3_INSERT_INTO_EMPTY);
-            if (operation == DB3_HANDLE_READ) answer->Add(record);
-            return cause;
-          },
-          DB3_SUCCESS, kCauses};
+  return Step(name, {.failures = kCauses}, [=](Answer* answer) {
+    DB3PepElement record = {mass, mass / 2};
+    const int32_t cause = DB3HandleRecord(kType, operation, number, &record, DB3_INSERT_INTO_EMPTY);
+    if (operation == DB3_HANDLE_READ) answer->Add(record);
+    return cause;
+  });
 }
 
 // A change behind the records is taken back, or forgotten, by the next user; the day of the last
@@ -152,98 +137,73 @@ void NormaliseDatabase(Disk* disk) {
 Scenario SettingsUse() {
   const std::vector<Step> steps = {
       SetIni("first", "one"),
-      {"InitGlobal", [](Answer*) { return InitGlobal(0); }, 1, {0}},
+      Step("InitGlobal", {.success = 1, .failures = {0}}, [](Answer*) { return InitGlobal(0); }),
       SetGlobal("OWN", "a value"),
       SetGlobal("RAW", "1,C:\\M\\,RUN,RAW,0,0,1,0"),
       GetGlobal("OWN", 7),
-      {"UpdateGlobal", [](Answer*) { return UpdateGlobal(0); }, 1, {0}, 0, 1},
+      Step("UpdateGlobal", {.success = 1, .failures = {0}, .waits = 1},
+           [](Answer*) { return UpdateGlobal(0); }),
       SetIni("second", "two"),
-      {"IsGCMD", [](Answer*) { return int32_t{IsGCMD()}; }, 1, {0}},
-      {"GetIniString",
-       [](Answer* answer) {
-         char out[40] = "";
-         const int32_t length = GetIniString("Section", "second", "none", out, sizeof(out));
-         // The fallback, where the file cannot be read.
-         if (std::string_view(out) == "none") return 0;
-         AddText(answer, out);
-         return length;
-       },
-       3,
-       {0}},
-      {"ChroStatSetIniFile",
-       [](Answer*) {
-         const ChroStatSettings settings = {0.5f, 700};
-         return ChroStatSetIniFile(&settings);
-       },
-       1,
-       {0},
-       0,
-       1},
-      {"ChroStatGetIniFile",
-       [](Answer* answer) {
-         ChroStatSettings settings = {};
-         const int32_t found = ChroStatGetIniFile(&settings);
-         if (found != 0) answer->Add(settings);
-         return found;
-       },
-       1,
-       {0}},
-      {"RTIndicesSetRetentionCalibration",
-       [](Answer*) {
-         RTCalibration calibration = {};
-         calibration.point_count = 3;
-         calibration.times[1] = 2.5f;
-         return RTIndicesSetRetentionCalibration(nullptr, &calibration);
-       },
-       1,
-       {0},
-       0,
-       1},
-      {"RTIndicesGetRetentionCalibration",
-       [](Answer* answer) {
-         RTCalibration calibration = {};
-         const int32_t points = RTIndicesGetRetentionCalibration(nullptr, &calibration);
-         answer->Add(calibration);
-         return points;
-       },
-       32,
-       {0}},
-      {"GetIniWindPos",
-       [](Answer* answer) {
-         IniWindPos placement = {};
-         const int32_t found = GetIniWindPos("Windows", "Browser", nullptr, &placement);
-         answer->Add(placement);
-         return found;
-       },
-       1,
-       {0}},
-      {"ProCreateDirectory",
-       [](Answer*) {
-         const SystemFile project = Project();
-         return ProCreateDirectory(nullptr, &project);
-       },
-       1,
-       {0},
-       kParts,
-       7},
-      {"ProSetCurrent",
-       [](Answer*) {
-         const SystemFile project = Project();
-         return ProSetCurrent(nullptr, &project);
-       },
-       1,
-       {0},
-       kOnce},
-      {"ProFindFirstFileName",
-       [](Answer* answer) {
-         SystemFile file = Project();
-         const int32_t found = ProFindFirstFileName(&file, 1);
-         AddText(answer, file.name);
-         return found;
-       },
-       1,
-       {0}},
-      {"FreeGlobal", [](Answer*) { return FreeGlobal(0); }, 1, {0}, kOnce | kEnds, 1},
+      Step("IsGCMD", {.success = 1, .failures = {0}}, [](Answer*) { return int32_t{IsGCMD()}; }),
+      Step("GetIniString", {.success = 3, .failures = {0}},
+           [](Answer* answer) {
+             char out[40] = "";
+             const int32_t length = GetIniString("Section", "second", "none", out, sizeof(out));
+             // The fallback, where the file cannot be read.
+             if (std::string_view(out) == "none") return 0;
+             AddText(answer, out);
+             return length;
+           }),
+      Step("ChroStatSetIniFile", {.success = 1, .failures = {0}, .waits = 1},
+           [](Answer*) {
+             const ChroStatSettings settings = {0.5f, 700};
+             return ChroStatSetIniFile(&settings);
+           }),
+      Step("ChroStatGetIniFile", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             ChroStatSettings settings = {};
+             const int32_t found = ChroStatGetIniFile(&settings);
+             if (found != 0) answer->Add(settings);
+             return found;
+           }),
+      Step("RTIndicesSetRetentionCalibration", {.success = 1, .failures = {0}, .waits = 1},
+           [](Answer*) {
+             RTCalibration calibration = {};
+             calibration.point_count = 3;
+             calibration.times[1] = 2.5f;
+             return RTIndicesSetRetentionCalibration(nullptr, &calibration);
+           }),
+      Step("RTIndicesGetRetentionCalibration", {.success = 32, .failures = {0}},
+           [](Answer* answer) {
+             RTCalibration calibration = {};
+             return answer->With(RTIndicesGetRetentionCalibration(nullptr, &calibration),
+                                 calibration);
+           }),
+      Step("GetIniWindPos", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             IniWindPos placement = {};
+             return answer->With(GetIniWindPos("Windows", "Browser", nullptr, &placement),
+                                 placement);
+           }),
+      Step("ProCreateDirectory", {.success = 1, .failures = {0}, .flags = kParts, .waits = 7},
+           [](Answer*) {
+             const SystemFile project = Project();
+             return ProCreateDirectory(nullptr, &project);
+           }),
+      Step("ProSetCurrent", {.success = 1, .failures = {0}, .flags = kOnce},
+           [](Answer*) {
+             const SystemFile project = Project();
+             return ProSetCurrent(nullptr, &project);
+           }),
+      Step("ProFindFirstFileName", {.success = 1, .failures = {0}},
+           [](Answer* answer) {
+             SystemFile file = Project();
+             const int32_t found = ProFindFirstFileName(&file, 1);
+             AddText(answer, file.name);
+             return found;
+           }),
+      Step("FreeGlobal", {.success = 1, .failures = {0}, .flags = kOnce | kEnds, .waits = 1},
+           [](Answer*) { return FreeGlobal(0); }),
   };
   return {"SettingsUse",
           [] {
@@ -274,33 +234,32 @@ Scenario DatabaseUse() {
     DB3Close(kType);
   };
   const std::vector<Step> steps = {
-      {"DB3SetReportErrors", [](Answer*) { return DB3SetReportErrors(kType, 0); }, 1, {0}, kOnce},
+      Step("DB3SetReportErrors", {.success = 1, .failures = {0}, .flags = kOnce},
+           [](Answer*) { return DB3SetReportErrors(kType, 0); }),
       OpenDatabase("DB3Open", DB3_MODE_OPEN, 0),
       Record("read", DB3_HANDLE_READ, 3, 0),
       Record("update", DB3_HANDLE_UPDATE, 2, 200),
       Record("append", DB3_HANDLE_INSERT, 6, 600),
       Record("insert", DB3_HANDLE_INSERT, 2, 150),
       Record("delete", DB3_HANDLE_DELETE, 4, 0),
-      {"DB3SetCurrentRecordNum", [](Answer*) { return DB3SetCurrentRecordNum(kType, 1); },
-       DB3_SUCCESS, kCauses},
-      {"DB3ReadRecord", [](Answer*) { return DB3ReadRecord(kType); }, DB3_SUCCESS, kCauses},
-      {"DB3UpdateRecord",
-       [](Answer*) {
-         const DB3PepElement record = {17, 18};
-         DB3SetCurrentBuffer(kType, &record);
-         return DB3UpdateRecord(kType);
-       },
-       DB3_SUCCESS, kCauses},
+      Step("DB3SetCurrentRecordNum", {.failures = kCauses},
+           [](Answer*) { return DB3SetCurrentRecordNum(kType, 1); }),
+      Step("DB3ReadRecord", {.failures = kCauses}, [](Answer*) { return DB3ReadRecord(kType); }),
+      Step("DB3UpdateRecord", {.failures = kCauses},
+           [](Answer*) {
+             const DB3PepElement record = {17, 18};
+             DB3SetCurrentBuffer(kType, &record);
+             return DB3UpdateRecord(kType);
+           }),
       CloseDatabase(),
-      {"DB3CheckFile", [](Answer*) { return DB3CheckFile(kType, kDatabase, nullptr, 0); },
-       DB3_SUCCESS, kCauses},
-      {"DB3RepairFile",
-       [](Answer*) { return DB3RepairFile(kType, "C:\\M\\BAD.DBF", nullptr, 0); },
-       DB3_SUCCESS,
-       {DB3_FILE_OPEN, DB3_FILE_READ, DB3_FILE_WRITE, DB3_FILE_CREATION, DB3_MEMORY_ALLOCATION,
-        DB3_GENERAL_ERROR, DB3_INVALID_FORMAT},
-       kOnce | kParts,
-       3},
+      Step("DB3CheckFile", {.failures = kCauses},
+           [](Answer*) { return DB3CheckFile(kType, kDatabase, nullptr, 0); }),
+      Step("DB3RepairFile",
+           {.failures = {DB3_FILE_OPEN, DB3_FILE_READ, DB3_FILE_WRITE, DB3_FILE_CREATION,
+                         DB3_MEMORY_ALLOCATION, DB3_GENERAL_ERROR, DB3_INVALID_FORMAT},
+            .flags = kOnce | kParts,
+            .waits = 3},
+           [](Answer*) { return DB3RepairFile(kType, "C:\\M\\BAD.DBF", nullptr, 0); }),
       OpenDatabase("DB3Open, creating", DB3_MODE_CREATE, 1),
   };
   return {"DatabaseUse",

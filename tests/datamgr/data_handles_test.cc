@@ -482,14 +482,15 @@ TEST_F(DataHandlesTest, BehavesAsAModelDoes) {
         const uint32_t first = 1 + below(300);
         const uint32_t count = below(60);
         const auto flags = static_cast<int32_t>(below(4));
-        const bool fails = below(10) == 0;
-        g_log.fail_read_at = fails ? static_cast<int32_t>(1 + below(360)) : -1;
+        const bool fails = below(4) == 0;  // at an element in, before or behind the range
+        g_log.fail_read_at = fails ? static_cast<int32_t>(first + below(120)) - 60 : -1;
         std::vector<std::string> reads;
         g_log.calls.clear();
         ASSERT_EQ(DmGetData(handle, first, static_cast<int32_t>(count), flags),
                   model.GetData(handle, first, count, flags,
-                                fails ? std::optional(static_cast<uint32_t>(g_log.fail_read_at))
-                                      : std::nullopt,
+                                g_log.fail_read_at > 0
+                                    ? std::optional(static_cast<uint32_t>(g_log.fail_read_at))
+                                    : std::nullopt,
                                 &reads));
         ASSERT_EQ(TakeCalls(), reads);
         break;

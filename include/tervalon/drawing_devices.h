@@ -10,6 +10,8 @@ TERVALON_BEGIN_DECLS
 
 #if !defined(_WIN32)
 
+struct _cairo;
+
 // Create a device context of width by height pixels, white, whose pixel (0, 0) is the upper left
 // one. Sizes are 1 to 32767 pixels, and an image has at most 2^28 of them; the resolution, 1 to
 // 9600 pixels per inch, gives a picture's size on paper and the size of its text. The caller
@@ -28,6 +30,15 @@ TERVALON_API TvDC TERVALON_CALL TvCreateSvgOutlinesDC(const char* path, int32_t 
                                                       int32_t height, int32_t pixels_per_inch);
 TERVALON_API TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, int32_t height,
                                               int32_t pixels_per_inch);
+
+// Creates a device context that draws on what a program draws on with Cairo (a cairo_t): a window's
+// or a printer's page, of which width by height pixels are its own. Nothing is painted; pixel (0, 0)
+// lies where the context's transformation puts it, which also gives a pixel's size, and its clip
+// holds. TvDeleteDC leaves the context, of which a reference is kept so long, as it was; meanwhile
+// only the device context draws on it. Returns NULL for NULL, a context in error, sizes out of
+// range as above, and when memory runs out.
+TERVALON_API TvDC TERVALON_CALL TvCreateCairoDC(struct _cairo* cairo, int32_t width, int32_t height,
+                                                int32_t pixels_per_inch);
 
 // Ends a page of a PDF file and begins the next one, white and of the same size; what is selected
 // stays. Returns 1, or 0 when dc is no live device context of a PDF file or memory runs out.

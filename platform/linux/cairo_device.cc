@@ -269,7 +269,8 @@ std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::str
     return nullptr;
   }
 
-  std::unique_ptr<CairoDevice> device(new CairoDevice(kind, capabilities));
+  std::unique_ptr<CairoDevice> device(
+      new CairoDevice(kind, capabilities, kind == DeviceKind::kImage));
   double scale = 1;
   if (kind == DeviceKind::kImage) {
     device->surface_ =
@@ -290,6 +291,26 @@ std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::str
   return device;
 }
 
+std::unique_ptr<CairoDevice> CairoDevice::CreateOn(cairo_t* cairo,
+                                                   const DeviceMetrics& capabilities) {
+  if (!CanBeMade(capabilities) || !Cairo::Load() ||
+      Cairo::status(cairo) != CAIRO_STATUS_SUCCESS) {
+    return nullptr;
+  }
+  constexpr cairo_surface_type_t kWithoutPixels[] = {
+      CAIRO_SURFACE_TYPE_PDF, CAIRO_SURFACE_TYPE_PS, CAIRO_SURFACE_TYPE_SVG,
+      CAIRO_SURFACE_TYPE_RECORDING};
+  const auto* const found = std::find(std::begin(kWithoutPixels), std::end(kWithoutPixels),
+                                      Cairo::surface_get_type(Cairo::get_target(cairo)));
+  const bool has_pixels = found == std::end(kWithoutPixels);
+  std::unique_ptr<CairoDevice> device(
+      new CairoDevice(DeviceKind::kCallers, capabilities, has_pixels));
+  device->cairo_ = Cairo::reference(cairo);
+  Cairo::save(cairo);
+  Cairo::new_path(cairo);
+  return device;
+}
+
 CairoDevice::~CairoDevice() {
   Cairo::destroy(cairo_);
   Cairo::surface_destroy(surface_);
@@ -298,7 +319,11 @@ CairoDevice::~CairoDevice() {
 bool CairoDevice::Finish() {
   constexpr size_t kCompression = size_t{1} << 20;  // without which Cairo leaves out fonts
   if (file_ != nullptr && HasRoom(kCompression)) Cairo::show_page(cairo_);
+  if (kind_ == DeviceKind::kCallers) {
+    for (size_t i = 0; i <= saved_.size(); ++i) Cairo::restore(cairo_);
+  }
   const bool drawn = !failed() && Cairo::status(cairo_) == CAIRO_STATUS_SUCCESS;
+  if (surface_ == nullptr) return drawn;
   Cairo::surface_finish(surface_);
   const bool finished = Cairo::surface_status(surface_) == CAIRO_STATUS_SUCCESS;
   return drawn && finished && (file_ == nullptr || file_->Complete());
@@ -315,7 +340,7 @@ bool CairoDevice::NextPage() {
 }
 
 bool CairoDevice::SavePng(const std::string& path) {
-  if (file_ != nullptr) return false;
+  if (kind_ != DeviceKind::kImage) return false;
   const std::unique_ptr<PictureFile> picture = PictureFile::Create(path);
   if (picture == nullptr) return false;
   Cairo::surface_flush(surface_);
@@ -361,7 +386,7 @@ bool CairoDevice::HasRoom(size_t bytes) {
 bool CairoDevice::CanRasterise(size_t lines) {
   constexpr size_t kRoom = size_t{1} << 16;
   constexpr size_t kRoomOfLine = 256;
-  return file_ != nullptr || HasRoom(kRoom + kRoomOfLine * lines);
+  return !has_pixels() || HasRoom(kRoom + kRoomOfLine * lines);
 }
 
 void CairoDevice::SetColour(TvColour colour) {
@@ -392,7 +417,7 @@ void CairoDevice::Polyline(const TvPoint* points, size_t count) {
   Cairo::set_line_width(cairo_, PenWidth());
   Cairo::set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
   PathInWindow path(cairo_, state_.pen.style, PenWidth(), DashUnit());
-  if (file_ == nullptr && solid && count > kSegmentsAtOnce) {
+  if (has_pixels() && solid && count > kSegmentsAtOnce) {
     Cairo::set_line_cap(cairo_, CAIRO_LINE_CAP_ROUND);
     TraceOnImage(cairo_, PenWidth(), PenCentre()).Draw({points, count});
     return;

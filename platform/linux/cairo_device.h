@@ -1,5 +1,5 @@
-// A device context over a Cairo surface: an image, a PDF file, or an SVG file with outlines of
-// texts.
+// A device context over Cairo: an image, a PDF file, an SVG file with outlines of texts, or what a
+// caller draws on.
 
 #ifndef PLATFORM_LINUX_CAIRO_DEVICE_H_
 #define PLATFORM_LINUX_CAIRO_DEVICE_H_
@@ -16,7 +16,7 @@
 
 namespace tervalon::platform {
 
-enum class DeviceKind { kImage, kSvg, kSvgOutlines, kPdf };
+enum class DeviceKind { kImage, kSvg, kSvgOutlines, kPdf, kCallers };
 
 class CairoDevice : public Device {
  public:
@@ -24,6 +24,8 @@ class CairoDevice : public Device {
   // resolution is out of range, the file cannot be written or memory runs out.
   static std::unique_ptr<CairoDevice> Create(DeviceKind kind, const std::string& path,
                                              const DeviceMetrics& capabilities);
+  // On what the caller draws on. The context is kept, and at the end as it was.
+  static std::unique_ptr<CairoDevice> CreateOn(cairo_t* cairo, const DeviceMetrics& capabilities);
   ~CairoDevice() override;
 
   bool Finish() override;
@@ -40,8 +42,8 @@ class CairoDevice : public Device {
   void Image(const TvRect& rect, const TvColour* pixels) override;
 
  private:
-  CairoDevice(DeviceKind kind, const DeviceMetrics& capabilities)
-      : Device(capabilities, kind == DeviceKind::kImage), kind_(kind) {}
+  CairoDevice(DeviceKind kind, const DeviceMetrics& capabilities, bool has_pixels)
+      : Device(capabilities, has_pixels), kind_(kind) {}
 
   void ShowText(double x, double y, std::string_view text) override;
   void SetColour(TvColour colour);

@@ -76,15 +76,23 @@ class CairoDrawing : public Drawing {
  public:
   TvDC MakeDevice(DeviceKind kind, const char* path, const DeviceMetrics& capabilities) {
     if (path == nullptr) return nullptr;
+    return AddDevice([&]() -> std::unique_ptr<Device> {
+      if (kind == DeviceKind::kSvg) return SvgDevice::Create(path, capabilities);
+      return CairoDevice::Create(kind, path, capabilities);
+    });
+  }
+
+  TvDC MakeDeviceOn(cairo_t* cairo, const DeviceMetrics& capabilities) {
+    if (cairo == nullptr) return nullptr;
+    return AddDevice([&] { return CairoDevice::CreateOn(cairo, capabilities); });
+  }
+
+  template <typename Make>
+  TvDC AddDevice(Make make) {
     try {
-      std::unique_ptr<Device> device;
-      if (kind == DeviceKind::kSvg) {
-        device = SvgDevice::Create(path, capabilities);
-      } else {
-        device = CairoDevice::Create(kind, path, capabilities);
-      }
-      if (device == nullptr) return nullptr;
       if (!MakeStock()) return nullptr;
+      std::unique_ptr<Device> device = make();
+      if (device == nullptr) return nullptr;
       device->state().pen_handle = stock_pen_;
       device->state().font_handle = stock_font_;
       device->state().font = stock_font_.load()->font;
@@ -319,6 +327,11 @@ extern "C" TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, int
                                             int32_t pixels_per_inch) {
   return Own().MakeDevice(DeviceKind::kPdf, path,
                           {pixels_per_inch, pixels_per_inch, width, height});
+}
+
+extern "C" TvDC TERVALON_CALL TvCreateCairoDC(struct _cairo* cairo, int32_t width, int32_t height,
+                                              int32_t pixels_per_inch) {
+  return Own().MakeDeviceOn(cairo, {pixels_per_inch, pixels_per_inch, width, height});
 }
 
 extern "C" int32_t TERVALON_CALL TvNextPage(TvDC dc) { return Own().NextPage(dc) ? 1 : 0; }

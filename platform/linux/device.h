@@ -160,6 +160,8 @@ class Device {
     return {start - reach * direction, end + (reach - 1) * direction};
   }
 
+  bool has_pixels() const { return has_pixels_; }
+
   DeviceState state_;
 
  private:

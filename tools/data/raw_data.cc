@@ -315,7 +315,11 @@ Chromatogram DataReader::ReadIndexChromatogram(int16_t kind) const {
 }
 
 Chromatogram DataReader::ReadSums(const std::vector<WindowSum>& sums) const {
-  const int32_t scans = ScanCount();
+  return ReadSums(sums, 1, ScanCount());
+}
+
+Chromatogram DataReader::ReadSums(const std::vector<WindowSum>& sums, int32_t first,
+                                  int32_t scans) const {
   Chromatogram result;
   result.times.resize(static_cast<size_t>(scans));
   result.traces.assign(sums.size(), std::vector<float>(result.times.size()));
@@ -335,7 +339,7 @@ Chromatogram DataReader::ReadSums(const std::vector<WindowSum>& sums) const {
   }
   times[0] = result.times.data();
   if (scans > 0) {
-    CheckRaw(RawReadChromTraces(directory_.handle(), function_, process_, 1, scans,
+    CheckRaw(RawReadChromTraces(directory_.handle(), function_, process_, first, scans,
                                 static_cast<int16_t>(traces.size()), traces.data(), values.data(),
                                 times.data()),
              Subject());

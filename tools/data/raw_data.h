@@ -133,6 +133,8 @@ class DataReader {
   // All scans. Kind: RAW_CHROM_TOTAL_ION or RAW_CHROM_BASE_PEAK.
   Chromatogram ReadIndexChromatogram(int16_t kind) const;
   Chromatogram ReadSums(const std::vector<WindowSum>& sums) const;
+  // Of `scans` scans only.
+  Chromatogram ReadSums(const std::vector<WindowSum>& sums, int32_t first, int32_t scans) const;
 
  private:
   int32_t NearestScan(float minutes) const;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/data/raw_data.h"
+#include "tools/print/document.h"
 
 namespace tervalon::tools {
 
@@ -14,6 +15,18 @@ bool IsCalibrated(const RawDirectory& directory, int function);
 
 // The letters of the flags that are set: "AD".
 std::string FlagLetters(const RawScanHeader& header, bool is_calibrated);
+
+// A row for each scan.
+class ScanTable {
+ public:
+  void Add(const DataReader& reader);
+  Section ToSection(const std::string& title) &&;
+
+ private:
+  std::vector<int32_t> function_, scan_, points_, segment_;
+  std::vector<float> time_, tic_, base_mass_, base_intensity_;
+  std::vector<Value> flags_, offset_;
+};
 
 }  // namespace tervalon::tools
 

@@ -214,25 +214,6 @@ std::vector<Window> ChannelPoints(const RawFunctionRecord& record, uint32_t type
   return points;
 }
 
-WindowSum SumOf(const DataReader& reader, const TraceRequest& request) {
-  const bool by_channels =
-      !request.is_mass() || std::ranges::any_of(request.members, [](const TraceMember& member) {
-        return member.daughter.has_value();
-      });
-  WindowSum sum = {.of_points = by_channels, .windows = {}};
-  for (const TraceMember& member : request.members) {
-    if (!by_channels) {
-      CheckHasMasses(reader, member.window, request.title);
-      sum.windows.push_back(member.window);
-      continue;
-    }
-    const std::vector<Window> points = ChannelPoints(reader.record(), request.trace.type, member);
-    if (points.empty()) throw Failure(reader.Subject(), "has no trace " + request.title);
-    sum.windows.insert(sum.windows.end(), points.begin(), points.end());
-  }
-  return sum;
-}
-
 Chromatogram ReadAnalog(const DataReader& reader, const TraceRequest& request) {
   const RawDirectory& directory = reader.directory();
   const auto channels = static_cast<int16_t>(directory.AnalogChannels().value_or(0));
@@ -263,6 +244,25 @@ Chromatogram Read(const DataReader& reader, const TraceRequest& request) {
 }
 
 }  // namespace
+
+WindowSum SumOf(const DataReader& reader, const TraceRequest& request) {
+  const bool by_channels =
+      !request.is_mass() || std::ranges::any_of(request.members, [](const TraceMember& member) {
+        return member.daughter.has_value();
+      });
+  WindowSum sum = {.of_points = by_channels, .windows = {}};
+  for (const TraceMember& member : request.members) {
+    if (!by_channels) {
+      CheckHasMasses(reader, member.window, request.title);
+      sum.windows.push_back(member.window);
+      continue;
+    }
+    const std::vector<Window> points = ChannelPoints(reader.record(), request.trace.type, member);
+    if (points.empty()) throw Failure(reader.Subject(), "has no trace " + request.title);
+    sum.windows.insert(sum.windows.end(), points.begin(), points.end());
+  }
+  return sum;
+}
 
 MassTolerance ParseTolerance(const std::string& option, const std::string& text) {
   if (text.empty()) return {};

@@ -56,6 +56,10 @@ struct Trace {
   std::vector<float> values = {};
 };
 
+// What a trace of masses adds up, or one of losses and gains. Throws a Failure when the data set
+// does not have it.
+WindowSum SumOf(const DataReader& reader, const TraceRequest& request);
+
 // Throws a Failure when the data set does not have the trace.
 Trace ReadTrace(const DataReader& reader, const TraceRequest& request);
 

@@ -33,9 +33,8 @@ void NameAnalog(const DataReader& reader, int16_t channel, PlotSeries& series) {
 
 }  // namespace
 
-PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& request) {
-  Trace trace = ReadTrace(reader, request);
-  PlotSeries series = {.title = (request.is_mass() ? "m/z " : "") + trace.title,
+PlotSeries EmptyChromatogramSeries(const DataReader& reader, const TraceRequest& request) {
+  PlotSeries series = {.title = (request.is_mass() ? "m/z " : "") + request.title,
                        .x_title = "Time (min)",
                        .empty = "the run is empty",
                        .range = WindowOf(FirstTime(reader.record()), LastTime(reader.record()))};
@@ -43,6 +42,12 @@ PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& 
   if (request.is_analog()) {
     NameAnalog(reader, request.trace.analog_channel, series);
   }
+  return series;
+}
+
+PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& request) {
+  Trace trace = ReadTrace(reader, request);
+  PlotSeries series = EmptyChromatogramSeries(reader, request);
   series.x = std::move(trace.times);
   series.y = std::move(trace.values);
   return series;

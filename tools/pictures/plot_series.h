@@ -48,6 +48,9 @@ struct ScanRequest {
   float minutes = 0;  // where scan is 0
 };
 
+// Without its points.
+PlotSeries EmptyChromatogramSeries(const DataReader& reader, const TraceRequest& request);
+
 // All throw a Failure about what cannot be read.
 PlotSeries ReadChromatogramSeries(const DataReader& reader, const TraceRequest& request);
 PlotSeries ReadSpectrumSeries(const DataReader& reader, const ScanRequest& request);

@@ -73,6 +73,9 @@ void PrintJson(const Document& document, Output& output);
 size_t RowCount(const Section& section);
 Value CellValue(const Column& column, size_t row);
 
+// For people.
+std::string TextOf(const Value& value, int decimals);
+
 }  // namespace tervalon::tools
 
 #endif  // TOOLS_PRINT_DOCUMENT_H_

@@ -27,7 +27,7 @@ struct ToText {
 };
 
 std::string CellText(const Column& column, size_t row) {
-  return std::visit(ToText{column.decimals}, CellValue(column, row));
+  return TextOf(CellValue(column, row), column.decimals);
 }
 
 // Numbers stand at the right of their column, everything else at the left.
@@ -88,12 +88,16 @@ void PrintProperties(const Section& section, Output& output) {
   for (const Property& property : section.properties) {
     const bool known = !std::holds_alternative<std::monostate>(property.value);
     output << "  " << property.title << Padding(property.title, width) << "  "
-           << std::visit(ToText{property.decimals}, property.value)
+           << TextOf(property.value, property.decimals)
            << (known && !property.unit.empty() ? " " + property.unit : "") << "\n";
   }
 }
 
 }  // namespace
+
+std::string TextOf(const Value& value, int decimals) {
+  return std::visit(ToText{decimals}, value);
+}
 
 void PrintText(const Document& document, Output& output) {
   bool first = true;

@@ -1,0 +1,228 @@
+#include "viewer/core/chart.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <utility>
+
+namespace tervalon::viewer {
+namespace {
+
+constexpr int32_t kStillPixels = 3;  // a hand that clicks moves the mouse as far as this
+constexpr size_t kMostEarlier = 100;
+constexpr double kNarrowest = 1e-6;  // of the place: floats can tell no more apart
+
+// The value at a pixel of a range that is drawn on that many, from the first one's.
+float ValueAt(const Window& range, double pixel, int32_t pixels) {
+  const double part = std::clamp(pixel / std::max(pixels, 1), 0.0, 1.0);
+  return static_cast<float>(range.low + part * (double{range.high} - range.low));
+}
+
+// What a row shows of its panel's X range.
+Window RowRange(const tools::PanelPlan& panel, size_t row) {
+  const auto rows = static_cast<float>(panel.row_boxes.size());
+  const float step = (panel.x.high - panel.x.low) / rows;
+  const float low = panel.x.low + step * static_cast<float>(row);
+  return {low, low + step};
+}
+
+int32_t Distance(const Box& box, Place place) {
+  return std::max({box.top - place.y, place.y - box.bottom + 1, 0});
+}
+
+bool SameWindow(const std::optional<Window>& a, const std::optional<Window>& b) {
+  return a.has_value() == b.has_value() && (!a || (a->low == b->low && a->high == b->high));
+}
+
+}  // namespace
+
+bool operator==(const View& a, const View& b) {
+  return SameWindow(a.x, b.x) && SameWindow(a.y, b.y);
+}
+
+PlotPlace FindPlace(const PicturePlan& plan, Place place) {
+  PlotPlace found;
+  int32_t nearest = 0;
+  const Box* box = nullptr;
+  for (size_t panel = 0; panel < plan.panels.size(); ++panel) {
+    const std::vector<Box>& rows = plan.panels[panel].row_boxes;
+    for (size_t row = 0; row < rows.size(); ++row) {
+      // What is below a row belongs to it.
+      const int32_t above = rows[row].top - place.y;
+      const int32_t distance = above > 0 ? 2 * above : Distance(rows[row], place);
+      if (box != nullptr && distance >= nearest) continue;
+      nearest = distance;
+      box = &rows[row];
+      found.panel = panel;
+      found.row = row;
+    }
+  }
+  if (box == nullptr) return found;
+  const tools::PanelPlan& panel = plan.panels[found.panel];
+  const double right = place.x - box->left + 0.5;
+  const double up = box->bottom - place.y - 0.5;
+  found.x = ValueAt(RowRange(panel, found.row), right, box->width());
+  found.y = ValueAt(panel.y, up, box->height());
+  const bool inside_x = right >= 0 && place.x < box->right;
+  const bool inside_y = up >= 0 && place.y >= box->top;
+  if (inside_x && inside_y) {
+    found.zone = PlotPlace::Zone::kData;
+  } else if (inside_x && up < 0) {
+    found.zone = PlotPlace::Zone::kBelow;
+  } else if (inside_y && right < 0) {
+    found.zone = PlotPlace::Zone::kBeside;
+  }
+  return found;
+}
+
+void Chart::Show(std::vector<PlotSeries> series, PictureStyle style) {
+  series_ = std::move(series);
+  map_.reset();
+  style_ = std::move(style);
+  plan_.reset();
+}
+
+void Chart::Show(tools::MassMap map, PictureStyle style) {
+  series_.clear();
+  map_ = std::move(map);
+  style_ = std::move(style);
+  plan_.reset();
+}
+
+const PicturePlan& Chart::Plan(const PictureSize& size, const TextMeasure& measure) {
+  const bool fits = plan_ && plan_->size.width == size.width && plan_->size.height == size.height &&
+                    plan_->size.pixels_per_inch == size.pixels_per_inch;
+  if (!fits) plan_ = PlanAnew(size, measure);
+  return *plan_;
+}
+
+PicturePlan Chart::PlanAnew(const PictureSize& size, const TextMeasure& measure) const {
+  PictureStyle style = style_;
+  style.x_range = view_.x;
+  style.y_range = view_.y;
+  return map_ ? PlanMap(*map_, style, size, measure) : PlanPicture(series_, style, size, measure);
+}
+
+void Chart::Change(const View& view) {
+  view_ = view;
+  plan_.reset();
+}
+
+void Chart::SetView(const View& view) {
+  if (view == view_) return;
+  if (earlier_.size() == kMostEarlier) earlier_.erase(earlier_.begin());
+  earlier_.push_back(view_);
+  Change(view);
+}
+
+bool Chart::SeeLast() {
+  if (earlier_.empty()) return false;
+  Change(earlier_.back());
+  earlier_.pop_back();
+  return true;
+}
+
+Window Chart::Seen(size_t panel, bool along_y) const {
+  return along_y ? plan_->panels[panel].y : plan_->panels[panel].x;
+}
+
+void Chart::Zoom(Place around, double factor, bool along_y) {
+  if (!plan_) return;
+  const PlotPlace place = FindPlace(*plan_, around);
+  if (place.zone == PlotPlace::Zone::kOutside) return;
+  const Window seen = Seen(place.panel, along_y);
+  const double centre = along_y ? place.y : place.x;
+  const Window range = {static_cast<float>(centre - (centre - seen.low) * factor),
+                        static_cast<float>(centre + (seen.high - centre) * factor)};
+  if (range.high - range.low <= kNarrowest * std::fabs(centre)) return;
+  View view = view_;
+  (along_y ? view.y : view.x) = range;
+  SetView(view);
+}
+
+void Chart::ZoomMiddle(double factor) {
+  if (!plan_ || plan_->panels.empty() || plan_->panels[0].row_boxes.empty()) return;
+  const Box& row = plan_->panels[0].row_boxes[0];
+  Zoom({(row.left + row.right) / 2, (row.top + row.bottom) / 2}, factor, false);
+}
+
+void Chart::Move(double part) {
+  if (!plan_ || plan_->panels.empty() || !view_.x) return;
+  const auto way = static_cast<float>(part * (view_.x->high - view_.x->low));
+  View view = view_;
+  view.x = {view_.x->low + way, view_.x->high + way};
+  SetView(view);
+}
+
+void Chart::Press(Button button, Place place) {
+  if (!plan_) return;
+  pressed_ = {button, place, FindPlace(*plan_, place)};
+  if (pressed_->found.zone == PlotPlace::Zone::kOutside) pressed_.reset();
+}
+
+std::optional<Box> Chart::MarkTo(Place place) {
+  if (!pressed_ || !plan_) return std::nullopt;
+  const PlotPlace& start = pressed_->found;
+  Box box = plan_->panels[start.panel].row_boxes[start.row];
+  if (start.zone == PlotPlace::Zone::kBeside) {
+    const auto [top, bottom] = std::minmax(pressed_->place.y, place.y);
+    box.top = std::clamp(top, box.top, box.bottom);
+    box.bottom = std::clamp(bottom + 1, box.top, box.bottom);
+  } else {
+    const auto [left, right] = std::minmax(pressed_->place.x, place.x);
+    box.left = std::clamp(left, box.left, box.right);
+    box.right = std::clamp(right + 1, box.left, box.right);
+  }
+  return box;
+}
+
+Gesture Chart::Release(Place place) {
+  if (!pressed_ || !plan_) return {};
+  const Pressed start = *std::exchange(pressed_, std::nullopt);
+  const bool along_y = start.found.zone == PlotPlace::Zone::kBeside;
+  const int32_t way = along_y ? place.y - start.place.y : place.x - start.place.x;
+  Gesture gesture = {Gesture::Kind::kNone, start.found.panel, {start.found.x, start.found.x}};
+  if (std::abs(way) <= kStillPixels) {
+    const bool clicked =
+        start.button == Button::kLeft && start.found.zone == PlotPlace::Zone::kData;
+    gesture.kind = clicked ? Gesture::Kind::kClick : Gesture::Kind::kNone;
+    return gesture;
+  }
+  // To the end of the row or column where the mouse left it.
+  const Box& row = plan_->panels[start.found.panel].row_boxes[start.found.row];
+  const Place end = along_y ? Place{row.left, std::clamp(place.y, row.top, row.bottom - 1)}
+                            : Place{std::clamp(place.x, row.left, row.right - 1), row.top};
+  const PlotPlace found = FindPlace(*plan_, end);
+  const auto ordered = [](float a, float b) { return Window{std::min(a, b), std::max(a, b)}; };
+  gesture.x = ordered(start.found.x, found.x);
+  View view = view_;
+  switch (start.found.zone) {
+    case PlotPlace::Zone::kData:
+      gesture.kind =
+          start.button == Button::kLeft ? Gesture::Kind::kSelect : Gesture::Kind::kBackground;
+      return gesture;
+    case PlotPlace::Zone::kBelow:
+      view.x = gesture.x;
+      break;
+    case PlotPlace::Zone::kBeside:
+      view.y = ordered(start.found.y, found.y);
+      break;
+    case PlotPlace::Zone::kOutside:
+      return gesture;
+  }
+  gesture.kind = Gesture::Kind::kView;
+  SetView(view);
+  return gesture;
+}
+
+void Chart::DoubleClick(Place place) {
+  pressed_.reset();
+  if (!plan_) return;
+  const PlotPlace::Zone zone = FindPlace(*plan_, place).zone;
+  View view = view_;
+  if (zone != PlotPlace::Zone::kBeside) view.x.reset();
+  if (zone != PlotPlace::Zone::kBelow) view.y.reset();
+  SetView(view);
+}
+
+}  // namespace tervalon::viewer

@@ -1,0 +1,171 @@
+// What a window shows of a run: a plot that somebody works with, or a table.
+
+#ifndef VIEWER_CORE_DOCUMENT_H_
+#define VIEWER_CORE_DOCUMENT_H_
+
+#include <tervalon/processing_spectra.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/print/document.h"
+#include "viewer/core/chart.h"
+#include "viewer/core/run.h"
+#include "viewer/core/trace_job.h"
+
+namespace tervalon::viewer {
+
+enum class Kind { kChromatogram, kSpectrum, kMap, kHeader, kHistory, kScans };
+constexpr size_t kKinds = 6;
+
+// As menus and settings name it: "Chromatogram".
+const char* NameOf(Kind kind);
+
+// How the plots of all documents look.
+struct Appearance {
+  bool percent = true;
+  bool labels = true;
+  bool grid = false;
+  bool filled = false;
+};
+
+class Document {
+ public:
+  Document(Kind kind, std::shared_ptr<Run> run, const DataSet& data_set)
+      : kind_(kind), run_(std::move(run)), data_set_(data_set) {}
+  virtual ~Document() = default;
+  Document(const Document&) = delete;
+  Document& operator=(const Document&) = delete;
+
+  Kind kind() const { return kind_; }
+  const std::shared_ptr<Run>& run() const { return run_; }
+  const DataSet& data_set() const { return data_set_; }
+  std::string Title() const;
+
+  // Reads what is to be shown, anew where it was read before. Throws a Failure.
+  virtual void Read(const Appearance& appearance) = 0;
+  // What takes long is read afterwards in steps. False when nothing is left to do.
+  virtual bool Step() { return false; }
+  // Of what takes long; 1 when nothing does.
+  virtual double part() const { return 1; }
+  virtual void Stop() {}
+
+  // What somebody works with; nullptr: a table.
+  virtual Chart* chart() { return nullptr; }
+  // What is shown, as a table.
+  virtual tools::Section Table() const = 0;
+
+ protected:
+  // "function 1", "scan 12": behind the run's name.
+  virtual std::string Subject() const;
+  const DataReader& Reader() const { return run_->Reader(data_set_); }
+
+ private:
+  const Kind kind_;
+  const std::shared_ptr<Run> run_;
+  const DataSet data_set_;
+};
+
+class ChromatogramDocument : public Document {
+ public:
+  ChromatogramDocument(std::shared_ptr<Run> run, const DataSet& data_set);
+
+  // Texts such as "TIC,184.1,200_210". Throws WrongUsage, the traces staying as they are.
+  void SetTraces(const std::string& text);
+  void AddMass(float mass);
+  void RemoveLastTrace();
+  const std::string& traces() const { return text_; }
+
+  tools::Layout layout() const { return layout_; }
+  void set_layout(tools::Layout layout) { layout_ = layout; }
+
+  void Read(const Appearance& appearance) override;
+  bool Step() override;
+  double part() const override { return job_ != nullptr ? job_->part() : 1; }
+  void Stop() override { job_.reset(); }
+  Chart* chart() override { return &chart_; }
+  tools::Section Table() const override;
+
+ private:
+  void ShowRead();
+
+  std::string text_ = "TIC";
+  tools::Layout layout_ = tools::Layout::kStacked;
+  Appearance appearance_;
+  std::unique_ptr<TraceJob> job_;
+  std::vector<PlotSeries> series_;
+  Chart chart_;
+};
+
+class SpectrumDocument : public Document {
+ public:
+  SpectrumDocument(std::shared_ptr<Run> run, const DataSet& data_set)
+      : Document(Kind::kSpectrum, std::move(run), data_set) {}
+
+  // From 1; the nearest that there is.
+  void SetScan(int32_t scan);
+  void SetTime(float minutes);
+  void MoveBy(int32_t scans) { SetScan(scan_ + scans); }
+  // The mean of the scans at these times, minutes.
+  void Combine(const Window& times);
+  // What is subtracted from it; nothing: nothing is.
+  void SetBackground(const std::optional<Window>& times) { background_ = times; }
+
+  int32_t scan() const { return scan_; }
+  bool is_combined() const { return combined_.has_value(); }
+  const std::optional<Window>& combined() const { return combined_; }
+  const std::optional<Window>& background() const { return background_; }
+
+  void Read(const Appearance& appearance) override;
+  Chart* chart() override { return &chart_; }
+  tools::Section Table() const override;
+
+ protected:
+  std::string Subject() const override;
+
+ private:
+  PlotSeries ReadCombined() const;
+
+  int32_t scan_ = 1;
+  std::optional<Window> combined_;
+  std::optional<Window> background_;
+  PlotSeries series_;
+  Chart chart_;
+};
+
+class MapDocument : public Document {
+ public:
+  MapDocument(std::shared_ptr<Run> run, const DataSet& data_set)
+      : Document(Kind::kMap, std::move(run), data_set) {}
+
+  void Read(const Appearance& appearance) override;
+  Chart* chart() override { return &chart_; }
+  tools::Section Table() const override;
+
+ private:
+  tools::MassMap map_;
+  Chart chart_;
+};
+
+class TableDocument : public Document {
+ public:
+  TableDocument(Kind kind, std::shared_ptr<Run> run, const DataSet& data_set)
+      : Document(kind, std::move(run), data_set) {}
+
+  void Read(const Appearance& appearance) override;
+  tools::Section Table() const override { return table_; }
+  const tools::Section& table() const { return table_; }
+
+ private:
+  tools::Section table_;
+};
+
+std::unique_ptr<Document> MakeDocument(Kind kind, std::shared_ptr<Run> run,
+                                       const DataSet& data_set);
+
+}  // namespace tervalon::viewer
+
+#endif  // VIEWER_CORE_DOCUMENT_H_

@@ -196,24 +196,6 @@ Section CalibrationSection(const RawDirectory& directory, bool for_people) {
   return table.ToSection();
 }
 
-Section CalibrationTexts(const RawCalibration& calibration) {
-  const HeaderText texts[] = {
-      Text("calibration_date", "Date", calibration.date),
-      Text("calibration_time", "Time", calibration.time),
-      Text("ms1_static_params", "MS1 static parameters", calibration.ms1_static_params),
-      Text("ms1_dynamic_params", "MS1 dynamic parameters", calibration.ms1_dynamic_params),
-      Text("ms1_fast_params", "MS1 fast parameters", calibration.ms1_fast_params),
-      Text("ms2_static_params", "MS2 static parameters", calibration.ms2_static_params),
-      Text("ms2_dynamic_params", "MS2 dynamic parameters", calibration.ms2_dynamic_params),
-      Text("ms2_fast_params", "MS2 fast parameters", calibration.ms2_fast_params),
-  };
-  Section section = {.key = "calibration_texts", .title = "Calibrated"};
-  for (const HeaderText& text : texts) {
-    section.properties.push_back({text.key, text.title, Utf8FromLatin1(text.text, text.size)});
-  }
-  return section;
-}
-
 Section AnalogSection(const RawDirectory& directory, bool for_people) {
   const std::optional<int> channels = directory.AnalogChannels();
   Section section = {.key = "analog", .title = "Analog channels"};

@@ -1,5 +1,7 @@
 #include "tools/data/header_table.h"
 
+#include <span>
+
 #include "tools/print/text.h"
 
 namespace tervalon::tools {
@@ -15,6 +17,12 @@ struct HeaderText {
 template <size_t kSize>
 HeaderText Text(const char* key, const char* title, const char (&text)[kSize]) {
   return {key, title, text, kSize};
+}
+
+void AddTexts(std::span<const HeaderText> texts, Section& section) {
+  for (const HeaderText& text : texts) {
+    section.properties.push_back({text.key, text.title, Utf8FromLatin1(text.text, text.size)});
+  }
 }
 
 std::string VersionText(const RawHeader& header) {
@@ -45,13 +53,27 @@ Section HeaderSection(const RawHeader& header) {
   };
   Section section = {.key = "header", .title = "Header"};
   section.properties.push_back({"version", "Version", VersionText(header)});
-  for (const HeaderText& text : texts) {
-    section.properties.push_back({text.key, text.title, Utf8FromLatin1(text.text, text.size)});
-  }
+  AddTexts(texts, section);
   section.properties.push_back(
       {"solvent_delay", "Solvent delay", header.solvent_delay, "min", /*decimals=*/4});
   section.properties.push_back({"resolved", "Resolved", header.resolved != 0});
   section.properties.push_back({"encrypted", "Encrypted", header.encrypted != 0});
+  return section;
+}
+
+Section CalibrationTexts(const RawCalibration& calibration) {
+  const HeaderText texts[] = {
+      Text("calibration_date", "Date", calibration.date),
+      Text("calibration_time", "Time", calibration.time),
+      Text("ms1_static_params", "MS1 static parameters", calibration.ms1_static_params),
+      Text("ms1_dynamic_params", "MS1 dynamic parameters", calibration.ms1_dynamic_params),
+      Text("ms1_fast_params", "MS1 fast parameters", calibration.ms1_fast_params),
+      Text("ms2_static_params", "MS2 static parameters", calibration.ms2_static_params),
+      Text("ms2_dynamic_params", "MS2 dynamic parameters", calibration.ms2_dynamic_params),
+      Text("ms2_fast_params", "MS2 fast parameters", calibration.ms2_fast_params),
+  };
+  Section section = {.key = "calibration_texts", .title = "Calibrated"};
+  AddTexts(texts, section);
   return section;
 }
 

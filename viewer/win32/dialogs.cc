@@ -1,8 +1,8 @@
 #include "viewer/win32/dialogs.h"
 
-#include <commdlg.h>
-#include <shlobj.h>
+#include <shobjidl.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "viewer/win32/text.h"
@@ -61,7 +61,6 @@ class Template {
 INT_PTR CALLBACK LineProcedure(HWND dialog, UINT message, WPARAM first, LPARAM second) {
   if (message == WM_INITDIALOG) {
     SetWindowLongPtrW(dialog, GWLP_USERDATA, second);
-    SetDlgItemTextW(dialog, kLine, reinterpret_cast<std::wstring*>(second)->c_str());
     return TRUE;
   }
   if (message != WM_COMMAND) return FALSE;
@@ -74,33 +73,83 @@ INT_PTR CALLBACK LineProcedure(HWND dialog, UINT message, WPARAM first, LPARAM s
   return TRUE;
 }
 
+// Kinds of files that can be chosen between, by the ending of the usual one.
+struct Filter {
+  const wchar_t* ending;
+  std::vector<COMDLG_FILTERSPEC> kinds;
+};
+
+const Filter* FindFilter(const std::wstring& name) {
+  static const std::vector<Filter> filters = {
+      {L"png", {{L"PNG", L"*.png"}, {L"Enhanced metafile", L"*.emf"}, {L"Bitmap", L"*.bmp"}}},
+      {L"csv", {{L"Comma-separated values", L"*.csv"}}},
+      {L"mzML", {{L"mzML", L"*.mzML"}}}};
+  const std::wstring ending = name.substr(name.rfind(L'.') + 1);
+  const auto found = std::ranges::find(filters, ending, &Filter::ending);
+  return found != filters.end() ? &*found : nullptr;
+}
+
+// A dialog of the system for files; what it has chosen, if anything.
+class FileDialog {
+ public:
+  explicit FileDialog(const CLSID& kind) {
+    CoCreateInstance(kind, nullptr, CLSCTX_INPROC_SERVER, IID_IFileDialog,
+                     reinterpret_cast<void**>(&dialog_));
+  }
+  ~FileDialog() {
+    if (dialog_ != nullptr) dialog_->Release();
+  }
+  FileDialog(const FileDialog&) = delete;
+  FileDialog& operator=(const FileDialog&) = delete;
+
+  explicit operator bool() const { return dialog_ != nullptr; }
+  IFileDialog* operator->() const { return dialog_; }
+
+  void AddOptions(FILEOPENDIALOGOPTIONS added) const {
+    FILEOPENDIALOGOPTIONS options = 0;
+    dialog_->GetOptions(&options);
+    dialog_->SetOptions(options | added | FOS_FORCEFILESYSTEM | FOS_NOCHANGEDIR);
+  }
+
+  std::optional<std::string> Ask(HWND owner) const {
+    if (FAILED(dialog_->Show(owner))) return std::nullopt;
+    IShellItem* item = nullptr;
+    if (FAILED(dialog_->GetResult(&item))) return std::nullopt;
+    wchar_t* path = nullptr;
+    const bool is_path = SUCCEEDED(item->GetDisplayName(SIGDN_FILESYSPATH, &path));
+    item->Release();
+    if (!is_path) return std::nullopt;
+    std::string chosen = Utf8(path);
+    CoTaskMemFree(path);
+    return chosen;
+  }
+
+ private:
+  IFileDialog* dialog_ = nullptr;
+};
+
 }  // namespace
 
 std::optional<std::string> AskForFolder(HWND owner, const std::wstring& title) {
-  BROWSEINFOW info = {};
-  info.hwndOwner = owner;
-  info.lpszTitle = title.c_str();
-  info.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE | BIF_EDITBOX;
-  const LPITEMIDLIST chosen = SHBrowseForFolderW(&info);
-  if (chosen == nullptr) return std::nullopt;
-  wchar_t path[MAX_PATH] = L"";
-  const bool is_path = SHGetPathFromIDListW(chosen, path) != FALSE;
-  CoTaskMemFree(chosen);
-  return is_path ? std::optional(Utf8(path)) : std::nullopt;
+  const FileDialog dialog(CLSID_FileOpenDialog);
+  if (!dialog) return std::nullopt;
+  dialog.AddOptions(FOS_PICKFOLDERS | FOS_PATHMUSTEXIST);
+  dialog->SetTitle(title.c_str());
+  return dialog.Ask(owner);
 }
 
 std::optional<std::string> AskForSaveName(HWND owner, const std::wstring& title,
                                           const std::wstring& name) {
-  wchar_t path[MAX_PATH] = L"";
-  lstrcpynW(path, name.c_str(), MAX_PATH);
-  OPENFILENAMEW dialog = {};
-  dialog.lStructSize = sizeof dialog;
-  dialog.hwndOwner = owner;
-  dialog.lpstrFile = path;
-  dialog.nMaxFile = MAX_PATH;
-  dialog.lpstrTitle = title.c_str();
-  dialog.Flags = OFN_OVERWRITEPROMPT | OFN_NOCHANGEDIR | OFN_HIDEREADONLY;
-  return GetSaveFileNameW(&dialog) != FALSE ? std::optional(Utf8(path)) : std::nullopt;
+  const FileDialog dialog(CLSID_FileSaveDialog);
+  if (!dialog) return std::nullopt;
+  dialog.AddOptions(FOS_OVERWRITEPROMPT | FOS_PATHMUSTEXIST);
+  dialog->SetTitle(title.c_str());
+  if (const Filter* const filter = FindFilter(name)) {
+    dialog->SetFileTypes(static_cast<UINT>(filter->kinds.size()), filter->kinds.data());
+    dialog->SetDefaultExtension(filter->ending);
+  }
+  dialog->SetFileName(name.c_str());
+  return dialog.Ask(owner);
 }
 
 std::optional<std::string> AskForLine(HWND owner, const std::wstring& title,
@@ -110,7 +159,7 @@ std::optional<std::string> AskForLine(HWND owner, const std::wstring& title,
   constexpr WORD kStatic = 0x82;
   Template dialog(title, 4, 260, 66);
   dialog.AddItem(kStatic, SS_LEFT, kLabel, label, 7, 7, 246, 10);
-  dialog.AddItem(kEdit, WS_BORDER | WS_TABSTOP | ES_AUTOHSCROLL, kLine, L"", 7, 20, 246, 14);
+  dialog.AddItem(kEdit, WS_BORDER | WS_TABSTOP | ES_AUTOHSCROLL, kLine, text, 7, 20, 246, 14);
   dialog.AddItem(kButton, BS_DEFPUSHBUTTON | WS_TABSTOP, IDOK, L"OK", 149, 44, 50, 14);
   dialog.AddItem(kButton, BS_PUSHBUTTON | WS_TABSTOP, IDCANCEL, L"Cancel", 203, 44, 50, 14);
   std::wstring line = text;

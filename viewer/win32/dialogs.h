@@ -3,10 +3,10 @@
 #ifndef VIEWER_WIN32_DIALOGS_H_
 #define VIEWER_WIN32_DIALOGS_H_
 
-#include <windows.h>
-
 #include <optional>
 #include <string>
+
+#include "viewer/win32/system.h"
 
 namespace tervalon::viewer {
 

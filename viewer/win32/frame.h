@@ -1,17 +1,17 @@
-// The main window: menus from the table of commands, document windows inside it, the status bar.
+// The main window: menus, document windows inside it, the status bar.
 
 #ifndef VIEWER_WIN32_FRAME_H_
 #define VIEWER_WIN32_FRAME_H_
-
-#include <windows.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "viewer/core/commands.h"
 #include "viewer/core/workspace.h"
+#include "viewer/win32/menus.h"
 #include "viewer/win32/plot_window.h"
+#include "viewer/win32/system.h"
+#include "viewer/win32/table_window.h"
 
 namespace tervalon::viewer {
 
@@ -32,7 +32,7 @@ class Frame : public Shell {
   void Raise(Document& document) override;
   void Refresh(Document& document) override;
   void Redraw(Document& document) override;
-  void RefreshCommands() override;
+  void RefreshCommands() override {}  // menus look when they are opened
   void Status(const std::string& text) override;
   void WantIdle() override { idle_ = true; }
   std::optional<std::string> AskForRun() override;
@@ -48,34 +48,47 @@ class Frame : public Shell {
   struct Window {
     Document* document = nullptr;
     HWND handle = nullptr;
-    HWND list = nullptr;               // of a table
-    std::unique_ptr<PlotWindow> plot;  // of a chart
+    // One of them.
+    std::unique_ptr<PlotWindow> plot;
+    std::unique_ptr<TableWindow> table;
   };
 
   static LRESULT CALLBACK FrameProcedure(HWND window, UINT message, WPARAM first, LPARAM second);
   static LRESULT CALLBACK DocumentProcedure(HWND window, UINT message, WPARAM first, LPARAM second);
   LRESULT Handle(UINT message, WPARAM first, LPARAM second);
   LRESULT HandleDocument(HWND handle, UINT message, WPARAM first, LPARAM second);
-  void MakeMenus();
-  void MakeKeys();
-  void Choose(size_t command);
+  // Nothing may be thrown through the window system.
+  template <typename Action>
+  void Guard(Action action);
+
+  void MakeWindows();
+  void Choose(const Command& command);
+  bool ChooseOwn(UINT item);
+  void CloseAll();
+  void ShowMenuAt(HWND handle, LPARAM place);
   void OpenDropped(HDROP drop);
+  void Follow();
+  void TakeFont();
   void Arrange();
-  void SavePlaces();
+  // The windows stand below one another as long as nobody has moved one.
+  void TileNew();
+  void Save();
   Window* Find(const Document& document) const;
   Window* FindHandle(HWND handle) const;
-  void FillList(Window& window);
-  void ShowCell(const Window& window, NMHDR* header) const;
 
   const HINSTANCE instance_;
+  Workspace workspace_;
+  Menus menus_;
   HWND window_ = nullptr;
   HWND area_ = nullptr;
   HWND status_ = nullptr;
-  HMENU menus_ = nullptr;
-  HACCEL keys_ = nullptr;
+  HFONT font_ = nullptr;
+  std::wstring status_text_;
   std::vector<std::unique_ptr<Window>> windows_;
   Window* adding_ = nullptr;  // whose window is being made
-  Workspace workspace_;
+  bool restoring_ = false;
+  bool arranged_ = false;  // by somebody
+  bool following_ = false;
   bool idle_ = false;
 };
 

@@ -1,10 +1,5 @@
 // tervalon-view: a browser for runs.
 
-#include <windows.h>
-// In front of what needs it.
-#include <shellapi.h>
-#include <shlobj.h>
-#include <tervalon/application.h>
 #include <tervalon/settings.h>
 
 #include "viewer/win32/frame.h"
@@ -15,22 +10,23 @@ namespace {
 // The settings file stands where the desktop keeps such files, whatever directory the program was
 // started in.
 void GoToSettings() {
-  wchar_t started[MAX_PATH] = L"";
   wchar_t folder[MAX_PATH] = L"";
-  GetCurrentDirectoryW(MAX_PATH, started);
-  if (SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, 0, folder) != S_OK) return;
+  const DWORD length = GetEnvironmentVariableW(L"APPDATA", folder, MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) return;
   const std::wstring own = std::wstring(folder) + L"\\tervalon-view";
   CreateDirectoryW(own.c_str(), nullptr);
+  std::wstring started(GetCurrentDirectoryW(0, nullptr), L'\0');
+  GetCurrentDirectoryW(static_cast<DWORD>(started.size()), started.data());
   SetCurrentDirectoryW(own.c_str());
   SetTervalonWorkingDir();
   InitIni(0);
-  SetCurrentDirectoryW(started);
+  SetCurrentDirectoryW(started.c_str());
 }
 
 }  // namespace
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int) {
-  CoInitialize(nullptr);
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   GoToSettings();
   int status = 0;
   {

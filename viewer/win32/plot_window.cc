@@ -2,108 +2,233 @@
 
 #include <windowsx.h>
 
+#include <algorithm>
 #include <cmath>
+#include <new>
+#include <utility>
 
 #include "tools/pictures/plot_drawing.h"
 #include "tools/print/failure.h"
+#include "viewer/win32/desktop.h"
+#include "viewer/win32/memory_dc.h"
 #include "viewer/win32/text.h"
 
 namespace tervalon::viewer {
 namespace {
 
-constexpr double kPointsPerInch = 72;
 constexpr double kWheelStep = 0.8;
-constexpr int kDarkest = 3 * 128;  // the sum of a dark ground's colours is below
+constexpr double kMoveStep = 0.1;
+constexpr UINT_PTR kLaterTimer = 1;
+constexpr BYTE kMarkStrength = 96;  // of 255
 
-RECT ClientOf(HWND window) {
-  RECT rect = {};
-  GetClientRect(window, &rect);
-  return rect;
+RECT RectOf(const Box& box) { return {box.left, box.top, box.right, box.bottom}; }
+
+Place PlaceOf(LPARAM at) { return {GET_X_LPARAM(at), GET_Y_LPARAM(at)}; }
+
+Place PlaceOnScreen(HWND window, LPARAM at) {
+  POINT place = {GET_X_LPARAM(at), GET_Y_LPARAM(at)};
+  ScreenToClient(window, &place);
+  return {place.x, place.y};
 }
 
 }  // namespace
 
-int PixelsPerInch(HDC dc) { return GetDeviceCaps(dc, LOGPIXELSX); }
-
-const char* ThemeName() {
-  const COLORREF ground = GetSysColor(COLOR_WINDOW);
-  return GetRValue(ground) + GetGValue(ground) + GetBValue(ground) < kDarkest ? "dark" : "light";
-}
-
-double TextPoints(HDC dc) {
-  NONCLIENTMETRICSW metrics = {};
-  metrics.cbSize = sizeof metrics;
-  if (SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0) == 0) return 9;
-  const double height = std::abs(metrics.lfMessageFont.lfHeight);
-  return height * kPointsPerInch / PixelsPerInch(dc);
-}
+PlotWindow::PlotWindow(Workspace* workspace, Document* document, HWND window)
+    : workspace_(*workspace),
+      document_(*document),
+      window_(window),
+      made_(static_cast<DWORD>(GetMessageTime())) {}
 
 PlotWindow::~PlotWindow() { DeleteObject(picture_); }
+
+// --- Painting
 
 void PlotWindow::Redraw() {
   DeleteObject(picture_);
   picture_ = nullptr;
+  mark_.reset();
   InvalidateRect(window_, nullptr, FALSE);
+}
+
+void PlotWindow::Update() {
+  if (document_.chart()->plan() == nullptr) InvalidateRect(window_, nullptr, FALSE);
+  UpdateWindow(window_);
 }
 
 void PlotWindow::MakePicture(HDC dc, int width, int height) {
   failure_.clear();
-  const HDC memory = CreateCompatibleDC(dc);
   picture_ = CreateCompatibleBitmap(dc, std::max(width, 1), std::max(height, 1));
-  const HGDIOBJ before = SelectObject(memory, picture_);
-  const PictureSize size = {width, height, PixelsPerInch(dc)};
+  if (picture_ == nullptr) {
+    failure_ = "Out of memory";
+    return;
+  }
+  const MemoryDc memory(dc, picture_);
+  const PictureSize size = {width, height, PixelsPerInch(window_)};
   try {
-    tools::PlotPainter painter(memory, size, tools::ThemeOf(ThemeName()), TextPoints(dc));
+    tools::PlotPainter painter(memory.get(), size, tools::ThemeOf(ThemeName()), TextPoints());
     painter.Paint(document_.chart()->Plan(size, painter.measure()));
   } catch (const tools::Failure& failure) {
     failure_ = failure.what();
+  } catch (const std::bad_alloc&) {
+    failure_ = "Out of memory";
   }
-  SelectObject(memory, before);
-  DeleteDC(memory);
+}
+
+void PlotWindow::PaintMark(HDC dc, const RECT& mark) const {
+  const RECT pixel = {0, 0, 1, 1};
+  const HBITMAP bitmap = CreateCompatibleBitmap(dc, 1, 1);
+  {
+    const MemoryDc colour(dc, bitmap);
+    FillRect(colour.get(), &pixel, GetSysColorBrush(COLOR_HIGHLIGHT));
+    const BLENDFUNCTION blend = {AC_SRC_OVER, 0, kMarkStrength, 0};
+    AlphaBlend(dc, mark.left, mark.top, mark.right - mark.left, mark.bottom - mark.top,
+               colour.get(), 0, 0, 1, 1, blend);
+  }
+  DeleteObject(bitmap);
+}
+
+void PlotWindow::PaintPicture(HDC dc, const RECT& part) const {
+  const MemoryDc memory(dc, picture_);
+  BitBlt(dc, part.left, part.top, part.right - part.left, part.bottom - part.top, memory.get(),
+         part.left, part.top, SRCCOPY);
 }
 
 void PlotWindow::Paint() {
   PAINTSTRUCT paint = {};
   const HDC dc = BeginPaint(window_, &paint);
-  RECT client = ClientOf(window_);
-  if (picture_ == nullptr) MakePicture(dc, client.right, client.bottom);
-  if (failure_.empty()) {
-    const HDC memory = CreateCompatibleDC(dc);
-    const HGDIOBJ before = SelectObject(memory, picture_);
-    BitBlt(dc, 0, 0, client.right, client.bottom, memory, 0, 0, SRCCOPY);
-    SelectObject(memory, before);
-    DeleteDC(memory);
-  } else {
+  RECT client = {};
+  GetClientRect(window_, &client);
+  const RECT& part = paint.rcPaint;
+  if (picture_ == nullptr || document_.chart()->plan() == nullptr) {
+    DeleteObject(picture_);
+    MakePicture(dc, client.right, client.bottom);
+  }
+  if (!failure_.empty()) {
     FillRect(dc, &client, GetSysColorBrush(COLOR_WINDOW));
     SetTextColor(dc, GetSysColor(COLOR_WINDOWTEXT));
     SetBkMode(dc, TRANSPARENT);
-    DrawTextW(dc, Wide(failure_).c_str(), -1, &client, DT_WORDBREAK);
-  }
-  if (mark_) {
-    const RECT marked = {mark_->left, mark_->top, mark_->right, mark_->bottom};
-    InvertRect(dc, &marked);
+    const int space = Scaled(window_, 12);
+    InflateRect(&client, -space, -space);
+    const HFONT font = MakeMessageFont(window_);
+    const HGDIOBJ before = SelectObject(dc, font);
+    DrawTextW(dc, Wide(failure_).c_str(), -1, &client, DT_WORDBREAK | DT_NOPREFIX);
+    SelectObject(dc, before);
+    DeleteObject(font);
+  } else if (!mark_) {
+    PaintPicture(dc, part);
+  } else {  // together before they are shown
+    const HBITMAP both = CreateCompatibleBitmap(dc, client.right, client.bottom);
+    {
+      const MemoryDc memory(dc, both);
+      PaintPicture(memory.get(), part);
+      PaintMark(memory.get(), RectOf(*mark_));
+      BitBlt(dc, part.left, part.top, part.right - part.left, part.bottom - part.top, memory.get(),
+             part.left, part.top, SRCCOPY);
+    }
+    DeleteObject(both);
   }
   EndPaint(window_, &paint);
 }
 
 HBITMAP PlotWindow::CopyBitmap() {
+  Update();
   if (picture_ == nullptr || !failure_.empty()) return nullptr;
   return static_cast<HBITMAP>(CopyImage(picture_, IMAGE_BITMAP, 0, 0, 0));
 }
 
-Place PlotWindow::PlaceOf(LPARAM at) { return {GET_X_LPARAM(at), GET_Y_LPARAM(at)}; }
+// --- The mouse
 
-void PlotWindow::Move(Place place) {
-  Chart& chart = *document_.chart();
-  if (const auto mark = chart.MarkTo(place); mark || mark_) {
-    mark_ = mark;
-    InvalidateRect(window_, nullptr, FALSE);
+void PlotWindow::Mark(const std::optional<Box>& mark) {
+  for (const std::optional<Box>& one : {mark_, mark}) {
+    if (!one) continue;
+    const RECT rect = RectOf(*one);
+    InvalidateRect(window_, &rect, FALSE);
   }
+  mark_ = mark;
+}
+
+void PlotWindow::Press(Button button, Place place) {
+  DoLater();
+  // The second press of a double click whose first has put this window under the mouse.
+  if (static_cast<DWORD>(GetMessageTime()) - made_ < GetDoubleClickTime()) return;
+  Update();
+  SetCapture(window_);
+  document_.chart()->Press(button, place);
+}
+
+bool PlotWindow::Release(Place place) {
+  if (GetCapture() != window_) return false;
+  Mark(std::nullopt);
+  const Gesture gesture = document_.chart()->Release(place);
+  ReleaseCapture();
+  // A click in a spectrum adds a trace, which a double click is not to do.
+  if (document_.kind() == Kind::kSpectrum && gesture.kind == Gesture::Kind::kClick) {
+    later_ = gesture;
+    SetTimer(window_, kLaterTimer, GetDoubleClickTime(), nullptr);
+  } else {
+    workspace_.Do(document_, gesture);
+  }
+  return gesture.kind != Gesture::Kind::kNone;
+}
+
+void PlotWindow::DoLater() {
+  KillTimer(window_, kLaterTimer);
+  if (const auto gesture = std::exchange(later_, std::nullopt)) workspace_.Do(document_, *gesture);
+}
+
+void PlotWindow::PointAt(Place place) {
+  if (!is_followed_) {
+    TRACKMOUSEEVENT track = {sizeof track, TME_LEAVE, window_, 0};
+    is_followed_ = TrackMouseEvent(&track) != FALSE;
+  }
+  const Chart& chart = *document_.chart();
+  if (GetCapture() == window_) Mark(document_.chart()->MarkTo(place));
   if (chart.plan() != nullptr) workspace_.PointAt(document_, FindPlace(*chart.plan(), place));
 }
 
-bool PlotWindow::Handle(UINT message, WPARAM first, LPARAM second) {
+void PlotWindow::Leave() {
+  is_followed_ = false;
+  workspace_.PointAt(document_, {});
+}
+
+void PlotWindow::TurnWheel(WPARAM keys, Place place, bool sideways) {
+  Update();
+  const double steps = GET_WHEEL_DELTA_WPARAM(keys) / double{WHEEL_DELTA};
+  const WORD held = GET_KEYSTATE_WPARAM(keys);
   Chart& chart = *document_.chart();
+  if (sideways || (held & MK_SHIFT) != 0) {
+    chart.Move(sideways ? steps * kMoveStep : -steps * kMoveStep);
+  } else {
+    chart.Zoom(place, std::pow(kWheelStep, steps), (held & MK_CONTROL) != 0);
+  }
+  workspace_.ViewChanged(document_);
+}
+
+bool PlotWindow::ShowCursor() const {
+  const PicturePlan* const plan = document_.chart()->plan();
+  if (plan == nullptr || !failure_.empty()) return false;
+  POINT at = {};
+  GetCursorPos(&at);
+  ScreenToClient(window_, &at);
+  LPCSTR shape = IDC_ARROW;
+  switch (FindPlace(*plan, {at.x, at.y}).zone) {
+    case PlotPlace::Zone::kData:
+      shape = IDC_CROSS;
+      break;
+    case PlotPlace::Zone::kBelow:
+      shape = IDC_SIZEWE;
+      break;
+    case PlotPlace::Zone::kBeside:
+      shape = IDC_SIZENS;
+      break;
+    case PlotPlace::Zone::kOutside:
+      break;
+  }
+  SetCursor(LoadCursorA(nullptr, shape));
+  return true;
+}
+
+bool PlotWindow::Handle(UINT message, WPARAM first, LPARAM second) {
   switch (message) {
     case WM_PAINT:
       Paint();
@@ -113,36 +238,46 @@ bool PlotWindow::Handle(UINT message, WPARAM first, LPARAM second) {
     case WM_SIZE:
     case WM_SYSCOLORCHANGE:
     case WM_SETTINGCHANGE:
+    case WM_DISPLAYCHANGE:
+    case WM_DPICHANGED_AFTERPARENT:
       Redraw();
       return false;
     case WM_LBUTTONDOWN:
     case WM_RBUTTONDOWN:
-      SetCapture(window_);
-      chart.Press(message == WM_LBUTTONDOWN ? Button::kLeft : Button::kRight, PlaceOf(second));
-      return true;
+    case WM_RBUTTONDBLCLK:
+      Press(message == WM_LBUTTONDOWN ? Button::kLeft : Button::kRight, PlaceOf(second));
+      return false;
     case WM_LBUTTONUP:
-    case WM_RBUTTONUP:
-      ReleaseCapture();
-      mark_.reset();
-      InvalidateRect(window_, nullptr, FALSE);
-      workspace_.Do(document_, chart.Release(PlaceOf(second)));
+      Release(PlaceOf(second));
       return true;
+    case WM_RBUTTONUP:
+      return Release(PlaceOf(second));  // else it asks for a menu
     case WM_LBUTTONDBLCLK:
-      chart.DoubleClick(PlaceOf(second));
+      later_.reset();
+      KillTimer(window_, kLaterTimer);
+      Update();
+      document_.chart()->DoubleClick(PlaceOf(second));
       workspace_.ViewChanged(document_);
+      return true;
+    case WM_TIMER:
+      DoLater();
+      return true;
+    case WM_CAPTURECHANGED:
+      document_.chart()->Cancel();
+      Mark(std::nullopt);
       return true;
     case WM_MOUSEMOVE:
-      Move(PlaceOf(second));
+      PointAt(PlaceOf(second));
       return true;
-    case WM_MOUSEWHEEL: {
-      POINT at = {GET_X_LPARAM(second), GET_Y_LPARAM(second)};
-      ScreenToClient(window_, &at);
-      const double steps = GET_WHEEL_DELTA_WPARAM(first) / double{WHEEL_DELTA};
-      const bool along_y = (GET_KEYSTATE_WPARAM(first) & MK_CONTROL) != 0;
-      chart.Zoom({at.x, at.y}, std::pow(kWheelStep, steps), along_y);
-      workspace_.ViewChanged(document_);
+    case WM_MOUSELEAVE:
+      Leave();
       return true;
-    }
+    case WM_SETCURSOR:
+      return LOWORD(second) == HTCLIENT && ShowCursor();
+    case WM_MOUSEWHEEL:
+    case WM_MOUSEHWHEEL:
+      TurnWheel(first, PlaceOnScreen(window_, second), message == WM_MOUSEHWHEEL);
+      return true;
     default:
       return false;
   }

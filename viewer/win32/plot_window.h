@@ -3,24 +3,24 @@
 #ifndef VIEWER_WIN32_PLOT_WINDOW_H_
 #define VIEWER_WIN32_PLOT_WINDOW_H_
 
-#include <windows.h>
-
 #include <optional>
 #include <string>
 
 #include "viewer/core/workspace.h"
+#include "viewer/win32/system.h"
 
 namespace tervalon::viewer {
 
 class PlotWindow {
  public:
-  PlotWindow(Workspace* workspace, Document* document, HWND window)
-      : workspace_(*workspace), document_(*document), window_(window) {}
+  PlotWindow(Workspace* workspace, Document* document, HWND window);
   ~PlotWindow();
   PlotWindow(const PlotWindow&) = delete;
   PlotWindow& operator=(const PlotWindow&) = delete;
 
   void Redraw();
+  // Paints now what is to be painted, so that the mouse and commands meet what is seen.
+  void Update();
   // True when the message is done with.
   bool Handle(UINT message, WPARAM first, LPARAM second);
   // The picture as a bitmap of the caller's; nullptr: none.
@@ -28,22 +28,29 @@ class PlotWindow {
 
  private:
   void Paint();
+  void PaintPicture(HDC dc, const RECT& part) const;
+  void PaintMark(HDC dc, const RECT& mark) const;
   void MakePicture(HDC dc, int width, int height);
-  void Move(Place place);
-  static Place PlaceOf(LPARAM at);
+  void Press(Button button, Place place);
+  // False when that meant nothing.
+  bool Release(Place place);
+  void PointAt(Place place);
+  void Leave();
+  void Mark(const std::optional<Box>& mark);
+  void TurnWheel(WPARAM keys, Place place, bool sideways);
+  bool ShowCursor() const;
+  void DoLater();
 
   Workspace& workspace_;
   Document& document_;
   const HWND window_;
+  const DWORD made_;  // the time, as messages have it
   HBITMAP picture_ = nullptr;
   std::optional<Box> mark_;
+  std::optional<Gesture> later_;  // done unless it turns out to begin a double click
+  bool is_followed_ = false;      // the mouse, until it leaves
   std::string failure_;
 };
-
-// The desktop's resolution, and the theme and size of text that it asks for.
-int PixelsPerInch(HDC dc);
-const char* ThemeName();
-double TextPoints(HDC dc);
 
 }  // namespace tervalon::viewer
 

@@ -3,11 +3,10 @@
 #ifndef VIEWER_WIN32_PRINTING_H_
 #define VIEWER_WIN32_PRINTING_H_
 
-#include <windows.h>
-
 #include <string>
 
 #include "viewer/core/document.h"
+#include "viewer/win32/system.h"
 
 namespace tervalon::viewer {
 
@@ -15,8 +14,9 @@ namespace tervalon::viewer {
 std::string PrintDocument(Document& document, HWND owner);
 std::string PreviewDocument(Document& document, HWND owner);
 
-// For the clipboard; the caller's. nullptr when it cannot be drawn.
-HENHMETAFILE DrawMetafile(Document& document, HWND owner);
+// For the clipboard, as large as the window shows it; the caller's. nullptr when it cannot be
+// drawn.
+HENHMETAFILE DrawMetafile(Document& document, HWND window);
 
 }  // namespace tervalon::viewer
 

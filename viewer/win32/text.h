@@ -3,10 +3,10 @@
 #ifndef VIEWER_WIN32_TEXT_H_
 #define VIEWER_WIN32_TEXT_H_
 
-#include <windows.h>
-
 #include <string>
 #include <string_view>
+
+#include "viewer/win32/system.h"
 
 namespace tervalon::viewer {
 
@@ -18,14 +18,19 @@ inline std::wstring Wide(std::string_view utf8) {
   return wide;
 }
 
-inline std::string Utf8(std::wstring_view wide) {
+inline std::string Narrow(std::wstring_view wide, UINT code_page) {
   const int length = static_cast<int>(wide.size());
-  std::string utf8(3 * wide.size(), '\0');
-  const int used = WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, utf8.data(),
-                                       static_cast<int>(utf8.size()), nullptr, nullptr);
-  utf8.resize(static_cast<size_t>(used));
-  return utf8;
+  std::string text(4 * wide.size(), '\0');
+  const int used = WideCharToMultiByte(code_page, 0, wide.data(), length, text.data(),
+                                       static_cast<int>(text.size()), nullptr, nullptr);
+  text.resize(static_cast<size_t>(used));
+  return text;
 }
+
+inline std::string Utf8(std::wstring_view wide) { return Narrow(wide, CP_UTF8); }
+
+// As the library's message boxes take them.
+inline std::string SystemText(std::string_view utf8) { return Narrow(Wide(utf8), CP_ACP); }
 
 }  // namespace tervalon::viewer
 

@@ -340,7 +340,16 @@ void Frame::TileNew() {
   BOOL is_maximized = FALSE;
   SendMessageW(area_, WM_MDIGETACTIVE, 0, reinterpret_cast<LPARAM>(&is_maximized));
   if (is_maximized != FALSE || arranged_ || windows_.size() > kMostTiled) return;
-  SendMessageW(area_, WM_MDITILE, MDITILE_HORIZONTAL, 0);
+  RECT area = {};
+  GetClientRect(area_, &area);
+  const auto count = static_cast<int>(windows_.size());
+  int top = 0;
+  for (int i = 0; i < count; ++i) {
+    const int bottom = area.bottom * (i + 1) / count;
+    SetWindowPos(windows_[static_cast<size_t>(i)]->handle, nullptr, 0, top, area.right,
+                 bottom - top, SWP_NOZORDER | SWP_NOACTIVATE);
+    top = bottom;
+  }
 }
 
 void Frame::Remove(Document& document) {

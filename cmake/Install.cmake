@@ -1,4 +1,4 @@
-# What `cmake --install` puts where, in the components runtime, tools and development.
+# What `cmake --install` puts where, in the components runtime, tools, viewer and development.
 include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Tervalon)
 
@@ -35,15 +35,19 @@ configure_file(packaging/tervalon.pc.in tervalon.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tervalon.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
 
-if(TERVALON_TOOLS)
-  file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(tervalon_tool PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
+file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+macro(install_program target component)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
   # Where both trees are alike, as it will be installed: else an empty part is added to the path, and
   # every library is looked for in the working directory, too.
   if(to_library STREQUAL ../lib)
-    set_target_properties(tervalon_tool PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
   endif()
-  install(TARGETS tervalon_tool RUNTIME COMPONENT tools)
+  install(TARGETS ${target} RUNTIME COMPONENT ${component})
+endmacro()
+
+if(TERVALON_TOOLS)
+  install_program(tervalon_tool tools)
   if(NOT CMAKE_CROSSCOMPILING) # which makes no manual
     set(manual ${PROJECT_BINARY_DIR}/manual)
     install(DIRECTORY ${manual}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools
@@ -54,5 +58,19 @@ if(TERVALON_TOOLS)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
     install(FILES ${manual}/fish/tervalon.fish COMPONENT tools OPTIONAL
             DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  endif()
+endif()
+if(TARGET tervalon_viewer)
+  install_program(tervalon_viewer viewer)
+  if(NOT WIN32)
+    configure_file(viewer/tervalon-view.1 tervalon-view.1 COPYONLY)
+    execute_process(COMMAND gzip -9nf tervalon-view.1 WORKING_DIRECTORY ${PROJECT_BINARY_DIR}
+                    COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES ${PROJECT_BINARY_DIR}/tervalon-view.1.gz COMPONENT viewer
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES viewer/tervalon-view.desktop COMPONENT viewer
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+    install(FILES viewer/tervalon-view.svg COMPONENT viewer
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
   endif()
 endif()

@@ -60,6 +60,11 @@ directories, settings and record databases."
 # The program loads it by itself: libnetcdf.so.19 of libnetcdf19.
 string(REPLACE ".so." "" netcdf_package ${tervalon_netcdf_soname})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS ${netcdf_package})
+tervalon_package(viewer tervalon-view science
+  "mass-spectrometry data system (browser for runs)"
+  "A program with windows that shows chromatograms, spectra and maps of raw
+data directories, also while they are being acquired."
+  "${same_library}")
 tervalon_package(python python3-tervalon python
   "mass-spectrometry data system (Python package)"
   "Reads and writes raw data directories, record databases and settings of a

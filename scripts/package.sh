@@ -8,7 +8,7 @@ umask 022
 
 build() { # PRESET TARGET...
   cmake --preset "$1" >/dev/null
-  cmake --build --preset "$1" --target tervalon tervalon_static tervalon_tool "${@:2}"
+  cmake --build --preset "$1" --target tervalon tervalon_static tervalon_tool tervalon_viewer "${@:2}"
 }
 
 scripts/install-deps.sh

@@ -83,13 +83,13 @@ if [ -n "$all" ]; then
   # Without the tests that start many programs, for which this Wine now and then waits for ever.
   suites=(platform_test plot_test)
   configure_and_build windows-x86_64 \
-    --target tervalon tervalon_static tervalon_tool abi_client "${suites[@]}"
+    --target tervalon tervalon_static tervalon_tool tervalon_viewer abi_client "${suites[@]}"
 fi
 # What the optimiser can change, and what takes the sanitizers too long.
 optimised=()
 [ -z "$all" ] || optimised+=(limits_test lives_test numerics_test plot_test programs_test raw_test)
 configure_and_build release \
-  --target tervalon tervalon_static tervalon_tool abi_client "${optimised[@]}"
+  --target tervalon tervalon_static tervalon_tool tervalon_viewer abi_client "${optimised[@]}"
 
 any_of() { (IFS='|' && echo "^($*)"); }
 step "Wine"

@@ -45,13 +45,14 @@ files() {
     -o -print" | sort
 }
 
-install "libcairo2 libexpat1 libsqlite3-0 libnetcdf19"
+install "libcairo2 libexpat1 libsqlite3-0 libnetcdf19 libgtk-3-0"
 files >"$packages/before"
-install "./libtervalon1_*.deb ./tervalon_*.deb"
+install "./libtervalon1_*.deb ./tervalon_*.deb ./tervalon-view_*.deb"
 inside "tervalon --version; tervalon simulate DEMO.RAW; tervalon info DEMO.RAW" >/dev/null ||
   fail "the program does not run"
 inside "tervalon plot DEMO.RAW -o /trial/picture.png" >/dev/null || fail "no picture"
-inside "dpkg --purge tervalon libtervalon1" >/dev/null
+inside "tervalon-view --version" >/dev/null || fail "the browser does not run"
+inside "dpkg --purge tervalon tervalon-view libtervalon1" >/dev/null
 files >"$packages/after"
 diff "$packages/before" "$packages/after" || fail "^ left behind by the packages, or taken away"
 

@@ -19,7 +19,7 @@ fail() { echo "$*" >&2; exit 1; }
 
 # ---- What is installed -------------------------------------------------------------------------
 
-for component in runtime tools development; do
+for component in runtime tools viewer development; do
   "$cmake" --install "$build" --prefix "$work/$component" --component $component >/dev/null
   (cd "$work/$component" && find . -type f -o -type l) >>"$work/parts"
 done

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "tools/data/files.h"
+#include "tools/pictures/typed_ranges.h"
 #include "tools/print/failure.h"
 #include "tools/print/text.h"
 
@@ -16,20 +17,6 @@ constexpr double kUsualHeight = 6.25;
 constexpr double kUsualPoints = 9;
 constexpr int32_t kMostPixels = 20000;
 constexpr size_t kMostSeries = 200;
-
-// "LO-HI"; nothing for anything else. Numbers may be negative.
-std::optional<Window> ParseSpan(const std::string& text) {
-  const size_t hyphen = text.find('-', 1);
-  if (hyphen == std::string::npos) {
-    return std::nullopt;
-  }
-  const std::optional<double> low = ParseNumber(text.substr(0, hyphen));
-  const std::optional<double> high = ParseNumber(text.substr(hyphen + 1));
-  if (!low || !high || !(static_cast<float>(*low) < static_cast<float>(*high))) {
-    return std::nullopt;
-  }
-  return Window{static_cast<float>(*low), static_cast<float>(*high)};
-}
 
 // "12", or "10-40" for each of them.
 void AddScans(const std::string& text, std::vector<ScanRequest>& scans) {
@@ -62,18 +49,6 @@ std::vector<ScanRequest> ParseScans(const PlotOptions& options) {
 }
 
 // "400-700x10"
-AxsMagnify ParseMagnified(const std::string& text) {
-  const size_t times = text.find_last_of("xX*");
-  if (times != std::string::npos) {
-    const std::optional<Window> range = ParseSpan(text.substr(0, times));
-    const std::optional<double> factor = ParseNumber(text.substr(times + 1));
-    if (range && factor && *factor > 0 && *factor <= 10000) {
-      return {range->low, range->high, static_cast<float>(*factor)};
-    }
-  }
-  throw WrongUsage("--magnify: '" + text + "' is no range and factor such as 400-700x10");
-}
-
 // Without a text, of a height for that many plots one below another.
 PictureSize ParseSize(const std::string& text, int32_t pixels_per_inch, size_t plots) {
   if (text.empty()) {

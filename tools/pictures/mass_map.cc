@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <numeric>
 #include <utility>
@@ -97,6 +98,43 @@ void AddScale(const Box& box, float highest, int32_t tick, const TextMeasure& me
     write("1e" + std::to_string(power), box.right + tick + height / 3, y - height / 2);
   }
   write("Intensity", box.left, box.top - height - height / 2);
+}
+
+// For each of `count` equal parts of a range the cell of another range that its middle lies in.
+std::vector<int32_t> CellsOf(const Window& range, int32_t count, const Window& of, int32_t cells) {
+  std::vector<int32_t> found;
+  const double step = (double{range.high} - range.low) / count;
+  for (int32_t i = 0; i < count; ++i) {
+    const double place = range.low + (i + 0.5) * step;
+    const double part = (place - of.low) / (double{of.high} - of.low);
+    found.push_back(part >= 0 && part < 1 ? static_cast<int32_t>(part * cells) : -1);
+  }
+  return found;
+}
+
+// Leaves of a whole map what lies in these ranges.
+void CutOut(const MassMap& map, const Window& times, const Window& masses, PlannedMap& planned) {
+  const auto same = [](const Window& a, const Window& b) {
+    return a.low == b.low && a.high == b.high;
+  };
+  if (same(times, map.times) && same(masses, map.masses)) return;
+  const std::vector<int32_t> columns =
+      CellsOf(times, std::max(planned.box.width(), 1), map.times, map.columns);
+  const std::vector<int32_t> rows =
+      CellsOf(masses, std::max(planned.box.height(), 1), map.masses, map.rows);
+  const std::vector<uint8_t> whole = std::move(planned.levels);
+  planned.columns = static_cast<int32_t>(columns.size());
+  planned.levels.clear();
+  planned.levels.reserve(columns.size() * rows.size());
+  for (const int32_t row : rows) {
+    for (const int32_t column : columns) {
+      const bool inside = row >= 0 && column >= 0;
+      planned.levels.push_back(
+          inside ? whole[static_cast<size_t>(row) * static_cast<size_t>(map.columns) +
+                         static_cast<size_t>(column)]
+                 : uint8_t{0});
+    }
+  }
 }
 
 float Higher(float a, float b) { return b > a ? b : a; }  // of not-a-numbers `a`
@@ -257,44 +295,79 @@ class ScanColumns {
   const MassMap& map_;
 };
 
-void ReadColumns(const DataReader& reader, const std::vector<float>& times, MassMap& map) {
-  const std::vector<int32_t> scans = ScansIn(times, map.times);
-  const ScanColumns columns(times, scans, map);
-  HighestByMass highest(map.masses, map.rows);
-  Spectrum spectrum;
-  for (size_t i = 0; i < scans.size(); ++i) {
-    reader.ReadSpectrum(scans[i], spectrum);
-    highest.Add(spectrum);
-    const auto [first, end] = columns.Of(i);
-    if (end - first == 1 && i + 1 < scans.size() && columns.Of(i + 1) == std::pair(first, end)) {
-      continue;  // in the same column, and in no other
-    }
-    const std::vector<float> rows = highest.Take();
-    for (int32_t column = first; column < end; ++column) {
-      RaiseTo(rows.data(), rows.size(), &map.highest[static_cast<size_t>(column) * rows.size()]);
-    }
-  }
-}
-
 }  // namespace
 
-MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times,
-                    const std::optional<Window>& masses, const PictureSize& size) {
+struct MassMapReader::State {
+  State(const DataReader& source, const Window& masses, int32_t rows)
+      : reader(source), highest(masses, rows) {}
+
+  const DataReader& reader;
   MassMap map;
-  const Chromatogram run = reader.ReadIndexChromatogram(RAW_CHROM_TOTAL_ION);
+  std::vector<float> times;    // of all scans
+  std::vector<int32_t> scans;  // that are in the map
+  HighestByMass highest;
+  Spectrum spectrum;
+  size_t read = 0;  // of the scans
+};
+
+MassMapReader::MassMapReader(const DataReader& reader, const std::optional<Window>& times,
+                             const std::optional<Window>& masses, const PictureSize& size) {
+  Chromatogram run = reader.ReadIndexChromatogram(RAW_CHROM_TOTAL_ION);
   if (run.times.empty()) {
     throw Failure(reader.Subject(), "it has no scans");
   }
-  map.masses = masses.value_or(MassesOf(reader));
+  const int32_t rows = Cells(size.height, size.pixels_per_inch);
+  const Window mass_range = masses.value_or(MassesOf(reader));
+  state_ = std::make_unique<State>(reader, mass_range, rows);
+  MassMap& map = state_->map;
+  map.masses = mass_range;
   map.times = times.value_or(Window{run.times.front(), run.times.back()});
   if (!(map.times.low < map.times.high)) {
     map.times.high = map.times.low + 1;
   }
   map.columns = Cells(size.width, size.pixels_per_inch);
-  map.rows = Cells(size.height, size.pixels_per_inch);
+  map.rows = rows;
   map.highest.assign(static_cast<size_t>(map.columns) * static_cast<size_t>(map.rows), 0);
-  ReadColumns(reader, run.times, map);
-  return map;
+  state_->scans = ScansIn(run.times, map.times);
+  state_->times = std::move(run.times);
+}
+
+MassMapReader::~MassMapReader() = default;
+
+bool MassMapReader::Step(size_t scans) {
+  State& own = *state_;
+  const ScanColumns columns(own.times, own.scans, own.map);
+  const size_t end = own.read + std::min(scans, own.scans.size() - own.read);
+  for (; own.read < end; ++own.read) {
+    const size_t i = own.read;
+    own.reader.ReadSpectrum(own.scans[i], own.spectrum);
+    own.highest.Add(own.spectrum);
+    const auto [first, last] = columns.Of(i);
+    if (last - first == 1 && i + 1 < own.scans.size() &&
+        columns.Of(i + 1) == std::pair(first, last)) {
+      continue;  // in the same column, and in no other
+    }
+    const std::vector<float> rows = own.highest.Take();
+    for (int32_t column = first; column < last; ++column) {
+      RaiseTo(rows.data(), rows.size(),
+              &own.map.highest[static_cast<size_t>(column) * rows.size()]);
+    }
+  }
+  return own.read < own.scans.size();
+}
+
+double MassMapReader::part() const {
+  const size_t scans = state_->scans.size();
+  return scans == 0 ? 1 : static_cast<double>(state_->read) / static_cast<double>(scans);
+}
+
+const MassMap& MassMapReader::map() const { return state_->map; }
+
+MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times,
+                    const std::optional<Window>& masses, const PictureSize& size) {
+  MassMapReader map(reader, times, masses, size);
+  map.Step(SIZE_MAX);
+  return map.map();
 }
 
 PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const PictureSize& size,
@@ -306,8 +379,10 @@ PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const Picture
   frame.x = {map.times.low, map.times.high};
   frame.y = {map.masses.low, map.masses.high};
   PictureStyle own = style;
-  own.x_range = map.times;
-  own.y_range = map.masses;
+  const Window times = style.x_range.value_or(map.times);
+  const Window masses = style.y_range.value_or(map.masses);
+  own.x_range = times;
+  own.y_range = masses;
   own.y_scale = YScale::kLinear;
   own.counts = true;
   own.labels = own.grid = own.filled = own.normalised = false;
@@ -320,6 +395,7 @@ PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const Picture
   panel.traces.clear();
   const Box data = panel.row_boxes[0];
   panel.maps.push_back({.box = data, .columns = map.columns, .levels = LevelsOf(map, highest)});
+  CutOut(map, times, masses, panel.maps.back());
   const int32_t left = data.right + measure.Height();
   AddScale({left, data.top, left + measure.Height(), data.bottom}, highest,
            std::max(size.pixels_per_inch / 32, 2), measure, panel);

@@ -3,6 +3,7 @@
 #ifndef TOOLS_PICTURES_MASS_MAP_H_
 #define TOOLS_PICTURES_MASS_MAP_H_
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -19,11 +20,30 @@ struct MassMap {
   std::vector<float> highest = {};  // intensity in each cell: column after column, upward
 };
 
-// Reads every spectrum once. Of cells there are about as many as a picture of that size shows.
-// Throws a Failure.
+// Reads a map piece by piece. Of cells there are about as many as a picture of that size shows.
+class MassMapReader {
+ public:
+  // Throws a Failure. The reader must outlive it.
+  MassMapReader(const DataReader& reader, const std::optional<Window>& times,
+                const std::optional<Window>& masses, const PictureSize& size);
+  ~MassMapReader();
+
+  // Reads further scans. False when all are read. Throws a Failure.
+  bool Step(size_t scans);
+  double part() const;
+  // As far as it is read.
+  const MassMap& map() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+// The whole map at once. Throws a Failure.
 MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times,
                     const std::optional<Window>& masses, const PictureSize& size);
 
+// Of the style the ranges count: what of the map is seen.
 PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const PictureSize& size,
                     const TextMeasure& measure);
 

@@ -49,6 +49,7 @@ class PanelPlanner {
         deep_(style.layout == Layout::kDepth && draft.group.size() > 1) {
     plan_.x = draft.ranges.x;
     plan_.y = y;
+    plan_.y_unit = draft.ranges.unit.unit;
     plan_.percent = draft.ranges.unit.percent;
     plan_.magnified = style.magnified;
   }

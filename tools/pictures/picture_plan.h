@@ -105,7 +105,8 @@ struct PanelPlan {
   Box margins = {};  // widths
   int32_t rows = 1;
   Window x = {};
-  Window y = {};  // as plotted, on the Y scale
+  Window y = {};      // as plotted, on the Y scale
+  double y_unit = 1;  // of the axis, as plotted
   double depth_x = 0;
   double depth_y = 0;
   std::vector<AxsMagnify> magnified = {};

@@ -63,6 +63,7 @@ PlotPlace FindPlace(const PicturePlan& plan, Place place) {
   const double up = box->bottom - place.y - 0.5;
   found.x = ValueAt(RowRange(panel, found.row), right, box->width());
   found.y = ValueAt(panel.y, up, box->height());
+  found.axis_y = static_cast<float>(found.y / panel.y_unit);
   const bool inside_x = right >= 0 && place.x < box->right;
   const bool inside_y = up >= 0 && place.y >= box->top;
   if (inside_x && inside_y) {
@@ -85,6 +86,11 @@ void Chart::Show(std::vector<PlotSeries> series, PictureStyle style) {
 void Chart::Show(tools::MassMap map, PictureStyle style) {
   series_.clear();
   map_ = std::move(map);
+  style_ = std::move(style);
+  plan_.reset();
+}
+
+void Chart::Restyle(PictureStyle style) {
   style_ = std::move(style);
   plan_.reset();
 }
@@ -123,7 +129,10 @@ bool Chart::SeeLast() {
 }
 
 Window Chart::Seen(size_t panel, bool along_y) const {
-  return along_y ? plan_->panels[panel].y : plan_->panels[panel].x;
+  const tools::PanelPlan& seen = plan_->panels[panel];
+  if (!along_y) return seen.x;
+  return {static_cast<float>(seen.y.low / seen.y_unit),
+          static_cast<float>(seen.y.high / seen.y_unit)};
 }
 
 void Chart::Zoom(Place around, double factor, bool along_y) {
@@ -131,7 +140,7 @@ void Chart::Zoom(Place around, double factor, bool along_y) {
   const PlotPlace place = FindPlace(*plan_, around);
   if (place.zone == PlotPlace::Zone::kOutside) return;
   const Window seen = Seen(place.panel, along_y);
-  const double centre = along_y ? place.y : place.x;
+  const double centre = along_y ? place.axis_y : place.x;
   const Window range = {static_cast<float>(centre - (centre - seen.low) * factor),
                         static_cast<float>(centre + (seen.high - centre) * factor)};
   if (range.high - range.low <= kNarrowest * std::fabs(centre)) return;
@@ -140,10 +149,23 @@ void Chart::Zoom(Place around, double factor, bool along_y) {
   SetView(view);
 }
 
+const Box* Chart::FirstRow() const {
+  const bool has_row = plan_ && !plan_->panels.empty() && !plan_->panels[0].row_boxes.empty();
+  return has_row ? &plan_->panels[0].row_boxes[0] : nullptr;
+}
+
 void Chart::ZoomMiddle(double factor) {
-  if (!plan_ || plan_->panels.empty() || plan_->panels[0].row_boxes.empty()) return;
-  const Box& row = plan_->panels[0].row_boxes[0];
-  Zoom({(row.left + row.right) / 2, (row.top + row.bottom) / 2}, factor, false);
+  const Box* const row = FirstRow();
+  if (row == nullptr) return;
+  Zoom({(row->left + row->right) / 2, (row->top + row->bottom) / 2}, factor, false);
+}
+
+void Chart::ZoomHeight(double factor) {
+  if (FirstRow() == nullptr) return;
+  const Window seen = Seen(0, true);
+  View view = view_;
+  view.y = {seen.low, static_cast<float>(seen.low + (double{seen.high} - seen.low) * factor)};
+  if (view.y->low < view.y->high) SetView(view);
 }
 
 void Chart::Move(double part) {
@@ -181,7 +203,12 @@ Gesture Chart::Release(Place place) {
   const Pressed start = *std::exchange(pressed_, std::nullopt);
   const bool along_y = start.found.zone == PlotPlace::Zone::kBeside;
   const int32_t way = along_y ? place.y - start.place.y : place.x - start.place.x;
+  const tools::PanelPlan& panel = plan_->panels[start.found.panel];
+  const Box& row = panel.row_boxes[start.found.row];
   Gesture gesture = {Gesture::Kind::kNone, start.found.panel, {start.found.x, start.found.x}};
+  const Window range = RowRange(panel, start.found.row);
+  gesture.reach =
+      (range.high - range.low) * (kStillPixels + 1) / static_cast<float>(std::max(row.width(), 1));
   if (std::abs(way) <= kStillPixels) {
     const bool clicked =
         start.button == Button::kLeft && start.found.zone == PlotPlace::Zone::kData;
@@ -189,7 +216,6 @@ Gesture Chart::Release(Place place) {
     return gesture;
   }
   // To the end of the row or column where the mouse left it.
-  const Box& row = plan_->panels[start.found.panel].row_boxes[start.found.row];
   const Place end = along_y ? Place{row.left, std::clamp(place.y, row.top, row.bottom - 1)}
                             : Place{std::clamp(place.x, row.left, row.right - 1), row.top};
   const PlotPlace found = FindPlace(*plan_, end);
@@ -205,7 +231,7 @@ Gesture Chart::Release(Place place) {
       view.x = gesture.x;
       break;
     case PlotPlace::Zone::kBeside:
-      view.y = ordered(start.found.y, found.y);
+      view.y = ordered(start.found.axis_y, found.axis_y);
       break;
     case PlotPlace::Zone::kOutside:
       return gesture;

@@ -30,8 +30,9 @@ struct PlotPlace {
   Zone zone = Zone::kOutside;
   size_t panel = 0;
   size_t row = 0;
-  float x = 0;  // of the nearest place inside
-  float y = 0;  // as plotted
+  float x = 0;       // of the nearest place inside
+  float y = 0;       // in the data's own unit
+  float axis_y = 0;  // as the axis says: percent, or the same
 };
 
 PlotPlace FindPlace(const PicturePlan& plan, Place place);
@@ -39,7 +40,7 @@ PlotPlace FindPlace(const PicturePlan& plan, Place place);
 // What is seen of a plot; nothing: all.
 struct View {
   std::optional<Window> x;
-  std::optional<Window> y;
+  std::optional<Window> y;  // in the unit of the axis
 
   friend bool operator==(const View& a, const View& b);
 };
@@ -59,6 +60,7 @@ struct Gesture {
   Kind kind = Kind::kNone;
   size_t panel = 0;
   Window x = {};
+  float reach = 0;  // what a hand that points at x may have meant, to both sides
 };
 
 class Chart {
@@ -66,6 +68,8 @@ class Chart {
   // Puts other data in place of those shown. What is seen stays.
   void Show(std::vector<PlotSeries> series, PictureStyle style);
   void Show(tools::MassMap map, PictureStyle style);
+  // The same data look otherwise.
+  void Restyle(PictureStyle style);
 
   // Kept until something changes. Throws a Failure when there is no room.
   const PicturePlan& Plan(const PictureSize& size, const TextMeasure& measure);
@@ -83,6 +87,8 @@ class Chart {
   // Zooms by a factor around a place, along X or Y; moves by a part of what is seen.
   void Zoom(Place around, double factor, bool along_y);
   void ZoomMiddle(double factor);
+  // From the X axis upward.
+  void ZoomHeight(double factor);
   void Move(double part);
 
   void Press(Button button, Place place);
@@ -99,6 +105,8 @@ class Chart {
     PlotPlace found;
   };
 
+  // The first row of the first panel; nullptr: none is planned.
+  const Box* FirstRow() const;
   // The range along X or Y of a panel as it is planned.
   Window Seen(size_t panel, bool along_y) const;
   void Change(const View& view);

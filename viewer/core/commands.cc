@@ -32,7 +32,7 @@ bool HasBackground(const Workspace& workspace) {
 }
 
 void Open(Workspace& workspace) {
-  if (const auto path = workspace.shell().AskForRun()) workspace.Open(*path);
+  if (const auto path = workspace.shell().AskForRun(workspace.Folder())) workspace.Open(*path);
 }
 void Close(Workspace& workspace) { workspace.Close(*workspace.active()); }
 
@@ -60,6 +60,12 @@ void ZoomIn(Workspace& workspace) {
 }
 void ZoomOut(Workspace& workspace) {
   ChangeView(workspace, [](Chart& chart) { chart.ZoomMiddle(1 / kZoomStep); });
+}
+void ZoomHigher(Workspace& workspace) {
+  ChangeView(workspace, [](Chart& chart) { chart.ZoomHeight(kZoomStep); });
+}
+void ZoomLower(Workspace& workspace) {
+  ChangeView(workspace, [](Chart& chart) { chart.ZoomHeight(1 / kZoomStep); });
 }
 void SeeAll(Workspace& workspace) {
   ChangeView(workspace, [](Chart& chart) { chart.SeeAll(); });
@@ -93,7 +99,7 @@ bool IsLinked(const Workspace& workspace) { return workspace.linked(); }
 template <Layout kLayout>
 void SetLayout(Workspace& workspace) {
   ActiveTraces(workspace)->set_layout(kLayout);
-  workspace.Reread(*workspace.active());
+  workspace.Restyle(*workspace.active());
 }
 template <Layout kLayout>
 bool HasLayout(const Workspace& workspace) {
@@ -106,23 +112,28 @@ void SetTraces(Workspace& workspace) {
       "Traces",
       "Masses, sums and ranges (184+200-150, 100_200), TIC, BPI, AN1:", document.traces());
   if (!text) return;
-  try {
-    document.SetTraces(*text);
-  } catch (const tools::WrongUsage& wrong) {
-    workspace.shell().Complain(wrong.what());
-    return;
-  }
-  workspace.Reread(document);
+  if (workspace.Try(nullptr, [&] { document.SetTraces(*text); })) workspace.TracesChanged(document);
 }
 void RemoveTrace(Workspace& workspace) {
   ActiveTraces(workspace)->RemoveLastTrace();
-  workspace.Reread(*workspace.active());
+  workspace.TracesChanged(*ActiveTraces(workspace));
+}
+void Magnify(Workspace& workspace) {
+  Document& document = *workspace.active();
+  const auto text = workspace.shell().AskForText(
+      "Magnify", "Ranges and factors (400-700x10, 800-900x5); none: nothing is magnified",
+      document.magnified());
+  if (!text) return;
+  if (workspace.Try(nullptr, [&] { document.SetMagnified(*text); })) workspace.Restyle(document);
+}
+bool CanMagnify(const Workspace& workspace) {
+  return HasChart(workspace) && workspace.active()->kind() != Kind::kMap;
 }
 
 template <int32_t kWay>
 void MoveScan(Workspace& workspace) {
-  ActiveSpectrum(workspace)->MoveBy(kWay);
-  workspace.Reread(*workspace.active());
+  SpectrumDocument& spectrum = *ActiveSpectrum(workspace);
+  if (workspace.Try(&spectrum, [&] { spectrum.MoveBy(kWay); })) workspace.Reread(spectrum);
 }
 void ClearBackground(Workspace& workspace) {
   ActiveSpectrum(workspace)->SetBackground(std::nullopt);
@@ -135,13 +146,8 @@ void Leave(Workspace& workspace) {
   const Leaving kind = kLeave;
   const auto path = workspace.shell().AskForFile(TitleOf(kind), UsualName(document, kind));
   if (!path) return;
-  try {
-    SaveAs(document, kind, *path);
+  if (workspace.Try(nullptr, [&] { SaveAs(document, kind, *path); })) {
     workspace.shell().Status("Saved " + *path);
-  } catch (const tools::Failure& failure) {
-    workspace.shell().Complain(failure.what());
-  } catch (const tools::WrongUsage& wrong) {
-    workspace.shell().Complain(wrong.what());
   }
 }
 
@@ -151,10 +157,22 @@ void Preview(Workspace& workspace) { workspace.shell().Print(*workspace.active()
 void Quit(Workspace& workspace) { workspace.shell().Quit(); }
 void Stop(Workspace& workspace) { workspace.Stop(); }
 
+void ChooseProject(Workspace& workspace) { workspace.ChooseProject(); }
+bool HasOther(const Workspace& workspace) { return workspace.HasOther(); }
+template <int kWay>
+void ShowOther(Workspace& workspace) {
+  workspace.ShowOther(kWay);
+}
+template <Arrangement kArrangement>
+void Arrange(Workspace& workspace) {
+  workspace.shell().Arrange(kArrangement);
+}
+
 constexpr const char* kLine = "";
 
 constexpr Command kCommands[] = {
     {"open", "_File", "_Open...", "Ctrl+O", nullptr, Open},
+    {"project", "_File", "Pro_ject...", "", nullptr, ChooseProject},
     {"close", "_File", "_Close", "Ctrl+W", HasDocument, Close},
     {"", "_File", kLine, "", nullptr, nullptr},
     {"save-picture", "_File", "Save _picture...", "Ctrl+S", HasChart, Leave<Leaving::kPicture>},
@@ -182,6 +200,8 @@ constexpr Command kCommands[] = {
     {"history", "_Show", "H_istory", "Ctrl+5", HasDocument, Show<Kind::kHistory>},
     {"scans", "_Show", "Sc_an table", "Ctrl+6", HasDocument, Show<Kind::kScans>},
     {"", "_Show", kLine, "", nullptr, nullptr},
+    {"next-function", "_Show", "Next _function", "Ctrl+Page_Down", HasOther, ShowOther<1>},
+    {"last-function", "_Show", "Previous f_unction", "Ctrl+Page_Up", HasOther, ShowOther<-1>},
     {"next-scan", "_Show", "_Next scan", "Page_Down", HasSpectrum, MoveScan<1>},
     {"last-scan", "_Show", "_Previous scan", "Page_Up", HasSpectrum, MoveScan<-1>},
     {"see-all", "_View", "_All", "Home", HasChart, SeeAll},
@@ -190,6 +210,9 @@ constexpr Command kCommands[] = {
     {"zoom-out", "_View", "Zoom _out", "Ctrl+minus", HasChart, ZoomOut},
     {"left", "_View", "To the _left", "Left", HasChart, MoveLeft},
     {"right", "_View", "To the _right", "Right", HasChart, MoveRight},
+    {"higher", "_View", "_Higher", "Up", HasChart, ZoomHigher},
+    {"lower", "_View", "Lo_wer", "Down", HasChart, ZoomLower},
+    {"magnify", "_View", "_Magnify...", "Ctrl+M", CanMagnify, Magnify},
     {"", "_View", kLine, "", nullptr, nullptr},
     {"stacked", "_View", "_Stacked", "", HasTraces, SetLayout<Layout::kStacked>,
      HasLayout<Layout::kStacked>},
@@ -204,6 +227,11 @@ constexpr Command kCommands[] = {
     {"grid", "_View", "_Grid", "", nullptr, Toggle<&Appearance::grid>, IsSet<&Appearance::grid>},
     {"filled", "_View", "_Filled", "", nullptr, Toggle<&Appearance::filled>,
      IsSet<&Appearance::filled>},
+    {"next-window", "_Window", "_Next", "F6", HasDocument, Arrange<Arrangement::kNext>},
+    {"tile", "_Window", "_Tile", "F9", HasDocument, Arrange<Arrangement::kTiled>},
+    {"cascade", "_Window", "_Cascade", "", HasDocument, Arrange<Arrangement::kCascaded>},
+    {"maximise", "_Window", "_Maximise or restore", "F11", HasDocument,
+     Arrange<Arrangement::kMaximised>},
 };
 
 }  // namespace

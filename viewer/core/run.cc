@@ -34,13 +34,48 @@ int Compare(const RawDirectory& before, const RawDirectory& now) {
   return more ? 1 : 0;
 }
 
-bool IsSame(const DataSet& a, const DataSet& b) {
-  return a.function == b.function && a.process == b.process && a.data_type == b.data_type;
+// What tells two acquisitions of the same sample apart. Nothing: there is none yet.
+std::optional<RawScanHeader> FirstScan(const RawDirectory& directory) {
+  if (directory.functions().empty()) return std::nullopt;
+  const DataReader reader(directory, {.function = 1});
+  if (reader.ScanCount() < 1) return std::nullopt;
+  return reader.ScanHeader(1);
 }
+
+bool Differ(const std::optional<RawScanHeader>& a, const std::optional<RawScanHeader>& b) {
+  return a && b &&
+         (a->retention_time != b->retention_time || a->points != b->points ||
+          a->total_ion_current != b->total_ion_current);
+}
+
+// With what it reads from.
+struct OpenReader {
+  OpenReader(std::shared_ptr<const RawDirectory> from, const DataSet& data_set)
+      : directory(std::move(from)), reader(*directory, data_set) {}
+
+  std::shared_ptr<const RawDirectory> directory;
+  DataReader reader;
+};
 
 }  // namespace
 
-Run::Run(const std::string& path) : path_(path), directory_(std::make_unique<RawDirectory>(path)) {}
+bool IsSame(const DataSet& a, const DataSet& b) {
+  return a.function == b.function && a.process == b.process;
+}
+
+Run::Run(const std::string& path)
+    : path_(path),
+      directory_(std::make_shared<RawDirectory>(path)),
+      first_scan_(FirstScan(*directory_)) {}
+
+std::vector<DataSet> Run::DataSets() const {
+  std::vector<DataSet> sets;
+  for (size_t i = 0; i < directory_->functions().size(); ++i) {
+    sets.push_back({.function = static_cast<int>(i) + 1});
+  }
+  for (const int process : directory_->ProcessedSets()) sets.push_back({.process = process});
+  return sets;
+}
 
 std::string Run::name() const {
   std::filesystem::path path = tools::PathOf(path_).lexically_normal();
@@ -48,26 +83,29 @@ std::string Run::name() const {
   return tools::NameOf(path.filename());
 }
 
-const DataReader& Run::Reader(const DataSet& data_set) {
+std::shared_ptr<const DataReader> Run::Reader(const DataSet& data_set) {
   const auto found = std::ranges::find_if(
       readers_, [&](const Open& open) { return IsSame(open.data_set, data_set); });
-  if (found != readers_.end()) return *found->reader;
-  readers_.push_back({data_set, std::make_unique<DataReader>(*directory_, data_set)});
-  return *readers_.back().reader;
+  if (found != readers_.end()) return found->reader;
+  const auto open = std::make_shared<OpenReader>(directory_, data_set);
+  readers_.push_back({data_set, std::shared_ptr<const DataReader>(open, &open->reader)});
+  return readers_.back().reader;
 }
 
 Run::News Run::Refresh() {
   std::string trouble;
   try {
-    auto now = std::make_unique<RawDirectory>(path_);
+    auto now = std::make_shared<RawDirectory>(path_);
     const int change = Compare(*directory_, *now);
-    if (!IsSame(*directory_, *now)) {
+    const std::optional<RawScanHeader> first = FirstScan(*now);
+    if (!IsSame(*directory_, *now) || Differ(first_scan_, first)) {
       trouble = path_ + ": another run has taken its place";
     } else if (change < 0) {
       trouble = path_ + ": scans that were there are gone";
     } else if (change > 0 || !trouble_.empty()) {
       readers_.clear();
       directory_ = std::move(now);
+      first_scan_ = first;
       return std::exchange(trouble_, "").empty() ? News::kMore : News::kBetter;
     }
   } catch (const tools::Failure& failure) {

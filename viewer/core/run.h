@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ using tools::DataReader;
 using tools::DataSet;
 using tools::RawDirectory;
 
+bool IsSame(const DataSet& a, const DataSet& b);
+
 class Run {
  public:
   // Throws a Failure.
@@ -25,9 +28,11 @@ class Run {
   // The last part of the path.
   std::string name() const;
   const RawDirectory& directory() const { return *directory_; }
+  // All that can be shown: functions, then processed sets.
+  std::vector<DataSet> DataSets() const;
 
-  // Valid until Refresh says that there is more. Throws a Failure.
-  const DataReader& Reader(const DataSet& data_set);
+  // What is there now; who keeps it goes on reading that. Throws a Failure.
+  std::shared_ptr<const DataReader> Reader(const DataSet& data_set);
 
   enum class News {
     kNone,
@@ -42,12 +47,13 @@ class Run {
  private:
   struct Open {
     DataSet data_set;
-    std::unique_ptr<DataReader> reader;
+    std::shared_ptr<const DataReader> reader;
   };
 
   const std::string path_;
-  std::unique_ptr<RawDirectory> directory_;
-  std::vector<Open> readers_;  // of the directory above, which they end before
+  std::shared_ptr<const RawDirectory> directory_;
+  std::vector<Open> readers_;  // of the directory above
+  std::optional<RawScanHeader> first_scan_;
   std::string trouble_;
 };
 

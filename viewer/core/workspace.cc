@@ -1,8 +1,11 @@
 #include "viewer/core/workspace.h"
 
+#include <tervalon/paths.h>
+#include <tervalon/projects.h>
 #include <tervalon/settings.h>
 
 #include <algorithm>
+#include <new>
 
 #include "tools/data/files.h"
 #include "tools/print/failure.h"
@@ -18,8 +21,29 @@ constexpr int kTimeDecimals = 3;
 
 bool ShowsTimes(Kind kind) { return kind == Kind::kChromatogram || kind == Kind::kMap; }
 
-bool IsSame(const DataSet& a, const DataSet& b) {
-  return a.function == b.function && a.process == b.process;
+bool IsUnique(Kind kind) { return kind != Kind::kChromatogram && kind != Kind::kSpectrum; }
+
+std::string TextOf(const std::exception& failure) {
+  if (dynamic_cast<const std::bad_alloc*>(&failure) != nullptr) return "Out of memory";
+  std::string text = failure.what();
+  // Which option of a command line it would be is no matter here.
+  if (const size_t end = text.find(": "); text.starts_with("--") && end != std::string::npos) {
+    text.erase(0, end + 2);
+  }
+  return text;
+}
+
+std::string SpanText(const std::optional<Window>& span) {
+  return span ? tools::ExactText(span->low) + '_' + tools::ExactText(span->high) : "";
+}
+
+std::optional<Window> ParseSpan(std::string_view text) {
+  const size_t middle = text.find('_');
+  if (middle == std::string_view::npos) return std::nullopt;
+  const std::optional<double> low = tools::ParseNumber(text.substr(0, middle));
+  const std::optional<double> high = tools::ParseNumber(text.substr(middle + 1));
+  if (!low || !high || !(static_cast<float>(*low) < static_cast<float>(*high))) return std::nullopt;
+  return Window{static_cast<float>(*low), static_cast<float>(*high)};
 }
 
 std::string ReadSetting(const std::string& key) {
@@ -31,6 +55,9 @@ std::string ReadSetting(const std::string& key) {
 void WriteSetting(const std::string& key, std::string value) {
   SetIniString(kSection, key.c_str(), value.data(), 0);
 }
+
+constexpr const char* kLinked = "Linked";
+constexpr std::chrono::milliseconds kBetweenPieces(150);  // of what takes long, that are shown
 
 std::string RecentKey(size_t number) { return "Recent" + std::to_string(number + 1); }
 
@@ -45,28 +72,27 @@ constexpr Switch kSwitches[] = {{"Percent", &Appearance::percent},
 
 std::string DocumentKey(size_t number) { return "Document" + std::to_string(number + 1); }
 
-// "2,1,0,TIC;184.1,/data/A.RAW": kind, function, process, traces, path.
-std::string LineOf(const Document& document) {
-  std::string traces;
-  if (document.kind() == Kind::kChromatogram) {
-    traces = static_cast<const ChromatogramDocument&>(document).traces();
-    std::ranges::replace(traces, ',', ';');
-  }
+// "0,1,0,|TIC;184.1,2_3,,/data/A.RAW": kind, function, process, state, view along X and Y, path.
+std::string LineOf(Document& document) {
+  View view;
+  if (document.chart() != nullptr) view = document.chart()->view();
   return std::to_string(static_cast<int>(document.kind())) + ',' +
-         std::to_string(document.data_set().function.value_or(1)) + ',' +
-         std::to_string(document.data_set().process) + ',' + traces + ',' + document.run()->path();
+         std::to_string(document.data_set().function.value_or(0)) + ',' +
+         std::to_string(document.data_set().process) + ',' + document.State() + ',' +
+         SpanText(view.x) + ',' + SpanText(view.y) + ',' + document.run()->path();
 }
 
 struct DocumentLine {
   Kind kind = Kind::kChromatogram;
   DataSet data_set;
-  std::string traces;
+  std::string state;
+  View view;
   std::string path;
 };
 
 std::optional<DocumentLine> ParseLine(std::string_view line) {
   std::vector<std::string> parts;
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < 6; ++i) {
     const size_t comma = line.find(',');
     if (comma == std::string_view::npos) return std::nullopt;
     parts.emplace_back(line.substr(0, comma));
@@ -80,29 +106,38 @@ std::optional<DocumentLine> ParseLine(std::string_view line) {
   }
   DocumentLine document;
   document.kind = static_cast<Kind>(*kind);
-  document.data_set.function = static_cast<int>(std::clamp(*function, 1.0, 32.0));
-  document.data_set.process = static_cast<int>(std::clamp(*process, 0.0, 255.0));
-  std::ranges::replace(parts[3], ';', ',');
-  document.traces = parts[3];
+  if (*function >= 1) document.data_set.function = static_cast<int>(std::min(*function, 32.0));
+  document.data_set.process = static_cast<int>(std::clamp(*process, 0.0, 999.0));
+  document.state = parts[3];
+  document.view = {ParseSpan(parts[4]), ParseSpan(parts[5])};
   document.path = line;
   return document;
 }
 
+// Where a run is, as the list of current files has it.
+void MakeCurrent(const std::string& path) {
+  std::error_code error;
+  std::filesystem::path whole = std::filesystem::absolute(tools::PathOf(path), error);
+  if (!whole.has_filename()) whole = whole.parent_path();
+  SystemFile file = {};
+  if (ConvertPathToKXFile(&file, tools::NameOf(whole).c_str()) == 0) return;
+  SetGlobalFile("SystemList", "RAW", &file, 1);
+}
+
 }  // namespace
 
-template <typename Action>
-bool Workspace::Try(Action action) {
-  try {
-    action();
-    return true;
-  } catch (const tools::Failure& failure) {
-    shell_.Complain(failure.what());
-  } catch (const tools::WrongUsage& wrong) {
-    shell_.Complain(wrong.what());
-  } catch (const std::bad_alloc&) {
-    shell_.Complain("Out of memory");
-  }
-  return false;
+Workspace::~Workspace() {
+  if (loaded_) FreeGlobal(0);
+}
+
+void Workspace::Complain(const std::string& text) { shell_.Complain(text); }
+
+void Workspace::Explain(const Document* document, const std::exception& failure) {
+  if (document == nullptr) return Complain(TextOf(failure));
+  Run& run = *document->run();
+  if (run.Refresh() == Run::News::kTrouble) return Complain(run.trouble());
+  if (run.trouble().empty()) return Complain(TextOf(failure));
+  shell_.Status(run.trouble());
 }
 
 template <typename Kept>
@@ -116,7 +151,7 @@ Kept* Workspace::Find(const Document& beside, Kind kind) const {
 
 Document* Workspace::Add(std::unique_ptr<Document> document) {
   Document* const added = document.get();
-  if (!Try([&] { added->Read(appearance_); })) return nullptr;
+  if (!Try(added, [&] { added->Read(appearance_); })) return nullptr;
   Keep(std::move(document));
   return added;
 }
@@ -130,7 +165,7 @@ void Workspace::Keep(std::unique_ptr<Document> document) {
 
 bool Workspace::Open(const std::string& path) {
   std::shared_ptr<Run> run;
-  if (!Try([&] { run = std::make_shared<Run>(path); })) return false;
+  if (!Try(nullptr, [&] { run = std::make_shared<Run>(path); })) return false;
   // What has no scans still has a header.
   Document* shown = nullptr;
   if (run->directory().functions().empty()) {
@@ -144,7 +179,25 @@ bool Workspace::Open(const std::string& path) {
 
 Document* Workspace::Show(Kind kind) {
   if (active_ == nullptr) return nullptr;
-  return Add(MakeDocument(kind, active_->run(), active_->data_set()));
+  Document* const there = IsUnique(kind) ? Find<Document>(*active_, kind) : nullptr;
+  if (there == nullptr) return Add(MakeDocument(kind, active_->run(), active_->data_set()));
+  shell_.Raise(*there);
+  return there;
+}
+
+bool Workspace::HasOther() const {
+  return active_ != nullptr && active_->run()->DataSets().size() > 1;
+}
+
+bool Workspace::ShowOther(int way) {
+  if (!HasOther()) return false;
+  const std::vector<DataSet> sets = active_->run()->DataSets();
+  const auto now = std::ranges::find_if(
+      sets, [&](const DataSet& set) { return IsSame(set, active_->data_set()); });
+  const auto count = static_cast<ptrdiff_t>(sets.size());
+  const ptrdiff_t next = (now - sets.begin() + way + count) % count;
+  const Kind kind = active_->kind();
+  return Add(MakeDocument(kind, active_->run(), sets[static_cast<size_t>(next)])) != nullptr;
 }
 
 void Workspace::Close(Document& document) {
@@ -154,6 +207,12 @@ void Workspace::Close(Document& document) {
   const std::unique_ptr<Document> closed = std::move(*place);
   documents_.erase(place);
   if (active_ == closed.get()) active_ = nullptr;
+  if (closed->kind() == Kind::kSpectrum) {
+    if (auto* const traces = Find<ChromatogramDocument>(*closed, Kind::kChromatogram)) {
+      traces->Mark({});
+      shell_.Redraw(*traces);
+    }
+  }
   shell_.Remove(*closed);
   shell_.RefreshCommands();
 }
@@ -165,13 +224,37 @@ void Workspace::Activate(Document* document) {
 }
 
 void Workspace::Reread(Document& document) {
-  if (Try([&] { document.Read(appearance_); })) shell_.WantIdle();
+  if (Try(&document, [&] { document.Read(appearance_); })) shell_.WantIdle();
+  if (document.kind() == Kind::kSpectrum) {
+    MarkSpectrum(static_cast<const SpectrumDocument&>(document));
+  }
   shell_.Refresh(document);
 }
 
-void Workspace::ViewChanged(Document& document) {
+void Workspace::Restyle(Document& document) {
+  document.Restyle(appearance_);
   shell_.Redraw(document);
+}
+
+void Workspace::MarkSpectrum(const SpectrumDocument& spectrum) {
+  std::vector<Window> marks;
+  if (spectrum.combined()) marks.push_back(*spectrum.combined());
+  if (spectrum.background()) marks.push_back(*spectrum.background());
+  for (const auto& document : documents_) {
+    if (document->kind() != Kind::kChromatogram || document->run() != spectrum.run()) continue;
+    static_cast<ChromatogramDocument&>(*document).Mark(marks);
+    shell_.Redraw(*document);
+  }
+}
+
+void Workspace::ViewChanged(Document& document) {
+  const auto show = [this](Document& moved) {
+    Try(&moved, [&] { moved.ViewMoved(); });
+    shell_.Redraw(moved);
+  };
+  show(document);
   shell_.RefreshCommands();
+  shell_.WantIdle();
   if (!linked_ || !ShowsTimes(document.kind())) return;
   const std::optional<Window> x = document.chart()->view().x;
   for (const auto& other : documents_) {
@@ -180,7 +263,7 @@ void Workspace::ViewChanged(Document& document) {
     view.x = x;
     if (view == other->chart()->view()) continue;
     other->chart()->SetView(view);
-    shell_.Redraw(*other);
+    show(*other);
   }
 }
 
@@ -199,18 +282,28 @@ void Workspace::Do(Document& document, const Gesture& gesture) {
     SpectrumDocument* const spectrum = SpectrumOf(document);
     if (spectrum == nullptr) return;
     if (gesture.kind == Gesture::Kind::kClick) {
-      if (!Try([&] { spectrum->SetTime(gesture.x.low); })) return;
+      if (!Try(spectrum, [&] { spectrum->SetTime(gesture.x.low); })) return;
     } else if (gesture.kind == Gesture::Kind::kSelect) {
       spectrum->Combine(gesture.x);
     } else {
       spectrum->SetBackground(gesture.x);
     }
     Reread(*spectrum);
-  } else if (document.kind() == Kind::kSpectrum && gesture.kind == Gesture::Kind::kClick) {
+  } else if (document.kind() == Kind::kSpectrum && gesture.kind != Gesture::Kind::kBackground) {
     auto* const traces = Find<ChromatogramDocument>(document, Kind::kChromatogram);
     if (traces == nullptr) return;
-    if (Try([&] { traces->AddMass(gesture.x.low); })) Reread(*traces);
+    const bool added = Try(&document, [&] {
+      if (gesture.kind == Gesture::Kind::kSelect) return traces->AddRange(gesture.x);
+      const auto& spectrum = static_cast<const SpectrumDocument&>(document);
+      traces->AddMass(spectrum.MassNear(gesture.x.low, gesture.reach));
+    });
+    if (added) TracesChanged(*traces);
   }
+}
+
+void Workspace::TracesChanged(ChromatogramDocument& traces) {
+  if (Try(&traces, [&] { traces.Grow(appearance_); })) shell_.WantIdle();
+  shell_.Refresh(traces);
 }
 
 void Workspace::PointAt(const Document& document, const PlotPlace& place) {
@@ -231,26 +324,32 @@ void Workspace::PointAt(const Document& document, const PlotPlace& place) {
 
 bool Workspace::Idle() {
   for (const auto& document : documents_) {
+    if (document->part() >= 1) continue;
     bool goes_on = false;
-    const double before = document->part();
-    if (before >= 1) continue;
-    if (!Try([&] { goes_on = document->Step(); })) document->Stop();
-    shell_.Status(goes_on ? "Reading " + std::to_string(static_cast<int>(document->part() * 100)) +
-                                " % (Esc: stop)"
-                          : "");
-    if (!goes_on) shell_.Refresh(*document);
+    if (!Try(document.get(), [&] { goes_on = document->Step(); })) document->Stop();
+    const auto now = std::chrono::steady_clock::now();
+    if (goes_on && now - shown_ < kBetweenPieces) return true;
+    shown_ = now;
+    document->ShowRead();
+    shell_.Redraw(*document);
+    const int percent = static_cast<int>(document->part() * 100);
+    shell_.Status(goes_on ? "Reading " + std::to_string(percent) + " % (Esc: stop)" : "");
     return true;
   }
   return false;
 }
 
 void Workspace::Stop() {
+  bool stopped = false;
   for (const auto& document : documents_) {
-    if (document->part() < 1) document->Stop();
     if (document->chart() != nullptr) document->chart()->Cancel();
+    if (document->part() < 1) {
+      document->Stop();
+      stopped = true;
+    }
     shell_.Redraw(*document);
   }
-  shell_.Status("");
+  shell_.Status(stopped ? "Reading was broken off" : "");
 }
 
 void Workspace::Follow() {
@@ -261,25 +360,50 @@ void Workspace::Follow() {
   }
   for (const std::shared_ptr<Run>& run : seen) {
     const Run::News news = run->Refresh();
-    if (news == Run::News::kTrouble) shell_.Complain(run->trouble());
+    if (news == Run::News::kTrouble) Complain(run->trouble());
     if (news != Run::News::kMore && news != Run::News::kBetter) continue;
     for (const auto& document : documents_) {
-      if (document->run() == run) Reread(*document);
+      if (document->run() != run) continue;
+      const bool more = news == Run::News::kMore;
+      Try(document.get(),
+          [&] { more ? document->Grow(appearance_) : document->Read(appearance_); });
+      shell_.Refresh(*document);
+      shell_.WantIdle();
     }
   }
 }
 
 void Workspace::AppearanceChanged() {
-  for (const auto& document : documents_) Reread(*document);
+  for (const auto& document : documents_) Restyle(*document);
+}
+
+void Workspace::ChooseProject() {
+  SystemFile project = {};
+  ProGetCurrent(&project);
+  if (ProFileOpen(shell_.window(), &project) == 0) return;
+  if (ProSetCurrent(shell_.window(), &project) == 0) return;
+  UpdateGlobal(0);
+  shell_.Status(std::string("Project ") + project.name);
+}
+
+std::string Workspace::Folder() const {
+  SystemFile file = {};
+  GetGlobalFile("SystemList", "RAW", nullptr, &file);
+  std::string folder = file.directory;
+  std::ranges::replace(folder, '\\', static_cast<char>(std::filesystem::path::preferred_separator));
+  return folder;
 }
 
 void Workspace::Remember(const std::string& path) {
   std::erase(recent_, path);
   recent_.insert(recent_.begin(), path);
   if (recent_.size() > kMostRecent) recent_.resize(kMostRecent);
+  MakeCurrent(path);
 }
 
 void Workspace::Load() {
+  loaded_ = true;
+  InitGlobal(0);
   for (size_t i = 0; i < kMostRecent; ++i) {
     const std::string path = ReadSetting(RecentKey(i));
     if (!path.empty()) recent_.push_back(path);
@@ -288,6 +412,7 @@ void Workspace::Load() {
     const std::string text = ReadSetting(one.key);
     if (!text.empty()) appearance_.*one.member = text == "TRUE";
   }
+  linked_ = ReadSetting(kLinked) != "FALSE";
 }
 
 void Workspace::Save() const {
@@ -295,6 +420,7 @@ void Workspace::Save() const {
   for (const Switch& one : kSwitches) {
     WriteSetting(one.key, appearance_.*one.member ? "TRUE" : "FALSE");
   }
+  WriteSetting(kLinked, linked_ ? "TRUE" : "FALSE");
   size_t written = 0;
   for (; written < documents_.size(); ++written) {
     WriteSetting(DocumentKey(written), LineOf(*documents_[written]));
@@ -313,12 +439,11 @@ void Workspace::RestoreDocuments() {
       const std::shared_ptr<Run> run =
           found != runs.end() ? *found : runs.emplace_back(std::make_shared<Run>(line->path));
       std::unique_ptr<Document> document = MakeDocument(line->kind, run, line->data_set);
-      if (line->kind == Kind::kChromatogram && !line->traces.empty()) {
-        static_cast<ChromatogramDocument&>(*document).SetTraces(line->traces);
-      }
+      document->SetState(line->state);
       document->Read(appearance_);
+      if (document->chart() != nullptr) document->chart()->SetView(line->view);
       Keep(std::move(document));
-    } catch (const std::runtime_error&) {
+    } catch (const std::exception&) {
       // A run that is gone was not asked for just now.
     }
   }

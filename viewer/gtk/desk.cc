@@ -11,6 +11,8 @@ namespace {
 constexpr int kLeast = 160;  // pixels of a window's side
 constexpr int kGrip = 14;    // of the corner that sizes it
 constexpr int kBorder = 2;
+constexpr int kStep = 28;  // from one window of a cascade to the next
+constexpr int kSteps = 8;
 
 GdkRectangle Allocation(GtkWidget* widget) {
   GdkRectangle size = {};
@@ -100,7 +102,7 @@ void Desk::Add(GtkWidget* content, const std::string& title) {
   gtk_widget_show_all(child->outer);
   gtk_fixed_put(GTK_FIXED(fixed_), child->outer, 0, 0);
   child->number = ++added_;
-  const int step = 24 * static_cast<int>(children_.size() % 8);
+  const int step = kStep * static_cast<int>(children_.size() % kSteps);
   child->place = {step, step, 3 * kLeast, 2 * kLeast};
   children_.push_back(std::move(made));
   Arrange();
@@ -158,6 +160,19 @@ void Desk::Arrange() {
 void Desk::Tile() {
   tiled_ = true;
   maximised_ = false;
+  Arrange();
+}
+
+void Desk::Cascade() {
+  const GdkRectangle room = Allocation(fixed_);
+  tiled_ = false;
+  maximised_ = false;
+  int step = 0;
+  for (const auto& child : children_) {
+    const int offset = kStep * (step++ % kSteps);
+    child->place = {offset, offset, std::max(room.width - kSteps * kStep, kLeast),
+                    std::max(room.height - kSteps * kStep, kLeast)};
+  }
   Arrange();
 }
 

@@ -38,6 +38,8 @@ class Desk {
   GtkWidget* front() const;
 
   void Tile();
+  // One behind another, the front one last.
+  void Cascade();
   // Makes the front window as large as the desk, or puts it back.
   void ToggleMaximised();
 

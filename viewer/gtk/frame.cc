@@ -22,7 +22,7 @@ constexpr const char* kSection = "Viewer";
 constexpr int kWidth = 1100;
 constexpr int kHeight = 750;
 constexpr int kSecond = 1000;  // between looks at what becomes of the runs
-constexpr uint32_t kStopBox = 0x10;
+constexpr uint16_t kComplaint = 1;
 
 std::string PlaceKey(size_t number) { return "Place" + std::to_string(number + 1); }
 
@@ -37,20 +37,58 @@ std::optional<std::string> RunDialog(GtkFileChooserNative* dialog) {
   return path;
 }
 
+// The buttons of a box, by the library's numbers.
+constexpr int kOk = 1;
+constexpr int kCancel = 2;
+constexpr int kNo = 7;
+struct Answer {
+  uint32_t buttons;
+  int number;
+  const char* text;
+};
+constexpr Answer kAnswers[] = {
+    {0, kOk, "_OK"},   {1, kCancel, "_Cancel"}, {1, kOk, "_OK"}, {2, 3, "_Abort"}, {2, 4, "_Retry"},
+    {2, 5, "_Ignore"}, {3, kCancel, "_Cancel"}, {3, kNo, "_No"}, {3, 6, "_Yes"},   {4, kNo, "_No"},
+    {4, 6, "_Yes"},    {5, kCancel, "_Cancel"}, {5, 4, "_Retry"}};
+
 // The library's message boxes are this program's.
 int32_t TERVALON_CALL ShowMessage(void* frame, const char* text, const char* caption,
                                   uint32_t style, TvWindow) {
   constexpr uint32_t kIcons = 0x70;
   constexpr uint32_t kButtons = 0x0F;
-  const bool stop = (style & kIcons) == kStopBox;
-  const bool asks = (style & kButtons) != 0;
-  GtkWidget* const dialog = gtk_message_dialog_new(
-      GTK_WINDOW(frame), GTK_DIALOG_MODAL, stop ? GTK_MESSAGE_ERROR : GTK_MESSAGE_INFO,
-      asks ? GTK_BUTTONS_OK_CANCEL : GTK_BUTTONS_OK, "%s", text);
+  constexpr std::pair<uint32_t, GtkMessageType> kIconTypes[] = {{0x10, GTK_MESSAGE_ERROR},
+                                                                {0x20, GTK_MESSAGE_QUESTION},
+                                                                {0x30, GTK_MESSAGE_WARNING},
+                                                                {0x40, GTK_MESSAGE_INFO}};
+  const auto* const icon =
+      std::ranges::find(kIconTypes, style & kIcons, &std::pair<uint32_t, GtkMessageType>::first);
+  const GtkMessageType type = icon != std::end(kIconTypes) ? icon->second : GTK_MESSAGE_OTHER;
+  GtkWidget* const dialog = gtk_message_dialog_new(GTK_WINDOW(frame), GTK_DIALOG_MODAL, type,
+                                                   GTK_BUTTONS_NONE, "%s", text);
+  for (const Answer& answer : kAnswers) {
+    if (answer.buttons == (style & kButtons)) {
+      gtk_dialog_add_button(GTK_DIALOG(dialog), answer.text, answer.number);
+    }
+  }
   gtk_window_set_title(GTK_WINDOW(dialog), caption != nullptr ? caption : kName);
   const int answer = gtk_dialog_run(GTK_DIALOG(dialog));
   gtk_widget_destroy(dialog);
-  return answer == GTK_RESPONSE_OK ? 1 : 2;
+  if (answer > 0) return answer;
+  return (style & kButtons) == 0 ? kOk : (style & kButtons) == 4 ? kNo : kCancel;  // by Escape
+}
+
+// The program's strings.
+const char* TERVALON_CALL StringOf(void*, TvInstance, uint16_t number) {
+  return number == kComplaint ? "STOP,%s" : nullptr;
+}
+
+// The library asks for a project, which is a directory.
+int32_t TERVALON_CALL ChooseFile(void* frame, const char* title, char* path, uint32_t size) {
+  const std::optional<std::string> chosen = RunDialog(gtk_file_chooser_native_new(
+      title, GTK_WINDOW(frame), GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "_Select", "_Cancel"));
+  if (!chosen || chosen->size() >= size) return 0;
+  std::strcpy(path, chosen->c_str());
+  return 1;
 }
 
 }  // namespace
@@ -69,6 +107,8 @@ Frame::Frame(GtkApplication* application)
   gtk_window_set_icon_name(GTK_WINDOW(window_), "tervalon-view");
   gtk_window_set_default_size(GTK_WINDOW(window_), kWidth, kHeight);
   TvSetMessageHandler(ShowMessage, window_);
+  TvSetFileChooser(ChooseFile, window_);
+  TvSetStringProvider(StringOf, nullptr);
   workspace_.Load();
 
   GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
@@ -81,8 +121,6 @@ Frame::Frame(GtkApplication* application)
   gtk_box_pack_end(GTK_BOX(box), status_, FALSE, FALSE, 2);
   gtk_container_add(GTK_CONTAINER(window_), box);
 
-  OnSignal<gboolean(GdkEventKey*)>(window_, "key-press-event",
-                                   [this](GdkEventKey* event) -> gboolean { return Press(event); });
   OnSignal<gboolean(GdkEvent*)>(window_, "delete-event", [this](GdkEvent*) -> gboolean {
     Quit();
     return TRUE;
@@ -100,6 +138,8 @@ Frame::Frame(GtkApplication* application)
 
 Frame::~Frame() {
   TvSetMessageHandler(nullptr, nullptr);
+  TvSetFileChooser(nullptr, nullptr);
+  TvSetStringProvider(nullptr, nullptr);
   g_source_remove(clock_);
   if (idle_ != 0) g_source_remove(idle_);
 }
@@ -154,22 +194,6 @@ void Frame::MakeItem(const Command& command, GtkWidget* menu, GtkAccelGroup* key
   }
   gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
   items_.push_back({&command, item, handler});
-}
-
-bool Frame::Press(GdkEventKey* event) {
-  if (event->keyval == GDK_KEY_F6) {
-    desk_.RaiseNext();
-    return true;
-  }
-  if (event->keyval == GDK_KEY_F11) {
-    desk_.ToggleMaximised();
-    return true;
-  }
-  if (event->keyval == GDK_KEY_F9) {
-    desk_.Tile();
-    return true;
-  }
-  return false;
 }
 
 void Frame::RefreshCommands() {
@@ -252,6 +276,19 @@ void Frame::Raise(Document& document) {
   if (const Window* window = Find(document)) desk_.Raise(window->content);
 }
 
+void Frame::Arrange(Arrangement arrangement) {
+  switch (arrangement) {
+    case Arrangement::kNext:
+      return desk_.RaiseNext();
+    case Arrangement::kTiled:
+      return desk_.Tile();
+    case Arrangement::kCascaded:
+      return desk_.Cascade();
+    case Arrangement::kMaximised:
+      return desk_.ToggleMaximised();
+  }
+}
+
 void Frame::Refresh(Document& document) {
   Window* const window = Find(document);
   if (window == nullptr) return;
@@ -289,10 +326,13 @@ void Frame::WantIdle() {
 
 // --- Dialogs
 
-std::optional<std::string> Frame::AskForRun() {
-  return RunDialog(gtk_file_chooser_native_new("Open a run", GTK_WINDOW(window_),
-                                               GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "_Open",
-                                               "_Cancel"));
+std::optional<std::string> Frame::AskForRun(const std::string& folder) {
+  GtkFileChooserNative* const dialog = gtk_file_chooser_native_new(
+      "Open a run", GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "_Open", "_Cancel");
+  if (!folder.empty()) {
+    gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder.c_str());
+  }
+  return RunDialog(dialog);
 }
 
 std::optional<std::string> Frame::AskForFile(const std::string& title, const std::string& name) {
@@ -329,7 +369,7 @@ std::optional<std::string> Frame::AskForText(const std::string& title, const std
 }
 
 void Frame::Complain(const std::string& text) {
-  ShowMessage(window_, text.c_str(), kName, kStopBox, nullptr);
+  MsgReportMsg(reinterpret_cast<TvInstance>(window_), kComplaint, kName, text.c_str());
 }
 
 void Frame::Copy(Document& document) {

@@ -29,12 +29,14 @@ class Frame : public Shell {
   void Add(Document& document) override;
   void Remove(Document& document) override;
   void Raise(Document& document) override;
+  void Arrange(Arrangement arrangement) override;
   void Refresh(Document& document) override;
   void Redraw(Document& document) override;
   void RefreshCommands() override;
   void Status(const std::string& text) override;
   void WantIdle() override;
-  std::optional<std::string> AskForRun() override;
+  TvWindow window() override { return nullptr; }
+  std::optional<std::string> AskForRun(const std::string& folder) override;
   std::optional<std::string> AskForFile(const std::string& title, const std::string& name) override;
   std::optional<std::string> AskForText(const std::string& title, const std::string& label,
                                         const std::string& text) override;
@@ -57,7 +59,6 @@ class Frame : public Shell {
 
   GtkWidget* MakeMenus();
   void MakeItem(const Command& command, GtkWidget* menu, GtkAccelGroup* keys);
-  bool Press(GdkEventKey* event);
   void AcceptDrops();
   void SavePlaces();
   Window* Find(const Document& document);

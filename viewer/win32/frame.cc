@@ -367,6 +367,25 @@ void Frame::Raise(Document& document) {
   SendMessageW(area_, WM_MDIACTIVATE, reinterpret_cast<WPARAM>(window->handle), 0);
 }
 
+void Frame::Arrange(Arrangement arrangement) {
+  const HWND front = reinterpret_cast<HWND>(SendMessageW(area_, WM_MDIGETACTIVE, 0, 0));
+  const auto active = reinterpret_cast<WPARAM>(front);
+  switch (arrangement) {
+    case Arrangement::kNext:
+      SendMessageW(area_, WM_MDINEXT, active, 0);
+      break;
+    case Arrangement::kTiled:
+      SendMessageW(area_, WM_MDITILE, MDITILE_HORIZONTAL, 0);
+      break;
+    case Arrangement::kCascaded:
+      SendMessageW(area_, WM_MDICASCADE, 0, 0);
+      break;
+    case Arrangement::kMaximised:
+      SendMessageW(area_, IsZoomed(front) != 0 ? WM_MDIRESTORE : WM_MDIMAXIMIZE, active, 0);
+      break;
+  }
+}
+
 void Frame::Refresh(Document& document) {
   const Window* const window = Find(document);
   if (window == nullptr) return;
@@ -392,7 +411,7 @@ void Frame::Status(const std::string& text) {
 
 // --- Dialogs
 
-std::optional<std::string> Frame::AskForRun() { return AskForFolder(window_, L"Open a run"); }
+std::optional<std::string> Frame::AskForRun(const std::string& /*folder*/) { return AskForFolder(window_, L"Open a run"); }
 
 std::optional<std::string> Frame::AskForFile(const std::string& title, const std::string& name) {
   return AskForSaveName(window_, Wide(title), Wide(name));

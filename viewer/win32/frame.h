@@ -30,12 +30,14 @@ class Frame : public Shell {
   void Add(Document& document) override;
   void Remove(Document& document) override;
   void Raise(Document& document) override;
+  void Arrange(Arrangement arrangement) override;
   void Refresh(Document& document) override;
   void Redraw(Document& document) override;
   void RefreshCommands() override {}  // menus look when they are opened
   void Status(const std::string& text) override;
   void WantIdle() override { idle_ = true; }
-  std::optional<std::string> AskForRun() override;
+  TvWindow window() override { return window_; }
+  std::optional<std::string> AskForRun(const std::string& folder) override;
   std::optional<std::string> AskForFile(const std::string& title, const std::string& name) override;
   std::optional<std::string> AskForText(const std::string& title, const std::string& label,
                                         const std::string& text) override;

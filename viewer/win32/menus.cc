@@ -8,6 +8,7 @@ namespace tervalon::viewer {
 namespace {
 
 constexpr UINT kFirstItem = 1000;  // of the first command
+constexpr const char* kWindowMenu = "_Window";  // which the system fills, too: made here
 constexpr const char* kContextMenus[] = {"_Edit", "_View"};
 
 struct KeyName {
@@ -33,6 +34,8 @@ constexpr KeyName kKeyNames[] = {{"plus", VK_OEM_PLUS, L"+"},
                                  {"Page_Down", VK_NEXT, L"Page Down"},
                                  {"F1", VK_F1, L"F1"},
                                  {"F5", VK_F5, L"F5"},
+                                 {"F6", VK_F6, L"F6"},
+                                 {"F9", VK_F9, L"F9"},
                                  {"F11", VK_F11, L"F11"}};
 
 // "_File" as "&File".
@@ -90,6 +93,7 @@ Menus::Menus(const Workspace& workspace) : workspace_(workspace) {
   for (const Command& command : Commands()) {
     const ParsedKey parsed = ParseKey(command.key);
     for (const WORD key : parsed.keys) keys_.push_back({{parsed.held, key, 0}, &command});
+    if (std::string_view(command.menu) == kWindowMenu) continue;
     if (std::ranges::find(known, command.menu) != known.end()) continue;
     known.emplace_back(command.menu);
     const HMENU menu = CreatePopupMenu();

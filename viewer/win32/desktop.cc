@@ -1,5 +1,7 @@
 #include "viewer/win32/desktop.h"
 
+#include <uxtheme.h>
+
 #include <cmath>
 
 namespace tervalon::viewer {
@@ -27,6 +29,11 @@ bool MessageFont(LOGFONTW* font) {
   return known;
 }
 
+bool IsDark() {
+  const COLORREF ground = GetSysColor(COLOR_WINDOW);
+  return GetRValue(ground) + GetGValue(ground) + GetBValue(ground) < kDarkest;
+}
+
 }  // namespace
 
 int PixelsPerInch(HWND window) {
@@ -42,9 +49,11 @@ int Scaled(HWND window, int pixels) {
   return MulDiv(pixels, PixelsPerInch(window), kUsualPixelsPerInch);
 }
 
-const char* ThemeName() {
-  const COLORREF ground = GetSysColor(COLOR_WINDOW);
-  return GetRValue(ground) + GetGValue(ground) + GetBValue(ground) < kDarkest ? "dark" : "light";
+const char* ThemeName() { return IsDark() ? "dark" : "light"; }
+
+void FollowColours(HWND control) {
+  const wchar_t* const none = IsDark() ? L"" : nullptr;
+  SetWindowTheme(control, none, none);
 }
 
 double TextPoints() {

@@ -13,6 +13,8 @@ int PixelsPerInch(HWND window);
 int Scaled(HWND window, int pixels);
 // The plots' theme that goes with the desktop's colours.
 const char* ThemeName();
+// A control of the system in the desktop's colours, which its theme may not know.
+void FollowColours(HWND control);
 // How large people want to read.
 double TextPoints();
 // The font of messages, for a window; the caller's.

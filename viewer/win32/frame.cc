@@ -28,6 +28,7 @@ constexpr UINT kSecond = 1000;  // between looks at what becomes of the runs
 constexpr int kWidth = 1100;    // at 96 pixels per inch
 constexpr int kHeight = 750;
 constexpr size_t kMostTiled = 3;
+constexpr int kLowest = 150;  // at 96 pixels per inch
 
 }  // namespace
 
@@ -255,6 +256,7 @@ void Frame::CloseAll() {
 }
 
 void Frame::ShowMenuAt(HWND handle, LPARAM place) {
+  SendMessageW(area_, WM_MDIACTIVATE, reinterpret_cast<WPARAM>(handle), 0);
   POINT at = {static_cast<short>(LOWORD(place)), static_cast<short>(HIWORD(place))};
   if (place == -1) {  // by a key
     at = {Scaled(handle, 20), Scaled(handle, 20)};
@@ -287,6 +289,7 @@ void Frame::TakeFont() {
   font_ = MakeMessageFont(window_);
   SendMessageW(status_, WM_SETFONT, reinterpret_cast<WPARAM>(font_), TRUE);
   DeleteObject(before);
+  FollowColours(status_);
   Arrange();
 }
 
@@ -343,6 +346,7 @@ void Frame::TileNew() {
   RECT area = {};
   GetClientRect(area_, &area);
   const auto count = static_cast<int>(windows_.size());
+  if (area.bottom < count * Scaled(window_, kLowest)) return;
   int top = 0;
   for (int i = 0; i < count; ++i) {
     const int bottom = area.bottom * (i + 1) / count;

@@ -177,10 +177,13 @@ void PlotWindow::DoLater() {
 }
 
 void PlotWindow::PointAt(Place place) {
+  // The system tells places again where nobody has moved the mouse.
+  if (is_followed_ && place.x == pointed_.x && place.y == pointed_.y) return;
   if (!is_followed_) {
     TRACKMOUSEEVENT track = {sizeof track, TME_LEAVE, window_, 0};
     is_followed_ = TrackMouseEvent(&track) != FALSE;
   }
+  pointed_ = place;
   const Chart& chart = *document_.chart();
   if (GetCapture() == window_) Mark(document_.chart()->MarkTo(place));
   if (chart.plan() != nullptr) workspace_.PointAt(document_, FindPlace(*chart.plan(), place));

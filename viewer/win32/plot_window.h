@@ -48,6 +48,7 @@ class PlotWindow {
   HBITMAP picture_ = nullptr;
   std::optional<Box> mark_;
   std::optional<Gesture> later_;  // done unless it turns out to begin a double click
+  Place pointed_;                 // where the mouse was last
   bool is_followed_ = false;      // the mouse, until it leaves
   std::string failure_;
 };

@@ -9,6 +9,7 @@
 #include "viewer/win32/memory_dc.h"
 #include "viewer/win32/page.h"
 #include "viewer/win32/text.h"
+#include "viewer/win32/texts.h"
 
 namespace tervalon::viewer {
 namespace {
@@ -168,6 +169,7 @@ std::string PreviewDocument(Document& document, HWND owner) {
   page_class.lpfnWndProc = PageProcedure;
   page_class.hInstance = GetModuleHandleW(nullptr);
   page_class.hCursor = LoadCursor(nullptr, IDC_ARROW);
+  page_class.hIcon = LoadIconW(page_class.hInstance, MAKEINTRESOURCEW(VIEWER_ICON));
   page_class.lpszClassName = kPageClass;
   RegisterClassW(&page_class);
   Preview preview = {&document, false, ""};

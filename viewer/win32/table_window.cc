@@ -79,6 +79,8 @@ void TableWindow::TakeFont() {
   font_ = MakeMessageFont(window_);
   SendMessageW(list_, WM_SETFONT, reinterpret_cast<WPARAM>(font_), TRUE);
   DeleteObject(before);
+  FollowColours(list_);
+  FollowColours(ListView_GetHeader(list_));
   FitColumns();
 }
 
@@ -131,6 +133,7 @@ bool TableWindow::Handle(UINT message, WPARAM /*first*/, LPARAM second) {
       return true;
     case WM_SYSCOLORCHANGE:
       SendMessageW(list_, message, 0, 0);
+      TakeFont();
       return false;
     case WM_SETTINGCHANGE:
     case WM_DPICHANGED_AFTERPARENT:

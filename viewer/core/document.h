@@ -44,6 +44,9 @@ class Document {
   const std::shared_ptr<Run>& run() const { return run_; }
   const DataSet& data_set() const { return data_set_; }
   std::string Title() const;
+  // Which it was when they were saved, whose place it gets; nothing: it is new.
+  const std::optional<size_t>& restored() const { return restored_; }
+  void set_restored(size_t number) { restored_ = number; }
 
   // Reads what is to be shown, anew where it was read before. Throws a Failure.
   virtual void Read(const Appearance& appearance) = 0;
@@ -91,6 +94,7 @@ class Document {
   const Kind kind_;
   const std::shared_ptr<Run> run_;
   const DataSet data_set_;
+  std::optional<size_t> restored_;
   std::string magnified_text_;
   std::vector<AxsMagnify> magnified_;
 };

@@ -439,6 +439,7 @@ void Workspace::RestoreDocuments() {
       const std::shared_ptr<Run> run =
           found != runs.end() ? *found : runs.emplace_back(std::make_shared<Run>(line->path));
       std::unique_ptr<Document> document = MakeDocument(line->kind, run, line->data_set);
+      document->set_restored(i);
       document->SetState(line->state);
       document->Read(appearance_);
       if (document->chart() != nullptr) document->chart()->SetView(line->view);

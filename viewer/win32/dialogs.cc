@@ -111,6 +111,17 @@ class FileDialog {
     dialog_->SetOptions(options | added | FOS_FORCEFILESYSTEM | FOS_NOCHANGEDIR);
   }
 
+  void BeginIn(const std::wstring& folder) const {
+    IShellItem* item = nullptr;
+    if (folder.empty() ||
+        FAILED(SHCreateItemFromParsingName(folder.c_str(), nullptr, IID_IShellItem,
+                                           reinterpret_cast<void**>(&item)))) {
+      return;
+    }
+    dialog_->SetFolder(item);
+    item->Release();
+  }
+
   std::optional<std::string> Ask(HWND owner) const {
     if (FAILED(dialog_->Show(owner))) return std::nullopt;
     IShellItem* item = nullptr;
@@ -130,11 +141,13 @@ class FileDialog {
 
 }  // namespace
 
-std::optional<std::string> AskForFolder(HWND owner, const std::wstring& title) {
+std::optional<std::string> AskForFolder(HWND owner, const std::wstring& title,
+                                        const std::wstring& begin) {
   const FileDialog dialog(CLSID_FileOpenDialog);
   if (!dialog) return std::nullopt;
   dialog.AddOptions(FOS_PICKFOLDERS | FOS_PATHMUSTEXIST);
   dialog->SetTitle(title.c_str());
+  dialog.BeginIn(begin);
   return dialog.Ask(owner);
 }
 

@@ -11,7 +11,8 @@
 namespace tervalon::viewer {
 
 // Each gives what was chosen in UTF-8; nothing: it was cancelled.
-std::optional<std::string> AskForFolder(HWND owner, const std::wstring& title);
+std::optional<std::string> AskForFolder(HWND owner, const std::wstring& title,
+                                        const std::wstring& begin);
 std::optional<std::string> AskForSaveName(HWND owner, const std::wstring& title,
                                           const std::wstring& name);
 std::optional<std::string> AskForLine(HWND owner, const std::wstring& title,

@@ -225,19 +225,10 @@ void Frame::Choose(const Command& command) {
 }
 
 bool Frame::ChooseOwn(UINT item) {
-  const auto tell = [&](UINT message, WPARAM first = 0) {
-    arranged_ = true;
-    SendMessageW(area_, message, first, 0);
-  };
   switch (item) {
-    case kCascade:
-      tell(WM_MDICASCADE);
-      return true;
-    case kTileAcross:
-      tell(WM_MDITILE, MDITILE_HORIZONTAL);
-      return true;
-    case kTileDown:
-      tell(WM_MDITILE, MDITILE_VERTICAL);
+    case kSideBySide:
+      arranged_ = true;
+      Tell(WM_MDITILE, MDITILE_VERTICAL);
       return true;
     case kCloseAll:
       CloseAll();
@@ -256,7 +247,7 @@ void Frame::CloseAll() {
 }
 
 void Frame::ShowMenuAt(HWND handle, LPARAM place) {
-  SendMessageW(area_, WM_MDIACTIVATE, reinterpret_cast<WPARAM>(handle), 0);
+  Tell(WM_MDIACTIVATE, reinterpret_cast<WPARAM>(handle));
   POINT at = {static_cast<short>(LOWORD(place)), static_cast<short>(HIWORD(place))};
   if (place == -1) {  // by a key
     at = {Scaled(handle, 20), Scaled(handle, 20)};
@@ -320,8 +311,7 @@ void Frame::Add(Document& document) {
   Window& window = *windows_.emplace_back(std::make_unique<Window>());
   window.document = &document;
   adding_ = &window;
-  const size_t number = restoring_ ? workspace_.documents().size() - 1 : kNoPlace;
-  window.handle = MakeDocumentWindow(area_, kDocumentClass, instance_, number);
+  window.handle = MakeDocumentWindow(area_, kDocumentClass, instance_, document.restored());
   adding_ = nullptr;
   if (window.handle == nullptr) {
     windows_.pop_back();
@@ -336,7 +326,7 @@ void Frame::Add(Document& document) {
     if (GetFocus() == window.handle) SendMessageW(window.handle, WM_SETFOCUS, 0, 0);
   }
   Refresh(document);
-  if (!restoring_) TileNew();
+  if (!document.restored()) TileNew();
 }
 
 void Frame::TileNew() {
@@ -362,30 +352,31 @@ void Frame::Remove(Document& document) {
   if (found == windows_.end()) return;
   const std::unique_ptr<Window> removed = std::move(*found);
   windows_.erase(found);
-  SendMessageW(area_, WM_MDIDESTROY, reinterpret_cast<WPARAM>(removed->handle), 0);
+  Tell(WM_MDIDESTROY, reinterpret_cast<WPARAM>(removed->handle));
 }
 
 void Frame::Raise(Document& document) {
   const Window* const window = Find(document);
   if (window == nullptr) return;
-  SendMessageW(area_, WM_MDIACTIVATE, reinterpret_cast<WPARAM>(window->handle), 0);
+  Tell(WM_MDIACTIVATE, reinterpret_cast<WPARAM>(window->handle));
 }
 
 void Frame::Arrange(Arrangement arrangement) {
   const HWND front = reinterpret_cast<HWND>(SendMessageW(area_, WM_MDIGETACTIVE, 0, 0));
-  const auto active = reinterpret_cast<WPARAM>(front);
+  arranged_ = true;
   switch (arrangement) {
     case Arrangement::kNext:
-      SendMessageW(area_, WM_MDINEXT, active, 0);
+      Tell(WM_MDINEXT, reinterpret_cast<WPARAM>(front));
       break;
     case Arrangement::kTiled:
-      SendMessageW(area_, WM_MDITILE, MDITILE_HORIZONTAL, 0);
+      Tell(WM_MDITILE, MDITILE_HORIZONTAL);
       break;
     case Arrangement::kCascaded:
-      SendMessageW(area_, WM_MDICASCADE, 0, 0);
+      Tell(WM_MDICASCADE, 0);
       break;
     case Arrangement::kMaximised:
-      SendMessageW(area_, IsZoomed(front) != 0 ? WM_MDIRESTORE : WM_MDIMAXIMIZE, active, 0);
+      Tell(IsZoomed(front) != FALSE ? WM_MDIRESTORE : WM_MDIMAXIMIZE,
+           reinterpret_cast<WPARAM>(front));
       break;
   }
 }
@@ -415,7 +406,9 @@ void Frame::Status(const std::string& text) {
 
 // --- Dialogs
 
-std::optional<std::string> Frame::AskForRun(const std::string& /*folder*/) { return AskForFolder(window_, L"Open a run"); }
+std::optional<std::string> Frame::AskForRun(const std::string& folder) {
+  return AskForFolder(window_, L"Open a run", Wide(folder));
+}
 
 std::optional<std::string> Frame::AskForFile(const std::string& title, const std::string& name) {
   return AskForSaveName(window_, Wide(title), Wide(name));
@@ -451,9 +444,7 @@ void Frame::Print(Document& document, bool preview) {
 
 void Frame::Restore() {
   RestoreFrame(window_);
-  restoring_ = true;
   workspace_.RestoreDocuments();
-  restoring_ = false;
   arranged_ = !windows_.empty();
   RestoreOrder(area_);
 }

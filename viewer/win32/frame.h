@@ -66,6 +66,7 @@ class Frame : public Shell {
   void MakeWindows();
   void Choose(const Command& command);
   bool ChooseOwn(UINT item);
+  void Tell(UINT message, WPARAM first) const { SendMessageW(area_, message, first, 0); }
   void CloseAll();
   void ShowMenuAt(HWND handle, LPARAM place);
   void OpenDropped(HDROP drop);
@@ -88,8 +89,7 @@ class Frame : public Shell {
   std::wstring status_text_;
   std::vector<std::unique_ptr<Window>> windows_;
   Window* adding_ = nullptr;  // whose window is being made
-  bool restoring_ = false;
-  bool arranged_ = false;  // by somebody
+  bool arranged_ = false;     // by somebody
   bool following_ = false;
   bool idle_ = false;
 };

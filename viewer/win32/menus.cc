@@ -8,7 +8,7 @@ namespace tervalon::viewer {
 namespace {
 
 constexpr UINT kFirstItem = 1000;  // of the first command
-constexpr const char* kWindowMenu = "_Window";  // which the system fills, too: made here
+constexpr const char* kWindowMenu = "_Window";
 constexpr const char* kContextMenus[] = {"_Edit", "_View"};
 
 struct KeyName {
@@ -93,19 +93,16 @@ Menus::Menus(const Workspace& workspace) : workspace_(workspace) {
   for (const Command& command : Commands()) {
     const ParsedKey parsed = ParseKey(command.key);
     for (const WORD key : parsed.keys) keys_.push_back({{parsed.held, key, 0}, &command});
-    if (std::string_view(command.menu) == kWindowMenu) continue;
     if (std::ranges::find(known, command.menu) != known.end()) continue;
     known.emplace_back(command.menu);
     const HMENU menu = CreatePopupMenu();
     menus_[menu] = command.menu;
     AppendMenuW(bar_, MF_POPUP, reinterpret_cast<UINT_PTR>(menu), MenuText(command.menu).c_str());
     Fill(menu);
+    if (std::string_view(command.menu) == kWindowMenu) window_list_ = menu;
   }
-  AppendMenuW(window_list_, MF_STRING, kCascade, L"&Cascade");
-  AppendMenuW(window_list_, MF_STRING, kTileAcross, L"Tile &one below another");
-  AppendMenuW(window_list_, MF_STRING, kTileDown, L"&Tile side by side");
+  AppendMenuW(window_list_, MF_STRING, kSideBySide, L"Tile &side by side");
   AppendMenuW(window_list_, MF_STRING, kCloseAll, L"Close &all");
-  AppendMenuW(bar_, MF_POPUP, reinterpret_cast<UINT_PTR>(window_list_), L"&Window");
   const HMENU help = CreatePopupMenu();
   AppendMenuW(help, MF_STRING, kAbout, L"&About and mouse...\tF1");
   AppendMenuW(bar_, MF_POPUP, reinterpret_cast<UINT_PTR>(help), L"&Help");
@@ -113,7 +110,7 @@ Menus::Menus(const Workspace& workspace) : workspace_(workspace) {
 
 void Menus::Fill(HMENU menu) const {
   const auto found = menus_.find(menu);
-  if (found == menus_.end()) return;
+  if (found == menus_.end() || menu == window_list_) return;
   while (DeleteMenu(menu, 0, MF_BYPOSITION) != FALSE) {
   }
   UINT item = kFirstItem;

@@ -12,8 +12,8 @@
 
 namespace tervalon::viewer {
 
-// The items of the last two menus, which are this system's own.
-enum OwnItem : UINT { kCascade = 2000, kTileAcross, kTileDown, kCloseAll, kAbout };
+// Items that are this system's own.
+enum OwnItem : UINT { kSideBySide = 2000, kCloseAll, kAbout };
 // The first in the list of windows that the system puts below.
 constexpr UINT kFirstWindowItem = 30000;
 
@@ -23,6 +23,7 @@ class Menus {
 
   // Both go with the window that has them.
   HMENU bar() const { return bar_; }
+  // The menu in which the system keeps the list of windows.
   HMENU window_list() const { return window_list_; }
 
   // Shows in a menu of commands what can be done now; other menus stay as they are.
@@ -43,7 +44,7 @@ class Menus {
 
   const Workspace& workspace_;
   HMENU bar_ = CreateMenu();
-  HMENU window_list_ = CreatePopupMenu();
+  HMENU window_list_ = nullptr;
   std::map<HMENU, std::string> menus_;  // with their names in the table
   std::vector<Key> keys_;
 };

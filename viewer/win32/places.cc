@@ -16,9 +16,7 @@ constexpr const char* kNewKey = "New";           // under which nothing is writt
 constexpr const char* kKeyProperty = "IniLine";  // of a document window: an atom of its key
 constexpr int16_t kLongestText = 513;
 
-std::string PlaceKey(size_t number) {
-  return number == kNoPlace ? kNewKey : "Place" + std::to_string(number + 1);
-}
+std::string PlaceKey(size_t number) { return "Place" + std::to_string(number + 1); }
 
 ATOM AtomOf(HWND window) {
   return static_cast<ATOM>(reinterpret_cast<uintptr_t>(GetPropA(window, kKeyProperty)));
@@ -46,12 +44,14 @@ bool IsOnMonitor(const IniWindPos& place) {
 
 }  // namespace
 
-HWND MakeDocumentWindow(HWND area, const char* window_class, HINSTANCE owner, size_t number) {
+HWND MakeDocumentWindow(HWND area, const char* window_class, HINSTANCE owner,
+                        const std::optional<size_t>& number) {
   TvDocumentCreate create = {};
   create.window_class = window_class;
   create.title = "";
   create.owner = owner;
-  return IniCreateMDIWnd(area, kSection, PlaceKey(number).c_str(), &create);
+  const std::string key = number ? PlaceKey(*number) : kNewKey;
+  return IniCreateMDIWnd(area, kSection, key.c_str(), &create);
 }
 
 void RestoreFrame(HWND frame) {

@@ -4,18 +4,17 @@
 #define VIEWER_WIN32_PLACES_H_
 
 #include <cstddef>
-#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "viewer/win32/system.h"
 
 namespace tervalon::viewer {
 
-constexpr size_t kNoPlace = SIZE_MAX;
-
 // A document window at the place of that number, or wherever the area puts it. nullptr when the
 // system makes none.
-HWND MakeDocumentWindow(HWND area, const char* window_class, HINSTANCE owner, size_t number);
+HWND MakeDocumentWindow(HWND area, const char* window_class, HINSTANCE owner,
+                        const std::optional<size_t>& number);
 
 // Shows the frame where it was.
 void RestoreFrame(HWND frame);

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "tools/print/failure.h"
+
 namespace tervalon::viewer {
 namespace {
 
@@ -98,15 +100,30 @@ void Chart::Restyle(PictureStyle style) {
 const PicturePlan& Chart::Plan(const PictureSize& size, const TextMeasure& measure) {
   const bool fits = plan_ && plan_->size.width == size.width && plan_->size.height == size.height &&
                     plan_->size.pixels_per_inch == size.pixels_per_inch;
-  if (!fits) plan_ = PlanAnew(size, measure);
+  if (fits) return *plan_;
+  plan_ = PlanAnew(size, measure);
+  if (!view_.x && !plan_->panels.empty()) whole_.x = Seen(0, false);
+  if (!view_.y && !plan_->panels.empty()) whole_.y = Seen(0, true);
   return *plan_;
 }
 
-PicturePlan Chart::PlanAnew(const PictureSize& size, const TextMeasure& measure) const {
+PicturePlan Chart::PlanAnew(const PictureSize& size, const TextMeasure& measure,
+                            const std::string& title) const {
   PictureStyle style = style_;
+  style.title = title;
   style.x_range = view_.x;
   style.y_range = view_.y;
-  return map_ ? PlanMap(*map_, style, size, measure) : PlanPicture(series_, style, size, measure);
+  if (map_) return PlanMap(*map_, style, size, measure);
+  const bool is_stack = style.layout == tools::Layout::kStacked && series_.size() > 1;
+  if (!is_stack) return PlanPicture(series_, style, size, measure);
+  try {
+    return PlanPicture(series_, style, size, measure);
+  } catch (const tools::Failure&) {
+    // What has no room one below another has it in the same axes.
+    style.layout = tools::Layout::kOverlaid;
+    style.normalised = true;
+    return PlanPicture(series_, style, size, measure);
+  }
 }
 
 void Chart::Change(const View& view) {
@@ -135,6 +152,14 @@ Window Chart::Seen(size_t panel, bool along_y) const {
           static_cast<float>(seen.y.high / seen.y_unit)};
 }
 
+std::optional<Window> Chart::Inside(Window range, bool along_y) const {
+  const std::optional<Window>& whole = along_y ? whole_.y : whole_.x;
+  if (!whole) return range;
+  range = {std::max(range.low, whole->low), std::min(range.high, whole->high)};
+  if (range.low <= whole->low && range.high >= whole->high) return std::nullopt;
+  return range.low < range.high ? range : *whole;
+}
+
 void Chart::Zoom(Place around, double factor, bool along_y) {
   if (!plan_) return;
   const PlotPlace place = FindPlace(*plan_, around);
@@ -145,7 +170,7 @@ void Chart::Zoom(Place around, double factor, bool along_y) {
                         static_cast<float>(centre + (seen.high - centre) * factor)};
   if (range.high - range.low <= kNarrowest * std::fabs(centre)) return;
   View view = view_;
-  (along_y ? view.y : view.x) = range;
+  (along_y ? view.y : view.x) = Inside(range, along_y);
   SetView(view);
 }
 
@@ -164,13 +189,21 @@ void Chart::ZoomHeight(double factor) {
   if (FirstRow() == nullptr) return;
   const Window seen = Seen(0, true);
   View view = view_;
-  view.y = {seen.low, static_cast<float>(seen.low + (double{seen.high} - seen.low) * factor)};
-  if (view.y->low < view.y->high) SetView(view);
+  const Window range = {seen.low,
+                        static_cast<float>(seen.low + (double{seen.high} - seen.low) * factor)};
+  if (!(range.low < range.high)) return;
+  view.y = Inside(range, true);
+  SetView(view);
 }
 
 void Chart::Move(double part) {
   if (!plan_ || plan_->panels.empty() || !view_.x) return;
-  const auto way = static_cast<float>(part * (view_.x->high - view_.x->low));
+  auto way = static_cast<float>(part * (view_.x->high - view_.x->low));
+  if (whole_.x) {
+    const float left = std::min(whole_.x->low - view_.x->low, 0.0F);
+    const float right = std::max(whole_.x->high - view_.x->high, 0.0F);
+    way = std::clamp(way, left, right);
+  }
   View view = view_;
   view.x = {view_.x->low + way, view_.x->high + way};
   SetView(view);

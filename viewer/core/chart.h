@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tools/pictures/geometry.h"
@@ -73,8 +74,9 @@ class Chart {
 
   // Kept until something changes. Throws a Failure when there is no room.
   const PicturePlan& Plan(const PictureSize& size, const TextMeasure& measure);
-  // One of another size, for a file or paper.
-  PicturePlan PlanAnew(const PictureSize& size, const TextMeasure& measure) const;
+  // One of another size, for a file or paper, with a title.
+  PicturePlan PlanAnew(const PictureSize& size, const TextMeasure& measure,
+                       const std::string& title = "") const;
 
   const View& view() const { return view_; }
   // The last one made; nullptr: none since something changed.
@@ -110,11 +112,14 @@ class Chart {
   // The range along X or Y of a panel as it is planned.
   Window Seen(size_t panel, bool along_y) const;
   void Change(const View& view);
+  // Nothing where the range is all that there is.
+  std::optional<Window> Inside(Window range, bool along_y) const;
 
   std::vector<PlotSeries> series_;
   std::optional<tools::MassMap> map_;
   PictureStyle style_;
   View view_;
+  View whole_;  // as far as it was seen
   std::vector<View> earlier_;
   std::optional<Pressed> pressed_;
   std::optional<PicturePlan> plan_;

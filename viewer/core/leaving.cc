@@ -32,7 +32,7 @@ void SavePicture(Document& document, const std::string& path) {
   tools::Picture picture(path, size);
   {
     tools::PlotPainter painter(picture.dc(), size, tools::ThemeOf(tools::ThemeNames()[0]), kPoints);
-    painter.Paint(document.chart()->PlanAnew(size, painter.measure()));
+    painter.Paint(document.chart()->PlanAnew(size, painter.measure(), document.Title()));
   }
   picture.Finish();
 }

@@ -152,6 +152,12 @@ Kept* Workspace::Find(const Document& beside, Kind kind) const {
 Document* Workspace::Add(std::unique_ptr<Document> document) {
   Document* const added = document.get();
   if (!Try(added, [&] { added->Read(appearance_); })) return nullptr;
+  if (linked_ && ShowsTimes(added->kind())) {
+    const auto seen = std::ranges::find_if(documents_, [](const auto& other) {
+      return ShowsTimes(other->kind()) && other->chart()->view().x;
+    });
+    if (seen != documents_.end()) added->chart()->SetView({(*seen)->chart()->view().x, {}});
+  }
   Keep(std::move(document));
   return added;
 }

@@ -98,6 +98,10 @@ void Desk::Add(GtkWidget* content, const std::string& title) {
                                         });
   }
   OnSignal<void()>(close, "clicked", [=, this] { listener_.closed(child->content); });
+  // Whatever brought the keyboard there.
+  OnSignal<void(GtkWidget*)>(child->outer, "set-focus-child", [=, this](GtkWidget* focused) {
+    if (focused != nullptr) Activate(child);
+  });
 
   gtk_widget_show_all(child->outer);
   gtk_fixed_put(GTK_FIXED(fixed_), child->outer, 0, 0);
@@ -116,7 +120,7 @@ void Desk::Remove(GtkWidget* content) {
   std::erase_if(children_, [&](const auto& own) { return own.get() == child; });
   gtk_widget_destroy(outer);
   Arrange();
-  if (!children_.empty()) Activate(children_.back().get());
+  if (!children_.empty()) Raise(children_.back()->content);
 }
 
 void Desk::SetTitle(GtkWidget* content, const std::string& title) {
@@ -140,18 +144,19 @@ void Desk::Arrange() {
     return;
   }
   if (tiled_) {
-    // Wide windows, as plots are: one below another, and beside each other where there are many.
-    const int columns = count <= 3 ? 1 : static_cast<int>(std::ceil(std::sqrt(count)));
+    // Wide windows, as plots are: rows one below another, the first with what is left over.
+    const int columns = count <= 2 ? 1 : static_cast<int>(std::ceil(std::sqrt(count)));
     const int rows = (count + columns - 1) / columns;
+    const int in_first = count - (rows - 1) * columns;
     std::vector<Child*> in_order;
     for (const auto& child : children_) in_order.push_back(child.get());
     std::ranges::sort(in_order, {}, [](const Child* child) { return child->number; });
     for (int i = 0; i < count; ++i) {
-      const int row = i / columns;
-      const int in_row = row == rows - 1 ? count - row * columns : columns;
-      const int width = room.width / in_row;
+      const int row = i < in_first ? 0 : 1 + (i - in_first) / columns;
+      const int column = i < in_first ? i : (i - in_first) % columns;
+      const int width = room.width / (row == 0 ? in_first : columns);
       const int height = room.height / rows;
-      in_order[static_cast<size_t>(i)]->place = {i % columns * width, row * height, width, height};
+      in_order[static_cast<size_t>(i)]->place = {column * width, row * height, width, height};
     }
   }
   for (const auto& child : children_) Put(*child);

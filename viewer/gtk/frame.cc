@@ -121,6 +121,8 @@ Frame::Frame(GtkApplication* application)
   gtk_box_pack_end(GTK_BOX(box), status_, FALSE, FALSE, 2);
   gtk_container_add(GTK_CONTAINER(window_), box);
 
+  OnSignal<gboolean(GdkEventKey*)>(
+      window_, "key-press-event", [this](GdkEventKey* event) -> gboolean { return Press(*event); });
   OnSignal<gboolean(GdkEvent*)>(window_, "delete-event", [this](GdkEvent*) -> gboolean {
     Quit();
     return TRUE;
@@ -193,7 +195,24 @@ void Frame::MakeItem(const Command& command, GtkWidget* menu, GtkAccelGroup* key
     gtk_widget_add_accelerator(item, "activate", keys, value, modifiers, GTK_ACCEL_VISIBLE);
   }
   gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
-  items_.push_back({&command, item, handler});
+  items_.push_back({&command, item, handler, value, modifiers});
+}
+
+// What no menu takes: arrows, which would move the focus, and other keys that mean the same.
+bool Frame::Press(const GdkEventKey& event) {
+  constexpr std::pair<guint, guint> kSame[] = {{GDK_KEY_equal, GDK_KEY_plus},
+                                               {GDK_KEY_KP_Add, GDK_KEY_plus},
+                                               {GDK_KEY_KP_Subtract, GDK_KEY_minus}};
+  const auto* const same = std::ranges::find(kSame, event.keyval, &std::pair<guint, guint>::first);
+  const guint key = same != std::end(kSame) ? same->second : event.keyval;
+  const guint held = event.state & gtk_accelerator_get_default_mod_mask();
+  for (const Item& item : items_) {
+    if (item.key != key || item.key == 0 || static_cast<guint>(item.held) != held) continue;
+    if (same != std::end(kSame) || gtk_accelerator_valid(item.key, item.held) == FALSE) {
+      return RunCommand(*item.command, workspace_);
+    }
+  }
+  return false;
 }
 
 void Frame::RefreshCommands() {

@@ -55,10 +55,13 @@ class Frame : public Shell {
     const Command* command;
     GtkWidget* widget;
     gulong handler;
+    guint key;  // 0: none
+    GdkModifierType held;
   };
 
   GtkWidget* MakeMenus();
   void MakeItem(const Command& command, GtkWidget* menu, GtkAccelGroup* keys);
+  bool Press(const GdkEventKey& event);
   void AcceptDrops();
   void SavePlaces();
   Window* Find(const Document& document);

@@ -31,7 +31,7 @@ std::string DrawPage(Document& document, cairo_t* cairo, double width, double he
   if (dc != nullptr) {
     try {
       tools::PlotPainter painter(dc, size, tools::ThemeOf(kTheme), kPoints);
-      painter.Paint(document.chart()->PlanAnew(size, painter.measure()));
+      painter.Paint(document.chart()->PlanAnew(size, painter.measure(), document.Title()));
     } catch (const tools::Failure& thrown) {
       failure = thrown.what();
     }
@@ -53,7 +53,10 @@ std::string ShowPage(Document& document, GtkWindow* parent) {
                                  kPageHeight / gtk_widget_get_allocated_height(area));
     cairo_set_source_rgb(cairo, 1, 1, 1);
     cairo_rectangle(cairo, 0, 0, kPageWidth / unit, kPageHeight / unit);
-    cairo_fill(cairo);
+    cairo_fill_preserve(cairo);
+    cairo_set_source_rgb(cairo, 0.6, 0.6, 0.6);
+    cairo_set_line_width(cairo, 1);
+    cairo_stroke(cairo);
     cairo_translate(cairo, kMargin / unit, kMargin / unit);
     failure = DrawPage(document, cairo, kPageWidth - 2 * kMargin, kPageHeight - 2 * kMargin, unit);
     return TRUE;

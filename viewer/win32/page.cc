@@ -37,7 +37,7 @@ void DrawHead(const Document& document, HDC dc, RECT place, double pixels_per_in
 std::string DrawPlot(Document& document, HDC dc, const PictureSize& size) {
   try {
     tools::PlotPainter painter(dc, size, tools::ThemeOf(kTheme), kPoints);
-    painter.Paint(document.chart()->PlanAnew(size, painter.measure()));
+    painter.Paint(document.chart()->PlanAnew(size, painter.measure(), document.Title()));
     return "";
   } catch (const tools::Failure& failure) {
     return failure.what();

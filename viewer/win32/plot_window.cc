@@ -44,8 +44,7 @@ PlotWindow::~PlotWindow() { DeleteObject(picture_); }
 // --- Painting
 
 void PlotWindow::Redraw() {
-  DeleteObject(picture_);
-  picture_ = nullptr;
+  is_painted_ = false;
   mark_.reset();
   InvalidateRect(window_, nullptr, FALSE);
 }
@@ -57,7 +56,13 @@ void PlotWindow::Update() {
 
 void PlotWindow::MakePicture(HDC dc, int width, int height) {
   failure_.clear();
-  picture_ = CreateCompatibleBitmap(dc, std::max(width, 1), std::max(height, 1));
+  is_painted_ = true;
+  BITMAP made = {};
+  GetObjectW(picture_, sizeof made, &made);
+  if (picture_ == nullptr || made.bmWidth != width || made.bmHeight != height) {
+    DeleteObject(picture_);
+    picture_ = CreateCompatibleBitmap(dc, std::max(width, 1), std::max(height, 1));
+  }
   if (picture_ == nullptr) {
     failure_ = "Out of memory";
     return;
@@ -99,8 +104,7 @@ void PlotWindow::Paint() {
   RECT client = {};
   GetClientRect(window_, &client);
   const RECT& part = paint.rcPaint;
-  if (picture_ == nullptr || document_.chart()->plan() == nullptr) {
-    DeleteObject(picture_);
+  if (!is_painted_ || document_.chart()->plan() == nullptr) {
     MakePicture(dc, client.right, client.bottom);
   }
   if (!failure_.empty()) {

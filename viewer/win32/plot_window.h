@@ -46,6 +46,7 @@ class PlotWindow {
   const HWND window_;
   const DWORD made_;  // the time, as messages have it
   HBITMAP picture_ = nullptr;
+  bool is_painted_ = false;  // the picture, as things are now
   std::optional<Box> mark_;
   std::optional<Gesture> later_;  // done unless it turns out to begin a double click
   Place pointed_;                 // where the mouse was last

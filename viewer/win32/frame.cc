@@ -333,11 +333,9 @@ void Frame::TileNew() {
   BOOL is_maximized = FALSE;
   SendMessageW(area_, WM_MDIGETACTIVE, 0, reinterpret_cast<LPARAM>(&is_maximized));
   if (is_maximized != FALSE || arranged_ || windows_.size() > kMostTiled) return;
-  // As large as without bars to scroll with, which go when nothing is outside.
+  ShowScrollBar(area_, SB_BOTH, FALSE);  // nothing will be outside
   RECT area = {};
-  GetWindowRect(area_, &area);
-  area = {0, 0, area.right - area.left - 2 * GetSystemMetrics(SM_CXEDGE),
-          area.bottom - area.top - 2 * GetSystemMetrics(SM_CYEDGE)};
+  GetClientRect(area_, &area);
   const auto count = static_cast<int>(windows_.size());
   if (area.bottom < count * Scaled(window_, kLowest)) return;
   int top = 0;

@@ -37,9 +37,9 @@ class Printer {
 
   // The usual printer's settings, the paper lying: asked for from here on.
   void LayPaper() {
-    dialog_.Flags |= PD_RETURNDEFAULT;
+    dialog_.Flags |= PD_RETURNDEFAULT | PD_NOWARNING;
     PrintDlgW(&dialog_);
-    dialog_.Flags &= ~static_cast<DWORD>(PD_RETURNDEFAULT);
+    dialog_.Flags &= ~static_cast<DWORD>(PD_RETURNDEFAULT | PD_NOWARNING);
     if (dialog_.hDC != nullptr) DeleteDC(std::exchange(dialog_.hDC, nullptr));
     if (dialog_.hDevMode == nullptr) return;
     auto* const mode = static_cast<DEVMODEW*>(GlobalLock(dialog_.hDevMode));

@@ -26,6 +26,7 @@ Kept* Active(const Workspace& workspace) {
 constexpr auto* ActiveTraces = &Active<ChromatogramDocument, Kind::kChromatogram>;
 constexpr auto* ActiveSpectrum = &Active<SpectrumDocument, Kind::kSpectrum>;
 bool HasTraces(const Workspace& workspace) { return ActiveTraces(workspace) != nullptr; }
+bool FindsTraces(const Workspace& workspace) { return workspace.Traces() != nullptr; }
 bool HasSpectrum(const Workspace& workspace) { return ActiveSpectrum(workspace) != nullptr; }
 bool HasBackground(const Workspace& workspace) {
   return HasSpectrum(workspace) && ActiveSpectrum(workspace)->background().has_value();
@@ -107,7 +108,7 @@ bool HasLayout(const Workspace& workspace) {
 }
 
 void SetTraces(Workspace& workspace) {
-  ChromatogramDocument& document = *ActiveTraces(workspace);
+  ChromatogramDocument& document = *workspace.Traces();
   const auto text = workspace.shell().AskForText(
       "Traces",
       "Masses, sums and ranges (184+200-150, 100_200), TIC, BPI, AN1:", document.traces());
@@ -189,7 +190,7 @@ constexpr Command kCommands[] = {
     {"", "_File", kLine, "", nullptr, nullptr},
     {"quit", "_File", "_Quit", "Ctrl+Q", nullptr, Quit},
     {"copy", "_Edit", "_Copy", "Ctrl+C", HasDocument, Copy},
-    {"traces", "_Edit", "_Traces...", "Ctrl+T", HasTraces, SetTraces},
+    {"traces", "_Edit", "_Traces...", "Ctrl+T", FindsTraces, SetTraces},
     {"remove-trace", "_Edit", "_Remove last trace", "Delete", HasTraces, RemoveTrace},
     {"clear-background", "_Edit", "No _background", "Ctrl+B", HasBackground, ClearBackground},
     {"stop", "_Edit", "_Stop reading", "Escape", nullptr, Stop},

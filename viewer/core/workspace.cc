@@ -52,7 +52,9 @@ std::string ReadSetting(const std::string& key) {
   return text;
 }
 
+// Every write is forced to the disk: only what is new.
 void WriteSetting(const std::string& key, std::string value) {
+  if (ReadSetting(key) == value) return;
   SetIniString(kSection, key.c_str(), value.data(), 0);
 }
 
@@ -170,6 +172,12 @@ void Workspace::Keep(std::unique_ptr<Document> document) {
 }
 
 bool Workspace::Open(const std::string& path) {
+  for (const auto& document : documents_) {
+    if (document->run()->path() != path || !document->run()->trouble().empty()) continue;
+    shell_.Raise(*document);
+    Remember(path);
+    return true;
+  }
   std::shared_ptr<Run> run;
   if (!Try(nullptr, [&] { run = std::make_shared<Run>(path); })) return false;
   // What has no scans still has a header.
@@ -273,6 +281,12 @@ void Workspace::ViewChanged(Document& document) {
   }
 }
 
+ChromatogramDocument* Workspace::Traces() const {
+  if (active_ == nullptr) return nullptr;
+  if (active_->kind() == Kind::kChromatogram) return static_cast<ChromatogramDocument*>(active_);
+  return Find<ChromatogramDocument>(*active_, Kind::kChromatogram);
+}
+
 SpectrumDocument* Workspace::SpectrumOf(const Document& document) {
   auto* spectrum = Find<SpectrumDocument>(document, Kind::kSpectrum);
   if (spectrum != nullptr) return spectrum;
@@ -296,7 +310,11 @@ void Workspace::Do(Document& document, const Gesture& gesture) {
     }
     Reread(*spectrum);
   } else if (document.kind() == Kind::kSpectrum && gesture.kind != Gesture::Kind::kBackground) {
-    auto* const traces = Find<ChromatogramDocument>(document, Kind::kChromatogram);
+    auto* traces = Find<ChromatogramDocument>(document, Kind::kChromatogram);
+    if (traces == nullptr) {
+      traces = static_cast<ChromatogramDocument*>(
+          Add(MakeDocument(Kind::kChromatogram, document.run(), document.data_set())));
+    }
     if (traces == nullptr) return;
     const bool added = Try(&document, [&] {
       if (gesture.kind == Gesture::Kind::kSelect) return traces->AddRange(gesture.x);

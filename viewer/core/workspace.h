@@ -59,6 +59,8 @@ class Workspace {
   bool linked() const { return linked_; }
   void set_linked(bool linked) { linked_ = linked; }
 
+  // The chromatogram that is active, or the one beside it of the same data. nullptr: none.
+  ChromatogramDocument* Traces() const;
   // Asks for a project and makes it the current one, whose runs are offered first.
   void ChooseProject();
   // Where runs are opened from: the folder of the last one, or of the current project's.

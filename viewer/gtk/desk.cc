@@ -30,19 +30,26 @@ struct Desk::Child {
   int number = 0;  // in the order that they came in
 };
 
-Desk::Desk(Listener listener) : listener_(std::move(listener)), fixed_(gtk_fixed_new()) {
-  g_object_ref_sink(fixed_);
-  gtk_widget_set_hexpand(fixed_, TRUE);
-  gtk_widget_set_vexpand(fixed_, TRUE);
-  gtk_widget_set_size_request(fixed_, 2 * kLeast, kLeast);
-  OnSignal<void(GdkRectangle*)>(fixed_, "size-allocate", [this](GdkRectangle*) {
-    if (tiled_ || maximised_) Arrange();
-  });
+Desk::Desk(Listener listener)
+    : listener_(std::move(listener)), room_(gtk_event_box_new()), overlay_(gtk_overlay_new()) {
+  g_object_ref_sink(room_);
+  gtk_widget_set_size_request(room_, 2 * kLeast, kLeast);
+  gtk_container_add(GTK_CONTAINER(room_), overlay_);
+  gtk_container_add(GTK_CONTAINER(overlay_), gtk_box_new(GTK_ORIENTATION_VERTICAL, 0));
+  OnSignal<gboolean(GtkWidget*, GdkRectangle*)>(
+      overlay_, "get-child-position", [this](GtkWidget* outer, GdkRectangle* place) -> gboolean {
+        const auto found = std::ranges::find_if(
+            children_, [&](const auto& child) { return child->outer == outer; });
+        if (found == children_.end()) return FALSE;
+        gtk_widget_get_preferred_size(outer, nullptr, nullptr);  // which has to be asked for
+        *place = PlaceNow(**found);
+        return TRUE;
+      });
 }
 
 Desk::~Desk() {
-  g_signal_handlers_disconnect_matched(fixed_, G_SIGNAL_MATCH_ID, 0, 0, nullptr, nullptr, nullptr);
-  g_object_unref(fixed_);
+  gtk_widget_destroy(room_);
+  g_object_unref(room_);
 }
 
 Desk::Child* Desk::Find(GtkWidget* content) const {
@@ -104,7 +111,7 @@ void Desk::Add(GtkWidget* content, const std::string& title) {
   });
 
   gtk_widget_show_all(child->outer);
-  gtk_fixed_put(GTK_FIXED(fixed_), child->outer, 0, 0);
+  gtk_overlay_add_overlay(GTK_OVERLAY(overlay_), child->outer);
   child->number = ++added_;
   const int step = kStep * static_cast<int>(children_.size() % kSteps);
   child->place = {step, step, 3 * kLeast, 2 * kLeast};
@@ -128,39 +135,28 @@ void Desk::SetTitle(GtkWidget* content, const std::string& title) {
     gtk_label_set_text(GTK_LABEL(child->title), title.c_str());
 }
 
-void Desk::Put(const Child& child) const {
-  gtk_fixed_move(GTK_FIXED(fixed_), child.outer, child.place.x, child.place.y);
-  gtk_widget_set_size_request(child.outer, child.place.width, child.place.height);
+GdkRectangle Desk::PlaceNow(const Child& child) const {
+  const GdkRectangle room = Allocation(overlay_);
+  const int count = static_cast<int>(children_.size());
+  if (maximised_ && &child == children_.back().get()) return {0, 0, room.width, room.height};
+  if (!tiled_) return child.place;
+  // Wide windows, as plots are: rows one below another, the first with what is left over.
+  const int columns = count <= 2 ? 1 : static_cast<int>(std::ceil(std::sqrt(count)));
+  const int rows = (count + columns - 1) / columns;
+  const int in_first = count - (rows - 1) * columns;
+  const int number = static_cast<int>(std::ranges::count_if(
+      children_, [&](const auto& other) { return other->number < child.number; }));
+  const int row = number < in_first ? 0 : 1 + (number - in_first) / columns;
+  const int column = number < in_first ? number : (number - in_first) % columns;
+  const int in_row = row == 0 ? in_first : columns;
+  // To the last pixel.
+  const int left = column * room.width / in_row;
+  const int top = row * room.height / rows;
+  return {left, top, (column + 1) * room.width / in_row - left,
+          (row + 1) * room.height / rows - top};
 }
 
-void Desk::Arrange() {
-  const GdkRectangle room = Allocation(fixed_);
-  const int count = static_cast<int>(children_.size());
-  if (count == 0 || room.width <= 1) return;
-  if (maximised_) {
-    const Child& front = *children_.back();
-    gtk_fixed_move(GTK_FIXED(fixed_), front.outer, 0, 0);
-    gtk_widget_set_size_request(front.outer, room.width, room.height);
-    return;
-  }
-  if (tiled_) {
-    // Wide windows, as plots are: rows one below another, the first with what is left over.
-    const int columns = count <= 2 ? 1 : static_cast<int>(std::ceil(std::sqrt(count)));
-    const int rows = (count + columns - 1) / columns;
-    const int in_first = count - (rows - 1) * columns;
-    std::vector<Child*> in_order;
-    for (const auto& child : children_) in_order.push_back(child.get());
-    std::ranges::sort(in_order, {}, [](const Child* child) { return child->number; });
-    for (int i = 0; i < count; ++i) {
-      const int row = i < in_first ? 0 : 1 + (i - in_first) / columns;
-      const int column = i < in_first ? i : (i - in_first) % columns;
-      const int width = room.width / (row == 0 ? in_first : columns);
-      const int height = room.height / rows;
-      in_order[static_cast<size_t>(i)]->place = {column * width, row * height, width, height};
-    }
-  }
-  for (const auto& child : children_) Put(*child);
-}
+void Desk::Arrange() { gtk_widget_queue_resize(overlay_); }
 
 void Desk::Tile() {
   tiled_ = true;
@@ -169,7 +165,7 @@ void Desk::Tile() {
 }
 
 void Desk::Cascade() {
-  const GdkRectangle room = Allocation(fixed_);
+  const GdkRectangle room = Allocation(overlay_);
   tiled_ = false;
   maximised_ = false;
   int step = 0;
@@ -191,9 +187,7 @@ void Desk::Activate(Child* child) {
     const auto place =
         std::ranges::find_if(children_, [&](const auto& own) { return own.get() == child; });
     std::rotate(place, place + 1, children_.end());
-    // The front one is drawn last.
-    GdkWindow* const window = gtk_widget_get_window(child->outer);
-    if (window != nullptr) gdk_window_raise(window);
+    gtk_overlay_reorder_overlay(GTK_OVERLAY(overlay_), child->outer, -1);
     if (maximised_) Arrange();
   }
   for (const auto& own : children_) {
@@ -226,8 +220,8 @@ bool Desk::Press(Child* child, const GdkEventButton& event, bool on_title) {
     return true;
   }
   if (maximised_) return false;
-  const bool on_grip =
-      event.x > child->place.width - kGrip || event.y > child->place.height - kGrip;
+  const GdkRectangle place = PlaceNow(*child);
+  const bool on_grip = event.x > place.width - kGrip || event.y > place.height - kGrip;
   if (!on_title && !on_grip) return false;
   dragged_ = child;
   sizing_ = !on_title;
@@ -236,12 +230,18 @@ bool Desk::Press(Child* child, const GdkEventButton& event, bool on_title) {
   return true;
 }
 
+void Desk::Free() {
+  if (!tiled_) return;
+  for (const auto& child : children_) child->place = PlaceNow(*child);
+  tiled_ = false;
+}
+
 bool Desk::Drag(const GdkEventMotion& event) {
   if (dragged_ == nullptr) return false;
   const int x = static_cast<int>(event.x_root - drag_x_);
   const int y = static_cast<int>(event.y_root - drag_y_);
   if (x == 0 && y == 0) return true;
-  tiled_ = false;
+  Free();
   GdkRectangle& place = dragged_->place;
   if (sizing_) {
     place.width = std::max(place.width + x, kLeast);
@@ -252,30 +252,33 @@ bool Desk::Drag(const GdkEventMotion& event) {
   }
   drag_x_ = event.x_root;
   drag_y_ = event.y_root;
-  Put(*dragged_);
+  Arrange();
   return true;
 }
 
 IniWindPos Desk::PlaceOf(GtkWidget* content) const {
   const Child* const child = Find(content);
   if (child == nullptr) return {};
-  const bool large = maximised_ && child == children_.back().get();
-  return {1,
-          large ? TV_PLACEMENT_MAXIMIZED : TV_PLACEMENT_NORMAL,
-          child->place.x,
-          child->place.y,
-          child->place.x + child->place.width,
-          child->place.y + child->place.height};
+  IniWindPos place = {1, TV_PLACEMENT_NORMAL, 0, 0, 0, 0};
+  if (maximised_ && content == front()) place.show_state = TV_PLACEMENT_MAXIMIZED;
+  if (tiled_) return place;
+  place.left = child->place.x;
+  place.top = child->place.y;
+  place.right = child->place.x + child->place.width;
+  place.bottom = child->place.y + child->place.height;
+  return place;
 }
 
 void Desk::SetPlace(GtkWidget* content, const IniWindPos& place) {
   Child* const child = Find(content);
   if (child == nullptr) return;
-  tiled_ = false;
-  child->place = {std::max(place.left, 0), std::max(place.top, 0),
-                  std::max(place.right - place.left, kLeast),
-                  std::max(place.bottom - place.top, kLeast)};
-  if (place.show_state == TV_PLACEMENT_MAXIMIZED) maximised_ = true;
+  if (place.right > place.left) {
+    tiled_ = false;
+    child->place = {std::max(place.left, 0), std::max(place.top, 0),
+                    std::max(place.right - place.left, kLeast),
+                    std::max(place.bottom - place.top, kLeast)};
+  }
+  maximised_ |= place.show_state == TV_PLACEMENT_MAXIMIZED;
   Arrange();
 }
 

@@ -27,7 +27,7 @@ class Desk {
   Desk(const Desk&) = delete;
   Desk& operator=(const Desk&) = delete;
 
-  GtkWidget* widget() const { return fixed_; }
+  GtkWidget* widget() const { return room_; }
 
   void Add(GtkWidget* content, const std::string& title);
   void Remove(GtkWidget* content);
@@ -43,22 +43,25 @@ class Desk {
   // Makes the front window as large as the desk, or puts it back.
   void ToggleMaximised();
 
+  // Without a rectangle as long as all are tiled.
   IniWindPos PlaceOf(GtkWidget* content) const;
   void SetPlace(GtkWidget* content, const IniWindPos& place);
-  bool is_tiled() const { return tiled_; }
 
  private:
   struct Child;
 
   Child* Find(GtkWidget* content) const;
   void Arrange();
-  void Put(const Child& child) const;
+  // Where they are now they stay, until somebody moves them.
+  void Free();
+  GdkRectangle PlaceNow(const Child& child) const;
   void Activate(Child* child);
   bool Press(Child* child, const GdkEventButton& event, bool on_title);
   bool Drag(const GdkEventMotion& event);
 
   const Listener listener_;
-  GtkWidget* const fixed_;
+  GtkWidget* const room_;                         // what sticks out is cut off at its edge
+  GtkWidget* const overlay_;                      // of windows, which ask for no room
   std::vector<std::unique_ptr<Child>> children_;  // the front one last
   int added_ = 0;
   bool tiled_ = true;

@@ -19,10 +19,19 @@ namespace {
 
 constexpr const char* kName = "Tervalon View";
 constexpr const char* kSection = "Viewer";
+constexpr const char* kFrontKey = "Front";
 constexpr int kWidth = 1100;
 constexpr int kHeight = 750;
 constexpr int kSecond = 1000;  // between looks at what becomes of the runs
 constexpr uint16_t kComplaint = 1;
+
+// Every write is forced to the disk: only what is new.
+void SavePlace(const std::string& key, const IniWindPos& place) {
+  IniWindPos before = {};
+  const bool known = GetIniWindPos(kSection, key.c_str(), nullptr, &before) != 0;
+  if (known && std::memcmp(&before, &place, sizeof place) == 0) return;
+  SetIniWindPos(kSection, key.c_str(), &place, 0);
+}
 
 std::string PlaceKey(size_t number) { return "Place" + std::to_string(number + 1); }
 
@@ -419,15 +428,27 @@ void Frame::Restore() {
   IniWindPos place = {};
   if (GetIniWindPos(kSection, "Frame", nullptr, &place) == 0) return;
   if (place.right > place.left && place.bottom > place.top) {
-    gtk_window_move(GTK_WINDOW(window_), place.left, place.top);
-    gtk_window_resize(GTK_WINDOW(window_), place.right - place.left, place.bottom - place.top);
+    GdkRectangle room = {};  // the desktop may be another one than before
+    gdk_monitor_get_workarea(
+        gdk_display_get_monitor_at_point(gtk_widget_get_display(window_), place.left, place.top),
+        &room);
+    const int width = std::min(place.right - place.left, room.width);
+    const int height = std::min(place.bottom - place.top, room.height);
+    gtk_window_move(GTK_WINDOW(window_),
+                    std::clamp(place.left, room.x, room.x + room.width - width),
+                    std::clamp(place.top, room.y, room.y + room.height - height));
+    gtk_window_resize(GTK_WINDOW(window_), width, height);
   }
   if (place.show_state == TV_PLACEMENT_MAXIMIZED) gtk_window_maximize(GTK_WINDOW(window_));
   workspace_.RestoreDocuments();
-  for (size_t i = 0; i < windows_.size(); ++i) {
-    if (GetIniWindPos(kSection, PlaceKey(i).c_str(), nullptr, &place) != 0) {
-      desk_.SetPlace(windows_[i].content, place);
-    }
+  char front[32] = "";
+  GetIniString(kSection, kFrontKey, "", front, sizeof front);
+  for (const Window& window : windows_) {
+    if (!window.document->restored()) continue;
+    const std::string key = PlaceKey(*window.document->restored());
+    if (GetIniWindPos(kSection, key.c_str(), nullptr, &place) == 0) continue;
+    desk_.SetPlace(window.content, place);
+    if (key == front) desk_.Raise(window.content);
   }
 }
 
@@ -441,21 +462,24 @@ void Frame::SavePlaces() {
   gtk_window_get_size(GTK_WINDOW(window_), &width, &height);
   frame.right = frame.left + width;
   frame.bottom = frame.top + height;
-  SetIniWindPos(kSection, "Frame", &frame, 0);
+  SavePlace("Frame", frame);
+  std::string front;
   for (size_t i = 0; i < windows_.size(); ++i) {
     const std::string key = PlaceKey(i);
-    if (desk_.is_tiled()) {
-      SetIniString(kSection, key.c_str(), "", 0);
-      continue;
-    }
     const IniWindPos place = desk_.PlaceOf(windows_[i].content);
-    SetIniWindPos(kSection, key.c_str(), &place, 0);
+    SavePlace(key, place);
+    if (windows_[i].content == desk_.front()) front = key;
   }
+  char before[32] = "";
+  GetIniString(kSection, kFrontKey, "", before, sizeof before);
+  if (front != before) SetIniString(kSection, kFrontKey, front.c_str(), 0);
 }
 
 void Frame::Quit() {
   SavePlaces();
+  gtk_widget_hide(window_);
   workspace_.Stop();
+  items_.clear();  // whose widgets go
   gtk_widget_destroy(window_);
 }
 

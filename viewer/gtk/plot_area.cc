@@ -63,7 +63,7 @@ PlotArea::PlotArea(Workspace* workspace, Document* document)
 
 PlotArea::~PlotArea() {
   cairo_surface_destroy(picture_);
-  g_signal_handlers_disconnect_matched(area_, G_SIGNAL_MATCH_ID, 0, 0, nullptr, nullptr, nullptr);
+  gtk_widget_destroy(area_);
   g_object_unref(area_);
 }
 

@@ -52,10 +52,10 @@ uint8_t LevelOf(float value, float highest) {
 }
 
 // Row after row, to a percent of each value: a float's upper half says that much.
-std::vector<uint8_t> LevelsOf(const MassMap& map, float highest) {
+std::vector<uint8_t> LevelsOf(const MassMap& map) {
   std::vector<uint8_t> level_of(size_t{1} << 15);
   for (uint32_t upper = 0; upper < level_of.size(); ++upper) {
-    level_of[upper] = LevelOf(std::bit_cast<float>(upper << 16), highest);
+    level_of[upper] = LevelOf(std::bit_cast<float>(upper << 16), map.top);
   }
   std::vector<uint8_t> levels(map.highest.size());
   const auto columns = static_cast<size_t>(map.columns);
@@ -112,27 +112,27 @@ std::vector<int32_t> CellsOf(const Window& range, int32_t count, const Window& o
   return found;
 }
 
-// Leaves of a whole map what lies in these ranges.
+// Of a whole map what lies in these ranges.
 void CutOut(const MassMap& map, const Window& times, const Window& masses, PlannedMap& planned) {
   const auto same = [](const Window& a, const Window& b) {
     return a.low == b.low && a.high == b.high;
   };
-  if (same(times, map.times) && same(masses, map.masses)) return;
+  if (same(times, map.times) && same(masses, map.masses)) {
+    planned.levels = map.levels;
+    return;
+  }
   const std::vector<int32_t> columns =
       CellsOf(times, std::max(planned.box.width(), 1), map.times, map.columns);
   const std::vector<int32_t> rows =
       CellsOf(masses, std::max(planned.box.height(), 1), map.masses, map.rows);
-  const std::vector<uint8_t> whole = std::move(planned.levels);
   planned.columns = static_cast<int32_t>(columns.size());
-  planned.levels.clear();
-  planned.levels.reserve(columns.size() * rows.size());
+  planned.levels.assign(columns.size() * rows.size(), 0);
+  uint8_t* cell = planned.levels.data();
   for (const int32_t row : rows) {
+    const uint8_t* const of_row = map.levels.data() + ptrdiff_t{row} * map.columns;
     for (const int32_t column : columns) {
-      const bool inside = row >= 0 && column >= 0;
-      planned.levels.push_back(
-          inside ? whole[static_cast<size_t>(row) * static_cast<size_t>(map.columns) +
-                         static_cast<size_t>(column)]
-                 : uint8_t{0});
+      if (row >= 0 && column >= 0) *cell = of_row[column];
+      ++cell;
     }
   }
 }
@@ -361,7 +361,12 @@ double MassMapReader::part() const {
   return scans == 0 ? 1 : static_cast<double>(state_->read) / static_cast<double>(scans);
 }
 
-const MassMap& MassMapReader::map() const { return state_->map; }
+MassMap MassMapReader::map() const {
+  MassMap map = state_->map;
+  map.top = Highest(map.highest.data(), map.highest.size());
+  map.levels = LevelsOf(map);
+  return map;
+}
 
 MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times,
                     const std::optional<Window>& masses, const PictureSize& size) {
@@ -372,8 +377,6 @@ MassMap ReadMassMap(const DataReader& reader, const std::optional<Window>& times
 
 PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const PictureSize& size,
                     const TextMeasure& measure) {
-  const float highest =
-      map.highest.empty() ? 0 : *std::max_element(map.highest.begin(), map.highest.end());
   PlotSeries frame = {.title = "m/z", .x_title = "Time (min)", .y_title = "m/z"};
   frame.range = map.times;
   frame.x = {map.times.low, map.times.high};
@@ -394,10 +397,10 @@ PicturePlan PlanMap(const MassMap& map, const PictureStyle& style, const Picture
   PanelPlan& panel = plan.panels[0];
   panel.traces.clear();
   const Box data = panel.row_boxes[0];
-  panel.maps.push_back({.box = data, .columns = map.columns, .levels = LevelsOf(map, highest)});
+  panel.maps.push_back({.box = data, .columns = map.columns, .levels = {}});
   CutOut(map, times, masses, panel.maps.back());
   const int32_t left = data.right + measure.Height();
-  AddScale({left, data.top, left + measure.Height(), data.bottom}, highest,
+  AddScale({left, data.top, left + measure.Height(), data.bottom}, map.top,
            std::max(size.pixels_per_inch / 32, 2), measure, panel);
   return plan;
 }

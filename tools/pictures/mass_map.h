@@ -3,6 +3,7 @@
 #ifndef TOOLS_PICTURES_MASS_MAP_H_
 #define TOOLS_PICTURES_MASS_MAP_H_
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -17,7 +18,9 @@ struct MassMap {
   Window masses = {0, 1};
   int32_t columns = 1;
   int32_t rows = 1;
-  std::vector<float> highest = {};  // intensity in each cell: column after column, upward
+  std::vector<float> highest = {};   // intensity in each cell: column after column, upward
+  float top = 0;                     // the highest of them
+  std::vector<uint8_t> levels = {};  // of colour, for PlanMap: row after row, the lowest first
 };
 
 // Reads a map piece by piece. Of cells there are about as many as a picture of that size shows.
@@ -32,7 +35,7 @@ class MassMapReader {
   bool Step(size_t scans);
   double part() const;
   // As far as it is read.
-  const MassMap& map() const;
+  MassMap map() const;
 
  private:
   struct State;

@@ -167,11 +167,9 @@ void PlotPainter::PaintCells(const Box& box, std::span<const TvColour> colours,
 void PlotPainter::PaintMaps(const PanelPlan& panel) const {
   const std::vector<TvColour> scale = MapColours(theme_, kMapLevels);
   for (const PlannedMap& map : panel.maps) {
-    std::vector<TvColour> colours;
-    colours.reserve(map.levels.size());
-    for (const uint8_t level : map.levels) {
-      colours.push_back(scale[level]);
-    }
+    std::vector<TvColour> colours(map.levels.size());
+    std::ranges::transform(map.levels, colours.begin(),
+                           [&](uint8_t level) { return scale[level]; });
     PaintCells(map.box, colours, map.columns);
   }
 }

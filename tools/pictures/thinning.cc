@@ -184,7 +184,7 @@ void Thin(PlotSeries& series, const std::optional<Window>& view, int32_t columns
     seen = in_order ? Window{series.x.front(), series.x.back()} : WholeOf(series.x);
   }
   if (is_long && seen.low < seen.high) {
-    series.noise_sample = NoiseSample(series.y);
+    if (series.noise_sample.empty()) series.noise_sample = NoiseSample(series.y);
     (in_order ? ThinInOrder : ThinAny)(series, seen, columns);
   } else if (!in_order) {
     Sort(series);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "tools/pictures/thinning.h"
 #include "tools/print/failure.h"
 
 namespace tervalon::viewer {
@@ -12,7 +13,10 @@ namespace {
 
 constexpr int32_t kStillPixels = 3;  // a hand that clicks moves the mouse as far as this
 constexpr size_t kMostEarlier = 100;
-constexpr double kNarrowest = 1e-6;  // of the place: floats can tell no more apart
+constexpr size_t kVeryMany = 200000;       // points
+constexpr int32_t kCoarseColumns = 32768;  // of those as seen from afar, with four points each
+constexpr ptrdiff_t kEnoughPerPixel = 16;  // points
+constexpr double kNarrowest = 1e-6;        // of the place: floats can tell no more apart
 
 // The value at a pixel of a range that is drawn on that many, from the first one's.
 float ValueAt(const Window& range, double pixel, int32_t pixels) {
@@ -81,6 +85,12 @@ PlotPlace FindPlace(const PicturePlan& plan, Place place) {
 void Chart::Show(std::vector<PlotSeries> series, PictureStyle style) {
   series_ = std::move(series);
   map_.reset();
+  coarse_.assign(series_.size(), {});
+  for (size_t i = 0; i < series_.size(); ++i) {
+    if (series_[i].x.size() < kVeryMany || !std::ranges::is_sorted(series_[i].x)) continue;
+    coarse_[i] = series_[i];
+    tools::Thin(coarse_[i], std::nullopt, kCoarseColumns);
+  }
   style_ = std::move(style);
   plan_.reset();
 }
@@ -107,6 +117,37 @@ const PicturePlan& Chart::Plan(const PictureSize& size, const TextMeasure& measu
   return *plan_;
 }
 
+std::vector<PlotSeries> Chart::SeriesSeen(const PictureSize& size) const {
+  std::vector<PlotSeries> seen;
+  for (size_t i = 0; i < series_.size(); ++i) {
+    const PlotSeries& coarse = coarse_[i];
+    const auto part = [this](const PlotSeries& of) {
+      const auto begin = std::ranges::lower_bound(of.x, view_.x->low);
+      const auto end = std::upper_bound(begin, of.x.end(), view_.x->high);
+      return std::pair(begin - of.x.begin(), end - of.x.begin());
+    };
+    if (coarse.x.empty()) {
+      seen.push_back(series_[i]);
+      continue;
+    }
+    if (!view_.x || part(coarse).second - part(coarse).first > kEnoughPerPixel * size.width) {
+      seen.push_back(coarse);
+      continue;
+    }
+    // All in the range, and what lines from outside lead to.
+    const auto [begin, end] = part(series_[i]);
+    const auto cut = [first = std::max<ptrdiff_t>(begin - 1, 0),
+                      end = end](const std::vector<float>& values) {
+      const ptrdiff_t last = std::min<ptrdiff_t>(end + 1, std::ssize(values));
+      return std::vector<float>(values.begin() + first, values.begin() + last);
+    };
+    PlotSeries& own = seen.emplace_back(coarse);
+    own.x = cut(series_[i].x);
+    own.y = cut(series_[i].y);
+  }
+  return seen;
+}
+
 PicturePlan Chart::PlanAnew(const PictureSize& size, const TextMeasure& measure,
                             const std::string& title) const {
   PictureStyle style = style_;
@@ -115,14 +156,14 @@ PicturePlan Chart::PlanAnew(const PictureSize& size, const TextMeasure& measure,
   style.y_range = view_.y;
   if (map_) return PlanMap(*map_, style, size, measure);
   const bool is_stack = style.layout == tools::Layout::kStacked && series_.size() > 1;
-  if (!is_stack) return PlanPicture(series_, style, size, measure);
+  if (!is_stack) return PlanPicture(SeriesSeen(size), style, size, measure);
   try {
-    return PlanPicture(series_, style, size, measure);
+    return PlanPicture(SeriesSeen(size), style, size, measure);
   } catch (const tools::Failure&) {
     // What has no room one below another has it in the same axes.
     style.layout = tools::Layout::kOverlaid;
     style.normalised = true;
-    return PlanPicture(series_, style, size, measure);
+    return PlanPicture(SeriesSeen(size), style, size, measure);
   }
 }
 

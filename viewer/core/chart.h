@@ -40,8 +40,8 @@ PlotPlace FindPlace(const PicturePlan& plan, Place place);
 
 // What is seen of a plot; nothing: all.
 struct View {
-  std::optional<Window> x;
-  std::optional<Window> y;  // in the unit of the axis
+  std::optional<Window> x = {};
+  std::optional<Window> y = {};  // in the unit of the axis
 
   friend bool operator==(const View& a, const View& b);
 };
@@ -115,7 +115,11 @@ class Chart {
   // Nothing where the range is all that there is.
   std::optional<Window> Inside(Window range, bool along_y) const;
 
+  // The series, of which those with very many points have no more than a picture needs.
+  std::vector<PlotSeries> SeriesSeen(const PictureSize& size) const;
+
   std::vector<PlotSeries> series_;
+  std::vector<PlotSeries> coarse_;  // of those with very many points what is seen of them from afar
   std::optional<tools::MassMap> map_;
   PictureStyle style_;
   View view_;

@@ -80,10 +80,13 @@ struct Filter {
 };
 
 const Filter* FindFilter(const std::wstring& name) {
-  static const std::vector<Filter> filters = {
-      {L"png", {{L"PNG", L"*.png"}, {L"Enhanced metafile", L"*.emf"}, {L"Bitmap", L"*.bmp"}}},
-      {L"csv", {{L"Comma-separated values", L"*.csv"}}},
-      {L"mzML", {{L"mzML", L"*.mzML"}}}};
+  static const std::vector<Filter> filters = {{L"png",
+                                               {{L"Pictures", L"*.png;*.emf;*.bmp"},
+                                                {L"PNG", L"*.png"},
+                                                {L"Enhanced metafile", L"*.emf"},
+                                                {L"Bitmap", L"*.bmp"}}},
+                                              {L"csv", {{L"Comma-separated values", L"*.csv"}}},
+                                              {L"mzML", {{L"mzML", L"*.mzML"}}}};
   const std::wstring ending = name.substr(name.rfind(L'.') + 1);
   const auto found = std::ranges::find(filters, ending, &Filter::ending);
   return found != filters.end() ? &*found : nullptr;

@@ -68,6 +68,7 @@ void Frame::MakeWindows() {
   area_ = CreateWindowExW(WS_EX_CLIENTEDGE, L"MDICLIENT", nullptr,
                           WS_CHILD | WS_CLIPCHILDREN | WS_VISIBLE | WS_HSCROLL | WS_VSCROLL, 0, 0,
                           0, 0, window_, nullptr, instance_, &client);
+  ShowScrollBar(area_, SB_BOTH, FALSE);  // until something is outside
   status_ = CreateWindowExW(0, STATUSCLASSNAMEW, L"", WS_CHILD | WS_VISIBLE | SBARS_SIZEGRIP, 0, 0,
                             0, 0, window_, nullptr, instance_, nullptr);
   AppSetMainWindow(window_, instance_);

@@ -32,7 +32,7 @@ class Printer {
   Printer(const Printer&) = delete;
   Printer& operator=(const Printer&) = delete;
 
-  bool Ask() { return PrintDlgW(&dialog_) != FALSE && dialog_.hDC != nullptr; }
+  bool Ask() { return PrintDlgW(&dialog_) != FALSE; }
   HDC dc() const { return dialog_.hDC; }
 
   // The usual printer's settings, the paper lying: asked for from here on.
@@ -143,6 +143,7 @@ std::string PrintDocument(Document& document, HWND owner) {
   printer.LayPaper();
   if (!printer.Ask()) return "";
   const HDC dc = printer.dc();
+  if (dc == nullptr) return "The printer cannot be used";
   const std::wstring title = Wide(document.Title());
   DOCINFOW info = {};
   info.cbSize = sizeof info;

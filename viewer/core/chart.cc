@@ -40,6 +40,13 @@ bool SameWindow(const std::optional<Window>& a, const std::optional<Window>& b) 
   return a.has_value() == b.has_value() && (!a || (a->low == b->low && a->high == b->high));
 }
 
+// So narrow that floats cannot tell its ends apart.
+bool IsNothing(const std::optional<Window>& range) {
+  if (!range) return false;
+  const double width = double{range->high} - range->low;
+  return !(width > kNarrowest * std::max(std::fabs(range->low), std::fabs(range->high)));
+}
+
 }  // namespace
 
 bool operator==(const View& a, const View& b) {
@@ -173,7 +180,7 @@ void Chart::Change(const View& view) {
 }
 
 void Chart::SetView(const View& view) {
-  if (view == view_) return;
+  if (view == view_ || IsNothing(view.x) || IsNothing(view.y)) return;
   if (earlier_.size() == kMostEarlier) earlier_.erase(earlier_.begin());
   earlier_.push_back(view_);
   Change(view);
@@ -209,7 +216,6 @@ void Chart::Zoom(Place around, double factor, bool along_y) {
   const double centre = along_y ? place.axis_y : place.x;
   const Window range = {static_cast<float>(centre - (centre - seen.low) * factor),
                         static_cast<float>(centre + (seen.high - centre) * factor)};
-  if (range.high - range.low <= kNarrowest * std::fabs(centre)) return;
   View view = view_;
   (along_y ? view.y : view.x) = Inside(range, along_y);
   SetView(view);
@@ -232,7 +238,6 @@ void Chart::ZoomHeight(double factor) {
   View view = view_;
   const Window range = {seen.low,
                         static_cast<float>(seen.low + (double{seen.high} - seen.low) * factor)};
-  if (!(range.low < range.high)) return;
   view.y = Inside(range, true);
   SetView(view);
 }

@@ -44,6 +44,7 @@ void SaveTable(Document& document, const std::string& path) {
   std::string text;
   tools::Output output(text);
   tools::PrintCsv(table, output);
+  output.Flush();
   tools::StagedFile file(path);
   file.Write(text);
   file.Commit();

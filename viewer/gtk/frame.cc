@@ -414,6 +414,7 @@ void Frame::Copy(Document& document) {
   std::string text;
   tools::Output output(text);
   tools::PrintText(table, output);
+  output.Flush();
   gtk_clipboard_set_text(clipboard, text.c_str(), static_cast<int>(text.size()));
 }
 

@@ -48,7 +48,6 @@ std::vector<ScanRequest> ParseScans(const PlotOptions& options) {
   return scans;
 }
 
-// "400-700x10"
 // Without a text, of a height for that many plots one below another.
 PictureSize ParseSize(const std::string& text, int32_t pixels_per_inch, size_t plots) {
   if (text.empty()) {

@@ -34,6 +34,7 @@ void GoToSettings() {
 
 void Start(GtkApplication* application, gpointer) {
   if (frame == nullptr) {
+    GoToSettings();
     frame = std::make_unique<Frame>(application);
     frame->Present();
     frame->Restore();
@@ -56,7 +57,6 @@ int main(int argc, char** argv) {
   // The memory of a picture is used again for the next one, instead of given back and cleared.
   mallopt(M_MMAP_THRESHOLD, kKept / 2);
   mallopt(M_TRIM_THRESHOLD, kKept);
-  GoToSettings();
   GtkApplication* const application =
       gtk_application_new("org.tervalon.View",
                           GApplicationFlags(G_APPLICATION_HANDLES_OPEN | G_APPLICATION_NON_UNIQUE));

@@ -219,10 +219,14 @@ LRESULT Frame::HandleDocument(HWND handle, UINT message, WPARAM first, LPARAM se
 // --- What somebody chooses
 
 void Frame::Choose(const Command& command) {
+  // The dialog of another is answered first, whatever was posted meanwhile.
+  if (choosing_ || IsWindowEnabled(window_) == FALSE) return;
+  choosing_ = true;
   const Window* const active =
       workspace_.active() != nullptr ? Find(*workspace_.active()) : nullptr;
   if (active != nullptr && active->plot != nullptr) active->plot->Update();
   Guard([&] { RunCommand(command, workspace_); });
+  choosing_ = false;
 }
 
 bool Frame::ChooseOwn(UINT item) {

@@ -91,6 +91,7 @@ class Frame : public Shell {
   Window* adding_ = nullptr;  // whose window is being made
   bool arranged_ = false;     // by somebody
   bool following_ = false;
+  bool choosing_ = false;
   bool idle_ = false;
 };
 

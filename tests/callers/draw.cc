@@ -1,5 +1,9 @@
 #include "tests/callers/draw.h"
 
+#if !defined(_WIN32)
+#include <cairo.h>
+#endif
+
 #include <algorithm>
 
 namespace tervalon::testing {
@@ -96,6 +100,15 @@ const char* const kTexts[] = {"A.RAW",
 }  // namespace
 
 Held held;
+
+#if !defined(_WIN32)
+struct _cairo* NewCairo() {
+  static cairo_surface_t* const surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, 300, 200);
+  static cairo_t* cairo = nullptr;
+  cairo_destroy(cairo);
+  return cairo = cairo_create(surface);
+}
+#endif
 
 // --- Buffers
 

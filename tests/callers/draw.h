@@ -28,6 +28,11 @@ struct Held {
 };
 extern Held held;
 
+#if !defined(_WIN32)
+// What a program draws on, valid until the next call.
+struct _cairo* NewCairo();
+#endif
+
 // Memory handed to an export. What is before and behind it must stay; where an address sanitizer
 // watches, it does so for reading too.
 class Buffer {
@@ -207,6 +212,10 @@ void Draw::Pointer(size_t i, T* value) {
       *value = HandleOf(held.pens);
     } else if constexpr (std::is_same_v<T, TvFont>) {
       *value = HandleOf(held.fonts);
+#if !defined(_WIN32)
+    } else if constexpr (std::is_same_v<T, struct _cairo*>) {
+      *value = NewCairo();
+#endif
     } else if constexpr (std::is_same_v<T, TvMemory> && !std::is_same_v<T, void*>) {
       *value = HandleOf(held.blocks);
     } else if constexpr (std::is_same_v<T, TvWindow> || std::is_same_v<T, TvInstance>) {

@@ -189,6 +189,9 @@ TEST_F(WorkspaceTest, AMapIsReadInStepsAndFinerWhereItIsSeen) {
 
 // A run that is acquired, and what may become of one: said once, and the others stay.
 TEST_F(WorkspaceTest, WhatBecomesOfRuns) {
+#if defined(_WIN32)
+  GTEST_SKIP() << "nobody removes what is open";
+#endif
   const std::string other = folder_.Path("OTHER.RAW");
   const std::string spare = folder_.Path("SPARE.RAW");
   MakeRun(other, kScans);
@@ -387,6 +390,9 @@ TEST_F(WorkspaceTest, AnythingInAnyOrder) {
     shell_.answers.clear();
     if (random() % 4 != 0) shell_.answers.push_back(texts[random() % std::size(texts)]);
     const Command& command = Commands()[random() % Commands().size()];
+#if defined(_WIN32)
+    if (command.run == FindCommand("project")->run) continue;  // asks somebody at the screen
+#endif
     const bool can = command.run != nullptr && (command.can == nullptr || command.can(workspace_));
     ASSERT_EQ(RunCommand(command, workspace_), can) << command.id;
     if (workspace_.documents().size() > 8) workspace_.Close(*workspace_.documents().front());

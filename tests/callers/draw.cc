@@ -232,7 +232,7 @@ size_t Draw::Elements() const {
   } else if (array) {
     elements = 512;
   }
-  return static_cast<size_t>(std::clamp<int64_t>(elements, 0, kLongest));
+  return static_cast<size_t>(std::clamp<int64_t>(elements, 0, kLongest + 1));
 }
 
 // --- What arrays and structures hold

@@ -27,7 +27,10 @@ class Folder {
   Folder() : path_(std::filesystem::temp_directory_path() / Name()) {
     std::filesystem::create_directories(path_);
   }
-  ~Folder() { std::filesystem::remove_all(path_); }
+  ~Folder() {
+    std::error_code error;  // as where the process works in it
+    std::filesystem::remove_all(path_, error);
+  }
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
 

@@ -25,18 +25,23 @@ namespace fs = std::filesystem;
 
 constexpr int32_t kScans = 60;
 
-// The settings of this process, once for all tests.
-void UseSettingsHere() {
-  static const Folder folder;
-  static const bool done = [] {
-    const fs::path started = fs::current_path();
-    fs::current_path(folder.Path(""));
+// Where the process works and has its settings, before any test asks for them.
+class OwnFolder : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    fs::current_path(tools::PathOf(folder_.Path("")));
     SetTervalonWorkingDir();
-    InitIni(0);
-    fs::current_path(started);
-    return true;
-  }();
-  ASSERT_TRUE(done);
+    ASSERT_NE(InitIni(0), 0);
+  }
+  void TearDown() override { fs::current_path(fs::temp_directory_path()); }
+
+ private:
+  Folder folder_;
+};
+[[maybe_unused]] const auto* const own_folder = ::testing::AddGlobalTestEnvironment(new OwnFolder);
+
+// Nothing was open when the program was closed.
+void StartAnew() {
   for (int i = 1; i < 40; ++i) {
     SetIniString("Viewer", ("Document" + std::to_string(i)).c_str(), "", 0);
     SetIniString("Viewer", ("Recent" + std::to_string(i)).c_str(), "", 0);
@@ -45,7 +50,10 @@ void UseSettingsHere() {
 
 class WorkspaceTest : public ::testing::Test {
  protected:
-  WorkspaceTest() { MakeRun(path_, kScans); }
+  WorkspaceTest() {
+    StartAnew();
+    MakeRun(path_, kScans);
+  }
 
   ChromatogramDocument& Traces() {
     return static_cast<ChromatogramDocument&>(*workspace_.documents()[0]);
@@ -262,7 +270,6 @@ TEST_F(WorkspaceTest, WhatBecomesOfRuns) {
 }
 
 TEST_F(WorkspaceTest, EverythingComesBack) {
-  UseSettingsHere();
   const std::string gone = folder_.Path("GONE.RAW");
   MakeRun(gone, 10);
   std::vector<std::string> titles;
@@ -323,7 +330,7 @@ TEST_F(WorkspaceTest, LinesThatSomebodyElseWrote) {
                                "0,1,0,|TIC,,," + path_};
   for (const std::string& line : lines) {
     SCOPED_TRACE(line);
-    UseSettingsHere();
+    StartAnew();
     std::string text = line;
     SetIniString("Viewer", "Document1", text.data(), 0);
     FakeShell shell;
@@ -366,7 +373,6 @@ TEST(CommandsTest, AreToldApart) {
 // Whatever is done in whatever order, with whatever answers, nothing breaks, and nothing is written
 // into a run.
 TEST_F(WorkspaceTest, AnythingInAnyOrder) {
-  UseSettingsHere();
   const auto files = FilesOf(path_);
   std::mt19937 random(5);
   const std::string texts[] = {"TIC",

@@ -7,16 +7,16 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/install-deps.sh
 
-common=(appsvc datamgr db3 numerics plot processing raw settings tools platform)
+common=(appsvc datamgr db3 numerics plot processing raw settings tools viewer platform)
 check() { # PLATFORM OPTION...
   cppcheck --quiet -j "$(nproc)" --std=c++20 --language=c++ --platform="$1" "${@:2}" \
     --enable=warning,performance,portability --inline-suppr --error-exitcode=1 \
     --suppressions-list=cmake/cppcheck.txt --template='{file}:{line}: {id}: {message}' \
     -I . -I include -DTERVALON_BUILD "${common[@]}"
 }
-check unix64 -i platform/win32 -i tools/win32
+check unix64 -i platform/win32 -i tools/win32 -i viewer/win32
 # The plain types stand for the system's header.
-check win32A -i platform/linux -i tools/linux -D_WIN32 -D__i386__ -DTERVALON_PLAIN_TYPES
+check win32A -i platform/linux -i tools/linux -i viewer/gtk -D_WIN32 -D__i386__ -DTERVALON_PLAIN_TYPES
 
 analyse_c() { # COMPILER, files on standard input
   xargs -r -P "$(nproc)" -I{} "$1" -std=gnu11 -I include -O2 -Wall -Wextra -Werror -fanalyzer -c {} -o /dev/null

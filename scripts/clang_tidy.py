@@ -17,7 +17,8 @@ import shlex
 import subprocess
 import sys
 
-FOLDERS = "appsvc datamgr db3 numerics platform plot processing raw settings tools".split()
+FOLDERS = ("appsvc datamgr db3 numerics platform plot processing raw settings tools"
+           " viewer").split()
 # Each of these files has types of the same names.
 ALONE = re.compile(r"^(db3|tools/commands)/")
 BATCH = 6
@@ -46,7 +47,7 @@ def windows_flags():
     flags += [word for header in headers for word in ("-isystem", header)]
     flags += ["-DTERVALON_BUILD", "-DTERVALON_PLAIN_TYPES", "-DWIN32_LEAN_AND_MEAN", "-DNOMINMAX",
               "-D_WIN32_WINNT=0x0501"]
-    return {str(path): flags for folder in ("platform/win32", "tools/win32")
+    return {str(path): flags for folder in ("platform/win32", "tools/win32", "viewer/win32")
             for path in pathlib.Path(folder).glob("*.cc")}
 
 

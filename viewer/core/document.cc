@@ -36,19 +36,6 @@ std::string RangeText(const Window& times) {
   return Minutes(times.low) + " to " + Minutes(times.high) + " min";
 }
 
-// "1.5_2" and back.
-std::string SpanText(const std::optional<Window>& span) {
-  return span ? tools::ExactText(span->low) + '_' + tools::ExactText(span->high) : "";
-}
-std::optional<Window> ParseSpanText(const std::string& text) {
-  const size_t middle = text.find('_');
-  if (middle == std::string::npos) return std::nullopt;
-  const std::optional<double> low = tools::ParseNumber(text.substr(0, middle));
-  const std::optional<double> high = tools::ParseNumber(text.substr(middle + 1));
-  if (!low || !high || !(*low <= *high)) return std::nullopt;
-  return Window{static_cast<float>(*low), static_cast<float>(*high)};
-}
-
 std::vector<std::string> Split(const std::string& text, char at) {
   std::vector<std::string> parts(1);
   for (const char c : text) {
@@ -88,6 +75,19 @@ Section SeriesSection(const std::vector<PlotSeries>& series) {
 }  // namespace
 
 const char* NameOf(Kind kind) { return kNames[static_cast<size_t>(kind)]; }
+
+std::string SpanText(const std::optional<Window>& span) {
+  return span ? tools::ExactText(span->low) + '_' + tools::ExactText(span->high) : "";
+}
+
+std::optional<Window> ParseSpanText(const std::string& text) {
+  const size_t middle = text.find('_');
+  if (middle == std::string::npos) return std::nullopt;
+  const std::optional<double> low = tools::ParseNumber(text.substr(0, middle));
+  const std::optional<double> high = tools::ParseNumber(text.substr(middle + 1));
+  if (!low || !high || !(*low <= *high)) return std::nullopt;
+  return Window{static_cast<float>(*low), static_cast<float>(*high)};
+}
 
 std::string Document::Title() const {
   const std::string subject = Subject();

@@ -24,6 +24,10 @@ constexpr size_t kKinds = 6;
 // As menus and settings name it: "Chromatogram".
 const char* NameOf(Kind kind);
 
+// "1.5_2" as settings have it, "" for nothing; and back.
+std::string SpanText(const std::optional<Window>& span);
+std::optional<Window> ParseSpanText(const std::string& text);
+
 // How the plots of all documents look.
 struct Appearance {
   bool percent = true;

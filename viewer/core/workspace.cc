@@ -33,19 +33,6 @@ std::string TextOf(const std::exception& failure) {
   return text;
 }
 
-std::string SpanText(const std::optional<Window>& span) {
-  return span ? tools::ExactText(span->low) + '_' + tools::ExactText(span->high) : "";
-}
-
-std::optional<Window> ParseSpan(std::string_view text) {
-  const size_t middle = text.find('_');
-  if (middle == std::string_view::npos) return std::nullopt;
-  const std::optional<double> low = tools::ParseNumber(text.substr(0, middle));
-  const std::optional<double> high = tools::ParseNumber(text.substr(middle + 1));
-  if (!low || !high || !(static_cast<float>(*low) < static_cast<float>(*high))) return std::nullopt;
-  return Window{static_cast<float>(*low), static_cast<float>(*high)};
-}
-
 std::string ReadSetting(const std::string& key) {
   char text[513] = "";
   GetIniString(kSection, key.c_str(), "", text, sizeof text);
@@ -53,9 +40,9 @@ std::string ReadSetting(const std::string& key) {
 }
 
 // Every write is forced to the disk: only what is new.
-void WriteSetting(const std::string& key, std::string value) {
+void WriteSetting(const std::string& key, const std::string& value) {
   if (ReadSetting(key) == value) return;
-  SetIniString(kSection, key.c_str(), value.data(), 0);
+  SetIniString(kSection, key.c_str(), value.c_str(), 0);
 }
 
 constexpr const char* kLinked = "Linked";
@@ -111,7 +98,7 @@ std::optional<DocumentLine> ParseLine(std::string_view line) {
   if (*function >= 1) document.data_set.function = static_cast<int>(std::min(*function, 32.0));
   document.data_set.process = static_cast<int>(std::clamp(*process, 0.0, 999.0));
   document.state = parts[3];
-  document.view = {ParseSpan(parts[4]), ParseSpan(parts[5])};
+  document.view = {ParseSpanText(parts[4]), ParseSpanText(parts[5])};
   document.path = line;
   return document;
 }
@@ -152,23 +139,22 @@ Kept* Workspace::Find(const Document& beside, Kind kind) const {
 }
 
 Document* Workspace::Add(std::unique_ptr<Document> document) {
-  Document* const added = document.get();
-  if (!Try(added, [&] { added->Read(appearance_); })) return nullptr;
-  if (linked_ && ShowsTimes(added->kind())) {
+  if (!Try(document.get(), [&] { document->Read(appearance_); })) return nullptr;
+  if (linked_ && ShowsTimes(document->kind())) {
     const auto seen = std::ranges::find_if(documents_, [](const auto& other) {
       return ShowsTimes(other->kind()) && other->chart()->view().x;
     });
-    if (seen != documents_.end()) added->chart()->SetView({(*seen)->chart()->view().x, {}});
+    if (seen != documents_.end()) document->chart()->SetView({(*seen)->chart()->view().x, {}});
   }
-  Keep(std::move(document));
-  return added;
+  return &Keep(std::move(document));
 }
 
-void Workspace::Keep(std::unique_ptr<Document> document) {
+Document& Workspace::Keep(std::unique_ptr<Document> document) {
   Document& kept = *documents_.emplace_back(std::move(document));
   shell_.Add(kept);
   Activate(&kept);
   shell_.WantIdle();
+  return kept;
 }
 
 bool Workspace::Open(const std::string& path) {

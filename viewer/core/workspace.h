@@ -92,7 +92,7 @@ class Workspace {
 
  private:
   Document* Add(std::unique_ptr<Document> document);
-  void Keep(std::unique_ptr<Document> document);
+  Document& Keep(std::unique_ptr<Document> document);
   // Of the same data; nullptr: none.
   template <typename Kept>
   Kept* Find(const Document& beside, Kind kind) const;

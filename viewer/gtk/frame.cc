@@ -144,7 +144,7 @@ Frame::Frame(GtkApplication* application)
         return G_SOURCE_CONTINUE;
       },
       this);
-  RefreshCommands();
+  Frame::RefreshCommands();
 }
 
 Frame::~Frame() {

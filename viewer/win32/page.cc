@@ -57,7 +57,7 @@ std::string DrawPage(Document& document, HDC dc, const Paper& paper, double pixe
   OffsetViewportOrgEx(dc, inner.left, inner.top + pixels(kHead), &corner);
   const PictureSize size = {inner.right - inner.left, inner.bottom - inner.top - pixels(kHead),
                             std::max(static_cast<int>(std::lround(pixels_per_inch)), 1)};
-  const std::string failure = DrawPlot(document, dc, size);
+  std::string failure = DrawPlot(document, dc, size);
   SetViewportOrgEx(dc, corner.x, corner.y, nullptr);
   return failure;
 }

@@ -40,7 +40,8 @@ std::string RunPath() {
       const char* const megabytes = std::getenv("TERVALON_BENCH_MEGABYTES");
       const int64_t bytes = (megabytes != nullptr ? std::atoll(megabytes) : 1024) << 20;
       const std::string command = std::string(TERVALON_PROGRAM) + " simulate " + path.string() +
-                                  " --duration 60 --scans " + std::to_string(bytes / kBytesPerScan);
+                                  " --duration 60 --scans " +
+                                  std::to_string(std::min(bytes / kBytesPerScan, kMostScans));
       if (std::system(command.c_str()) != 0) std::abort();
     }
     ~Made() { fs::remove_all(path); }

@@ -93,8 +93,8 @@ const char* TERVALON_CALL StringOf(void*, TvInstance, uint16_t number) {
 
 // The library asks for a project, which is a directory.
 int32_t TERVALON_CALL ChooseFile(void* frame, const char* title, char* path, uint32_t size) {
-  const std::optional<std::string> chosen = RunDialog(gtk_file_chooser_native_new(
-      title, GTK_WINDOW(frame), GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "_Select", "_Cancel"));
+  const std::optional<std::string> chosen =
+      static_cast<Frame*>(frame)->AskForFolder(title, "_Select");
   if (!chosen || chosen->size() >= size) return 0;
   std::strcpy(path, chosen->c_str());
   return 1;
@@ -116,7 +116,7 @@ Frame::Frame(GtkApplication* application)
   gtk_window_set_icon_name(GTK_WINDOW(window_), "tervalon-view");
   gtk_window_set_default_size(GTK_WINDOW(window_), kWidth, kHeight);
   TvSetMessageHandler(ShowMessage, window_);
-  TvSetFileChooser(ChooseFile, window_);
+  TvSetFileChooser(ChooseFile, this);
   TvSetStringProvider(StringOf, nullptr);
   workspace_.Load();
 
@@ -354,9 +354,14 @@ void Frame::WantIdle() {
 
 // --- Dialogs
 
-std::optional<std::string> Frame::AskForRun(const std::string& folder) {
+std::optional<std::string> Frame::AskForRun(const std::string& /*folder*/) {
+  return AskForFolder("Open a run", "_Open");
+}
+
+std::optional<std::string> Frame::AskForFolder(const char* title, const char* verb) {
   GtkFileChooserNative* const dialog = gtk_file_chooser_native_new(
-      "Open a run", GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "_Open", "_Cancel");
+      title, GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, verb, "_Cancel");
+  const std::string folder = workspace_.Folder();
   if (!folder.empty()) {
     gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder.c_str());
   }

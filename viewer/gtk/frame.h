@@ -24,6 +24,8 @@ class Frame : public Shell {
   Workspace& workspace() { return workspace_; }
   // Puts everything where it was when the program was closed.
   void Restore();
+  // One that somebody chooses, beginning where runs are.
+  std::optional<std::string> AskForFolder(const char* title, const char* verb);
   void Present();
 
   void Add(Document& document) override;

@@ -293,6 +293,7 @@ void Frame::Arrange() {
   RECT client = {};
   GetClientRect(window_, &client);
   SendMessageW(status_, WM_SIZE, 0, 0);
+  InvalidateRect(status_, nullptr, TRUE);
   RECT bar = {};
   GetWindowRect(status_, &bar);
   MoveWindow(area_, 0, 0, client.right, client.bottom - (bar.bottom - bar.top), TRUE);

@@ -187,7 +187,11 @@ class Viewer {
 
 class WindowsViewer : public ::testing::Test {
  protected:
-  WindowsViewer() { testing::SetEnvironment("APPDATA", Native(directory_.Path()).string()); }
+  WindowsViewer() {
+    testing::SetEnvironment("APPDATA", Native(directory_.Path()).string());
+    // The screen's own mouse points at nothing of the viewer.
+    SetCursorPos(GetSystemMetrics(SM_CXSCREEN) - 1, GetSystemMetrics(SM_CYSCREEN) - 1);
+  }
 
   std::string MakeRun(const std::string& name) const {
     const auto result =

@@ -188,6 +188,7 @@ void PlotWindow::PointAt(Place place) {
     is_followed_ = TrackMouseEvent(&track) != FALSE;
   }
   pointed_ = place;
+  Update();
   const Chart& chart = *document_.chart();
   if (GetCapture() == window_) Mark(document_.chart()->MarkTo(place));
   if (chart.plan() != nullptr) workspace_.PointAt(document_, FindPlace(*chart.plan(), place));

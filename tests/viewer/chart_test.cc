@@ -172,6 +172,28 @@ TEST(ChartTest, ZoomsAreUndoneOneByOne) {
   }
 }
 
+TEST(ChartTest, KeysComeFasterThanPictures) {
+  Chart slow = ChartOf(1);
+  Chart quick = ChartOf(1);
+  PlanOf(quick);
+  const auto zoom = [](Chart& chart, int step) {
+    if (step == 2) chart.Move(0.25);
+    if (step == 3) chart.SeeAll();
+    if (step == 6) chart.SeeLast();
+    chart.ZoomMiddle(0.5);
+    chart.ZoomHeight(0.5);
+    chart.Zoom({500, 300}, 0.8, false);
+  };
+  for (int step = 0; step < 8; ++step) {
+    PlanOf(slow);
+    zoom(slow, step);
+    zoom(quick, step);
+    EXPECT_NEAR(quick.view().x->low, slow.view().x->low, 1e-3);
+    EXPECT_NEAR(quick.view().x->high, slow.view().x->high, 1e-3);
+    EXPECT_NEAR(quick.view().y->high, slow.view().y->high, 1e-3);
+  }
+}
+
 TEST(ChartTest, NothingOfMillionsOfPointsIsLost) {
   constexpr size_t kPoints = 1000000;
   std::mt19937 random(3);

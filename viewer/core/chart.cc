@@ -99,28 +99,30 @@ void Chart::Show(std::vector<PlotSeries> series, PictureStyle style) {
     tools::Thin(coarse_[i], std::nullopt, kCoarseColumns);
   }
   style_ = std::move(style);
-  plan_.reset();
+  is_stale_ = true;
 }
 
 void Chart::Show(tools::MassMap map, PictureStyle style) {
   series_.clear();
   map_ = std::move(map);
   style_ = std::move(style);
-  plan_.reset();
+  is_stale_ = true;
 }
 
 void Chart::Restyle(PictureStyle style) {
   style_ = std::move(style);
-  plan_.reset();
+  is_stale_ = true;
 }
 
 const PicturePlan& Chart::Plan(const PictureSize& size, const TextMeasure& measure) {
-  const bool fits = plan_ && plan_->size.width == size.width && plan_->size.height == size.height &&
+  const bool fits = plan_ && !is_stale_ && plan_->size.width == size.width &&
+                    plan_->size.height == size.height &&
                     plan_->size.pixels_per_inch == size.pixels_per_inch;
   if (fits) return *plan_;
   plan_ = PlanAnew(size, measure);
-  if (!view_.x && !plan_->panels.empty()) whole_.x = Seen(0, false);
-  if (!view_.y && !plan_->panels.empty()) whole_.y = Seen(0, true);
+  is_stale_ = false;
+  if (!view_.x && !plan_->panels.empty()) whole_.x = Planned(0, false);
+  if (!view_.y && !plan_->panels.empty()) whole_.y = Planned(0, true);
   return *plan_;
 }
 
@@ -176,7 +178,7 @@ PicturePlan Chart::PlanAnew(const PictureSize& size, const TextMeasure& measure,
 
 void Chart::Change(const View& view) {
   view_ = view;
-  plan_.reset();
+  is_stale_ = true;
 }
 
 void Chart::SetView(const View& view) {
@@ -193,11 +195,18 @@ bool Chart::SeeLast() {
   return true;
 }
 
-Window Chart::Seen(size_t panel, bool along_y) const {
+Window Chart::Planned(size_t panel, bool along_y) const {
   const tools::PanelPlan& seen = plan_->panels[panel];
   if (!along_y) return seen.x;
   return {static_cast<float>(seen.y.low / seen.y_unit),
           static_cast<float>(seen.y.high / seen.y_unit)};
+}
+
+Window Chart::Seen(size_t panel, bool along_y) const {
+  const std::optional<Window>& view = along_y ? view_.y : view_.x;
+  const std::optional<Window>& whole = along_y ? whole_.y : whole_.x;
+  if (view) return *view;
+  return is_stale_ && whole ? *whole : Planned(panel, along_y);
 }
 
 std::optional<Window> Chart::Inside(Window range, bool along_y) const {
@@ -213,7 +222,11 @@ void Chart::Zoom(Place around, double factor, bool along_y) {
   const PlotPlace place = FindPlace(*plan_, around);
   if (place.zone == PlotPlace::Zone::kOutside) return;
   const Window seen = Seen(place.panel, along_y);
-  const double centre = along_y ? place.axis_y : place.x;
+  // Where that pixel will be, when what was seen last is not what is to be seen.
+  const Window planned = Planned(place.panel, along_y);
+  const double part = ((along_y ? place.axis_y : place.x) - double{planned.low}) /
+                      (double{planned.high} - planned.low);
+  const double centre = seen.low + part * (double{seen.high} - seen.low);
   const Window range = {static_cast<float>(centre - (centre - seen.low) * factor),
                         static_cast<float>(centre + (seen.high - centre) * factor)};
   View view = view_;

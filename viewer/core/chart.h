@@ -79,8 +79,10 @@ class Chart {
                        const std::string& title = "") const;
 
   const View& view() const { return view_; }
-  // The last one made; nullptr: none since something changed.
+  // The last one made, which somebody still sees; nullptr: none yet.
   const PicturePlan* plan() const { return plan_ ? &*plan_ : nullptr; }
+  // Whether it shows what is to be seen.
+  bool is_planned() const { return plan_ && !is_stale_; }
   // Where the view comes from another plot, or back; each but the first can be undone.
   void SetView(const View& view);
   void SeeAll() { SetView({}); }
@@ -109,7 +111,8 @@ class Chart {
 
   // The first row of the first panel; nullptr: none is planned.
   const Box* FirstRow() const;
-  // The range along X or Y of a panel as it is planned.
+  // The range along X or Y of a panel as it was planned last, and as it will be.
+  Window Planned(size_t panel, bool along_y) const;
   Window Seen(size_t panel, bool along_y) const;
   void Change(const View& view);
   // Nothing where the range is all that there is.
@@ -127,6 +130,7 @@ class Chart {
   std::vector<View> earlier_;
   std::optional<Pressed> pressed_;
   std::optional<PicturePlan> plan_;
+  bool is_stale_ = true;  // something has changed since
 };
 
 }  // namespace tervalon::viewer

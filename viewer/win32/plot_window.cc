@@ -50,7 +50,7 @@ void PlotWindow::Redraw() {
 }
 
 void PlotWindow::Update() {
-  if (document_.chart()->plan() == nullptr) InvalidateRect(window_, nullptr, FALSE);
+  if (!document_.chart()->is_planned()) InvalidateRect(window_, nullptr, FALSE);
   UpdateWindow(window_);
 }
 
@@ -104,7 +104,7 @@ void PlotWindow::Paint() {
   RECT client = {};
   GetClientRect(window_, &client);
   const RECT& part = paint.rcPaint;
-  if (!is_painted_ || document_.chart()->plan() == nullptr) {
+  if (!is_painted_ || !document_.chart()->is_planned()) {
     MakePicture(dc, client.right, client.bottom);
   }
   if (!failure_.empty()) {

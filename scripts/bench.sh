@@ -14,7 +14,7 @@ if [ "${1:-}" = --against ]; then
 fi
 cd "$(dirname "$0")/.."
 programs=(raw_spectra_bench raw_traces_bench raw_scans_bench start_bench datamgr_bench
-  numerics_bench db3_bench plot_bench picture_bench processing_bench exchange_bench)
+  numerics_bench db3_bench plot_bench picture_bench viewer_bench processing_bench exchange_bench)
 cmake --preset bench >/dev/null
 cmake --build --preset bench --target "${programs[@]}" growth_bench
 parts=$(mktemp -d)

@@ -8,7 +8,7 @@ packages=(
   g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32 # 64-bit Windows
   wine64 xvfb xauth                                     # its tests
   libcairo2-dev pkg-config fonts-dejavu-core            # pictures on Linux
-  libgtk-3-dev xdotool imagemagick xsel                 # the viewer and its test
+  libgtk-3-dev xdotool imagemagick xclip                # the viewer and its test
   googletest libbenchmark-dev                           # tests and benchmarks
   libcli11-dev nlohmann-json3-dev                       # the command-line program
   zlib1g-dev libz-mingw-w64-dev libexpat1-dev           # its export and import

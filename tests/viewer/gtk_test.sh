@@ -39,6 +39,15 @@ wait_for() {
 }
 display_is_there() { [ -s "$work/display" ]; }
 shot() { import -window root "$shots/$1.png"; }
+# Takes a picture again until a command says that it shows what it should.
+see() { # PICTURE COMMAND...
+  for _ in $(seq 40); do
+    shot "$1"
+    if "${@:2}"; then return; fi
+    sleep 0.2
+  done
+  fail "$1: not so: ${*:2}"
+}
 start() {
   "$viewer" "$@" 2>>"$work/errors" &
   program=$!
@@ -50,6 +59,16 @@ quit() {
   wait_for gone
 }
 gone() { ! kill -0 $program 2>/dev/null; }
+boxes() { xdotool search --onlyvisible --pid $program '' 2>/dev/null | wc -l; }
+has_boxes() { [ "$(boxes)" -ge "$1" ]; }
+has_fewer() { [ "$(boxes)" -lt "$1" ]; }
+# Presses a key that opens a box.
+open_box() { # KEY
+  windows=$(boxes)
+  xdotool key "$1"
+  wait_for has_boxes $((windows + 1))
+  sleep 0.3 # for the keyboard to be its own
+}
 # Places are pixels at 96 per inch.
 scale=1
 at() { xdotool mousemove $(($1 * scale)) $(($2 * scale)); }
@@ -83,7 +102,8 @@ layout() { # PICTURE SCALE
     scaled=$((width * $2))x$((height * $2))+$((x * $2))+$((y * $2))
     parts=$(ink "$1" "$scaled")
     if [ "$parts" -lt "$low" ] || [ "$parts" -gt "$high" ]; then
-      fail "$1: $name has $parts, not $low to $high"
+      echo "$1: $name has $parts, not $low to $high" >&2
+      return 1
     fi
   done <<PARTS
 menus 0 0 300 24 40 400
@@ -99,6 +119,15 @@ between 60 440 300 12 0 0
 PARTS
 }
 
+shows() { [ "$(ink "$1" "$2")" -ge "$3" ]; } # PICTURE GEOMETRY INK
+# Two pictures, but for some pixels.
+differs() { # PICTURE PICTURE PIXELS
+  local different
+  different=$(compare -metric AE -fuzz 5% "$shots/$1.png" "$shots/$2.png" null: 2>&1 || true)
+  [ "${different%%.*}" -ge "$3" ]
+}
+same() { ! differs "$1" "$2" 3000; }
+
 wait_for display_is_there
 DISPLAY=:$(cat "$work/display")
 export DISPLAY
@@ -107,79 +136,67 @@ find "$work/DEMO.RAW" -printf '%p %s %T@\n' | sort >"$work/before"
 
 # A run, its spectrum by a click, a trace by a click on its peak.
 start "$work/DEMO.RAW"
-sleep 0.5
+see begun shows begun 1000x600+50+60 3
 click 648 400
-sleep 0.4
 at 900 20
-sleep 0.2
-shot one
-layout one 1
+see one layout one 1
 # The first column of the spectrum with a line in it.
 peak=$(convert "$shots/one.png" -crop 1000x1+60+600 +repage -threshold 60% txt:- |
   sed -n 's/^\([0-9]*\),.*black.*/\1/p' | head -1)
 click $((60 + ${peak:-0})) 600
-sleep 0.4
-shot two
-[ "$(ink two 100x80+600+230)" -gt 5 ] || fail "no trace of the mass"
+see two shows two 100x80+600+230 6
 [ "$(ink two 100x80+100+230)" -lt 5 ] || fail "more than a trace of the mass"
 
 # The mean of a peak less what is beside it: both are marked in the chromatogram.
+is_marked() { [ "$(ground three 20x60+835+120)" -lt "$(ground three 20x60+930+120)" ]; }
 drag 1 620 170 680 171
 sleep 0.3
 drag 3 830 170 860 171
 sleep 0.4
-shot three
+see three is_marked
 [ "$(ink three 20x60+835+120)" -eq 0 ] || fail "the background is not one colour"
-[ "$(ground three 20x60+835+120)" -lt "$(ground three 20x60+930+120)" ] || fail "it is not marked"
 
 # Zoom below the axis, back by a double click; the wheel; all of the keys that change a view.
 drag 1 400 340 700 341
-sleep 0.4
-shot zoomed
-[ "$(compare -metric AE "$shots/three.png" "$shots/zoomed.png" null: 2>&1 || true)" != 0 ] ||
-  fail "nothing was zoomed"
+see zoomed differs zoomed three 3000
 at 500 340 && xdotool click --repeat 2 --delay 50 1
 sleep 0.5
 at 835 400
 xdotool key ctrl+plus Right Up Down BackSpace BackSpace BackSpace BackSpace
 sleep 0.5
 at 900 20
-sleep 0.3
-shot back
-different=$(compare -metric AE -fuzz 5% "$shots/three.png" "$shots/back.png" null: 2>&1 || true)
-[ "${different%%.*}" -lt 3000 ] || fail "$different pixels are not as before zooming"
+see back same back three
 
 # What leaves: the clipboard, a picture, a table; the page before it is printed.
 xdotool key ctrl+c
-xclip_targets() { xsel -b -o >/dev/null 2>&1 || true; }
-xclip_targets
+copied() { xclip -selection clipboard -o "$@" 2>/dev/null; }
+has_picture() { [ "$(copied -t image/png | identify -format %w - 2>/dev/null)" -gt 1000 ] 2>/dev/null; }
+wait_for has_picture
 for name in picture.png picture.pdf; do
-  xdotool key ctrl+s
-  sleep 0.7
+  open_box ctrl+s
   xdotool key ctrl+a
   xdotool type "$work/$name"
   xdotool key Return
   wait_for test -s "$work/$name"
+  wait_for has_fewer $((windows + 1))
 done
 [ "$(identify -format %w "$work/picture.png")" -gt 1000 ] || fail "a small picture"
-xdotool key ctrl+shift+p
-sleep 0.7
-shot preview
-[ "$(ground preview 300x200+250+300)" -gt 90 ] || fail "no page before printing"
+open_box ctrl+shift+p
+is_page() { [ "$(ground preview 300x200+250+300)" -gt 90 ]; }
+see preview is_page
 xdotool key Escape
-sleep 0.3
+wait_for has_fewer $((windows + 1))
 
 # A mass that is typed; tables, and the one in the clipboard.
 click 900 90
-xdotool key ctrl+t
-sleep 0.4
+open_box ctrl+t
 xdotool key End && xdotool type ',311.08'
 xdotool key Return
-sleep 0.3
+wait_for has_fewer $((windows + 1))
 xdotool key ctrl+4
 sleep 0.5
 xdotool key ctrl+c
-has_text() { xsel -b -o 2>/dev/null | grep -c 'seven compounds' >/dev/null; }
+has_text() { copied | grep -c 'seven compounds' >/dev/null; }
 wait_for has_text
 xdotool key ctrl+w
 sleep 0.3
@@ -195,19 +212,13 @@ quit
 find "$work/DEMO.RAW" -printf '%p %s %T@\n' | sort | diff "$work/before" - ||
   fail "something was written into the run"
 start
-sleep 1
 at 1090 740
-sleep 0.3
-shot again
-different=$(compare -metric AE -fuzz 5% "$shots/moved.png" "$shots/again.png" null: 2>&1 || true)
-[ "${different%%.*}" -lt 3000 ] || fail "$different pixels are not where they were"
+see again same again moved
 
 # A run that goes is said once, in one box; Return closes it, and the program goes on.
-mv "$work/DEMO.RAW" "$work/GONE.RAW"
-boxes() { xdotool search --onlyvisible --pid $program '' 2>/dev/null | wc -l; }
-many() { [ "$(boxes)" -ge $((windows + 1)) ]; }
 windows=$(boxes)
-wait_for many
+mv "$work/DEMO.RAW" "$work/GONE.RAW"
+wait_for has_boxes $((windows + 1))
 sleep 1.5
 [ "$(boxes)" -le $((windows + 2)) ] || fail "said more than once"
 xdotool key Return
@@ -220,26 +231,20 @@ rm -r "$work/config"
 export GDK_SCALE=2
 scale=2
 start "$work/DEMO.RAW"
-sleep 0.7
+see begun shows begun 2000x1200+100+120 3
 click 648 400
-sleep 0.6
 at 900 20
-sleep 0.3
-shot large
-layout large 2
+see large layout large 2
 quit
 rm -r "$work/config"
 unset GDK_SCALE
 scale=1
 export GTK_THEME=Adwaita:dark
 start "$work/DEMO.RAW"
-sleep 0.5
+see begun shows begun 1000x600+50+60 3
 click 648 400
-sleep 0.4
 at 900 20
-sleep 0.2
-shot dark
-layout dark 1
+see dark layout dark 1
 [ "$(ground dark 1000x600+50+100)" -lt 25 ] || fail "dark is bright"
 [ "$(ground one 1000x600+50+100)" -gt 90 ] || fail "what is not dark is"
 quit

@@ -32,8 +32,8 @@ TERVALON_API TvDC TERVALON_CALL TvCreatePdfDC(const char* path, int32_t width, i
                                               int32_t pixels_per_inch);
 
 // Creates a device context that draws on what a program draws on with Cairo (a cairo_t): a window's
-// or a printer's page, of which width by height pixels are its own. Nothing is painted; pixel (0, 0)
-// lies where the context's transformation puts it, which also gives a pixel's size, and its clip
+// or a printer's page, of which width by height pixels are its own. Nothing is painted; pixel (0,
+// 0) lies where the context's transformation puts it, which also gives a pixel's size, and its clip
 // holds. pixels_per_inch, as above, gives the size of text. TvDeleteDC leaves the context, of which
 // a reference is kept so long, as it was; meanwhile only the device context draws on it. Returns
 // NULL for NULL, a context in error, sizes out of range as above, and when memory runs out.

@@ -293,13 +293,12 @@ std::unique_ptr<CairoDevice> CairoDevice::Create(DeviceKind kind, const std::str
 
 std::unique_ptr<CairoDevice> CairoDevice::CreateOn(cairo_t* cairo,
                                                    const DeviceMetrics& capabilities) {
-  if (!CanBeMade(capabilities) || !Cairo::Load() ||
-      Cairo::status(cairo) != CAIRO_STATUS_SUCCESS) {
+  if (!CanBeMade(capabilities) || !Cairo::Load() || Cairo::status(cairo) != CAIRO_STATUS_SUCCESS) {
     return nullptr;
   }
-  constexpr cairo_surface_type_t kWithoutPixels[] = {
-      CAIRO_SURFACE_TYPE_PDF, CAIRO_SURFACE_TYPE_PS, CAIRO_SURFACE_TYPE_SVG,
-      CAIRO_SURFACE_TYPE_RECORDING};
+  constexpr cairo_surface_type_t kWithoutPixels[] = {CAIRO_SURFACE_TYPE_PDF, CAIRO_SURFACE_TYPE_PS,
+                                                     CAIRO_SURFACE_TYPE_SVG,
+                                                     CAIRO_SURFACE_TYPE_RECORDING};
   const auto* const found = std::find(std::begin(kWithoutPixels), std::end(kWithoutPixels),
                                       Cairo::surface_get_type(Cairo::get_target(cairo)));
   const bool has_pixels = found == std::end(kWithoutPixels);

@@ -95,9 +95,7 @@ void PrintProperties(const Section& section, Output& output) {
 
 }  // namespace
 
-std::string TextOf(const Value& value, int decimals) {
-  return std::visit(ToText{decimals}, value);
-}
+std::string TextOf(const Value& value, int decimals) { return std::visit(ToText{decimals}, value); }
 
 void PrintText(const Document& document, Output& output) {
   bool first = true;

@@ -175,21 +175,16 @@ TEST_F(RawAdapterTest, AnalogChannelsHaveTheirOwnTimes) {
 
 TEST_F(RawAdapterTest, WhatIsNotThereIsNotGrantedAndLeavesNothingOpen) {
   const int32_t free = FreeRawHandles();
-  std::vector<DmRawDescriptor> wrong = {Spectrum(5),
-                                        Spectrum(0),
-                                        Spectrum(-1),
-                                        Spectrum(1, 3),
-                                        Spectrum(1, 0),
-                                        Spectrum(1, -1),
-                                        Spectrum(1, 33),
-                                        Spectrum(1, 1, 7),
-                                        Spectrum(1, 1, 256),
-                                        Spectrum(1, 1, -1),
-                                        Chromatogram(5),
-                                        Chromatogram(DM_TRACE_TAS),
-                                        Chromatogram(DM_TRACE_MASS),
-                                        Chromatogram(DM_TRACE_ANALOG),
-                                        Chromatogram(99)};
+  std::vector<DmRawDescriptor> wrong;
+  for (const int32_t scan : {5, 0, -1}) wrong.push_back(Spectrum(scan));
+  for (const auto function : std::vector<int16_t>{3, 0, -1, 33})
+    wrong.push_back(Spectrum(1, function));
+  for (const auto process : std::vector<int16_t>{7, 256, -1})
+    wrong.push_back(Spectrum(1, 1, process));
+  for (const auto type :
+       std::vector<uint32_t>{5, DM_TRACE_TAS, DM_TRACE_MASS, DM_TRACE_ANALOG, 99}) {
+    wrong.push_back(Chromatogram(type));
+  }
   wrong.push_back(Spectrum(1));
   wrong.back().kind = 1;
   wrong.push_back(Spectrum(1));

@@ -229,5 +229,31 @@ TEST(ChartTest, StacksWithoutRoomShareTheirAxes) {
   EXPECT_EQ(chart.plan()->panels[0].traces.size(), 6U);
 }
 
+TEST(ChartTest, NothingOfAMapIsLostWhereItIsSmall) {
+  tools::MassMap map = {.times = {0, 10}, .masses = {100, 900}, .columns = 1600, .rows = 900};
+  map.levels.assign(static_cast<size_t>(map.columns * map.rows), 0);
+  const auto show = [&map](const PictureSize& size, const View& view) {
+    Chart chart;
+    chart.Show(map, {});
+    chart.SetView(view);
+    const tools::PlannedMap& planned = PlanOf(chart, size).panels[0].maps[0];
+    return std::ranges::count_if(planned.levels, [](uint8_t level) { return level == 60; });
+  };
+  std::mt19937 random(5);
+  for (int i = 0; i < 100; ++i) {
+    const size_t cell = random() % map.levels.size();
+    map.levels[cell] = 60;
+    EXPECT_EQ(show({300, 200, 96}, {}), 1) << "cell " << cell;
+    // In half of both ranges it is in one of the four parts.
+    EXPECT_EQ(show({300, 200, 96}, {Window{0, 5}, Window{100, 500}}) +
+                  show({300, 200, 96}, {Window{5, 10}, Window{100, 500}}) +
+                  show({300, 200, 96}, {Window{0, 5}, Window{500, 900}}) +
+                  show({300, 200, 96}, {Window{5, 10}, Window{500, 900}}),
+              1)
+        << "cell " << cell;
+    map.levels[cell] = 0;
+  }
+}
+
 }  // namespace
 }  // namespace tervalon::viewer

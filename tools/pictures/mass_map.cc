@@ -100,39 +100,63 @@ void AddScale(const Box& box, float highest, int32_t tick, const TextMeasure& me
   write("Intensity", box.left, box.top - height - height / 2);
 }
 
-// For each of `count` equal parts of a range the cell of another range that its middle lies in.
-std::vector<int32_t> CellsOf(const Window& range, int32_t count, const Window& of, int32_t cells) {
-  std::vector<int32_t> found;
-  const double step = (double{range.high} - range.low) / count;
+struct CellRange {  // [begin, end)
+  int32_t begin;
+  int32_t end;
+};
+
+// For each of `count` equal parts of a range the cells of another range whose middles lie in it, or
+// where these are wider the cell that its own middle lies in.
+std::vector<CellRange> CellsOf(const Window& range, int32_t count, const Window& of,
+                               int32_t cells) {
+  std::vector<CellRange> found;
+  const double cells_of_one = cells / (double{of.high} - of.low);
+  const double first = (double{range.low} - of.low) * cells_of_one;
+  const double step = (double{range.high} - range.low) / count * cells_of_one;
+  const auto cell = [cells](double place) {
+    return static_cast<int32_t>(std::clamp<double>(std::floor(place), -1, cells));
+  };
   for (int32_t i = 0; i < count; ++i) {
-    const double place = range.low + (i + 0.5) * step;
-    const double part = (place - of.low) / (double{of.high} - of.low);
-    found.push_back(part >= 0 && part < 1 ? static_cast<int32_t>(part * cells) : -1);
+    CellRange part = {cell(first + i * step + 0.5), cell(first + (i + 1) * step + 0.5)};
+    if (part.begin == part.end) {
+      part.begin = cell(first + (i + 0.5) * step);
+      part.end = part.begin + 1;
+    }
+    found.push_back({std::max(part.begin, 0), std::min(part.end, cells)});
   }
   return found;
 }
 
-// Of a whole map what lies in these ranges.
+// Of a whole map what lies in these ranges, in no more cells than there are pixels: the highest of
+// several.
 void CutOut(const MassMap& map, const Window& times, const Window& masses, PlannedMap& planned) {
   const auto same = [](const Window& a, const Window& b) {
     return a.low == b.low && a.high == b.high;
   };
-  if (same(times, map.times) && same(masses, map.masses)) {
+  if (same(times, map.times) && same(masses, map.masses) && map.columns <= planned.box.width() &&
+      map.rows <= planned.box.height()) {
     planned.levels = map.levels;
     return;
   }
-  const std::vector<int32_t> columns =
+  const std::vector<CellRange> columns =
       CellsOf(times, std::max(planned.box.width(), 1), map.times, map.columns);
-  const std::vector<int32_t> rows =
+  const std::vector<CellRange> rows =
       CellsOf(masses, std::max(planned.box.height(), 1), map.masses, map.rows);
   planned.columns = static_cast<int32_t>(columns.size());
-  planned.levels.assign(columns.size() * rows.size(), 0);
-  uint8_t* cell = planned.levels.data();
-  for (const int32_t row : rows) {
-    const uint8_t* const of_row = map.levels.data() + ptrdiff_t{row} * map.columns;
-    for (const int32_t column : columns) {
-      if (row >= 0 && column >= 0) *cell = of_row[column];
-      ++cell;
+  planned.levels.reserve(columns.size() * rows.size());
+  std::vector<uint8_t> highest(static_cast<size_t>(map.columns));
+  for (const CellRange& row : rows) {
+    std::ranges::fill(highest, uint8_t{0});
+    for (int32_t of_row = row.begin; of_row < row.end; ++of_row) {
+      const uint8_t* const levels = map.levels.data() + ptrdiff_t{of_row} * map.columns;
+      for (size_t i = 0; i < highest.size(); ++i) highest[i] = std::max(highest[i], levels[i]);
+    }
+    for (const CellRange& column : columns) {
+      uint8_t level = 0;
+      for (int32_t i = column.begin; i < column.end; ++i) {
+        level = std::max(level, highest[static_cast<size_t>(i)]);
+      }
+      planned.levels.push_back(level);
     }
   }
 }

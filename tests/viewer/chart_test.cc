@@ -13,7 +13,6 @@
 namespace tervalon::viewer {
 namespace {
 
-using tools::Layout;
 using Zone = PlotPlace::Zone;
 
 PlotSeries Line(const std::string& title, size_t points, float highest) {

@@ -75,7 +75,10 @@ static int Drive(const char* picture, HANDLE process) {
   SetWindowPos(window, NULL, 0, 0, 1000, 760, SWP_NOZORDER);
   RECT area;
   GetClientRect(window, &area);
-  if (!Photograph(window, path, after)) return Fail("no photograph");
+  for (int tries = 0; tries < 20; ++tries, Sleep(300)) { /* until that is painted, too */
+    if (!Photograph(window, path, after)) return Fail("no photograph");
+    if (after[0] > before[0]) break;
+  }
   if (after[0] <= before[0]) return Fail("the chromatogram does not grow with the window");
   /* The highest peak of the simulated chromatogram stands at 58 % of it. */
   SendMessageA(window, WM_LBUTTONDOWN, 0,

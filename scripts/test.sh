@@ -109,7 +109,7 @@ if [ -n "$all" ]; then
   export TERVALON_PROGRAMS_KILLS=100 TERVALON_LIMITS=1 TERVALON_LIVES_STEPS=1000000
   export TERVALON_ACQUISITION_TIME=60 # seconds of an acquisition that others read
 fi
-run_tests release -R "$(any_of abi installed "${optimised[@]}")"
+run_tests release -R "$(any_of abi installed gtk_viewer "${optimised[@]}")"
 
 step "Python"
 scripts/python_test.sh

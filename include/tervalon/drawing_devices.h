@@ -10,7 +10,7 @@ TERVALON_BEGIN_DECLS
 
 #if !defined(_WIN32)
 
-struct _cairo;
+struct _cairo;  // a cairo_t, by its own name: NOLINT(clang-diagnostic-reserved-identifier)
 
 // Create a device context of width by height pixels, white, whose pixel (0, 0) is the upper left
 // one. Sizes are 1 to 32767 pixels, and an image has at most 2^28 of them; the resolution, 1 to
